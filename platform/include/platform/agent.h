@@ -1,0 +1,71 @@
+// The agent extension: notifications, who asks, what a user's role allows, and error reporting.
+// Everything here is called on the agent's one thread; "the PDU" is the one being served.
+#ifndef PLATFORM_AGENT_H
+#define PLATFORM_AGENT_H
+
+#include <net-snmp/net-snmp-config.h>
+#include <net-snmp/types.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#include "platform/bitset.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct {
+  uint32_t code;
+  char text[256];  // NUL-terminated
+} snmp_error_record_t;
+
+// Turns one notification message into a trap: returns the trap's varbinds, to be freed by the caller, fills `trap_oid`
+// (room for MAX_OID_LEN) and its length, and sets `*send` to 1; or returns null with `*send` 0 when no trap is to be sent.
+typedef netsnmp_variable_list *(*notification_handler_t)(void *msg, oid *trap_oid, size_t *trap_oid_len, int *send);
+
+// Both return 0 on success. A second registration of an id replaces the first; unregistering an id that has no handler is an
+// error.
+int register_for_notification(int id, notification_handler_t handler);
+int unregister_for_notification(int id);
+
+// The PDU's user (for v1 and v2c the security name that its community maps to) and session, as texts owned by the
+// extension and valid while the PDU is served; empty texts outside a PDU. The argument is not used.
+const char *get_snmp_username(int unused);
+const char *get_snmp_sessionid(int unused);
+
+// A number unique to the PDU (never a client's own request id, which clients repeat); 0 outside a PDU.
+int get_pdu_reqid(void);
+
+// Adds to `set` the VSANs that the PDU's user may use under the OID. `pdu_type` is SNMP_MSG_GET for every read and SNMP_MSG_SET
+// for every write. Returns 1 when the user is restricted to that set, 0 when the user is not restricted.
+int snmp_get_allowed_vsans_subtree(vsan_set_t *set, const oid *name, size_t name_len, int pdu_type);
+
+// Non-zero when VSAN `vsan_id` is in `set`; an id above 4095 never is.
+int snmp_is_vsan_allowed_in_list(uint32_t vsan_id, vsan_set_t *set);
+
+// Moves `*vsan_id` to the next VSAN of `set` above it and returns non-zero; returns 0 when there is none.
+int snmp_get_next_allowed_vsan_in_list(uint32_t *vsan_id, vsan_set_t *set);
+
+// Non-zero when the PDU's user may use VSAN `vsan_id` under the OID.
+int snmp_is_vsan_allowed_subtree(uint32_t vsan_id, const oid *name, size_t name_len, int pdu_type);
+
+// 0 when the role of the PDU's user may touch the interface (`mode` 1 writes, 3 reads), else an error status.
+int intf_chk_vsan_role_allowed(uint32_t if_index, int mode, vsan_set_t *set);
+
+// Keeps the record as the last error of the PDU's user, for `vsanctl show errors`, and writes it to the agent's log.
+void log_snmp_error(snmp_error_record_t *record);
+
+// The same for a status of a manager. `detail` says where it was met: 200 when a request was refused or a value is not
+// acceptable, 584 when the module itself refused (a restriction, no memory).
+void log_set_error(int code, int detail);
+
+// Appends one varbind, its value and name copied, to `list`, or starts a list when `list` is null. Returns the list's head,
+// or null when there is no memory, `list` then being as it was.
+netsnmp_variable_list *build_varbind(netsnmp_variable_list *list, const void *value, u_char asn_type, size_t value_len,
+                                     const oid *name, size_t name_len);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

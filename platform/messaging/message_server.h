@@ -1,0 +1,75 @@
+// The receiving side of the messaging library: one listening socket a service, inside a libevent loop.
+//
+// 1. All calls are made on the loop's thread. A handler answers before it returns.
+// 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame itself cannot be read.
+// 3. Peers are checked with SO_PEERCRED: root and the server's own user and group may connect.
+#ifndef PLATFORM_MESSAGING_MESSAGE_SERVER_H
+#define PLATFORM_MESSAGING_MESSAGE_SERVER_H
+
+#include <stdint.h>
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct event_base;
+
+// One request as it arrived. The views are valid until the handler returns.
+struct message_request {
+  int opcode;
+  int msg_type;
+  std::basic_string_view<uint8_t> payload;
+  std::string_view user;     // empty for a read
+  std::string_view session;  // empty for a read
+  bool wants_payload;        // the client has room for an answer's payload
+  uid_t peer_uid;
+  pid_t peer_pid;
+};
+
+// What a handler answers. `payload` is sent when the client wants one.
+struct message_reply {
+  int status = 0;
+  std::vector<uint8_t> payload;
+};
+
+using message_handler = void (*)(void *context, const message_request &request, message_reply &reply);
+
+struct message_server;
+
+// Serves `service` in the run directory: an AF_UNIX SOCK_SEQPACKET socket of mode 0660. A socket file left over by a dead server is replaced.
+// Returns null with `errno` on failure (EADDRINUSE: another server answers there).
+message_server *message_server_open(event_base *base, const char *run_dir, int service, message_handler handler,
+                                    void *context);
+
+// Closes every connection and removes the socket file. Null is allowed.
+void message_server_close(message_server *server);
+
+// Counters since the start, for `vsanctl show status`.
+struct message_counters {
+  uint64_t requests = 0;
+  uint64_t refused = 0;    // answered with a status other than 0
+  uint64_t malformed = 0;  // frames that could not be read
+  uint64_t connections = 0;
+  uint64_t peers_refused = 0;
+};
+message_counters message_server_counters(const message_server *server);
+
+// A fault switched on on purpose, for people who test what is in front of the managers.
+enum class fault_kind { delay, status, drop, short_answer, hang };
+
+struct message_fault {
+  fault_kind kind;
+  int opcode = -1;     // -1: every opcode
+  int count = -1;      // how many requests it hits; -1: until it is cleared
+  int value = 0;       // delay: milliseconds; status: the status; short_answer: bytes of payload left
+};
+
+// Faults are tried in the order they were added; the first that matches a request is applied to it.
+// A delayed answer is sent later without blocking the loop; a hang never answers, nor does a drop, which closes the connection. A
+// request that is hung or dropped is not handled; one that is delayed or cut short is.
+void message_server_add_fault(message_server *server, const message_fault &fault);
+void message_server_clear_faults(message_server *server);
+std::vector<message_fault> message_server_faults(const message_server *server);
+
+#endif
