@@ -1,0 +1,42 @@
+// The socket file of each receiver, in the run directory.
+#ifndef PLATFORM_MESSAGING_SERVICE_NAMES_H
+#define PLATFORM_MESSAGING_SERVICE_NAMES_H
+
+#include <stddef.h>
+#include <stdio.h>
+
+#include "platform/services.h"
+
+struct service_name {
+  int service;
+  const char *socket_file;
+};
+
+inline constexpr service_name kServiceNames[] = {
+    {15, "vsan-manager.sock"},
+    {46, "identity.sock"},
+    {kServicePortManager, "port-manager.sock"},
+    {kServiceDistribution, "distribution.sock"},
+    {kServiceControl, "control.sock"},
+    {kServiceNotifications, "notifications.sock"},
+};
+
+inline constexpr size_t kServiceCount = sizeof kServiceNames / sizeof kServiceNames[0];
+
+// The row of `service` in kServiceNames, or -1 when there is no such receiver.
+constexpr int service_row(int service) {
+  for (size_t row = 0; row < kServiceCount; ++row)
+    if (kServiceNames[row].service == service) return static_cast<int>(row);
+  return -1;
+}
+
+// Writes the path of the socket of `service` to `path`, which has `room` bytes (a `sun_path` has 108). Returns 0, or -1
+// when there is no such receiver or the path does not fit.
+inline int service_socket_path(const char *run_dir, int service, char *path, size_t room) {
+  const int row = service_row(service);
+  if (row < 0) return -1;
+  const int length = snprintf(path, room, "%s/%s", run_dir, kServiceNames[row].socket_file);
+  return length >= 0 && static_cast<size_t>(length) < room ? 0 : -1;
+}
+
+#endif
