@@ -1,8 +1,10 @@
 // The receiving side of the messaging library: one listening socket a service, inside a libevent loop.
 //
 // 1. All calls are made on the loop's thread. A handler answers before it returns.
-// 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame itself cannot be read.
-// 3. Peers are checked with SO_PEERCRED: root and the server's own user and group may connect.
+// 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame
+// itself cannot be read.
+// 3. Peers are checked with SO_PEERCRED: root, the server's own user, and members of the server's group may connect.
+// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from.
 #ifndef PLATFORM_MESSAGING_MESSAGE_SERVER_H
 #define PLATFORM_MESSAGING_MESSAGE_SERVER_H
 
@@ -37,10 +39,15 @@ using message_handler = void (*)(void *context, const message_request &request, 
 
 struct message_server;
 
-// Serves `service` in the run directory: an AF_UNIX SOCK_SEQPACKET socket of mode 0660. A socket file left over by a dead server is replaced.
-// Returns null with `errno` on failure (EADDRINUSE: another server answers there).
+// Serves `service` in the run directory: an AF_UNIX SOCK_SEQPACKET socket of mode 0660. A socket file left over by a
+// dead server is replaced. Returns null with `errno` on failure (EADDRINUSE: another server answers there).
 message_server *message_server_open(event_base *base, const char *run_dir, int service, message_handler handler,
                                     void *context);
+
+// Where malformed requests and refused peers are reported, one line of text each; `context` is that of the handler.
+// Nothing is reported until then, or when `log` is null.
+using message_log = void (*)(void *context, const char *text);
+void message_server_log_to(message_server *server, message_log log);
 
 // Closes every connection and removes the socket file. Null is allowed.
 void message_server_close(message_server *server);
@@ -60,14 +67,15 @@ enum class fault_kind { delay, status, drop, short_answer, hang };
 
 struct message_fault {
   fault_kind kind;
-  int opcode = -1;     // -1: every opcode
-  int count = -1;      // how many requests it hits; -1: until it is cleared
-  int value = 0;       // delay: milliseconds; status: the status; short_answer: bytes of payload left
+  int opcode = -1;  // -1: every opcode
+  int count = -1;   // how many requests it hits; -1: until it is cleared
+  int value = 0;    // delay: milliseconds; status: the status; short_answer: bytes of payload left
 };
 
 // Faults are tried in the order they were added; the first that matches a request is applied to it.
-// A delayed answer is sent later without blocking the loop; a hang never answers, nor does a drop, which closes the connection. A
-// request that is hung or dropped is not handled; one that is delayed or cut short is.
+// A request that gets a fault's status is not handled. A delayed answer is sent later without blocking the loop; a hang
+// never answers, nor does a drop, which closes the connection. A request that is hung or dropped is not handled; one
+// that is delayed or cut short is.
 void message_server_add_fault(message_server *server, const message_fault &fault);
 void message_server_clear_faults(message_server *server);
 std::vector<message_fault> message_server_faults(const message_server *server);

@@ -23,6 +23,8 @@ inline constexpr service_name kServiceNames[] = {
 
 inline constexpr size_t kServiceCount = sizeof kServiceNames / sizeof kServiceNames[0];
 
+inline constexpr size_t kSocketPathRoom = 108;  // that of a `sun_path`
+
 // The row of `service` in kServiceNames, or -1 when there is no such receiver.
 constexpr int service_row(int service) {
   for (size_t row = 0; row < kServiceCount; ++row)
@@ -30,8 +32,8 @@ constexpr int service_row(int service) {
   return -1;
 }
 
-// Writes the path of the socket of `service` to `path`, which has `room` bytes (a `sun_path` has 108). Returns 0, or -1
-// when there is no such receiver or the path does not fit.
+// Writes the path of the socket of `service` to `path`, which has `room` bytes (kSocketPathRoom is always enough).
+// Returns 0, or -1 when there is no such receiver or the path does not fit.
 inline int service_socket_path(const char *run_dir, int service, char *path, size_t room) {
   const int row = service_row(service);
   if (row < 0) return -1;

@@ -1,0 +1,73 @@
+// What the files of the message server share.
+#ifndef PLATFORM_MESSAGING_MESSAGE_SERVER_INTERNAL_H
+#define PLATFORM_MESSAGING_MESSAGE_SERVER_INTERNAL_H
+
+#include <stdint.h>
+#include <sys/stat.h>
+
+#include <deque>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/messaging/message_server.h"
+
+struct event;
+
+struct event_deleter {
+  void operator()(event *owned) const;
+};
+using event_ptr = std::unique_ptr<event, event_deleter>;
+
+using frame_bytes = std::vector<uint8_t>;
+
+struct server_connection;
+
+// An answer that a fault holds back.
+struct delayed_answer {
+  server_connection *connection;
+  frame_bytes frame;
+  event_ptr timer;
+};
+
+struct server_connection {
+  message_server *server;
+  int fd;
+  uid_t uid;
+  pid_t pid;
+  event_ptr readable;
+  event_ptr writable;
+  std::deque<frame_bytes> output;  // answers that the socket had no room for
+  std::list<delayed_answer> delayed;
+};
+
+struct message_server {
+  event_base *base;
+  int service;
+  std::string path;
+  struct stat socket_file;  // which file is ours, should another server have replaced it
+  message_handler handler;
+  message_log log = nullptr;
+  void *context;
+  int listener;
+  event_ptr acceptable;
+  event_ptr accept_again;
+  std::list<server_connection> connections;
+  std::vector<message_fault> faults;
+  message_counters counters;
+};
+
+// Takes over the accepted socket `fd`. Returns false when there is no memory for it; `fd` is still the caller's then.
+bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid);
+
+// Closes the connection and frees it.
+void server_connection_close(server_connection *connection);
+
+// The fault that hits a request of `opcode`, or null. Its count goes down by one.
+std::unique_ptr<message_fault> message_server_take_fault(message_server *server, int opcode);
+
+// Reports one line, formatted as printf does.
+void message_server_report(message_server *server, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+#endif
