@@ -1,0 +1,62 @@
+// What is in the shared page. All of it is made of 32-bit words in host order: 32-bit and 64-bit processes of one host
+// see the same.
+#ifndef PLATFORM_SERVICES_PAGE_LAYOUT_H
+#define PLATFORM_SERVICES_PAGE_LAYOUT_H
+
+#include <stdint.h>
+
+#include "platform/services/shared_page.h"
+#include "platform/services/slot_ring.h"
+
+inline constexpr uint32_t kPageMagic = 0x56535750;
+inline constexpr uint32_t kPageVersion = 1;
+
+inline constexpr uint32_t kEventSlots = 8192;
+inline constexpr uint32_t kEventHeadWords = 5;  // seconds, nanoseconds, process, module, level
+inline constexpr uint32_t kEventSlotWords = 144;
+static_assert(kSlotOverheadWords + kEventHeadWords + kEventTextSize / 4 <= kEventSlotWords);
+
+inline constexpr uint32_t kErrorSlots = kErrorsKept;
+inline constexpr uint32_t kErrorHeadWords = 5;  // seconds, process, PDU, code, detail
+inline constexpr uint32_t kErrorSlotWords = 96;
+static_assert(kSlotOverheadWords + kErrorHeadWords + (kErrorUserSize + kErrorTextSize) / 4 <= kErrorSlotWords);
+
+inline constexpr uint32_t kLevelWords = (kLevelMax + 1) / 32;
+
+struct switch_page {
+  shared_word magic;  // set last: 0 while the page is being made
+  uint32_t version;
+  uint32_t size;
+  uint32_t identity;                   // tells this page from one that replaces it
+  shared_word distribution;            // of "fctimer": kDistribution... bits
+  shared_word levels[2][kLevelWords];  // bit level % 32 of word level / 32, by kLevelRecorded and kLevelPrinted
+  slot_ring_counters event_counters;
+  slot_ring_counters error_counters;
+  uint32_t reserved[7];  // the slots start at a cache line
+  shared_word events[kEventSlots * kEventSlotWords];
+  shared_word errors[kErrorSlots * kErrorSlotWords];
+};
+static_assert(offsetof(switch_page, events) % 64 == 0);
+
+enum : uint32_t {
+  kDistributionKnown = 1,
+  kDistributionEnabled = 2,
+  kDistributionShowsRunning = 4,
+};
+
+// The page, mapped now if need be; null with `errno` when there is none. Looks at most once a second whether it can be
+// opened, or whether it was replaced.
+switch_page *page_in_use();
+
+// The process id, without asking the kernel each time.
+uint32_t page_user_pid();
+
+inline slot_ring event_ring(switch_page *page) {
+  return {&page->event_counters, page->events, kEventSlots, kEventSlotWords};
+}
+
+inline slot_ring error_ring(switch_page *page) {
+  return {&page->error_counters, page->errors, kErrorSlots, kErrorSlotWords};
+}
+
+#endif

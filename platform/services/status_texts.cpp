@@ -1,0 +1,100 @@
+#include "platform/services/status_texts.h"
+
+#include <stdio.h>
+
+#include "feature/vsan_manager/vsan_records.h"
+#include "platform/syserr.h"
+
+namespace {
+
+struct status_text {
+  int status;
+  const char *text;
+};
+
+constexpr status_text kStatusTexts[] = {
+    {0, "success"},
+    {kStatusNoVsan, "no such VSAN"},
+    {kStatusNotInDistribution, "the VSAN takes no part in distribution"},
+    {kStatusVsanConflict, "the VSAN does not fit the request: its name is in use, or it must stay"},
+    {kStatusLatencyZero, "a drop latency of 0 cannot be set"},
+    {kStatusNoValue, "no value was given"},
+    {kStatusRemoteLock, "another switch holds the distribution lock"},
+    {kStatusNoEntry, "no such row, or no further row"},
+    {kStatusVsanDenied, "the user may not touch this VSAN"},
+    {kStatusRowDenied, "a restricted user may not create or delete this VSAN"},
+
+    {kStatusMalformed, "malformed request"},
+    {kStatusWrongSize, "the payload's size does not fit the request"},
+    {kStatusUnknownOpcode, "unknown opcode"},
+    {kStatusBadMessageType, "the opcode does not have this message type"},
+    {kStatusWrongService, "the request is for another receiver"},
+    {kStatusInternal, "the manager failed; its log says why"},
+    {kStatusStoreFailed, "the store could not be written; nothing was changed"},
+    {kStatusAnswerTooLarge, "the answer does not fit a message"},
+    {kStatusNotAllowed, "the caller may read but not write"},
+    {kStatusBusy, "the manager is busy"},
+
+    {kStatusVsanRange, "VSAN id out of range: 1 to 4094"},
+    {kStatusVsanReserved, "VSAN 4095 is reserved"},
+    {kStatusNameRange, "VSAN name out of range: 1 to 32 octets"},
+    {kStatusMediaRange, "media type out of range: 1 (Fibre Channel) or 2 (Ethernet)"},
+    {kStatusAdminStateRange, "admin state out of range: 1 (active) or 2 (suspended)"},
+    {kStatusMtuRange, "MTU out of range"},
+    {kStatusLoadBalancingRange, "load balancing out of range: 1 (source and destination) or 2 (exchange too)"},
+    {kStatusInteropRange, "interoperability mode out of range"},
+    {kStatusInorderRange, "in-order delivery out of range: 1 (on) or 2 (off)"},
+    {kStatusLatencyRange, "latency out of range"},
+    {kStatusLatencyType, "latency type out of range: 17 (switch) or 18 (network)"},
+    {kStatusRowStatusRange, "row status out of range"},
+    {kStatusTimerType, "timer type out of range: 7 (E_D_TOV), 8 (R_A_TOV), 9 (D_S_TOV) or 10 (F_S_TOV)"},
+    {kStatusTimerRange, "timer value out of range"},
+    {kStatusTimerFlags, "a timer's flag and force bytes must be 0 or 1"},
+    {kStatusNotificationRange, "notification control out of range: 1 (on) or 2 (off)"},
+    {kStatusTimerRelation, "E_D_TOV must be below R_A_TOV"},
+    {kStatusNameMalformed, "VSAN name without an end in its field, or with octets that cannot be printed"},
+
+    {kStatusTimerMustForce, "the VSAN is operational: its timers must be forced"},
+    {kStatusTooManyVsans, "too many VSANs"},
+    {kStatusTooManyInterfaces, "too many interfaces"},
+    {kStatusNoInterface, "no such interface"},
+    {kStatusInterfaceExists, "the interface exists already"},
+
+    {kStatusNoMembership, "the interface is not an active member of the VSAN"},
+    {kStatusEndOfMemberships, "no further active membership"},
+
+    {kStatusNotDistributed, "the application is not distributed"},
+    {kStatusDistributionOff, "distribution is off"},
+    {kStatusNoSession, "no distribution session is open"},
+    {kStatusSessionOpen, "a distribution session is open: commit or abort it first"},
+    {kStatusSessionOther, "another user's distribution session is open"},
+    {kStatusNothingPending, "the session has no pending value"},
+
+    {kStatusInterfaceDenied, "the user's role does not hold the interface"},
+    {kStatusUnknownFault, "unknown kind of fault"},
+    {kStatusQueueEmpty, "the notification queue is empty"},
+};
+
+constexpr bool all_differ() {
+  for (const status_text &a : kStatusTexts)
+    for (const status_text &b : kStatusTexts)
+      if (&a != &b && a.status == b.status) return false;
+  return true;
+}
+static_assert(all_differ());
+
+}  // namespace
+
+const char *syserr2str(int code) {
+  for (const status_text &row : kStatusTexts)
+    if (row.status == code) return row.text;
+  static thread_local char unknown[32];
+  snprintf(unknown, sizeof unknown, "status 0x%08x", static_cast<unsigned>(code));
+  return unknown;
+}
+
+const char *syserr_format(int code) {
+  static thread_local char text[160];
+  snprintf(text, sizeof text, "0x%08x (%s)", static_cast<unsigned>(code), syserr2str(code));
+  return text;
+}
