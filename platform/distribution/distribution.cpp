@@ -40,7 +40,7 @@ int distribution_open(const distribution_engine &engine, const distribution_sess
   }
   if (now.open != 0) {
     if (now.owner != user) {
-      return kStatusSessionOfAnother;
+      return kStatusSessionOther;
     }
     next = now;
     return 0;

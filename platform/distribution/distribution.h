@@ -50,7 +50,7 @@ distribution_engine single_switch_engine(single_switch_fabric *fabric);
 int distribution_enable(const distribution_session &now, bool enabled, distribution_session &next);
 
 // Opens a session for `user`, or goes on with the one that the user has. Refused while distribution is off
-// (kStatusDistributionOff), another user has a session (kStatusSessionOfAnother), or another switch holds the lock.
+// (kStatusDistributionOff), another user has a session (kStatusSessionOther), or another switch holds the lock.
 int distribution_open(const distribution_engine &engine, const distribution_session &now, const std::string &user,
                       distribution_session &next);
 

@@ -1,0 +1,57 @@
+// Committing changes, and what every manager needs around it.
+#include "feature/vsan_manager/manager/change_effects.h"
+#include "feature/vsan_manager/manager/vsan_manager.h"
+#include "platform/services/status_texts.h"
+#include "platform/syserr.h"
+
+static bool changes_nothing(const switch_state &state, const switch_change &change) {
+  return change.vsans.empty() && change.vsans_removed.empty() && change.interfaces.empty() && change.timers.empty() &&
+         change.pending.empty() && change.kept_out.empty() && change.taken == 0 && change.settings == state.settings;
+}
+
+static void log_line(const switch_managers &managers, const std::string &line) {
+  if (managers.log != nullptr) {
+    managers.log(managers.context, line);
+  }
+}
+
+int managers_commit(switch_managers &managers, switch_change &change) {
+  if (changes_nothing(managers.state, change)) {
+    return 0;
+  }
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  change_complete(managers.state, change, now);
+  const bool was_open = managers.state.settings.distribution.open != 0;
+  const bool will_be_open = change.settings.distribution.open != 0;
+  std::string error;
+  if (store_write(managers.kept, managers.state, change, error) != 0) {
+    log_line(managers, "the change was not made: " + error);
+    if (!was_open && will_be_open) {
+      distribution_release(managers.engine);
+    }
+    return kStatusStoreFailed;
+  }
+  state_apply(managers.state, change);
+  if (was_open && !will_be_open) {
+    distribution_release(managers.engine);
+  }
+  if (managers.changed != nullptr) {
+    managers.changed(managers.context);
+  }
+  return 0;
+}
+
+int managers_first_start(switch_managers &managers, switch_change &change, std::string &error) {
+  if (store_write(managers.kept, managers.state, change, error) != 0) {
+    return -1;
+  }
+  state_apply(managers.state, change);
+  return 0;
+}
+
+void managers_refuse(switch_managers &managers, const message_request &request, int status, const std::string &what) {
+  log_line(managers, "refused opcode " + std::to_string(request.opcode) + " type " + std::to_string(request.msg_type) +
+                         " of user '" + std::string(request.user) + "' (uid " + std::to_string(request.peer_uid) +
+                         ", pid " + std::to_string(request.peer_pid) + "): " + what + ": " + syserr2str(status));
+}

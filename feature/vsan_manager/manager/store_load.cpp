@@ -1,0 +1,168 @@
+#include "feature/vsan_manager/manager/store_internal.h"
+#include "feature/vsan_manager/manager/vsan_rules.h"
+#include "platform/syserr.h"
+
+static uint64_t column_number(sqlite3_stmt *row, int column) {
+  return static_cast<uint64_t>(sqlite3_column_int64(row, column));
+}
+
+// A stored number that no 32-bit field can have reads as one that no rule allows.
+static uint32_t column_word(sqlite3_stmt *row, int column) {
+  const uint64_t number = column_number(row, column);
+  return number > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(number);
+}
+
+static std::string column_text(sqlite3_stmt *row, int column) {
+  const unsigned char *text = sqlite3_column_text(row, column);
+  const int size = sqlite3_column_bytes(row, column);
+  return text == nullptr ? "" : std::string(reinterpret_cast<const char *>(text), static_cast<size_t>(size));
+}
+
+static std::string load_vsan(sqlite3_stmt *row, switch_change &found) {
+  vsan_record vsan;
+  vsan.id = column_word(row, 0);
+  vsan.name = column_text(row, 1);
+  vsan.media_type = column_word(row, 2);
+  vsan.admin_state = column_word(row, 3);
+  vsan.mtu = column_word(row, 4);
+  vsan.load_balancing = column_word(row, 5);
+  vsan.interop = column_word(row, 6);
+  vsan.inorder = column_word(row, 7);
+  vsan.drop_latency = column_word(row, 8);
+  if (const int problem = vsan_problem(vsan); problem != 0) {
+    return "VSAN " + std::to_string(vsan.id) + ": " + syserr2str(problem);
+  }
+  found.vsans.push_back(std::move(vsan));
+  return "";
+}
+
+static std::string load_interface(sqlite3_stmt *row, switch_change &found) {
+  interface_record interface;
+  interface.index = column_word(row, 0);
+  interface.name = column_text(row, 1);
+  interface.vsan = column_word(row, 2);
+  interface.up = column_number(row, 3) != 0;
+  interface.is_static = column_number(row, 4) != 0;
+  if (const int problem = interface_problem(interface); problem != 0) {
+    return "interface " + std::to_string(interface.index) + ": " + syserr2str(problem);
+  }
+  found.interfaces.push_back(std::move(interface));
+  return "";
+}
+
+static std::string load_timer_into(sqlite3_stmt *row, timer_map &timers) {
+  const timer_key key{column_word(row, 0), column_word(row, 1)};
+  const uint32_t value = column_word(row, 2);
+  if (const int problem = timer_problem(key.second, value); problem != 0) {
+    return "timer " + std::to_string(key.second) + " of VSAN " + std::to_string(key.first) + ": " +
+           syserr2str(problem);
+  }
+  timers[key] = value;
+  return "";
+}
+
+static std::string load_timer(sqlite3_stmt *row, switch_change &found) { return load_timer_into(row, found.timers); }
+static std::string load_pending(sqlite3_stmt *row, switch_change &found) { return load_timer_into(row, found.pending); }
+
+static std::string load_kept_out(sqlite3_stmt *row, switch_change &found) {
+  found.kept_out[column_word(row, 0)] = true;
+  return "";
+}
+
+static std::string load_setting(sqlite3_stmt *row, switch_change &found) {
+  const std::string name = column_text(row, 0);
+  for (const number_setting &setting : kNumberSettings) {
+    if (name == setting.name) {
+      setting.field(found.settings) = column_number(row, 1);
+      return "";
+    }
+  }
+  for (const text_setting &setting : kTextSettings) {
+    if (name == setting.name) {
+      setting.field(found.settings) = column_text(row, 1);
+      return "";
+    }
+  }
+  return "setting " + name + ": not known";
+}
+
+static std::string load_notification(sqlite3_stmt *row, switch_change &found) {
+  notification_record record{column_number(row, 0), static_cast<int>(column_word(row, 1)), {}};
+  const auto *payload = static_cast<const uint8_t *>(sqlite3_column_blob(row, 2));
+  record.payload.assign(payload, payload + sqlite3_column_bytes(row, 2));
+  found.raised.push_back(std::move(record));
+  return "";
+}
+
+struct table_loader {
+  const char *sql;
+  std::string (*load)(sqlite3_stmt *row, switch_change &found);  // an empty text, or what is wrong with the row
+};
+
+static constexpr table_loader kLoaders[] = {
+    {"SELECT id, name, media_type, admin_state, mtu, load_balancing, interop, inorder, drop_latency FROM vsan",
+     load_vsan},
+    {"SELECT ifindex, name, vsan, up, is_static FROM interface", load_interface},
+    {"SELECT vsan, key, value FROM timer", load_timer},
+    {"SELECT vsan, key, value FROM pending_timer", load_pending},
+    {"SELECT vsan FROM kept_out", load_kept_out},
+    {"SELECT name, value FROM setting", load_setting},
+    {"SELECT number, id, payload FROM notification ORDER BY number", load_notification},
+};
+
+static int load_table(store *opened, const table_loader &loader, switch_change &found, std::string &error) {
+  sqlite3_stmt *statement = nullptr;
+  std::string problem;
+  int code = sqlite3_prepare_v2(opened->db, loader.sql, -1, &statement, nullptr);
+  while (code == SQLITE_OK || code == SQLITE_ROW) {
+    code = sqlite3_step(statement);
+    if (code == SQLITE_ROW) {
+      problem = loader.load(statement, found);
+    }
+    if (!problem.empty()) {
+      break;
+    }
+  }
+  if (code != SQLITE_DONE) {
+    error = problem.empty() ? store_failure(opened) : opened->path + ": " + problem;
+  }
+  sqlite3_finalize(statement);
+  return code == SQLITE_DONE ? 0 : -1;
+}
+
+// What no single row can tell. A new store is empty and sound.
+static std::string whole_problem(const switch_state &state) {
+  if (state.vsans.empty()) {
+    return "";
+  }
+  if (!state.vsans.contains(kDefaultVsan)) {
+    return "the default VSAN is missing";
+  }
+  for (const auto &[index, interface] : state.interfaces) {
+    if (!state.vsans.contains(interface.vsan)) {
+      return "interface " + std::to_string(index) + " is in VSAN " + std::to_string(interface.vsan) +
+             ", which does not exist";
+    }
+  }
+  for (uint32_t key = kTimerFirst; key < kTimerFirst + kTimerKinds; ++key) {
+    if (!state.timers.contains({0, key})) {
+      return std::string("the switch-wide ") + kTimerRanges[key - kTimerFirst].name + " is missing";
+    }
+  }
+  return "";
+}
+
+int store_load(store *opened, switch_state &state, std::string &error) {
+  switch_change found = change_begin(state);
+  for (const table_loader &loader : kLoaders) {
+    if (load_table(opened, loader, found, error) != 0) {
+      return -1;
+    }
+  }
+  state_apply(state, found);
+  const std::string problem = whole_problem(state);
+  if (!problem.empty()) {
+    error = opened->path + ": " + problem;
+  }
+  return problem.empty() ? 0 : -1;
+}

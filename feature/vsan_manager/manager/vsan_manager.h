@@ -1,0 +1,43 @@
+// The VSAN manager: answers the requests of its opcodes from the state, and makes changes durable before it answers.
+#ifndef FEATURE_VSAN_MANAGER_MANAGER_VSAN_MANAGER_H
+#define FEATURE_VSAN_MANAGER_MANAGER_VSAN_MANAGER_H
+
+#include <sys/time.h>
+
+#include <string>
+
+#include "feature/vsan_manager/manager/store.h"
+#include "feature/vsan_manager/manager/switch_state.h"
+#include "platform/messaging/message_server.h"
+
+// What the managers of one switch share. Owned by whoever hosts them.
+struct switch_managers {
+  switch_state state;
+  store *kept = nullptr;
+  single_switch_fabric fabric;
+  distribution_engine engine = {};
+  void (*changed)(void *context) = nullptr;  // after each change: distribution state and notifications may be new
+  void (*log)(void *context, const std::string &line) = nullptr;  // a refusal or failure, for people
+  void *context = nullptr;                                        // handed to both
+  uint64_t malformed = 0;                                         // requests refused for their form
+};
+
+// Serves kServiceVsanManager; `context` is the switch_managers. GET and GETNEXT answer the record that was asked with, filled;
+// SET and DELETE answer no payload.
+void vsan_manager_handle(void *context, const message_request &request, message_reply &reply);
+
+// Serves kServiceIdentity: opcode 1282 answers the switch's 8-byte world wide name.
+void identity_handle(void *context, const message_request &request, message_reply &reply);
+
+// Completes the change, writes it to the store and makes it true. Returns 0, or kStatusStoreFailed with nothing changed. A
+// change that changes nothing costs nothing.
+int managers_commit(switch_managers &managers, switch_change &change);
+
+// Fills a state that has no VSANs yet and its store with a first configuration, in one transaction. Returns 0, or -1
+// with `error` filled.
+int managers_first_start(switch_managers &managers, switch_change &change, std::string &error);
+
+// Notes a request that was refused, with what is wrong with it, in the log.
+void managers_refuse(switch_managers &managers, const message_request &request, int status, const std::string &what);
+
+#endif
