@@ -1,0 +1,62 @@
+#include "feature/vsan_manager/mib/restriction.h"
+
+#include <stdio.h>
+
+#include "platform/agent.h"
+#include "platform/syserr.h"
+
+namespace vsan_mib {
+
+allowed_vsans allowed_for_user(const oid *name, size_t name_len, int pdu_type) {
+  allowed_vsans allowed;
+  allowed.set.size = kVsanSetBytes;
+  bitset_clear(&allowed.set);
+  allowed.restricted = snmp_get_allowed_vsans_subtree(&allowed.set, name, name_len, pdu_type) != 0;
+  return allowed;
+}
+
+int vsan_in_set(uint32_t vsan, const vsan_set_t &set) {
+  vsan_set_t copy = set;
+  return snmp_is_vsan_allowed_in_list(vsan, &copy);
+}
+
+int next_vsan_in_set(uint32_t *vsan, const vsan_set_t &set) {
+  vsan_set_t copy = set;
+  return snmp_get_next_allowed_vsan_in_list(vsan, &copy);
+}
+
+bool write_is_denied(uint32_t vsan, const oid *name, size_t name_len) {
+  const allowed_vsans allowed = allowed_for_user(name, name_len, SNMP_MSG_SET);
+  return allowed.restricted && vsan_in_set(vsan, allowed.set) == 0;
+}
+
+int report_denial(uint32_t code) {
+  static snmp_error_record_t record;
+  record.code = code;
+  snprintf(record.text, sizeof record.text, "%s", syserr_format(static_cast<int>(code)));
+  log_snmp_error(&record);
+  return SNMP_ERR_GENERR;
+}
+
+}  // namespace vsan_mib
+
+using namespace vsan_mib;
+
+int process_for_vsan_restriction(uint32_t if_index, int mode, uint32_t vsan_id, oid *name, size_t name_len,
+                                 int pdu_type) {
+  enum { kModeWrite = 1, kRefusedByModule = 584 };
+
+  vsan_set_t set;
+  set.size = kVsanSetBytes;
+  bitset_clear(&set);
+  if (snmp_get_allowed_vsans_subtree(&set, name, name_len, pdu_type) != 1) return 0;
+
+  vsan_set_t copy = set;
+  const int refused = intf_chk_vsan_role_allowed(if_index, mode, &copy);
+  if (refused != 0) return refused;
+  // Reading a membership takes the right to the interface only.
+  if (mode != kModeWrite) return 0;
+  if (snmp_is_vsan_allowed_subtree(vsan_id, name, name_len, pdu_type) != 0) return 0;
+  log_set_error(kStatusVsanDenied, kRefusedByModule);
+  return SNMP_ERR_GENERR;
+}

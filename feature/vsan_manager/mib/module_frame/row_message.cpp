@@ -1,0 +1,36 @@
+#include "feature/vsan_manager/mib/row_message.h"
+
+#include <string.h>
+
+#include "feature/vsan_manager/mib/vsan_mib.h"
+
+namespace vsan_mib {
+namespace {
+
+// The parts of the envelope that are not used go out as zeros.
+vsanRowMessage envelope(const vsanEntry &row) {
+  vsanRowMessage message = {};
+  message.row = row;
+  vsanEntry_hton(&message.row);
+  return message;
+}
+
+}  // namespace
+
+answer ask_for_row(int msg_type, const vsanEntry &key) {
+  vsanRowMessage message = envelope(key);
+  return ask(kOpVsanRow, msg_type, &message, sizeof message, offsetof(vsanRowMessage, row) + sizeof(vsanEntry));
+}
+
+void take_row(const answer &got, vsanEntry *row) {
+  memcpy(row, static_cast<const char *>(got.payload.get()) + offsetof(vsanRowMessage, row), sizeof *row);
+  vsanEntry_ntoh(row);
+  if (memchr(row->vsanName, '\0', sizeof row->vsanName) == nullptr) row->vsanName[kVsanNameField - 1] = '\0';
+}
+
+int send_row(int msg_type, const vsanEntry &row) {
+  vsanRowMessage message = envelope(row);
+  return tell(kOpVsanRow, msg_type, &message, sizeof message, kTimeout);
+}
+
+}  // namespace vsan_mib

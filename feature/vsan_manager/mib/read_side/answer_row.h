@@ -1,0 +1,17 @@
+// What the find functions' answers point into.
+#ifndef FEATURE_VSAN_MANAGER_MIB_READ_SIDE_ANSWER_ROW_H
+#define FEATURE_VSAN_MANAGER_MIB_READ_SIDE_ANSWER_ROW_H
+
+#include "feature/vsan_manager/vsan_records.h"
+
+namespace vsan_mib {
+
+// The VSAN row that get_vsanEntry looked up last.
+extern vsanEntry vsan_answer_row;
+
+// The row status that reads as active, and the per-VSAN timers' value.
+extern uint32_t answer_word;
+
+}  // namespace vsan_mib
+
+#endif

@@ -1,0 +1,81 @@
+// GET and GETNEXT of the interface membership table. Every call is one message; nothing is cached.
+#include <string.h>
+
+#include "feature/vsan_manager/mib/channel.h"
+#include "feature/vsan_manager/mib/object_magic.h"
+#include "feature/vsan_manager/mib/oid_index.h"
+#include "feature/vsan_manager/mib/trace.h"
+#include "feature/vsan_manager/mib/vsan_mib.h"
+
+using namespace vsan_mib;
+
+namespace {
+
+// A lookup clears only the index: the other words keep the previous answer and travel with the next request.
+vsanIfEntry answer_row;
+
+// Takes the interface from the OID. Returns false when no interface can follow it.
+bool take_index(oid *column, size_t column_len, const oid *name, size_t length, int exact, vsanIfEntry *record) {
+  record->ifIndex = 0;
+  if (length <= column_len) return true;
+  if (exact != 0) {
+    if (length == column_len + 1) record->ifIndex = sub_id(name, column_len);
+    return true;
+  }
+  if (in_column(column, column_len, name)) record->ifIndex = sub_id(name, column_len);
+  return record->ifIndex != UINT32_MAX;
+}
+
+}  // namespace
+
+int header_vsanIfEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, vsanIfEntry *record) {
+  if (!take_index(vp_name, vp_namelen, name, *length, exact, record)) return kStatusNoEntry;
+
+  const int msg_type = exact != 0 ? kMsgGet : kMsgGetNext;
+  const char *operation = exact != 0 ? "GET" : "GETNEXT";
+  TRACE("%s : Sending  %s request to VSAN mgr with payload (size = %d) ifIndex = %d\n", __func__, operation,
+        static_cast<int>(sizeof *record), static_cast<int>(record->ifIndex));
+
+  vsanIfEntry wire = *record;
+  vsanIfEntry_hton(&wire);
+  const answer got = ask(kOpInterfaceVsan, msg_type, &wire, sizeof wire, sizeof wire);
+  if (!got.complete()) {
+    TRACE("%s(%d) : %s request failedfor ifIndex = %d with error : %s\n", __func__, __LINE__, operation,
+          static_cast<int>(record->ifIndex), failure_text(got.status));
+    return got.status;
+  }
+  memcpy(record, got.payload.get(), sizeof *record);
+  vsanIfEntry_ntoh(record);
+  TRACE(
+      "%s(%d) : Received  %s response from VSAN mgr with payload (size = %d) ifIndex = %d vsanIfVsan = %d, "
+      "vsanIfDenyList=%d, vsanIfRowStatus=%d\n",
+      __func__, __LINE__, operation, static_cast<int>(got.size), static_cast<int>(record->ifIndex),
+      static_cast<int>(record->vsanIfVsan), static_cast<int>(record->vsanIfDenyList),
+      static_cast<int>(record->vsanIfRowStatus));
+  write_row_oid(vp_name, vp_namelen, record->ifIndex, name, length);
+  return 0;
+}
+
+u_char *get_vsanIfEntry(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
+                        WriteMethod **write_method) {
+  enum { kModeRead = 3 };
+
+  if (header_vsanIfEntry(vp->name, vp->namelen, name, length, exact, &answer_row) != 0) return nullptr;
+  set_if_table_set_methods(vp->magic, write_method);
+
+  if (vp->magic == kVsanIfVsan) {
+    *var_len = 4;
+    // A hidden row answers nothing, on GETNEXT too: this table has no walk past hidden rows.
+    if (process_for_vsan_restriction(answer_row.ifIndex, kModeRead, answer_row.vsanIfVsan, name, *length,
+                                     SNMP_MSG_GET) != 0) {
+      return nullptr;
+    }
+    return reinterpret_cast<u_char *>(&answer_row.vsanIfVsan);
+  }
+  if (vp->magic == kVsanIfDenyList) {
+    *var_len = 4;
+    return reinterpret_cast<u_char *>(&answer_row.vsanIfDenyList);
+  }
+  snmp_set_detail("");
+  return nullptr;
+}

@@ -1,0 +1,221 @@
+// GET and GETNEXT of the VSAN table: OID to VSAN, VSAN to row through the one-row cache, row to column.
+#include <string.h>
+
+#include "feature/vsan_manager/mib/object_magic.h"
+#include "feature/vsan_manager/mib/oid_index.h"
+#include "feature/vsan_manager/mib/read_side/answer_row.h"
+#include "feature/vsan_manager/mib/restriction.h"
+#include "feature/vsan_manager/mib/row_message.h"
+#include "feature/vsan_manager/mib/trace.h"
+#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "platform/agent.h"
+
+namespace vsan_mib {
+
+vsanEntry vsan_answer_row;
+uint32_t answer_word;
+
+}  // namespace vsan_mib
+
+using namespace vsan_mib;
+
+namespace {
+
+enum { kNoIndex = -1 };
+
+// The row that answered the last request. Its key is the index asked for, so that every column of a GETNEXT over one
+// row is a hit, and the PDU's number, so that it never answers another PDU.
+struct {
+  int32_t last_index = kNoIndex;  // kNoIndex: empty
+  int last_exact = 0;
+  int request_id = 0;
+  vsanEntry row = {};
+} cache;
+
+bool is_cached(uint32_t index, int exact) {
+  return cache.last_index != kNoIndex && get_pdu_reqid() == cache.request_id && exact == cache.last_exact &&
+         static_cast<int32_t>(index) == cache.last_index;
+}
+
+const char *operation_name(int msg_type) {
+  return msg_type == kMsgGet ? "GET " : "GETNEXT";
+}
+
+void trace_received(const answer &got, int msg_type, const vsanEntry &row) {
+  TRACE(
+      "%s(%d) : Received  %s response from VSAN mgr with payload (size = %d) Index = %d MediaType = %d, State=%d, "
+      "Mtu=%d, IODelivery = %d, vsanInteropMode=%d, LoadBalancingType=%d, rowStatus=%d, OperationalState =%d, Name=%s "
+      "nwlatency %d\n",
+      "header_vsanEntry", __LINE__, operation_name(msg_type), static_cast<int>(got.size),
+      static_cast<int>(row.vsanIndex), static_cast<int>(row.vsanMediaType), static_cast<int>(row.vsanAdminState),
+      static_cast<int>(row.vsanMtu), static_cast<int>(row.vsanInorderDelivery), static_cast<int>(row.vsanInteropMode),
+      static_cast<int>(row.vsanLoadBalancingType), static_cast<int>(row.vsanRowStatus),
+      static_cast<int>(row.vsanOperState), row.vsanName, static_cast<int>(row.vsanNetworkDropLatency));
+}
+
+// Asks the manager for the row of `record->vsanIndex`, or the one after it, and caches it. Returns the status; with 0,
+// `*filled` tells whether a row came.
+int fetch_row(int exact, vsanEntry *record, bool *filled) {
+  const uint32_t asked = record->vsanIndex;
+  const int msg_type = exact != 0 ? kMsgGet : kMsgGetNext;
+  cache.request_id = get_pdu_reqid();
+  cache.last_exact = exact;
+
+  TRACE("%s(%d) : Sending %s request to VSAN mgr with payload (size = %d) vsanIndex = %d\n", "header_vsanEntry",
+        __LINE__, operation_name(msg_type), static_cast<int>(sizeof(vsanRowMessage)), static_cast<int>(asked));
+  const answer got = ask_for_row(msg_type, *record);
+  *filled = got.complete();
+  if (!got.complete()) {
+    TRACE_AT(kTraceError, "%s(%d) : %s request FAILED for vsanIndex = %d with error : %s\n", "header_vsanEntry",
+             __LINE__, operation_name(msg_type), static_cast<int>(asked), failure_text(got.status));
+    cache.last_index = kNoIndex;
+    return got.status;
+  }
+  cache.last_index = static_cast<int32_t>(asked);
+  take_row(got, record);
+  cache.row = *record;
+  trace_received(got, msg_type, *record);
+  return 0;
+}
+
+// How a column is taken from the answer row, and what it traces.
+struct vsan_column {
+  int magic;
+  size_t offset;
+  const char *trace;  // null: none
+};
+
+constexpr vsan_column kColumns[] = {
+    {kVsanMediaType, offsetof(vsanEntry, vsanMediaType), "%s(%d) VSANMEDIATYPE \n"},
+    {kVsanAdminState, offsetof(vsanEntry, vsanAdminState), "%s(%d) VSANADMINSTATE \n"},
+    {kVsanMtu, offsetof(vsanEntry, vsanMtu), nullptr},
+    {kVsanLoadBalancingType, offsetof(vsanEntry, vsanLoadBalancingType), nullptr},
+    {kVsanOperState, offsetof(vsanEntry, vsanOperState), "%s(%d) VSANOPERSTATE  \n"},
+    {kVsanInorderDelivery, offsetof(vsanEntry, vsanInorderDelivery), nullptr},
+    {kVsanNetworkDropLatency, offsetof(vsanEntry, vsanNetworkDropLatency), nullptr},
+};
+
+u_char *row_status_value() {
+  TRACE("%s(%d) VSANROWSTATUS  \n", "get_vsanEntry", __LINE__);
+  // A row that exists is active; the status word of the record belongs to the write side.
+  answer_word = 1;
+  return reinterpret_cast<u_char *>(&answer_word);
+}
+
+u_char *interop_value(size_t var_len) {
+  uint32_t &mode = vsan_answer_row.vsanInteropMode;
+  TRACE("%s(%d) *var_len:%d interopmode:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(var_len),
+        static_cast<int>(mode));
+  if (mode == kVsanInteropDefault) mode = 0;
+  return reinterpret_cast<u_char *>(&mode);
+}
+
+u_char *column_value(int magic, size_t *var_len) {
+  TRACE("%s(%d) Request type:%d \n", "get_vsanEntry", __LINE__, magic);
+  if (magic == kVsanName) {
+    *var_len = strlen(vsan_answer_row.vsanName);
+    return reinterpret_cast<u_char *>(vsan_answer_row.vsanName);
+  }
+  *var_len = 4;
+  if (magic == kVsanRowStatus) return row_status_value();
+  if (magic == kVsanInterOperType) return interop_value(*var_len);
+  for (const vsan_column &column : kColumns) {
+    if (column.magic != magic) continue;
+    if (column.trace != nullptr) TRACE(column.trace, "get_vsanEntry", __LINE__);
+    return reinterpret_cast<u_char *>(&vsan_answer_row) + column.offset;
+  }
+  snmp_set_detail("BAD THING HAPPENED");
+  return nullptr;
+}
+
+// Reads the row that the OID asks for into the answer row.
+bool find_row(struct variable *vp, oid *name, size_t *length, int exact) {
+  return header_vsanEntry(vp->name, vp->namelen, name, length, exact, &vsan_answer_row) == 0;
+}
+
+bool find_row_restricted_get(struct variable *vp, oid *name, size_t *length, int exact, const vsan_set_t &set) {
+  if (!find_row(vp, name, length, exact)) return false;
+  const int allowed = vsan_in_set(vsan_answer_row.vsanIndex, set);
+  TRACE("%s(%d) vsanIndex:%d , allowed:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row.vsanIndex),
+        allowed);
+  return allowed != 0;
+}
+
+bool find_row_restricted_next(struct variable *vp, oid *name, size_t *length, const vsan_set_t &set) {
+  const auto fetch = [&](uint32_t &vsan) {
+    if (!find_row(vp, name, length, 0)) return false;
+    vsan = vsan_answer_row.vsanIndex;
+    TRACE("%s(%d) vsanIndex:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan));
+    return true;
+  };
+  // The walk goes on from just before the next allowed VSAN, so that it lands there or on the first row after it.
+  const auto resume = [&](int present, uint32_t vsan) {
+    TRACE("%s(%d) vsan_present:%d \n", "get_vsanEntry", __LINE__, present);
+    if (present == 0) return;
+    name[vp->namelen] = vsan - 1;
+    *length = vp->namelen + 1u;
+  };
+  return walk_to_allowed(set, fetch, resume);
+}
+
+bool find_visible_row(struct variable *vp, oid *name, size_t *length, int exact) {
+  const allowed_vsans allowed = allowed_for_user(name, *length, SNMP_MSG_GET);
+  if (allowed.restricted) {
+    return exact != 0 ? find_row_restricted_get(vp, name, length, exact, allowed.set)
+                      : find_row_restricted_next(vp, name, length, allowed.set);
+  }
+  const bool found = find_row(vp, name, length, exact);
+  TRACE("%s(%d) vsanIndex:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row.vsanIndex));
+  return found;
+}
+
+}  // namespace
+
+int get_vsanEntry_instance(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, vsanEntry *record) {
+  enum { kLastIndex = 4096 };
+
+  *record = {};
+  if (*length <= vp_namelen) return 0;
+  if (exact != 0) {
+    if (*length != vp_namelen + 1) return 0;
+    record->vsanIndex = sub_id(name, vp_namelen);
+    TRACE("%s(%d) * entry->vsanIndex:%d *\n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
+    return 0;
+  }
+  if (in_column(vp_name, vp_namelen, name)) record->vsanIndex = sub_id(name, vp_namelen);
+  if (record->vsanIndex > kLastIndex) {
+    TRACE("%s(%d)*** vsanIndex:%d *** \n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
+    return kStatusNoEntry;
+  }
+  return 0;
+}
+
+int header_vsanEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, vsanEntry *record) {
+  if (get_vsanEntry_instance(vp_name, vp_namelen, name, length, exact, record) != 0) {
+    TRACE("%s(%d) *** get_entry instance NO_ENTRY! ***\n", __func__, __LINE__);
+    return kStatusNoEntry;
+  }
+  if (is_cached(record->vsanIndex, exact)) {
+    TRACE(
+        "%s : %s(%d) found the entry for vsan %d in the cache (last_index %d last_exact %d cache_index %d returning "
+        "from cache\n",
+        __func__, __func__, __LINE__, static_cast<int>(record->vsanIndex), cache.last_index, cache.last_exact,
+        static_cast<int>(cache.row.vsanIndex));
+    *record = cache.row;
+  } else {
+    bool filled;
+    const int status = fetch_row(exact, record, &filled);
+    // Success without a row leaves the index asked for and zeros, and the OID as it was.
+    if (status != 0 || !filled) return status;
+  }
+  write_row_oid(vp_name, vp_namelen, record->vsanIndex, name, length);
+  return 0;
+}
+
+u_char *get_vsanEntry(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
+                      WriteMethod **write_method) {
+  TRACE("%s(%d) Magic:%d  \n", __func__, __LINE__, vp->magic);
+  set_table_set_methods(vp->magic, write_method);
+  if (!find_visible_row(vp, name, length, exact)) return nullptr;
+  return column_value(vp->magic, var_len);
+}

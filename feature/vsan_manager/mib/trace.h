@@ -1,0 +1,33 @@
+// Trace lines: every step of the module goes to the event history, and to the debug print when that is on.
+#ifndef FEATURE_VSAN_MANAGER_MIB_TRACE_H
+#define FEATURE_VSAN_MANAGER_MIB_TRACE_H
+
+#include <errno.h>
+
+#include "platform/sdwrap.h"
+
+namespace vsan_mib {
+
+enum { kTraceModule = 0x730000 };
+// Levels: an ordinary line; a denial or a failed send.
+enum { kTraceLine = 101, kTraceError = 100 };
+
+// Records one line in the event history, cut at 511 characters.
+void history_line(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+}  // namespace vsan_mib
+
+// A macro, because the debug print takes the format and its arguments themselves. Nothing is formatted unless a sink
+// wants the line, and `errno` survives it.
+#define TRACE_AT(level, ...)                                                                   \
+  do {                                                                                         \
+    const int trace_errno = errno;                                                             \
+    if (sdwrap_hist_event_subtype_check(::vsan_mib::kTraceModule, (level)) == 0)               \
+      ::vsan_mib::history_line((level), __VA_ARGS__);                                          \
+    errno = trace_errno;                                                                       \
+    if (sdwrap_chk_int((level), 0, 0, 1) != 0) buginf(1, &sdwrap_dbg_modname, 0, __VA_ARGS__); \
+    errno = trace_errno;                                                                       \
+  } while (0)
+#define TRACE(...) TRACE_AT(::vsan_mib::kTraceLine, __VA_ARGS__)
+
+#endif

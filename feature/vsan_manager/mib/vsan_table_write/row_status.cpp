@@ -1,0 +1,276 @@
+// The row status column: creates, re-applies and deletes VSANs.
+//
+//                     VSAN is absent                                 VSAN is there
+//
+//   createAndGo  RESERVE1  default row pending                       inconsistentValue
+//                ACTION    SET of the pending row, status active
+//                UNDO      DELETE of the VSAN, row dropped           (a saved row is dropped, nothing sent)
+//
+//   active       RESERVE1  passes                                    old row saved
+//                ACTION    inconsistentValue                         SET of the current row
+//                UNDO      nothing                                   SET of the saved row
+//
+//   destroy      RESERVE1  passes                                    old row saved
+//                ACTION    nothing to delete: no error               DELETE of the row
+//                UNDO      nothing                                   SET of the saved row
+//
+//   COMMIT and FREE drop whatever of the VSAN is still listed. All other values are refused in RESERVE1.
+#include "feature/vsan_manager/mib/oid_index.h"
+#include "feature/vsan_manager/mib/read_side/answer_row.h"
+#include "feature/vsan_manager/mib/restriction.h"
+#include "feature/vsan_manager/mib/row_message.h"
+#include "feature/vsan_manager/mib/set_value.h"
+#include "feature/vsan_manager/mib/standard_error.h"
+#include "feature/vsan_manager/mib/trace.h"
+#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "feature/vsan_manager/mib/vsan_table_write/set_lists.h"
+#include "platform/syserr.h"
+
+using namespace vsan_mib;
+
+namespace {
+
+constexpr const char *kSelf = "set_vsanRowStatus";
+
+enum { kFirstVsan = 1, kLastVsan = 4095 };
+
+bool is_accepted(set_integer status) {
+  return status.fits && (status.value == RS_ACTIVE || status.value == RS_CREATEANDGO || status.value == RS_DESTROY);
+}
+
+// Only VSANs of their set may be created, re-applied or deleted by restricted users.
+bool is_denied(uint32_t vsan, const oid *name, size_t name_len) {
+  if (!write_is_denied(vsan, name, name_len)) return false;
+  TRACE_AT(kTraceError, "%s : vsan restricted user is not allowed to set \n", kSelf);
+  return true;
+}
+
+// Keeps the row that the find function has just looked up.
+int save_row() {
+  row_ptr saved = new_row();
+  if (saved == nullptr) return SNMP_ERR_GENERR;
+  *saved = vsan_answer_row;
+  if (!list_saved(std::move(saved), saver::row_status)) {
+    TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(vsan_answer_row.vsanIndex));
+    return SNMP_ERR_GENERR;
+  }
+  TRACE("%s(%d) indexobj_Add to undo_list \n", kSelf, __LINE__);
+  return SNMP_ERR_NOERROR;
+}
+
+int list_new_row(oid *name, size_t name_len) {
+  TRACE("%s(%d) RS_CREATEANDGO! \n", kSelf, __LINE__);
+  row_ptr row = new_row();
+  if (row == nullptr) return SNMP_ERR_GENERR;
+  TRACE("%s(%d)set_vsanRowStatus  RS_CREATEANDGO! \n", kSelf, __LINE__);
+  if (!parse_key(name, name_len, row.get())) {
+    TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
+  TRACE("%s(%d) Validate Vsan_id\n", kSelf, __LINE__);
+  if (is_denied(row->vsanIndex, name, name_len)) return report_denial(kStatusRowDenied);
+
+  vsanEntry_defaults(row.get());
+  row->vsanRowStatus = RS_CREATEANDGO;
+  TRACE("%s(%d) : Row Status = %d\n", kSelf, __LINE__, static_cast<int>(row->vsanRowStatus));
+  TRACE("%s(%d) : Adding entry vsanIndex = %d, to vsanEntry_list (row_status = %d)\n", kSelf, __LINE__,
+        static_cast<int>(row->vsanIndex), static_cast<int>(row->vsanRowStatus));
+  return list_pending(std::move(row)) ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
+}
+
+int check_right(uint32_t requested, oid *name, size_t name_len) {
+  vsanEntry key;
+  if (!parse_key(name, name_len, &key)) {
+    TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
+  if (requested == RS_DESTROY) TRACE("%s(%d) : set Rowstatus Validate Vsan_id \n", kSelf, __LINE__);
+  if (is_denied(key.vsanIndex, name, name_len)) return report_denial(kStatusRowDenied);
+  return SNMP_ERR_NOERROR;
+}
+
+int reserve1(const u_char *value, u_char type, size_t length, const u_char *current, oid *name, size_t name_len) {
+  TRACE("%s(%d) In RESERVE1 \n", kSelf, __LINE__);
+  if (type != ASN_INTEGER) {
+    complain("write to vsanRowStatus not ASN_INTEGER\n");
+    TRACE("%s(%d) RESERVE1 !ASN_INTEGER \n", kSelf, __LINE__);
+    return SNMP_ERR_WRONGTYPE;
+  }
+  if (!is_integer_length(length)) {
+    complain("write to vsanRowStatus: bad length\n");
+    return SNMP_ERR_WRONGLENGTH;
+  }
+  const uint32_t vsan = last_sub_id(name, name_len);
+  if (vsan < kFirstVsan || vsan > kLastVsan) return SNMP_ERR_WRONGVALUE;
+
+  const set_integer requested = read_set_integer(value, length);
+  TRACE("%s(%d) set_vsanrowstatus long_ret:%d \n", kSelf, __LINE__, static_cast<int>(vsan));
+  TRACE("%s(%d) long_ret:%d \n", kSelf, __LINE__, static_cast<int>(requested.value));
+  if (!is_accepted(requested)) return SNMP_ERR_WRONGVALUE;
+
+  if (requested.value == RS_CREATEANDGO) {
+    if (current == nullptr) return list_new_row(name, name_len);
+    TRACE("%s(%d) ***InconsistantName! ***\n", kSelf, __LINE__);
+    return SNMP_ERR_INCONSISTENTVALUE;
+  }
+  if (current != nullptr) {
+    const int status = save_row();
+    if (status != SNMP_ERR_NOERROR) return status;
+  }
+  return check_right(requested.value, name, name_len);
+}
+
+// Kept: the answer word that the find function returned reads as active from here on.
+int reserve2(u_char *current) {
+  if (current != nullptr) *current = 1;
+  TRACE("%s(%d) RESERVE2 \n", kSelf, __LINE__);
+  return SNMP_ERR_NOERROR;
+}
+
+const char *operation_name(int msg_type) {
+  return msg_type == kMsgDelete ? "DELETE" : "SET";
+}
+
+int apply(int msg_type, const vsanEntry &row) {
+  const char *operation = operation_name(msg_type);
+  TRACE(
+      "Sending %s req to vsan for vsan = %d name %s mediatype %d mtu %d inorderdeliver %d interopermode %d loadbtype "
+      "%d state %d  nwlatency %d\n",
+      operation, static_cast<int>(row.vsanIndex), row.vsanName, static_cast<int>(row.vsanMediaType),
+      static_cast<int>(row.vsanMtu), static_cast<int>(row.vsanInorderDelivery), static_cast<int>(row.vsanInteropMode),
+      static_cast<int>(row.vsanLoadBalancingType), static_cast<int>(row.vsanAdminState),
+      static_cast<int>(row.vsanNetworkDropLatency));
+  const int status = send_row(msg_type, row);
+  if (status != 0) {
+    TRACE_AT(kTraceError, "%s failed : %s\n", operation, failure_text(status));
+    return refused_write(status);
+  }
+  TRACE("%s : %s(%d) %s for vsanIndex %d succeeded\n", kSelf, kSelf, __LINE__, operation,
+        static_cast<int>(row.vsanIndex));
+  return SNMP_ERR_NOERROR;
+}
+
+// Sends the row that RESERVE1 listed, with every column value that this PDU has stored since. It stays listed.
+int create_row(const vsanEntry &key) {
+  TRACE("%s(%d): Fetching  entry for vsanEntry_list with vsanIndex = %d\n", kSelf, __LINE__,
+        static_cast<int>(key.vsanIndex));
+  vsanEntry *pending = find_pending(key);
+  if (pending == nullptr) {
+    TRACE("%s(%d) ***Return Inconsistantname! ***\n", kSelf, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
+  TRACE("%s(%d): Fetched  entry from vsanEntry_list for SET with vsanIndex = %d\n", kSelf, __LINE__,
+        static_cast<int>(key.vsanIndex));
+  TRACE("%s(%d): SET REQ create a new entry! \n", kSelf, __LINE__);
+  pending->vsanRowStatus = RS_ACTIVE;
+  return apply(kMsgSet, *pending);
+}
+
+int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
+  if (status != kStatusNoVsan) return to_snmp_error_code(status, kMsgSet);
+  TRACE("%s(%d) ret_code:%s \n", kSelf, __LINE__, syserr2str(status));
+  switch (requested) {
+    case RS_ACTIVE:
+    case RS_NOTINSERVICE:
+      TRACE("%s(%d) SNMP_ERR_INCONSISTENTVALUE \n", kSelf, __LINE__);
+      return SNMP_ERR_INCONSISTENTVALUE;
+    case RS_DESTROY:
+      return SNMP_ERR_NOERROR;
+    case RS_CREATEANDGO:
+      return create_row(key);
+    default:
+      return SNMP_ERR_GENERR;
+  }
+}
+
+int act_on_present(uint32_t requested, const vsanEntry &row) {
+  TRACE("%s(%d) ret_code:%s \n", kSelf, __LINE__, syserr2str(0));
+  switch (requested) {
+    case RS_CREATEANDGO:
+    case RS_CREATEANDWAIT:
+      TRACE("%s(%d) Long_ret:%d ***SNMP_ERROR INCONSISTANTVALUE*** \n", kSelf, __LINE__, static_cast<int>(requested));
+      return SNMP_ERR_INCONSISTENTVALUE;
+    case RS_ACTIVE:
+      TRACE("%s(%d) make SET_REQ \n", kSelf, __LINE__);
+      return apply(kMsgSet, row);
+    case RS_DESTROY:
+      TRACE("%s(%d) make DELTE_REQ \n", kSelf, __LINE__);
+      return apply(kMsgDelete, row);
+    default:
+      return SNMP_ERR_GENERR;
+  }
+}
+
+int act(uint32_t requested, oid *name, size_t name_len) {
+  TRACE("%s(%d) ACTION calling header_vsanEntry\n", kSelf, __LINE__);
+  vsanEntry key;
+  vsanEntry current;
+  parse_key(name, name_len, &key);
+  const int status = fetch_current_row(name, name_len, key, &current);
+  return status != 0 ? act_on_absent(status, requested, key) : act_on_present(requested, current);
+}
+
+// A refusal is only traced: there is nobody left to tell.
+void send_back(int msg_type, const vsanEntry &row) {
+  TRACE(
+      "%s(%d) Sending %s req to vsan for vsan = %d name %s mediatype %d mtu %d inorderdeliver %d interopermode %d "
+      "loadbtype %d state %d\n",
+      kSelf, __LINE__, operation_name(msg_type), static_cast<int>(row.vsanIndex), row.vsanName,
+      static_cast<int>(row.vsanMediaType), static_cast<int>(row.vsanMtu), static_cast<int>(row.vsanInorderDelivery),
+      static_cast<int>(row.vsanInteropMode), static_cast<int>(row.vsanLoadBalancingType),
+      static_cast<int>(row.vsanAdminState));
+  const int status = send_row(msg_type, row);
+  if (status != 0) {
+    TRACE("%s(%d) ret_code:%s \n", kSelf, __LINE__, status == -1 ? strerror(errno) : syserr2str(status));
+  }
+}
+
+int undo(uint32_t requested, oid *name, size_t name_len) {
+  vsanEntry key;
+  parse_key(name, name_len, &key);
+  const bool was_saved = find_saved(key) != nullptr;
+  TRACE("%s(%d) UNDO Back out any Changes! \n", kSelf, __LINE__);
+
+  if (requested != RS_CREATEANDGO) {
+    TRACE("%s(%d) SET with old Values! Removing from undo_list!\n", kSelf, __LINE__);
+    const row_ptr saved = take_saved(key);
+    if (saved != nullptr) send_back(kMsgSet, *saved);
+    return SNMP_ERR_NOERROR;
+  }
+  if (was_saved) {
+    TRACE("%s(%d) User got an error of RS_CREATEANDGO vsan:%d remove undo_list\n", kSelf, __LINE__,
+          static_cast<int>(key.vsanIndex));
+    take_saved(key);
+    return SNMP_ERR_NOERROR;
+  }
+  TRACE("%s(%d) User create a new row in ACTION now DELETE it \n", kSelf, __LINE__);
+  send_back(kMsgDelete, key);
+  TRACE("%s(%d) indexobj_remove from vsanEntry_list  \n", kSelf, __LINE__);
+  take_pending(key);
+  return SNMP_ERR_NOERROR;
+}
+
+}  // namespace
+
+int set_vsanRowStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *statP, oid *name,
+                      size_t name_len) {
+  TRACE("%s(%d) \n", kSelf, __LINE__);
+  switch (action) {
+    case RESERVE1:
+      return reserve1(var_val, var_val_type, var_val_len, statP, name, name_len);
+    case RESERVE2:
+      return reserve2(statP);
+    case ACTION:
+      return act(read_set_integer(var_val, var_val_len).value, name, name_len);
+    case COMMIT:
+      TRACE("%s(%d) in COMMIT \n", kSelf, __LINE__);
+      return handle_free_vsanEntryList(name, name_len);
+    case FREE:
+      TRACE("%s(%d) FREE \n", kSelf, __LINE__);
+      return handle_free_vsanEntryList(name, name_len);
+    case UNDO:
+      return undo(read_set_integer(var_val, var_val_len).value, name, name_len);
+    default:
+      return SNMP_ERR_NOERROR;
+  }
+}

@@ -1,0 +1,54 @@
+// The rows of the PDU being served: a pending row and a saved row a VSAN, each in its list.
+//
+//   A column set                                   pending list   saved list
+//
+//   RESERVE1   check only                               -             -
+//       |
+//   RESERVE2   first column of the VSAN: fetch        listed        listed
+//       |      every column: store the value          changed          .
+//   ACTION     first column: send the row            unlisted          .       (a row in createAndGo stays: row
+//       |      later columns: nothing left to send       -             .        status sends it; but not VSAN 9)
+//       |
+//       +-- COMMIT  dropped                              -             -
+//       +-- UNDO    saved row dropped, nothing sent      -             -       (unless row status saved it: it
+//       |                                                                       restores from it in its own UNDO)
+//   FREE       from RESERVE1 or RESERVE2: dropped        -             -
+#ifndef FEATURE_VSAN_MANAGER_MIB_VSAN_TABLE_WRITE_SET_LISTS_H
+#define FEATURE_VSAN_MANAGER_MIB_VSAN_TABLE_WRITE_SET_LISTS_H
+
+#include <memory>
+
+#include "feature/vsan_manager/mib/channel.h"
+#include "feature/vsan_manager/mib/vsan_mib.h"
+
+namespace vsan_mib {
+
+using row_ptr = std::unique_ptr<vsanEntry, free_buffer>;
+
+// A zeroed row, or null when there is no memory.
+row_ptr new_row();
+
+// Lists the row, which then belongs to its list. Returns false, the row being freed, when it could not be listed.
+bool list_pending(row_ptr row);
+enum class saver { row_status, column };
+bool list_saved(row_ptr row, saver by);
+
+// The listed row of the key's VSAN, or null; and the same taken off its list.
+vsanEntry *find_pending(const vsanEntry &key);
+vsanEntry *find_saved(const vsanEntry &key);
+row_ptr take_pending(const vsanEntry &key);
+row_ptr take_saved(const vsanEntry &key);
+
+// The key of the row that `name` ends in. Returns false when the OID names none.
+bool parse_key(oid *name, size_t name_len, vsanEntry *key);
+
+// Fetches the row as the manager holds it, through the read side's cache; `name` stays as it is. An answer for another
+// VSAN counts as a broken exchange: lists are keyed by what the manager answers.
+int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry *record);
+
+// UNDO of a column: nothing is sent, and the row that the column's own RESERVE2 saved is dropped.
+void drop_saved_by_column(oid *name, size_t name_len);
+
+}  // namespace vsan_mib
+
+#endif
