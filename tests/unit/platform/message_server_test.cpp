@@ -1,0 +1,216 @@
+#include <event2/event.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "client_call.h"
+#include "fake_manager.h"
+#include "platform/messaging/message_wire.h"
+#include "platform/services.h"
+#include "platform/services/status_texts.h"
+#include "private_dir.h"
+#include "raw_client.h"
+
+namespace {
+
+void no_answer(void *, const message_request &, message_reply &) {}
+
+TEST(MessageServer, SocketIsForOwnerAndGroupAndGoesWithTheServer) {
+  const private_dir dir;
+  struct stat found;
+  {
+    fake_manager manager(dir.path);
+    ASSERT_EQ(stat((dir.path + "/vsan-manager.sock").c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0660U);
+    EXPECT_TRUE(S_ISSOCK(found.st_mode));
+  }
+  EXPECT_NE(stat((dir.path + "/vsan-manager.sock").c_str(), &found), 0);
+}
+
+TEST(MessageServer, SecondServerIsRefusedWhileTheFirstLives) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  event_base *base = event_base_new();
+  EXPECT_EQ(message_server_open(base, dir.path.c_str(), 15, no_answer, nullptr), nullptr);
+  EXPECT_EQ(errno, EADDRINUSE);
+  EXPECT_EQ(call("still there").payload, "still there");
+  event_base_free(base);
+}
+
+TEST(MessageServer, UnknownServiceAndMissingDirectoryAreRefused) {
+  const private_dir dir;
+  event_base *base = event_base_new();
+  EXPECT_EQ(message_server_open(base, dir.path.c_str(), 99, no_answer, nullptr), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(message_server_open(base, (dir.path + "/none").c_str(), 15, no_answer, nullptr), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(message_server_open(base, std::string(200, 'd').c_str(), 15, no_answer, nullptr), nullptr);
+  EXPECT_EQ(errno, ENAMETOOLONG);
+  event_base_free(base);
+}
+
+TEST(MessageServer, CloseLeavesASuccessorsSocketAlone) {
+  const private_dir dir;
+  const std::string path = dir.path + "/vsan-manager.sock";
+  auto first = std::make_unique<fake_manager>(dir.path);
+  ASSERT_EQ(rename(path.c_str(), (path + ".old").c_str()), 0);
+  fake_manager second(dir.path);
+  first.reset();
+  EXPECT_EQ(call("second").payload, "second");
+  EXPECT_EQ(second.seen().size(), 1U);
+}
+
+TEST(MessageServer, CountersTellRequestsAndRefusals) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  manager.answer = [](const message_request &request, message_reply &reply) {
+    reply.status = request.payload.empty() ? 0x40490002 : 0;
+  };
+  call("x");
+  call("");
+  call("y");
+  const message_counters counters = manager.counters();
+  EXPECT_EQ(counters.requests, 3U);
+  EXPECT_EQ(counters.refused, 1U);
+  EXPECT_EQ(counters.connections, 1U);
+  EXPECT_EQ(counters.malformed, 0U);
+}
+
+TEST(MessageServer, AnswerLargerThanAMessageBecomesAStatus) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  manager.answer = [](const message_request &, message_reply &reply) { reply.payload.resize(64 * 1024 - 36 + 1); };
+  const call_result result = call("x");
+  EXPECT_EQ(result.status, kStatusAnswerTooLarge);
+  EXPECT_FALSE(result.payload);
+}
+
+TEST(MessageServer, FirstMatchingFaultIsAppliedAndCountedDown) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  manager.add_fault({fault_kind::status, 124, -1, 0x111});
+  manager.add_fault({fault_kind::status, -1, 2, 0x222});
+  manager.add_fault({fault_kind::status, 149, 1, 0x333});
+  EXPECT_EQ(call("x", {.opcode = 149}).status, 0x222);
+  EXPECT_EQ(call("x", {.opcode = 124}).status, 0x111);
+  EXPECT_EQ(call("x", {.opcode = 149}).status, 0x222);
+  EXPECT_EQ(call("x", {.opcode = 149}).status, 0x333);
+  EXPECT_EQ(call("x", {.opcode = 149}).status, 0);
+  EXPECT_EQ(manager.seen().size(), 1U);  // a request that gets a fault's status is not handled
+  std::vector<message_fault> left;
+  manager.in_loop([&] { left = message_server_faults(manager.server); });
+  ASSERT_EQ(left.size(), 1U);
+  EXPECT_EQ(left[0].opcode, 124);
+  manager.in_loop([&] { message_server_clear_faults(manager.server); });
+  EXPECT_EQ(call("x", {.opcode = 124}).status, 0);
+}
+
+TEST(MessageServer, DelayedAnswerHoldsUpNoOtherRequest) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  manager.add_fault({fault_kind::delay, 124, 1, 700});
+  const int slow = connect_raw(dir.path);
+  send_raw(slow, request_frame(1, 124, "slow"));
+  const long quick = took_ms([&] { EXPECT_EQ(call("quick").payload, "quick"); });
+  EXPECT_LT(quick, 400);
+  EXPECT_EQ(receive_raw(slow).payload, "slow");
+  close(slow);
+}
+
+TEST(MessageServer, ConnectionClosedUnderADelayedAnswerIsForgotten) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  manager.add_fault({fault_kind::delay, 124, 1, 200});
+  const int fd = connect_raw(dir.path);
+  send_raw(fd, request_frame(1, 124, "gone"));
+  call("in between");
+  close(fd);
+  usleep(400'000);
+  EXPECT_EQ(call("still there").payload, "still there");
+}
+
+TEST(MessageServer, PeerThatDoesNotReadIsNotReadFromAndLosesNothing) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  const int fd = connect_raw(dir.path);
+  fcntl(fd, F_SETFL, O_NONBLOCK);
+  const std::string payload(8000, 'p');
+  uint32_t sent = 0;
+  for (int patience = 0; patience < 100; ++patience) {
+    while (send_raw(fd, request_frame(sent + 1, 149, payload))) ++sent, patience = 0;
+    usleep(2000);
+  }
+  ASSERT_GT(sent, 20U);
+  EXPECT_LT(sent, 1000U);  // the peer's own socket buffers, and what the server may hold
+  EXPECT_EQ(call("others are served").payload, "others are served");
+  fcntl(fd, F_SETFL, 0);
+  for (uint32_t number = 1; number <= sent; ++number) {
+    const raw_answer answer = receive_raw(fd);
+    ASSERT_EQ(answer.header.sequence, number);
+    ASSERT_EQ(answer.payload, payload);
+  }
+  close(fd);
+}
+
+TEST(MessageServer, ConnectionsAreBounded) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  std::vector<int> open;
+  for (int i = 0; i < 256; ++i) {
+    open.push_back(connect_raw(dir.path));
+    send_raw(open.back(), request_frame(1, 149, "x"));
+    ASSERT_EQ(receive_raw(open.back()).payload, "x");
+  }
+  const int one_more = connect_raw(dir.path);
+  char byte;
+  EXPECT_EQ(recv(one_more, &byte, 1, 0), 0);
+  close(one_more);
+  EXPECT_EQ(manager.counters().peers_refused, 1U);
+  for (const int fd : open) close(fd);
+  EXPECT_EQ(call("room again").payload, "room again");
+}
+
+// Runs `work` in a child with another user's and group's ids; returns its exit status.
+int as_nobody(const std::string &run_dir, int (*work)(const std::string &), gid_t supplementary) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const gid_t groups[] = {supplementary};
+    if (setgroups(supplementary == 65534 ? 0 : 1, groups) != 0 || setgid(65534) != 0 || setuid(65534) != 0) _exit(90);
+    _exit(work(run_dir));
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 91;
+}
+
+int ask(const std::string &run_dir) {
+  const int fd = connect_raw(run_dir);
+  if (fd < 0) return 2;
+  send_raw(fd, request_frame(1, 149, "x"));
+  return receive_raw(fd).payload == "x" ? 0 : 1;
+}
+
+TEST(MessageServer, PeerOfAnotherUserIsRefusedEvenWhenTheFileLetsItIn) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  const private_dir dir;
+  chmod(dir.path.c_str(), 0755);
+  fake_manager manager(dir.path);
+  EXPECT_EQ(as_nobody(dir.path, ask, 65534), 2);  // the file's mode
+  chmod((dir.path + "/vsan-manager.sock").c_str(), 0666);
+  EXPECT_EQ(as_nobody(dir.path, ask, 65534), 1);  // its credentials
+  EXPECT_EQ(manager.counters().peers_refused, 1U);
+  EXPECT_TRUE(manager.seen().empty());
+}
+
+TEST(MessageServer, MemberOfTheServersGroupIsServed) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  const private_dir dir;
+  chmod(dir.path.c_str(), 0755);
+  fake_manager manager(dir.path);
+  EXPECT_EQ(as_nobody(dir.path, ask, getegid()), 0);
+  EXPECT_EQ(manager.counters().peers_refused, 0U);
+}
+
+}  // namespace

@@ -1,0 +1,19 @@
+#include "private_dir.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "platform/run_dir.h"
+
+private_dir::private_dir() {
+  char name[] = "/tmp/vsanXXXXXX";
+  if (mkdtemp(name) == nullptr || platform_set_run_dir(name) != 0) throw std::runtime_error("no private directory");
+  path = name;
+}
+
+private_dir::~private_dir() {
+  platform_set_run_dir("/nonexistent");
+  std::filesystem::remove_all(path);
+}
