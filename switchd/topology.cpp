@@ -5,10 +5,10 @@
 #include <stdio.h>
 #include <sys/random.h>
 
+#include <toml++/toml.h>
 #include <algorithm>
 #include <set>
 #include <span>
-#include <toml++/toml.h>
 
 #include "feature/vsan_manager/manager/vsan_rules.h"
 #include "platform/syserr.h"
@@ -149,10 +149,8 @@ static std::string take_kept_out(const toml::node &node, switch_change &change) 
 static constexpr key_row<switch_change> kDistributionKeys[] = {
     {"enabled",
      [](const toml::node &node, switch_change &c) { return take_bool(node, 1, 0, c.settings.distribution.enabled); }},
-    {"show_running",
-     [](const toml::node &node, switch_change &c) {
-       return take_bool(node, 1, 0, c.settings.distribution.show_running);
-     }},
+    {"show_running", [](const toml::node &node,
+                        switch_change &c) { return take_bool(node, 1, 0, c.settings.distribution.show_running); }},
     {"kept_out", take_kept_out},
 };
 
@@ -215,7 +213,8 @@ struct topology_reader {
   std::string problem;
 };
 
-static void complain(topology_reader &reader, const toml::node &where, const std::string &key, const std::string &what) {
+static void complain(topology_reader &reader, const toml::node &where, const std::string &key,
+                     const std::string &what) {
   if (reader.problem.empty()) {
     reader.problem = reader.path + ":" + std::to_string(where.source().begin.line) + ": " + key + ": " + what;
   }

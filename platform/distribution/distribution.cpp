@@ -82,4 +82,6 @@ int distribution_abort(const distribution_session &now, distribution_session &ne
   return 0;
 }
 
-void distribution_release(const distribution_engine &engine) { engine.unlock(engine.context, kFcTimerApplication); }
+void distribution_release(const distribution_engine &engine) {
+  engine.unlock(engine.context, kFcTimerApplication);
+}

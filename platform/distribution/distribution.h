@@ -1,6 +1,8 @@
-// Configuration distribution (KDX): sessions in which the values of an application are collected, then committed or aborted.
+// Configuration distribution (KDX): sessions in which the values of an application are collected, then committed or
+// aborted.
 //
-// 1. The session is a plain record that its owner stores; every operation takes it as it is and gives it as it is to be, or
+// 1. The session is a plain record that its owner stores; every operation takes it as it is and gives it as it is to
+// be, or
 //    refuses with a status and gives nothing.
 // 2. The values themselves belong to the application. What reaches beyond this switch goes through an engine.
 #ifndef PLATFORM_DISTRIBUTION_DISTRIBUTION_H

@@ -72,8 +72,8 @@ static bool complete_vsan(const switch_state &state, switch_change &change, uint
   const int64_t members = (counted == state.up_members.end() ? 0 : int64_t{counted->second}) + delta;
   const uint32_t admin = after == nullptr ? kStateNonconfigured : after->admin_state;
   const uint32_t oper = admin == kAdminActive && members > 0 ? kOperUp : kOperDown;
-  const bool state_changed = before == nullptr || after == nullptr || before->admin_state != admin ||
-                             oper_state(state, *before) != oper;
+  const bool state_changed =
+      before == nullptr || after == nullptr || before->admin_state != admin || oper_state(state, *before) != oper;
   const bool row_changed = state_changed || *before != *after;
   if (state_changed) {
     raise(change, kNotifyVsanChange, encode_vsan_change(id, before == nullptr, admin, oper));

@@ -8,7 +8,8 @@
 
 // Completes a planned change. The time of the last table change becomes `now` when a VSAN comes, goes, or its row reads
 // differently; while notifications are on, a moved interface raises 102, and a VSAN that comes, goes or changes its
-// administrative or operational state raises 145. Notifications are numbered, and those that the queue has no room for counted.
+// administrative or operational state raises 145. Notifications are numbered, and those that the queue has no room for
+// counted.
 void change_complete(const switch_state &state, switch_change &change, const timeval &now);
 
 // The number up to which notifications are no longer kept: taken, or pushed out by newer ones.

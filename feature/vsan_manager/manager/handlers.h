@@ -1,5 +1,5 @@
-// The opcode handlers of the VSAN manager, behind its table. Each is called with a payload of the size that the table demands,
-// fills the answer's payload, and returns the status.
+// The opcode handlers of the VSAN manager, behind its table. Each is called with a payload of the size that the table
+// demands, fills the answer's payload, and returns the status.
 #ifndef FEATURE_VSAN_MANAGER_MANAGER_HANDLERS_H
 #define FEATURE_VSAN_MANAGER_MANAGER_HANDLERS_H
 

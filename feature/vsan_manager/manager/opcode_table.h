@@ -18,8 +18,8 @@ struct opcode_row {
   opcode_handler handle;
 };
 
-// Answers by the row that fits. A request that fits none, or whose values no record can have, is counted as malformed and
-// noted in the log.
+// Answers by the row that fits. A request that fits none, or whose values no record can have, is counted as malformed
+// and noted in the log.
 void answer_by_table(std::span<const opcode_row> rows, switch_managers &managers, const message_request &request,
                      message_reply &reply);
 

@@ -15,8 +15,8 @@ struct store;
 // The schema's version that this program writes.
 extern const int kStoreSchemaVersion;
 
-// Opens the file, making it when it is absent. Returns null with `error` filled when it cannot be used: in use by another
-// process, no store of ours, of a newer schema, not writable. The store is to be closed with `store_close`.
+// Opens the file, making it when it is absent. Returns null with `error` filled when it cannot be used: in use by
+// another process, no store of ours, of a newer schema, not writable. The store is to be closed with `store_close`.
 store *store_open(const std::string &path, std::string &error);
 
 // Null is allowed.
@@ -26,8 +26,8 @@ void store_close(store *opened);
 // when the file cannot be read or a row in it breaks a rule.
 int store_load(store *opened, switch_state &state, std::string &error);
 
-// Writes a completed change against the state as it is before it. Returns 0, or -1 with `error` filled and the store as it
-// was.
+// Writes a completed change against the state as it is before it. Returns 0, or -1 with `error` filled and the store as
+// it was.
 int store_write(store *opened, const switch_state &before, const switch_change &change, std::string &error);
 
 #endif

@@ -62,6 +62,8 @@ inline constexpr text_setting kTextSettings[] = {
 };
 
 // "FILE: CAUSE", the cause as SQLite tells it.
-inline std::string store_failure(const store *opened) { return opened->path + ": " + sqlite3_errmsg(opened->db); }
+inline std::string store_failure(const store *opened) {
+  return opened->path + ": " + sqlite3_errmsg(opened->db);
+}
 
 #endif

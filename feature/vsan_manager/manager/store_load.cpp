@@ -54,15 +54,18 @@ static std::string load_timer_into(sqlite3_stmt *row, timer_map &timers) {
   const timer_key key{column_word(row, 0), column_word(row, 1)};
   const uint32_t value = column_word(row, 2);
   if (const int problem = timer_problem(key.second, value); problem != 0) {
-    return "timer " + std::to_string(key.second) + " of VSAN " + std::to_string(key.first) + ": " +
-           syserr2str(problem);
+    return "timer " + std::to_string(key.second) + " of VSAN " + std::to_string(key.first) + ": " + syserr2str(problem);
   }
   timers[key] = value;
   return "";
 }
 
-static std::string load_timer(sqlite3_stmt *row, switch_change &found) { return load_timer_into(row, found.timers); }
-static std::string load_pending(sqlite3_stmt *row, switch_change &found) { return load_timer_into(row, found.pending); }
+static std::string load_timer(sqlite3_stmt *row, switch_change &found) {
+  return load_timer_into(row, found.timers);
+}
+static std::string load_pending(sqlite3_stmt *row, switch_change &found) {
+  return load_timer_into(row, found.pending);
+}
 
 static std::string load_kept_out(sqlite3_stmt *row, switch_change &found) {
   found.kept_out[column_word(row, 0)] = true;

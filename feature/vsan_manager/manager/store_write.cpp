@@ -10,9 +10,13 @@ static bool bind(sqlite3_stmt *statement, int at, uint64_t value) {
   return bind(statement, at, static_cast<int64_t>(value));
 }
 
-static bool bind(sqlite3_stmt *statement, int at, uint32_t value) { return bind(statement, at, uint64_t{value}); }
+static bool bind(sqlite3_stmt *statement, int at, uint32_t value) {
+  return bind(statement, at, uint64_t{value});
+}
 
-static bool bind(sqlite3_stmt *statement, int at, int value) { return bind(statement, at, int64_t{value}); }
+static bool bind(sqlite3_stmt *statement, int at, int value) {
+  return bind(statement, at, int64_t{value});
+}
 
 static bool bind(sqlite3_stmt *statement, int at, const std::string &value) {
   return sqlite3_bind_text(statement, at, value.data(), static_cast<int>(value.size()), SQLITE_STATIC) == SQLITE_OK;
@@ -39,8 +43,8 @@ static bool write_rows(store *opened, const switch_change &change) {
     }
   }
   for (const vsan_record &vsan : change.vsans) {
-    if (!execute(opened, kPutVsan, vsan.id, vsan.name, vsan.media_type, vsan.admin_state, vsan.mtu,
-                 vsan.load_balancing, vsan.interop, vsan.inorder, vsan.drop_latency)) {
+    if (!execute(opened, kPutVsan, vsan.id, vsan.name, vsan.media_type, vsan.admin_state, vsan.mtu, vsan.load_balancing,
+                 vsan.interop, vsan.inorder, vsan.drop_latency)) {
       return false;
     }
   }
@@ -74,17 +78,20 @@ static bool write_distribution(store *opened, const switch_change &change) {
          write_timers(opened, change.pending, kPutPending, kDeletePending);
 }
 
-// Only what differs is written.
-static bool write_settings(store *opened, switch_settings before, switch_settings after) {
+// Only what differs is written; all of it the first time, so that later defaults leave an older store alone.
+static bool write_settings(store *opened, const switch_state &state, const switch_change &change) {
+  const bool all = state.vsans.empty();
+  switch_settings before = state.settings;
+  switch_settings after = change.settings;
   for (const number_setting &setting : kNumberSettings) {
     const uint64_t value = setting.field(after);
-    if (value != setting.field(before) && !execute(opened, kPutSetting, std::string(setting.name), value)) {
+    if ((all || value != setting.field(before)) && !execute(opened, kPutSetting, std::string(setting.name), value)) {
       return false;
     }
   }
   for (const text_setting &setting : kTextSettings) {
     const std::string &value = setting.field(after);
-    if (value != setting.field(before) && !execute(opened, kPutSetting, std::string(setting.name), value)) {
+    if ((all || value != setting.field(before)) && !execute(opened, kPutSetting, std::string(setting.name), value)) {
       return false;
     }
   }
@@ -106,8 +113,7 @@ int store_write(store *opened, const switch_state &before, const switch_change &
     return sqlite3_exec(opened->db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
   };
   if (run("BEGIN IMMEDIATE") && write_rows(opened, change) && write_distribution(opened, change) &&
-      write_settings(opened, before.settings, change.settings) && write_notifications(opened, change) &&
-      run("COMMIT")) {
+      write_settings(opened, before, change) && write_notifications(opened, change) && run("COMMIT")) {
     return 0;
   }
   error = store_failure(opened);

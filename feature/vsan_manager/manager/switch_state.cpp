@@ -69,8 +69,8 @@ static void apply_notifications(switch_state &state, const switch_change &change
   for (const notification_record &raised : change.raised) {
     state.notifications.push_back(raised);
   }
-  while (!state.notifications.empty() && (state.notifications.front().number <= change.taken ||
-                                          state.notifications.size() > kNotificationsMax)) {
+  while (!state.notifications.empty() &&
+         (state.notifications.front().number <= change.taken || state.notifications.size() > kNotificationsMax)) {
     state.notifications.pop_front();
   }
 }
@@ -110,8 +110,12 @@ static auto *next_in(Table &table, uint32_t key) {
   return found == table.end() ? nullptr : &found->second;
 }
 
-const vsan_record *find_vsan(const switch_state &state, uint32_t id) { return find_in(state.vsans, id); }
-const vsan_record *next_vsan(const switch_state &state, uint32_t id) { return next_in(state.vsans, id); }
+const vsan_record *find_vsan(const switch_state &state, uint32_t id) {
+  return find_in(state.vsans, id);
+}
+const vsan_record *next_vsan(const switch_state &state, uint32_t id) {
+  return next_in(state.vsans, id);
+}
 
 const interface_record *find_interface(const switch_state &state, uint32_t index) {
   return find_in(state.interfaces, index);

@@ -1,7 +1,8 @@
 // What the switch is configured to be, in memory. Reads are answered from here and never touch the store.
 //
 // 1. A request never edits the state. It builds a `switch_change`, which the store writes in one transaction and
-//    `state_apply` then makes true in memory. A request that is refused, or whose transaction fails, leaves both as they were.
+//    `state_apply` then makes true in memory. A request that is refused, or whose transaction fails, leaves both as
+//    they were.
 // 2. Operational states and the counts behind them are derived, never stored.
 #ifndef FEATURE_VSAN_MANAGER_MANAGER_SWITCH_STATE_H
 #define FEATURE_VSAN_MANAGER_MANAGER_SWITCH_STATE_H
@@ -71,8 +72,8 @@ struct switch_settings {
 struct switch_state {
   std::map<uint32_t, vsan_record> vsans;
   std::map<uint32_t, interface_record> interfaces;
-  timer_map timers;   // values in force that somebody set; the switch-wide ones are always there
-  timer_map pending;  // values of the open distribution session
+  timer_map timers;             // values in force that somebody set; the switch-wide ones are always there
+  timer_map pending;            // values of the open distribution session
   std::set<uint32_t> kept_out;  // VSANs kept out of distribution
   switch_settings settings;
   std::deque<notification_record> notifications;  // oldest first
@@ -88,8 +89,8 @@ struct switch_change {
   std::vector<vsan_record> vsans;
   std::vector<uint32_t> vsans_removed;
   std::vector<interface_record> interfaces;
-  timer_map timers;   // put; a value of 0 removes
-  timer_map pending;  // likewise
+  timer_map timers;                   // put; a value of 0 removes
+  timer_map pending;                  // likewise
   std::map<uint32_t, bool> kept_out;  // put or removed
   switch_settings settings;           // as they are to be
   std::vector<notification_record> raised;

@@ -12,8 +12,7 @@ int timer_problem(uint32_t key, uint32_t value) {
 // Puts the value into the session, unless the session would then be what it was.
 static int plan_pending_timer(const switch_state &state, const distribution_engine &engine, const timer_key &key,
                               uint32_t value, const std::string &user, switch_change &change) {
-  const int status =
-      distribution_open(engine, state.settings.distribution, user, change.settings.distribution);
+  const int status = distribution_open(engine, state.settings.distribution, user, change.settings.distribution);
   if (status == 0) {
     change.pending[key] = value;
   }
@@ -57,8 +56,7 @@ int plan_distribution_commit(const switch_state &state, const distribution_engin
   for (const auto &[key, value] : state.pending) {
     values.push_back({key.first, key.second, value});
   }
-  const int status =
-      distribution_commit(engine, state.settings.distribution, values, change.settings.distribution);
+  const int status = distribution_commit(engine, state.settings.distribution, values, change.settings.distribution);
   if (status != 0) {
     return status;
   }

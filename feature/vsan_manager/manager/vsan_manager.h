@@ -22,15 +22,15 @@ struct switch_managers {
   uint64_t malformed = 0;                                         // requests refused for their form
 };
 
-// Serves kServiceVsanManager; `context` is the switch_managers. GET and GETNEXT answer the record that was asked with, filled;
-// SET and DELETE answer no payload.
+// Serves kServiceVsanManager; `context` is the switch_managers. GET and GETNEXT answer the record that was asked with,
+// filled; SET and DELETE answer no payload.
 void vsan_manager_handle(void *context, const message_request &request, message_reply &reply);
 
 // Serves kServiceIdentity: opcode 1282 answers the switch's 8-byte world wide name.
 void identity_handle(void *context, const message_request &request, message_reply &reply);
 
-// Completes the change, writes it to the store and makes it true. Returns 0, or kStatusStoreFailed with nothing changed. A
-// change that changes nothing costs nothing.
+// Completes the change, writes it to the store and makes it true. Returns 0, or kStatusStoreFailed with nothing
+// changed. A change that changes nothing costs nothing.
 int managers_commit(switch_managers &managers, switch_change &change);
 
 // Fills a state that has no VSANs yet and its store with a first configuration, in one transaction. Returns 0, or -1

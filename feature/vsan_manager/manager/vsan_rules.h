@@ -1,5 +1,5 @@
-// What may be changed, and into what. Every operation checks a request against the state and adds what it wants to a change;
-// it returns 0, or the status of the refusal and then leaves the change unused.
+// What may be changed, and into what. Every operation checks a request against the state and adds what it wants to a
+// change; it returns 0, or the status of the refusal and then leaves the change unused.
 //
 // Decided here:
 // 1. An empty VSAN name means "no name"; any number of VSANs may be without one.
@@ -36,8 +36,8 @@ int plan_interface_admin(const switch_state &state, uint32_t index, bool up, swi
 int timer_problem(uint32_t key, uint32_t value);
 
 // Sets a timer of one VSAN, or of the whole switch when `vsan` is 0. An operational VSAN's timer must be forced. While
-// distribution is on the value goes to the session of `user`, which is opened when there is none, except for a VSAN that is
-// kept out of distribution: its timers are this switch's own matter.
+// distribution is on the value goes to the session of `user`, which is opened when there is none, except for a VSAN
+// that is kept out of distribution: its timers are this switch's own matter.
 int plan_timer_set(const switch_state &state, const distribution_engine &engine, const vsanFcTimerEntry &timer,
                    const std::string &user, switch_change &change);
 

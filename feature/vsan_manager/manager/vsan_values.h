@@ -38,14 +38,16 @@ inline constexpr timer_range kTimerRanges[kTimerKinds] = {
     {"D_S_TOV", 5000, 10000, 5000},
     {"F_S_TOV", 5000, 10000, 5000},
 };
-inline constexpr bool is_timer(uint32_t key) { return key >= kTimerFirst && key < kTimerFirst + kTimerKinds; }
+inline constexpr bool is_timer(uint32_t key) {
+  return key >= kTimerFirst && key < kTimerFirst + kTimerKinds;
+}
 
 // Attribute keys of the latencies and of a notification's states.
 inline constexpr uint32_t kAttrState = 1, kAttrSwitchLatency = 17, kAttrNetworkLatency = 18, kAttrOperState = 19;
 
-inline constexpr uint32_t kInterfaceNameMax = 31;     // characters
-inline constexpr uint32_t kInterfacesMax = 4096;      // of one switch
-inline constexpr uint32_t kNotificationsMax = 1024;   // kept until they are taken
+inline constexpr uint32_t kInterfaceNameMax = 31;    // characters
+inline constexpr uint32_t kInterfacesMax = 4096;     // of one switch
+inline constexpr uint32_t kNotificationsMax = 1024;  // kept until they are taken
 inline constexpr uint32_t kNotificationsOn = 1, kNotificationsOff = 2;
 
 #endif

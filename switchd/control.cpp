@@ -1,0 +1,205 @@
+#include "switchd/control.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <nlohmann/json.hpp>
+
+#include "feature/vsan_manager/vsan_records.h"
+#include "platform/services/status_texts.h"
+#include "switchd/host.h"
+#include "switchd/log.h"
+
+using nlohmann::json;
+
+static constexpr size_t kQueueEntriesShown = 64;
+static constexpr int kFaultDelayMax = 600000;  // milliseconds
+static constexpr size_t kFaultsMax = 64;       // of one service
+
+struct fault_name {
+  const char *name;
+  fault_kind kind;
+};
+static constexpr fault_name kFaultNames[] = {
+    {"delay", fault_kind::delay}, {"status", fault_kind::status},
+    {"drop", fault_kind::drop},   {"short-answer", fault_kind::short_answer},
+    {"hang", fault_kind::hang},
+};
+
+static void answer(const json &object, message_reply &reply) {
+  const std::string text = object.dump(-1, ' ', false, json::error_handler_t::replace);
+  reply.payload.assign(text.begin(), text.end());
+}
+
+static std::string hexadecimal(const std::vector<uint8_t> &bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const uint8_t byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+static std::string wwn_text(uint64_t wwn) {
+  std::string text;
+  for (int shift = 56; shift >= 0; shift -= 8) {
+    text += hexadecimal({static_cast<uint8_t>(wwn >> shift)});
+    text += shift > 0 ? ":" : "";
+  }
+  return text;
+}
+
+static json queue_counters(const switch_host &host) {
+  const switch_settings &settings = host.managers.state.settings;
+  const notification_counters counters = notification_server_counters(host.notifications);
+  return {{"enabled", settings.notifications == kNotificationsOn},
+          {"queued", host.managers.state.notifications.size()},
+          {"limit", kNotificationsMax},
+          {"raised", settings.last_notification},
+          {"dropped", settings.dropped_notifications},
+          {"subscribed", counters.subscribed},
+          {"sent", counters.sent},
+          {"acknowledged", counters.acknowledged}};
+}
+
+static json service_counters(const switch_host &host) {
+  json services = json::array();
+  for (size_t i = 0; i < kHostedServices.size(); ++i) {
+    const message_counters counters = message_server_counters(host.servers[i]);
+    services.push_back({{"service", kHostedServices[i].name},
+                        {"requests", counters.requests},
+                        {"refused", counters.refused},
+                        {"malformed", counters.malformed},
+                        {"connections", counters.connections},
+                        {"peers_refused", counters.peers_refused},
+                        {"faults", message_server_faults(host.servers[i]).size()}});
+  }
+  return services;
+}
+
+static int get_status(switch_host &host, const message_request &, message_reply &reply) {
+  const auto uptime = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - host.started);
+  const switch_state &state = host.managers.state;
+  answer({{"name", state.settings.name},
+          {"wwn", wwn_text(state.settings.wwn)},
+          {"pid", getpid()},
+          {"uptime", uptime.count()},
+          {"run_dir", host.run_dir},
+          {"schema", kStoreSchemaVersion},
+          {"vsans", state.vsans.size()},
+          {"interfaces", state.interfaces.size()},
+          {"active_memberships", state.memberships_up.size()},
+          {"malformed", host.managers.malformed},
+          {"notifications", queue_counters(host)},
+          {"services", service_counters(host)}},
+         reply);
+  return 0;
+}
+
+static int get_queue(switch_host &host, const message_request &, message_reply &reply) {
+  json queue = queue_counters(host);
+  json entries = json::array();
+  for (const notification_record &record : host.managers.state.notifications) {
+    if (entries.size() == kQueueEntriesShown) {
+      break;
+    }
+    entries.push_back({{"number", record.number}, {"id", record.id}, {"payload", hexadecimal(record.payload)}});
+  }
+  queue["oldest"] = std::move(entries);
+  answer(queue, reply);
+  return 0;
+}
+
+static int get_faults(switch_host &host, const message_request &, message_reply &reply) {
+  json faults = json::array();
+  for (size_t i = 0; i < kHostedServices.size(); ++i) {
+    for (const message_fault &fault : message_server_faults(host.servers[i])) {
+      const auto name = std::ranges::find(kFaultNames, fault.kind, &fault_name::kind);
+      faults.push_back({{"service", kHostedServices[i].name},
+                        {"kind", name->name},
+                        {"opcode", fault.opcode},
+                        {"count", fault.count},
+                        {"value", fault.value}});
+    }
+  }
+  answer({{"faults", std::move(faults)}}, reply);
+  return 0;
+}
+
+// A whole number of the object within the range, or the default when it is absent. Returns false for anything else.
+static bool number_of(const json &object, const char *key, int64_t low, int64_t high, int standard, int &number) {
+  const auto value = object.find(key);
+  if (value == object.end()) {
+    number = standard;
+    return true;
+  }
+  if (!value->is_number_integer() || (value->is_number_unsigned() && value->get<uint64_t>() > INT64_MAX) ||
+      value->get<int64_t>() < low || value->get<int64_t>() > high) {
+    return false;
+  }
+  // A status is a 32-bit word, and an int holds it.
+  number = static_cast<int>(value->get<int64_t>());
+  return true;
+}
+
+static int set_fault(switch_host &host, const message_request &request, message_reply &) {
+  const json object = json::parse(request.payload.begin(), request.payload.end(), nullptr, false);
+  if (!object.is_object() || !object.contains("service") || !object.contains("kind")) {
+    return kStatusUnknownFault;
+  }
+  const auto service = std::ranges::find_if(
+      kHostedServices, [&](const hosted_service &each) { return each.takes_faults && object["service"] == each.name; });
+  const auto kind =
+      std::ranges::find_if(kFaultNames, [&](const fault_name &each) { return object["kind"] == each.name; });
+  message_fault fault{fault_kind::delay, -1, -1, 0};
+  if (service == kHostedServices.end() || kind == std::end(kFaultNames) ||
+      !number_of(object, "opcode", -1, INT32_MAX, -1, fault.opcode) ||
+      !number_of(object, "count", -1, INT32_MAX, -1, fault.count) ||
+      !number_of(object, "value", 0, kind->kind == fault_kind::delay ? kFaultDelayMax : UINT32_MAX, 0, fault.value)) {
+    return kStatusUnknownFault;
+  }
+  fault.kind = kind->kind;
+  message_server *server = host.servers[static_cast<size_t>(service - kHostedServices.begin())];
+  if (message_server_faults(server).size() >= kFaultsMax) {
+    return kStatusBusy;
+  }
+  message_server_add_fault(server, fault);
+  log_warn(std::string("a fault is on: ") + object.dump());
+  return 0;
+}
+
+static int clear_faults(switch_host &host, const message_request &, message_reply &) {
+  for (message_server *server : host.servers) {
+    message_server_clear_faults(server);
+  }
+  log_info("all faults are off");
+  return 0;
+}
+
+struct control_row {
+  int opcode;
+  int msg_type;
+  int (*handle)(switch_host &host, const message_request &request, message_reply &reply);
+};
+static constexpr control_row kOpcodes[] = {
+    {kOpStatus, kMsgGet, get_status},      {kOpFaults, kMsgGet, get_faults},           {kOpFaults, kMsgSet, set_fault},
+    {kOpFaults, kMsgDelete, clear_faults}, {kOpNotificationQueue, kMsgGet, get_queue},
+};
+
+void control_handle(void *context, const message_request &request, message_reply &reply) {
+  auto &host = *static_cast<switch_host *>(context);
+  const auto row = std::ranges::find_if(kOpcodes, [&](const control_row &each) {
+    return each.opcode == request.opcode && each.msg_type == request.msg_type;
+  });
+  if (row == std::end(kOpcodes)) {
+    reply.status = kStatusUnknownOpcode;
+  } else {
+    reply.status = row->handle(host, request, reply);
+  }
+  if (reply.status != 0) {
+    reply.payload.clear();
+    managers_refuse(host.managers, request, reply.status, "control service");
+  }
+}

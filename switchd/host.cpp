@@ -1,0 +1,163 @@
+#include "switchd/host.h"
+
+#include <errno.h>
+#include <event2/event.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "feature/port_manager/port_manager.h"
+#include "feature/vsan_manager/manager/distribution_service.h"
+#include "feature/vsan_manager/vsan_records.h"
+#include "platform/run_dir.h"
+#include "platform/services.h"
+#include "platform/services/shared_page.h"
+#include "switchd/control.h"
+#include "switchd/log.h"
+#include "switchd/topology.h"
+
+const std::array<hosted_service, 5> kHostedServices = {{
+    {kServiceVsanManager, "vsan-manager", vsan_manager_handle, true},
+    {kServiceIdentity, "identity", identity_handle, true},
+    {kServicePortManager, "port-manager", port_manager_handle, true},
+    {kServiceDistribution, "distribution", distribution_handle, true},
+    {kServiceControl, "control", control_handle, false},
+}};
+
+static void on_log(void *, const std::string &line) {
+  log_warn(line);
+}
+
+// Of a message server, whose context is the switch_managers.
+static void on_server_log(void *, const char *text) {
+  log_warn(text);
+}
+
+static void publish_distribution(const switch_host &host) {
+  const distribution_session &session = host.managers.state.settings.distribution;
+  if (platform_kdx_publish(kFcTimerApplication, session.enabled != 0, session.show_running != 0) != 0) {
+    log_error(std::string("the distribution state could not be published: ") + strerror(errno));
+  }
+}
+
+static void on_changed(void *context) {
+  auto &host = *static_cast<switch_host *>(context);
+  publish_distribution(host);
+  if (host.notifications != nullptr) {
+    notification_server_pump(host.notifications);
+  }
+}
+
+// A directory that the agent's user can enter; what is in it has modes of its own.
+static host_result open_run_dir(switch_host &host, std::string &error) {
+  if (mkdir(host.run_dir.c_str(), 0755) != 0 && errno != EEXIST) {
+    error = host.run_dir + ": " + strerror(errno);
+    return kHostFailed;
+  }
+  const std::string path = host.run_dir + "/switchd.lock";
+  host.lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+  if (host.lock < 0) {
+    error = path + ": " + strerror(errno);
+    return kHostFailed;
+  }
+  if (flock(host.lock, LOCK_EX | LOCK_NB) != 0) {
+    error = host.run_dir + ": another switchd uses this run directory";
+    return kHostSecondInstance;
+  }
+  if (platform_set_run_dir(host.run_dir.c_str()) != 0) {
+    error = host.run_dir + ": " + strerror(errno);
+    return kHostFailed;
+  }
+  return kHostOk;
+}
+
+static host_result open_store(switch_host &host, const std::string &state_file, switch_change &topology,
+                              bool has_topology, std::string &error) {
+  host.managers.kept = store_open(state_file, error);
+  if (host.managers.kept == nullptr || store_load(host.managers.kept, host.managers.state, error) != 0) {
+    return kHostStore;
+  }
+  if (!host.managers.state.vsans.empty()) {
+    if (has_topology) {
+      log_info(state_file + " holds a configuration; the topology file is not applied");
+    }
+    return kHostOk;
+  }
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  topology.settings.changed_seconds = static_cast<uint64_t>(now.tv_sec);
+  topology.settings.changed_microseconds = static_cast<uint64_t>(now.tv_usec);
+  if (managers_first_start(host.managers, topology, error) != 0) {
+    return kHostStore;
+  }
+  log_info("first start: " + std::to_string(host.managers.state.vsans.size()) + " VSANs, " +
+           std::to_string(host.managers.state.interfaces.size()) + " interfaces");
+  return kHostOk;
+}
+
+host_result host_open(switch_host &host, const std::string &run_dir, const std::string &state_file,
+                      const std::string &topology_file, std::string &error) {
+  host.run_dir = run_dir;
+  host.managers.engine = single_switch_engine(&host.managers.fabric);
+  host.managers.changed = on_changed;
+  host.managers.log = on_log;
+  host.managers.context = &host;
+  switch_change topology = default_topology();
+  if (!topology_file.empty() && read_topology(topology_file, topology, error) != 0) {
+    return kHostTopology;
+  }
+  host_result result = open_run_dir(host, error);
+  if (result == kHostOk) {
+    result = open_store(host, state_file, topology, !topology_file.empty(), error);
+  }
+  if (result == kHostOk && platform_page_open(1) != 0) {
+    error = run_dir + ": the shared page: " + strerror(errno);
+    result = kHostFailed;
+  }
+  if (result == kHostOk) {
+    publish_distribution(host);
+  }
+  return result;
+}
+
+static host_result socket_failure(const char *name, std::string &error) {
+  error = std::string(name) + ": " + strerror(errno);
+  return kHostFailed;
+}
+
+host_result host_listen(switch_host &host, std::string &error) {
+  host.notifications = notification_server_open(host.base, host.run_dir.c_str(), host.managers);
+  if (host.notifications == nullptr) {
+    return socket_failure("notifications", error);
+  }
+  for (size_t i = 0; i < kHostedServices.size(); ++i) {
+    const hosted_service &hosted = kHostedServices[i];
+    void *context = hosted.service == kServiceControl ? static_cast<void *>(&host) : &host.managers;
+    host.servers[i] = message_server_open(host.base, host.run_dir.c_str(), hosted.service, hosted.handle, context);
+    if (host.servers[i] == nullptr) {
+      return socket_failure(hosted.name, error);
+    }
+    message_server_log_to(host.servers[i], on_server_log);
+  }
+  return kHostOk;
+}
+
+void host_close(switch_host &host) {
+  for (message_server *&server : host.servers) {
+    message_server_close(server);
+    server = nullptr;
+  }
+  notification_server_close(host.notifications);
+  host.notifications = nullptr;
+  store_close(host.managers.kept);
+  host.managers.kept = nullptr;
+  if (host.lock >= 0) {
+    close(host.lock);
+    host.lock = -1;
+  }
+}

@@ -1,0 +1,57 @@
+// One switch: its managers, and the servers through which they are reached, in one event loop.
+#ifndef SWITCHD_HOST_H
+#define SWITCHD_HOST_H
+
+#include <stddef.h>
+
+#include <array>
+#include <chrono>
+#include <string>
+
+#include "feature/vsan_manager/manager/vsan_manager.h"
+#include "platform/messaging/message_server.h"
+#include "switchd/notification_server.h"
+
+struct event_base;
+
+struct hosted_service {
+  int service;
+  const char *name;  // for people
+  message_handler handle;
+  bool takes_faults;  // the control service must stay reachable
+};
+extern const std::array<hosted_service, 5> kHostedServices;
+
+struct switch_host {
+  switch_managers managers;
+  std::string run_dir;
+  event_base *base = nullptr;
+  std::array<message_server *, 5> servers{};  // in the order of kHostedServices
+  notification_server *notifications = nullptr;
+  int lock = -1;  // of the run directory
+  std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
+};
+
+// What starting a switch ended with; the values are the exit codes of switchd.
+enum host_result {
+  kHostOk = 0,
+  kHostFailed = 1,          // the run directory, a socket or the shared page cannot be used
+  kHostUsage = 2,           // the command line
+  kHostTopology = 3,        // the topology file has an error
+  kHostStore = 4,           // the store cannot be used: of a newer schema, damaged, not writable
+  kHostSecondInstance = 5,  // another switchd uses the run directory
+};
+
+// Makes the run directory if needed, locks it, opens the store, applies the topology (an empty path: none) when the
+// store is new, and maps the shared page. Nobody can connect yet. On failure `error` tells why; `host_close` is due in
+// any case.
+host_result host_open(switch_host &host, const std::string &run_dir, const std::string &state_file,
+                      const std::string &topology_file, std::string &error);
+
+// Opens the sockets, with everything else in place.
+host_result host_listen(switch_host &host, std::string &error);
+
+// Closes sockets and store, and gives the run directory back.
+void host_close(switch_host &host);
+
+#endif

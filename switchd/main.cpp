@@ -1,0 +1,105 @@
+// switchd: the managers of one switch.
+#include <event2/event.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <CLI/CLI.hpp>
+
+#ifdef HAVE_LIBSYSTEMD
+#include <systemd/sd-daemon.h>
+#endif
+
+#include "platform/run_dir.h"
+#include "switchd/host.h"
+#include "switchd/log.h"
+
+static constexpr char kFooter[] =
+    "\nSIGTERM and SIGINT stop it cleanly, SIGHUP reopens the log file. It prints \"ready\" on standard output when "
+    "its sockets\n"
+    "listen.\n\n"
+    "Exit codes: 0 stopped cleanly; 1 the run directory, a socket, the log or the shared page cannot be used;\n"
+    "2 command line; 3 topology file; 4 store (newer schema, damaged, not writable, in use);\n"
+    "5 another switchd uses the run directory.";
+
+struct options {
+  std::string run_dir = platform_run_dir();
+  std::string state_file;
+  std::string topology_file;
+  std::string log_level = "info";
+  std::string log_file;
+};
+
+static void on_stop(evutil_socket_t signal_number, short, void *context) {
+  log_info(std::string("stopping on ") + strsignal(static_cast<int>(signal_number)));
+  event_base_loopbreak(static_cast<event_base *>(context));
+}
+
+static void on_hangup(evutil_socket_t, short, void *) {
+  log_reopen();
+}
+
+static void tell_system_manager([[maybe_unused]] const char *state) {
+#ifdef HAVE_LIBSYSTEMD
+  sd_notify(0, state);
+#endif
+}
+
+static void serve(event_base *base) {
+  event *stops[] = {evsignal_new(base, SIGTERM, on_stop, base), evsignal_new(base, SIGINT, on_stop, base),
+                    evsignal_new(base, SIGHUP, on_hangup, nullptr)};
+  for (event *each : stops) {
+    event_add(each, nullptr);
+  }
+  log_info("ready");
+  printf("ready\n");
+  fflush(stdout);
+  tell_system_manager("READY=1");
+  event_base_dispatch(base);
+  tell_system_manager("STOPPING=1");
+  for (event *each : stops) {
+    event_free(each);
+  }
+}
+
+static int run(const options &chosen) {
+  std::string error;
+  if (log_open(chosen.log_level, chosen.log_file, error) != 0) {
+    fprintf(stderr, "switchd: %s\n", error.c_str());
+    return kHostFailed;
+  }
+  signal(SIGPIPE, SIG_IGN);
+  switch_host host;
+  host.base = event_base_new();
+  host_result result = host_open(host, chosen.run_dir, chosen.state_file, chosen.topology_file, error);
+  if (result == kHostOk) {
+    result = host_listen(host, error);
+  }
+  if (result == kHostOk) {
+    serve(host.base);
+  } else {
+    log_error(error);
+  }
+  host_close(host);
+  event_base_free(host.base);
+  return result;
+}
+
+int main(int argc, char **argv) {
+  options chosen;
+  CLI::App app("The managers of one switch: VSANs, interfaces, timers, distribution, notifications.", "switchd");
+  app.add_option("--run-dir", chosen.run_dir, "where the sockets and the shared page are")->capture_default_str();
+  app.add_option("--state", chosen.state_file, "the store; made when it is absent")->required();
+  app.add_option("--topology", chosen.topology_file, "TOML file that a new store is filled from");
+  app.add_option("--log-level", chosen.log_level, "debug, info, warn or error")
+      ->check(CLI::IsMember(std::vector<std::string>(std::begin(kLogLevels), std::end(kLogLevels))))
+      ->capture_default_str();
+  app.add_option("--log-file", chosen.log_file, "log to this file instead of standard error");
+  app.footer(kFooter);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    return app.exit(error) == 0 ? kHostOk : kHostUsage;
+  }
+  return run(chosen);
+}
