@@ -1,0 +1,36 @@
+// The errors of users: kept for `vsanctl show errors`, and written to the agent's log.
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include <stdio.h>
+
+#include "platform/agent.h"
+#include "platform/services/shared_page.h"
+#include "platform/syserr.h"
+
+namespace {
+
+void keep_error(uint32_t code, int detail, const char *text) {
+  platform_error error = {};
+  error.pdu = static_cast<uint32_t>(get_pdu_reqid());
+  error.code = code;
+  error.detail = detail;
+  snprintf(error.user, sizeof error.user, "%s", get_snmp_username(0));
+  snprintf(error.text, sizeof error.text, "%s", text);
+  if (platform_errors_write(&error) != 0) snmp_log(LOG_DEBUG, "switch_agent: the next error is in this log only\n");
+  snmp_log(LOG_WARNING, "switch_agent: user \"%s\", PDU %u: %s (detail %d)\n", error.user,
+           static_cast<unsigned>(error.pdu), error.text, detail);
+}
+
+}  // namespace
+
+void log_snmp_error(snmp_error_record_t *record) {
+  char text[sizeof record->text];
+  snprintf(text, sizeof text, "%.*s", static_cast<int>(sizeof text - 1), record->text);
+  keep_error(record->code, 0, text);
+}
+
+void log_set_error(int code, int detail) {
+  keep_error(static_cast<uint32_t>(code), detail, syserr_format(code));
+}

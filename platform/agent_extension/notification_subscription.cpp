@@ -1,0 +1,219 @@
+#include "platform/agent_extension/notification_subscription.h"
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include <errno.h>
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "platform/agent.h"
+#include "platform/messaging/notification_message.h"
+#include "platform/messaging/notification_wire.h"
+#include "platform/messaging/service_names.h"
+#include "platform/run_dir.h"
+
+namespace {
+
+constexpr int kHandlersMax = 8;
+constexpr int kNotificationsAtOnce = 16;  // between two looks at the agent's requests
+constexpr long kFirstWaitMs = 100;
+constexpr long kLongestWaitMs = 5000;
+constexpr time_t kSteadySeconds = 1;  // a connection that lasted so long was no refusal
+
+struct handler_row {
+  int id;
+  notification_handler_t handler;  // null: the row is free
+};
+
+struct subscription {
+  bool allowed = false;
+  int fd = -1;
+  time_t connected_at = 0;
+  unsigned int alarm = 0;
+  long wait_ms = kFirstWaitMs;
+  bool told = false;  // the log knows that there is no connection
+};
+
+handler_row handlers[kHandlersMax];
+subscription current;
+
+// The last notification taken. It outlives the connection and a reload of the configuration: the server may not have
+// read the acknowledgement when the next subscription reaches it.
+uint64_t taken_number;
+uint32_t taken_store;
+
+void connect_again_later();
+void on_readable(int fd, void *);
+
+time_t monotonic_seconds() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec;
+}
+
+handler_row *find_handler(int id) {
+  for (handler_row &row : handlers)
+    if (row.handler != nullptr && row.id == id) return &row;
+  return nullptr;
+}
+
+bool has_handlers() {
+  for (const handler_row &row : handlers)
+    if (row.handler != nullptr) return true;
+  return false;
+}
+
+void close_connection() {
+  if (current.fd < 0) return;
+  unregister_readfd(current.fd);
+  close(current.fd);
+  current.fd = -1;
+}
+
+void lose_connection(const char *why) {
+  if (!current.told) snmp_log(LOG_WARNING, "switch_agent: no notifications for now: %s\n", why);
+  current.told = true;
+  if (current.fd >= 0 && monotonic_seconds() - current.connected_at >= kSteadySeconds) current.wait_ms = kFirstWaitMs;
+  close_connection();
+  connect_again_later();
+}
+
+bool send_frame(notification_frame_kind kind) {
+  uint8_t bytes[kNotificationHeaderSize];
+  const size_t size = notification_frame_write({kind, taken_store, taken_number, 0, nullptr, 0}, bytes);
+  return send(current.fd, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(size);
+}
+
+// Returns the connected socket, or -1 with `errno`.
+int connect_to_switch() {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (service_socket_path(platform_run_dir(), kServiceNotifications, address.sun_path, sizeof address.sun_path) != 0) {
+    errno = ENAMETOOLONG;
+    return -1;
+  }
+  const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (fd < 0) return -1;
+  if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) return fd;
+  const int why = errno;
+  close(fd);
+  errno = why;
+  return -1;
+}
+
+void subscribe(unsigned int, void *) {
+  current.alarm = 0;
+  if (!current.allowed || current.fd >= 0 || !has_handlers()) return;
+  current.fd = connect_to_switch();
+  if (current.fd < 0) return lose_connection(strerror(errno));
+  current.connected_at = monotonic_seconds();
+  if (register_readfd(current.fd, on_readable, nullptr) != 0) {
+    close(current.fd);
+    current.fd = -1;
+    return lose_connection("the agent watches too many descriptors already");
+  }
+  if (!send_frame(kNotificationSubscribe)) return lose_connection(strerror(errno));
+}
+
+void connect_again_later() {
+  if (!current.allowed || current.alarm != 0 || !has_handlers()) return;
+  const timeval wait = {current.wait_ms / 1000, current.wait_ms % 1000 * 1000};
+  current.alarm = snmp_alarm_register_hr(wait, 0, subscribe, nullptr);
+  current.wait_ms = current.wait_ms * 2 < kLongestWaitMs ? current.wait_ms * 2 : kLongestWaitMs;
+}
+
+// Sends what the handler made; the list starts with the trap's own name, as SNMPv2 has it.
+void send_trap(netsnmp_variable_list *varbinds, const oid *trap_oid, size_t trap_oid_len) {
+  static constexpr oid kTrapOid[] = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
+  netsnmp_variable_list *trap = build_varbind(nullptr, trap_oid, ASN_OBJECT_ID, trap_oid_len * sizeof(oid), kTrapOid,
+                                              sizeof kTrapOid / sizeof kTrapOid[0]);
+  if (trap == nullptr) {
+    snmp_log(LOG_ERR, "switch_agent: a trap is lost: no memory\n");
+    return;
+  }
+  trap->next_variable = varbinds;
+  send_v2trap(trap);
+  trap->next_variable = nullptr;
+  snmp_free_varbind(trap);
+}
+
+void hand_to_handler(const notification_frame &frame) {
+  const handler_row *row = find_handler(static_cast<int>(frame.id));
+  if (row == nullptr) return;
+  notification_message message = {frame.payload, frame.payload_size};
+  oid trap_oid[MAX_OID_LEN];
+  size_t trap_oid_len = 0;
+  int send = 0;
+  netsnmp_variable_list *varbinds = row->handler(&message, trap_oid, &trap_oid_len, &send);
+  if (send != 0 && varbinds != nullptr && trap_oid_len > 0 && trap_oid_len <= MAX_OID_LEN)
+    send_trap(varbinds, trap_oid, trap_oid_len);
+  if (varbinds != nullptr) snmp_free_varbind(varbinds);
+}
+
+// Takes one notification, unless it was taken already, and acknowledges it. Returns what is wrong, or null.
+const char *take(const uint8_t *bytes, size_t size) {
+  notification_frame frame;
+  if (notification_frame_read(bytes, size, &frame) != 0 || frame.kind != kNotificationDeliver)
+    return "a frame cannot be read";
+  if (frame.store != taken_store) {
+    taken_store = frame.store;
+    taken_number = 0;
+  }
+  if (frame.number > taken_number) {
+    hand_to_handler(frame);
+    taken_number = frame.number;
+  }
+  return send_frame(kNotificationAcknowledge) ? nullptr : strerror(errno);
+}
+
+void on_readable(int fd, void *) {
+  static uint8_t bytes[kNotificationFrameMax + 1];  // a longer frame shows by its size
+  for (int i = 0; i < kNotificationsAtOnce && current.fd == fd; ++i) {
+    const ssize_t got = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0 && errno == EAGAIN) return;
+    if (got <= 0) return lose_connection(got == 0 ? "the switch closed the connection" : strerror(errno));
+    if (current.told) snmp_log(LOG_INFO, "switch_agent: notifications come again\n");
+    current.told = false;
+    const char *wrong = take(bytes, static_cast<size_t>(got));
+    if (wrong != nullptr) return lose_connection(wrong);
+  }
+}
+
+}  // namespace
+
+int register_for_notification(int id, notification_handler_t handler) {
+  if (handler == nullptr) return -1;
+  handler_row *row = find_handler(id);
+  for (handler_row &each : handlers)
+    if (row == nullptr && each.handler == nullptr) row = &each;
+  if (row == nullptr) return -1;
+  *row = {id, handler};
+  if (current.fd < 0) connect_again_later();
+  return 0;
+}
+
+int unregister_for_notification(int id) {
+  handler_row *row = find_handler(id);
+  if (row == nullptr) return -1;
+  *row = {};
+  if (!has_handlers()) close_connection();
+  return 0;
+}
+
+void notification_subscription_start() {
+  current.allowed = true;
+  if (current.fd < 0) connect_again_later();
+}
+
+void notification_subscription_stop() {
+  close_connection();
+  if (current.alarm != 0) snmp_alarm_unregister(current.alarm);
+  current = {};
+}
