@@ -1,0 +1,59 @@
+// A small agent around the module's object table: serves GET, GETNEXT, GETBULK and SET PDUs in the order that
+// net-snmp's agent uses, without a network. Every PDU gets a number of its own.
+#ifndef TESTS_UNIT_MODULE_MINI_AGENT_H
+#define TESTS_UNIT_MODULE_MINI_AGENT_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/unit/module/fake_platform.h"
+
+namespace mini {
+
+using name_t = std::vector<oid>;
+
+// The OID `suffix` under the module's root.
+name_t under_root(std::initializer_list<oid> suffix);
+// A row of the VSAN table.
+name_t vsan_cell(oid column, oid vsan);
+std::string text(const name_t &name);
+
+struct varbind {
+  name_t name;
+  u_char type = 0;
+  long integer = 0;    // of every type but OCTET STRING
+  fake::bytes octets;  // of OCTET STRING
+
+  bool operator==(const varbind &other) const {
+    return name == other.name && type == other.type && integer == other.integer && octets == other.octets;
+  }
+};
+void PrintTo(const varbind &v, std::ostream *out);
+
+varbind integer(const name_t &name, long value);
+varbind gauge(const name_t &name, unsigned long value);
+varbind octets(const name_t &name, const std::string &value);
+
+std::optional<varbind> get(const name_t &name);
+std::optional<varbind> getnext(const name_t &name);
+// One PDU each.
+std::vector<std::optional<varbind>> getnext_pdu(const std::vector<name_t> &names);
+std::vector<std::vector<std::optional<varbind>>> getbulk_pdu(const std::vector<name_t> &names, int repetitions);
+
+// What a SET PDU came to: the status of the first varbind refused and its 1-based place, or 0 and 0.
+struct set_result {
+  int status = 0;
+  size_t index = 0;
+};
+set_result set_pdu(const std::vector<varbind> &varbinds);
+
+// The write method of a column with `statP`, called directly: one phase.
+int phase(WriteMethod *method, int action, const varbind &value, u_char *current = nullptr);
+// As `phase`, with the type and length as given and the value as four octets.
+int phase_raw(WriteMethod *method, int action, const name_t &name, u_char type, const void *value, size_t length,
+              u_char *current = nullptr);
+
+}  // namespace mini
+
+#endif

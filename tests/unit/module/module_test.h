@@ -1,0 +1,36 @@
+// The fixture of the module's unit tests: a fresh faked platform and made set lists.
+#ifndef TESTS_UNIT_MODULE_MODULE_TEST_H
+#define TESTS_UNIT_MODULE_MODULE_TEST_H
+
+#include <gtest/gtest.h>
+
+#include "tests/unit/module/fake_platform.h"
+#include "tests/unit/module/mini_agent.h"
+
+class ModuleTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fake::reset();
+    make(&vsanEntry_undo_list);
+    make(&vsanEntry_list);
+    fake::the().calls.clear();
+  }
+  void TearDown() override {
+    EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << "a pending row outlived its PDU";
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << "a saved row outlived its PDU";
+    indxobj_destroy(&vsanEntry_list);
+    indxobj_destroy(&vsanEntry_undo_list);
+  }
+
+  // Standard error as written since.
+  static void capture() { testing::internal::CaptureStderr(); }
+  static std::string captured() { return testing::internal::GetCapturedStderr(); }
+
+ private:
+  static void make(indxobj_t *list) {
+    if (list->opaque[0] != nullptr) indxobj_destroy(list);
+    indxobj_create(list, 0, 1, vsanEntry_comp, 1);
+  }
+};
+
+#endif
