@@ -37,10 +37,10 @@ constexpr status_text kStatusTexts[] = {
 
     {kStatusVsanRange, "VSAN id out of range: 1 to 4094"},
     {kStatusVsanReserved, "VSAN 4095 is reserved"},
-    {kStatusNameRange, "VSAN name out of range: 1 to 32 octets"},
+    {kStatusNameRange, "VSAN name too long: at most 32 octets"},
     {kStatusMediaRange, "media type out of range: 1 (Fibre Channel) or 2 (Ethernet)"},
     {kStatusAdminStateRange, "admin state out of range: 1 (active) or 2 (suspended)"},
-    {kStatusMtuRange, "MTU out of range"},
+    {kStatusMtuRange, "MTU out of range: 256 to 2112"},
     {kStatusLoadBalancingRange, "load balancing out of range: 1 (source and destination) or 2 (exchange too)"},
     {kStatusInteropRange, "interoperability mode out of range"},
     {kStatusInorderRange, "in-order delivery out of range: 1 (on) or 2 (off)"},
@@ -52,7 +52,7 @@ constexpr status_text kStatusTexts[] = {
     {kStatusTimerFlags, "a timer's flag and force bytes must be 0 or 1"},
     {kStatusNotificationRange, "notification control out of range: 1 (on) or 2 (off)"},
     {kStatusTimerRelation, "E_D_TOV must be below R_A_TOV"},
-    {kStatusNameMalformed, "VSAN name without an end in its field, or with octets that cannot be printed"},
+    {kStatusNameMalformed, "VSAN name without an end in its field, or with a blank"},
 
     {kStatusTimerMustForce, "the VSAN is operational: its timers must be forced"},
     {kStatusTooManyVsans, "too many VSANs"},

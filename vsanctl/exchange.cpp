@@ -1,0 +1,106 @@
+#include "vsanctl/exchange.h"
+
+#include <errno.h>
+#include <pwd.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "feature/vsan_manager/vsan_records.h"
+#include "platform/cmi.h"
+#include "platform/run_dir.h"
+#include "platform/services/status_texts.h"
+#include "platform/syserr.h"
+
+// Which field a status is about.
+struct status_field {
+  int status;
+  const char *field;
+};
+static constexpr status_field kStatusFields[] = {
+    {kStatusNoVsan, "vsan"},
+    {kStatusVsanRange, "vsan"},
+    {kStatusVsanReserved, "vsan"},
+    {kStatusNotInDistribution, "vsan"},
+    {kStatusVsanConflict, "name"},
+    {kStatusNameRange, "name"},
+    {kStatusNameMalformed, "name"},
+    {kStatusMediaRange, "media"},
+    {kStatusAdminStateRange, "state"},
+    {kStatusMtuRange, "mtu"},
+    {kStatusLoadBalancingRange, "load-balancing"},
+    {kStatusInteropRange, "interop"},
+    {kStatusInorderRange, "inorder"},
+    {kStatusLatencyRange, "drop-latency"},
+    {kStatusTimerType, "timer"},
+    {kStatusTimerRange, "value"},
+    {kStatusTimerMustForce, "vsan"},
+    {kStatusNoEntry, "interface"},
+};
+
+void fail(int exit_code, const std::string &text) {
+  fprintf(stderr, "vsanctl: %s\n", text.c_str());
+  exit(exit_code);
+}
+
+static std::string user_name() {
+  const passwd *entry = getpwuid(getuid());
+  return entry != nullptr ? entry->pw_name : std::to_string(getuid());
+}
+
+static bool is_read(int msg_type) {
+  return msg_type != kMsgSet && msg_type != kMsgDelete;
+}
+
+int ask(const question &asked, std::vector<uint8_t> &answer) {
+  static const std::string kUser = user_name();
+  static const std::string kSession = "vsanctl-" + std::to_string(getpid());
+  std::vector<uint8_t> request = asked.payload;
+  void *response = nullptr;
+  auto size = static_cast<uint32_t>(request.size());
+  const bool wanted = asked.answer_size != 0;
+  const int status =
+      cmi_req_resp(asked.opcode, asked.msg_type, request.empty() ? nullptr : request.data(),
+                   wanted ? &response : nullptr, &size, is_read(asked.msg_type) ? nullptr : kUser.c_str(),
+                   is_read(asked.msg_type) ? nullptr : kSession.c_str(), asked.service, mts_response_q, 0);
+  const int why = errno;
+  if (status == 0 && response != nullptr) {
+    const auto *bytes = static_cast<const uint8_t *>(response);
+    answer.assign(bytes, bytes + size);
+  }
+  const bool answered = response != nullptr;
+  free(response);
+  if (status == -1) {
+    fail(kExitNoSwitch, std::string("no answer from switchd in ") + platform_run_dir() + ": " + strerror(why));
+  }
+  if (status == 0 && wanted && (!answered || (asked.answer_size != kAnyAnswer && size != asked.answer_size))) {
+    fail(kExitNoSwitch, "switchd answered opcode " + std::to_string(asked.opcode) + " with " +
+                            std::to_string(answered ? size : 0) + " bytes");
+  }
+  return status;
+}
+
+void fail_refused(const std::string &what, int status, const std::vector<named_value> &values) {
+  std::string text = what + ": ";
+  const auto about =
+      std::ranges::find_if(kStatusFields, [&](const status_field &each) { return each.status == status; });
+  for (const named_value &value : values) {
+    if (about != std::end(kStatusFields) && strcmp(value.field, about->field) == 0) {
+      text += std::string(value.field) + " " + value.value + ": ";
+    }
+  }
+  fail(kExitRefused, text + syserr_format(status));
+}
+
+std::vector<uint8_t> ask_or_fail(const std::string &what, const question &asked,
+                                 const std::vector<named_value> &values) {
+  std::vector<uint8_t> answer;
+  const int status = ask(asked, answer);
+  if (status != 0) {
+    fail_refused(what, status, values);
+  }
+  return answer;
+}

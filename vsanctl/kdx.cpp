@@ -1,0 +1,51 @@
+// vsanctl kdx …: distribution of the timers.
+#include "feature/vsan_manager/manager/distribution_service.h"
+#include "feature/vsan_manager/vsan_records.h"
+#include "platform/messaging/big_endian.h"
+#include "platform/services.h"
+#include "vsanctl/commands.h"
+#include "vsanctl/exchange.h"
+
+enum class kdx_argument { none, on_off, vsan };
+
+struct kdx_row {
+  const char *name;
+  const char *about;
+  distribution_command command;
+  kdx_argument argument;
+  uint32_t fixed;  // the argument when the command line has none
+};
+static constexpr kdx_row kCommands[] = {
+    {"enable", "collect timer changes in a session", kDistributionEnable, kdx_argument::none, 1},
+    {"disable", "let timer changes work at once", kDistributionEnable, kdx_argument::none, 0},
+    {"show-running", "whether reads show running values while a session is open", kDistributionShowRunning,
+     kdx_argument::on_off, 0},
+    {"commit", "bring the session's values into force", kDistributionCommit, kdx_argument::none, 0},
+    {"abort", "drop the session's values", kDistributionAbort, kdx_argument::none, 0},
+    {"keep-out", "keep a VSAN out of distribution", kDistributionKeepOut, kdx_argument::vsan, 0},
+    {"take-in", "let a VSAN take part again", kDistributionTakeIn, kdx_argument::vsan, 0},
+    {"remote-lock", "play another switch that holds the lock", kDistributionRemoteLock, kdx_argument::on_off, 0},
+};
+
+static void command_kdx(const kdx_row &row, uint32_t argument) {
+  std::vector<uint8_t> request(8);
+  put_be32(put_be32(request.data(), row.command), row.argument == kdx_argument::none ? row.fixed : argument);
+  ask_or_fail(std::string("kdx ") + row.name, {kServiceDistribution, kOpDistribution, kMsgSet, request, 0},
+              {{"vsan", std::to_string(argument)}});
+}
+
+void add_kdx_commands(CLI::App &app) {
+  static uint32_t argument = 0;
+  CLI::App *kdx = app.add_subcommand("kdx", "distribution of the timers")->require_subcommand(1);
+  for (const kdx_row &row : kCommands) {
+    CLI::App *command = kdx->add_subcommand(row.name, row.about);
+    if (row.argument == kdx_argument::vsan) {
+      command->add_option("vsan", argument, "the VSAN")->required();
+    } else if (row.argument == kdx_argument::on_off) {
+      command->add_option("switch", argument, "on or off")
+          ->required()
+          ->transform(CLI::CheckedTransformer(std::map<std::string, uint32_t>{{"on", 1}, {"off", 0}}));
+    }
+    command->callback([&row] { command_kdx(row, argument); });
+  }
+}

@@ -1,0 +1,44 @@
+// The managers' records as vsanctl handles them, in host order, and how they are read and written.
+#ifndef VSANCTL_ROWS_H
+#define VSANCTL_ROWS_H
+
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+#include "feature/vsan_manager/vsan_records.h"
+
+// Reads VSAN `id`. Returns the manager's status.
+int read_vsan(uint32_t id, vsanEntry &row);
+
+// Every VSAN, in order.
+std::vector<vsanEntry> read_vsans();
+
+// The name, which may fill its field.
+std::string vsan_name(const vsanEntry &row);
+
+// Sends the row. Returns the manager's status.
+int write_vsan(const vsanEntry &row, int msg_type);
+
+struct interface_row {
+  uint32_t index;
+  std::string name;
+  bool up;
+  uint32_t vsan;
+};
+
+// Every interface, in order of index.
+std::vector<interface_row> read_interfaces();
+
+// The interface of that name or index. Ends the program when there is none.
+interface_row find_interface_row(const std::string &name_or_index);
+
+// A timer of a VSAN, or of the switch when `vsan` is 0, in milliseconds. `msg_type` is kMsgGet or kMsgKdxGet. Returns
+// the manager's status.
+int read_timer(uint32_t vsan, uint32_t key, int msg_type, uint32_t &value);
+
+// The timers' names on the command line and in output, by attribute key from kTimerFirst on.
+inline constexpr const char *kTimerWords[] = {"e_d_tov", "r_a_tov", "d_s_tov", "f_s_tov"};
+
+#endif
