@@ -114,9 +114,9 @@ TEST(ChangePayload, TrailingBytesOtherFormatsAndWrongCountsAreRefused) {
 }
 
 TEST(ChangePayload, WidthsOfZeroAndFiveAreRefusedByReadersAndWriter) {
-  for (const uint8_t width : {0, 5, 255}) {
+  for (const uint32_t width : {0U, 5U, 255U}) {
     std::vector<uint8_t> payload = sample();
-    payload[36 + 2 * 12 + 7] = width;
+    payload[36 + 2 * 12 + 7] = static_cast<uint8_t>(width);
     expect_refused(payload);
     const platform_vsan_range_attribute attribute = {1, width, 0};
     uint8_t buffer[kVsanRangePayloadMax];

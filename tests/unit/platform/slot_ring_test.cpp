@@ -13,8 +13,8 @@ constexpr uint32_t kSlotWords = kSlotOverheadWords + 12;
 
 struct test_ring {
   slot_ring_counters counters = {};
-  std::vector<shared_word> words{kSlots * kSlotWords};
-  slot_ring ring{&counters, words.data(), kSlots, kSlotWords};
+  shared_word words[kSlots * kSlotWords] = {};
+  slot_ring ring{&counters, words, kSlots, kSlotWords};
 };
 
 // A record whose words are all the same.
