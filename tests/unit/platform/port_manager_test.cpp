@@ -61,7 +61,7 @@ TEST(PortManager, StatusLeavesThePairAsItWas) {
 TEST(PortManager, AnswerOfAnyOtherSizeIsEproto) {
   const private_dir dir;
   fake_manager manager(dir.path, kServicePortManager);
-  for (const size_t size : {0, 1, 11, 13, 64}) {
+  for (const size_t size : {0U, 1U, 11U, 13U, 64U}) {
     manager.answer = [size](const message_request &, message_reply &reply) { reply.payload.assign(size, 0xff); };
     membership pair;
     EXPECT_EQ(ask(1, &pair), -1) << size;
