@@ -6,6 +6,7 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "feature/port_manager/port_manager.h"
 #include "feature/vsan_manager/vsan_records.h"
 #include "platform/services/status_texts.h"
 #include "switchd/host.h"
@@ -79,6 +80,15 @@ static json service_counters(const switch_host &host) {
   return services;
 }
 
+static size_t count_active_memberships(const switch_state &state) {
+  size_t count = 0;
+  std::pair<uint32_t, uint32_t> pair;
+  while (next_active_membership(state, pair, pair)) {
+    ++count;
+  }
+  return count;
+}
+
 static int get_status(switch_host &host, const message_request &, message_reply &reply) {
   const auto uptime = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - host.started);
   const switch_state &state = host.managers.state;
@@ -90,7 +100,8 @@ static int get_status(switch_host &host, const message_request &, message_reply 
           {"schema", kStoreSchemaVersion},
           {"vsans", state.vsans.size()},
           {"interfaces", state.interfaces.size()},
-          {"active_memberships", state.memberships_up.size()},
+          {"active_memberships", count_active_memberships(state)},
+          {"table_changed", state.settings.changed_seconds},
           {"malformed", host.managers.malformed},
           {"notifications", queue_counters(host)},
           {"services", service_counters(host)}},

@@ -238,7 +238,7 @@ void add_show_commands(CLI::App &app, const common_options &common) {
   for (const show_row &row : kShows) {
     CLI::App *command = show->add_subcommand(row.name, row.about);
     if (row.takes_vsan) {
-      command->add_option("vsan", options.vsan, "only this VSAN");
+      command->add_option("vsan", options.vsan, "only this VSAN")->check(CLI::PositiveNumber);
     }
     if (row.show == show_timers) {
       command->add_flag("--pending", options.pending, "as a commit of the distribution session would leave them");

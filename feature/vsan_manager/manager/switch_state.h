@@ -82,6 +82,8 @@ struct switch_state {
   std::map<std::string, uint32_t> vsan_of_name;
   std::map<uint32_t, uint32_t> up_members;                 // by VSAN: interfaces that are up
   std::set<std::pair<uint32_t, uint32_t>> memberships_up;  // (VSAN, interface) of interfaces that are up
+
+  bool operator==(const switch_state &) const = default;
 };
 
 // What one request changes. A VSAN is either put or removed, not both.

@@ -1,0 +1,92 @@
+// Interfaces and active memberships.
+#include "feature/port_manager/port_manager.h"
+
+#include "platform/services.h"
+#include "platform/services/status_texts.h"
+#include "tests/unit/managers/switch_under_test.h"
+
+struct PortManager : switch_under_test {
+  message_reply membership(int msg_type, uint32_t vsan, uint32_t interface) {
+    return ask_of(port_manager_handle, kOpActiveMembership, msg_type, words({vsan, interface, 0}));
+  }
+  int admin(uint32_t index, uint32_t up) {
+    bytes payload = words({index, up});
+    payload.resize(kInterfaceRecordSize);
+    return ask_of(port_manager_handle, kOpInterface, kMsgSet, payload).status;
+  }
+  std::vector<std::pair<uint32_t, uint32_t>> all_memberships() {
+    std::vector<std::pair<uint32_t, uint32_t>> pairs;
+    std::pair<uint32_t, uint32_t> at{0, 0};
+    message_reply reply;
+    while (pairs.size() < 100 && (reply = membership(kMsgGetNext, at.first, at.second)).status == 0) {
+      at = {word_at(reply, 0), word_at(reply, 4)};
+      pairs.push_back(at);
+    }
+    EXPECT_EQ(kStatusEndOfMemberships, reply.status);
+    return pairs;
+  }
+};
+
+using pair_list = std::vector<std::pair<uint32_t, uint32_t>>;
+
+TEST_F(PortManager, ActiveMembershipsAreInterfacesThatAreUpInActiveVsans) {
+  EXPECT_EQ((pair_list{{10, 101}, {10, 102}}), all_memberships());  // 104 is up in a suspended VSAN
+}
+
+TEST_F(PortManager, MembershipsAreOrderedByVsanThenInterface) {
+  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(104, 1)).status);
+  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 30)).status);
+  EXPECT_EQ((pair_list{{1, 104}, {10, 102}, {30, 101}}), all_memberships());
+}
+
+TEST_F(PortManager, MembershipsFollowAdminStatesOfInterfacesAndVsans) {
+  ASSERT_EQ(0, admin(101, 0));
+  EXPECT_EQ((pair_list{{10, 102}}), all_memberships());
+  vsanEntry row = row_of(20);
+  row.vsanAdminState = 1;
+  ASSERT_EQ(0, set_row(row));
+  EXPECT_EQ((pair_list{{10, 102}, {20, 104}}), all_memberships());
+  ASSERT_EQ(0, delete_row(10));
+  EXPECT_EQ((pair_list{{1, 102}, {20, 104}}), all_memberships());
+}
+
+TEST_F(PortManager, GetAnswersThePairAndWhetherItIsStatic) {
+  EXPECT_EQ((bytes{0, 0, 0, 10, 0, 0, 0, 101, 1, 0, 0, 0}), membership(kMsgGet, 10, 101).payload);
+  ASSERT_EQ(0, delete_row(10));
+  EXPECT_EQ((bytes{0, 0, 0, 1, 0, 0, 0, 101, 0, 0, 0, 0}), membership(kMsgGet, 1, 101).payload);
+}
+
+TEST_F(PortManager, GetOfAPairThatIsNotActiveHasAStatusOfItsOwn) {
+  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 10, 103).status);  // down
+  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 20, 104).status);  // suspended
+  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 30, 101).status);  // another VSAN's
+  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 0, 0).status);
+  EXPECT_EQ(kStatusEndOfMemberships, membership(kMsgGetNext, UINT32_MAX, UINT32_MAX).status);
+}
+
+TEST_F(PortManager, AnInterfaceTakenDownTakesItsVsanDown) {
+  ASSERT_EQ(0, admin(101, 0));
+  EXPECT_EQ(1U, row_of(10).vsanOperState);
+  ASSERT_EQ(0, admin(102, 0));
+  EXPECT_EQ(2U, row_of(10).vsanOperState);
+  ASSERT_EQ(0, admin(103, 1));
+  EXPECT_EQ(1U, row_of(10).vsanOperState);
+}
+
+TEST_F(PortManager, AnAbsentInterfaceOrABadStateIsRefused) {
+  EXPECT_REFUSED(kStatusNoEntry, admin(999, 1));
+  EXPECT_REFUSED(kStatusAdminStateRange, admin(101, 2));
+  EXPECT_REFUSED(kStatusWrongSize, ask_of(port_manager_handle, kOpInterface, kMsgSet, words({101, 0})).status);
+}
+
+TEST_F(PortManager, InterfacesAreReadInOrderWithTheirNames) {
+  bytes at(kInterfaceRecordSize);
+  std::vector<std::string> names;
+  message_reply reply;
+  while (names.size() < 10 && (reply = ask_of(port_manager_handle, kOpInterface, kMsgGetNext, at)).status == 0) {
+    at = reply.payload;
+    names.emplace_back(reinterpret_cast<const char *>(at.data()) + kInterfaceNameAt);
+  }
+  EXPECT_EQ((std::vector<std::string>{"fc1/1", "fc1/2", "fc1/3", "fc1/4", "fc1/5"}), names);
+  EXPECT_EQ(kStatusNoEntry, reply.status);
+}

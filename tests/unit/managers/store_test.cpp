@@ -1,0 +1,197 @@
+// The store: what survives, what is refused, and what a failed write leaves.
+#include "feature/vsan_manager/manager/store.h"
+
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "feature/port_manager/port_manager.h"
+#include "platform/services/status_texts.h"
+#include "tests/unit/managers/switch_under_test.h"
+
+struct Store : switch_under_test {
+  // Runs SQL in the file, which no switch has open.
+  void edit(const std::string &sql) const {
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(store_path().c_str(), &db));
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr)) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+  }
+  // The text of the failure to open or load the file.
+  std::string failure() const {
+    std::string error;
+    store *opened = store_open(store_path(), error);
+    switch_state state;
+    if (opened != nullptr) {
+      EXPECT_EQ(-1, store_load(opened, state, error));
+    }
+    store_close(opened);
+    return error;
+  }
+};
+
+TEST_F(Store, EverythingSurvivesARestart) {
+  ASSERT_EQ(0, set_row(new_row(50, "kept")));
+  ASSERT_EQ(0, delete_row(20));
+  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 50)).status);
+  ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 1, 30)).status);
+  ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(8, 9000, 0, 0, 0)).status);
+  ASSERT_EQ(0, ask(kOpLatency, kMsgSet, words({17, 123, 0})).status);
+  ASSERT_EQ(0, ask(kOpInorderDelivery, kMsgSet, words({1})).status);
+  ASSERT_EQ(0, ask(kOpNotificationControl, kMsgSet, words({2})).status);
+  bytes down = words({102, 0});
+  down.resize(kInterfaceRecordSize);
+  ASSERT_EQ(0, ask_of(port_manager_handle, kOpInterface, kMsgSet, down).status);
+  const switch_state before = managers.state;
+  ASSERT_FALSE(before.notifications.empty());
+  close();
+  open();
+  EXPECT_TRUE(before == managers.state);
+}
+
+TEST_F(Store, AChangeIsInTheFileBeforeItIsAnswered) {
+  ASSERT_EQ(0, set_row(new_row(50, "at-once")));
+  EXPECT_NE(std::string::npos, store_content().find("at-once"));
+}
+
+TEST_F(Store, ANewerSchemaIsRefusedNamingBothVersions) {
+  close();
+  edit("PRAGMA user_version = 99");
+  const std::string error = failure();
+  EXPECT_NE(std::string::npos, error.find(store_path())) << error;
+  EXPECT_NE(std::string::npos, error.find("99")) << error;
+  EXPECT_NE(std::string::npos, error.find("up to " + std::to_string(kStoreSchemaVersion))) << error;
+  edit("PRAGMA user_version = " + std::to_string(kStoreSchemaVersion));
+  open();
+}
+
+TEST_F(Store, ADatabaseOfAnotherProgramIsRefused) {
+  close();
+  std::filesystem::remove(store_path());
+  edit("CREATE TABLE addresses (name TEXT)");
+  EXPECT_NE(std::string::npos, failure().find("another program"));
+}
+
+TEST_F(Store, AFileThatIsNoDatabaseIsRefusedAndLeftAlone) {
+  close();
+  const std::string text(4096, 'x');
+  std::ofstream(store_path()) << text;
+  EXPECT_NE("", failure());
+  std::ifstream file(store_path());
+  EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+TEST_F(Store, ASecondUserOfTheFileIsRefused) {
+  std::string error;
+  EXPECT_EQ(nullptr, store_open(store_path(), error));
+  EXPECT_NE(std::string::npos, error.find("another switchd uses this store")) << error;
+  EXPECT_EQ(0, set_row(new_row(50, "undisturbed")));
+}
+
+TEST_F(Store, APathThatCannotBeOpenedIsRefusedWithItsName) {
+  std::string error;
+  EXPECT_EQ(nullptr, store_open(directory.path + "/absent/state.db", error));
+  EXPECT_NE(std::string::npos, error.find("/absent/state.db: No such file")) << error;
+}
+
+TEST_F(Store, RowsThatBreakARuleAreRefusedByName) {
+  close();
+  for (const auto &[damage, repair, named] :
+       {std::tuple{"UPDATE vsan SET mtu = 9 WHERE id = 20", "UPDATE vsan SET mtu = 2112 WHERE id = 20", "VSAN 20"},
+        std::tuple{"UPDATE interface SET vsan = 77 WHERE ifindex = 104",
+                   "UPDATE interface SET vsan = 20 WHERE ifindex = 104", "interface 104 is in VSAN 77"},
+        std::tuple{"UPDATE timer SET value = 1 WHERE key = 8", "UPDATE timer SET value = 9000 WHERE key = 8",
+                   "timer 8 of VSAN 0"},
+        std::tuple{"INSERT INTO setting VALUES ('novel', 1)", "DELETE FROM setting WHERE name = 'novel'",
+                   "setting novel"},
+        std::tuple{"DELETE FROM timer WHERE key = 9", "INSERT INTO timer VALUES (0, 9, 5000)", "D_S_TOV is missing"},
+        std::tuple{"DELETE FROM vsan WHERE id = 1", "INSERT INTO vsan SELECT 1,'one',1,1,2112,2,100,2,2000",
+                   "default VSAN"}}) {
+    edit(damage);
+    EXPECT_NE(std::string::npos, failure().find(named)) << damage << ": " << failure();
+    edit(repair);
+  }
+  open();
+}
+
+TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
+  // The file system takes no more: SQLite's log cannot grow.
+  const auto set_limit = [](rlim_t bytes) {
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &limit);
+  };
+  signal(SIGXFSZ, SIG_IGN);
+  set_limit(1);
+  EXPECT_REFUSED(kStatusStoreFailed, set_row(new_row(50, "too-much")));
+  EXPECT_REFUSED(kStatusStoreFailed, delete_row(10));
+  set_limit(RLIM_INFINITY);
+  signal(SIGXFSZ, SIG_DFL);
+  ASSERT_EQ(2U, log.size());
+  EXPECT_NE(std::string::npos, log[0].find(store_path())) << log[0];
+  EXPECT_EQ(0U, managers.malformed);
+  EXPECT_EQ(0, set_row(new_row(50, "room-again")));
+  const switch_state before = managers.state;
+  close();
+  open();
+  EXPECT_TRUE(before == managers.state);
+}
+
+TEST_F(Store, AChangeThatChangesNothingIsNotWritten) {
+  const std::string stored = store_content();
+  EXPECT_EQ(0, set_row(row_of(10)));
+  EXPECT_EQ(0, ask(kOpInorderDelivery, kMsgSet, words({2})).status);
+  EXPECT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 10)).status);
+  EXPECT_EQ(stored, store_content());
+}
+
+// Creates VSANs from 100 on as fast as it can and tells each one that was answered. Never returns.
+[[noreturn]] static void create_and_tell(switch_under_test &under_test, int tell) {
+  for (uint32_t vsan = 100; vsan <= 4000; ++vsan) {
+    if (under_test.set_row(new_row(vsan, "v" + std::to_string(vsan))) != 0 ||
+        write(tell, &vsan, sizeof vsan) != sizeof vsan) {
+      _exit(1);
+    }
+  }
+  pause();
+  _exit(0);
+}
+
+TEST_F(Store, AProcessThatIsKilledLosesNoWriteThatItAnswered) {
+  uint32_t acknowledged = 99;
+  close();
+  for (int round = 0; round < 20; ++round) {
+    int pipe_ends[2];
+    ASSERT_EQ(0, pipe(pipe_ends));
+    const pid_t child = fork();
+    if (child == 0) {
+      open();
+      for (uint32_t vsan = 100; vsan <= acknowledged; ++vsan) {
+        delete_row(vsan);
+      }
+      create_and_tell(*this, pipe_ends[1]);
+    }
+    ::close(pipe_ends[1]);
+    const int wanted = 1 + round * 3 % 17;
+    for (int i = 0; i < wanted; ++i) {
+      ASSERT_EQ(static_cast<ssize_t>(sizeof acknowledged), read(pipe_ends[0], &acknowledged, sizeof acknowledged));
+    }
+    kill(child, SIGKILL);
+    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    // What was told after the last look counts too.
+    while (read(pipe_ends[0], &acknowledged, sizeof acknowledged) == sizeof acknowledged) {
+    }
+    ::close(pipe_ends[0]);
+    open();
+    for (uint32_t vsan = 100; vsan <= acknowledged; ++vsan) {
+      ASSERT_NE(nullptr, find_vsan(managers.state, vsan)) << "round " << round;
+    }
+    close();
+  }
+}

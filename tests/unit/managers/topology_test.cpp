@@ -1,0 +1,158 @@
+// Topology files: what they say, and how their errors are told.
+#include "switchd/topology.h"
+
+#include <stdlib.h>
+
+#include <fstream>
+
+#include "tests/unit/managers/switch_under_test.h"
+
+struct Topology : testing::Test {
+  temporary_directory directory;
+  switch_change change;
+  std::string error;
+
+  int read(const std::string &text) {
+    const std::string path = directory.path + "/t.toml";
+    std::ofstream(path) << text;
+    return read_topology(path, change, error);
+  }
+};
+
+TEST_F(Topology, WithoutAFileThereIsTheDefaultVsanAlone) {
+  const switch_change standard = default_topology();
+  ASSERT_EQ(1U, standard.vsans.size());
+  EXPECT_EQ(1U, standard.vsans[0].id);
+  EXPECT_EQ("VSAN0001", standard.vsans[0].name);
+  EXPECT_TRUE(standard.interfaces.empty());
+  EXPECT_NE(0U, standard.settings.wwn);
+  EXPECT_NE(0U, standard.settings.store_id);
+  EXPECT_EQ(4U, standard.timers.size());
+}
+
+TEST_F(Topology, EveryKeyReachesItsPlace) {
+  ASSERT_EQ(0, read(R"(
+[switch]
+name = "sw"
+wwn = "20:00:02:aB:00:00:00:09"
+switch_latency = 0
+network_latency = 60000
+inorder_delivery = true
+notifications = false
+[timers]
+e_d_tov = 1000
+[distribution]
+enabled = true
+show_running = true
+kept_out = [7]
+[[vsan]]
+id = 7
+name = "seven"
+state = "suspended"
+media = "ethernet"
+mtu = 256
+load_balancing = "src-dst"
+interop = 4
+inorder_delivery = true
+drop_latency = 1
+timers = { r_a_tov = 6000 }
+[[interface]]
+name = "fc1/1"
+index = 0x1000000
+vsan = 7
+up = true
+[[interface]]
+name = "fc1/2"
+index = 4294967294
+)")) << error;
+  EXPECT_EQ(0x200002ab00000009U, change.settings.wwn);
+  EXPECT_EQ(0U, change.settings.switch_latency);
+  EXPECT_EQ(60000U, change.settings.network_latency);
+  EXPECT_EQ(1U, change.settings.inorder);
+  EXPECT_EQ(2U, change.settings.notifications);
+  EXPECT_EQ(1U, change.settings.distribution.enabled);
+  EXPECT_EQ(1U, change.settings.distribution.show_running);
+  EXPECT_TRUE(change.kept_out.contains(7));
+  const vsan_record seven{7, "seven", 2, 2, 256, 1, 4, 1, 1};
+  ASSERT_EQ(2U, change.vsans.size());
+  EXPECT_TRUE(change.vsans[0] == seven);
+  EXPECT_EQ(1U, change.vsans[1].id);
+  EXPECT_EQ(1000U, (change.timers.at({0, 7})));
+  EXPECT_EQ(10000U, (change.timers.at({0, 8})));
+  EXPECT_EQ(6000U, (change.timers.at({7, 8})));
+  const interface_record first{0x1000000, "fc1/1", 7, true, true};
+  const interface_record second{4294967294U, "fc1/2", 1, false, false};
+  ASSERT_EQ(2U, change.interfaces.size());
+  EXPECT_TRUE(change.interfaces[0] == first);
+  EXPECT_TRUE(change.interfaces[1] == second);
+}
+
+struct topology_error {
+  const char *what;
+  const char *text;
+  const char *line_and_key;
+};
+class TopologyError : public Topology, public testing::WithParamInterface<topology_error> {};
+
+TEST_P(TopologyError, NamesFileLineAndKeyAndFillsNothing) {
+  EXPECT_EQ(-1, read(GetParam().text));
+  const std::string start = directory.path + "/t.toml:" + GetParam().line_and_key;
+  EXPECT_EQ(start, error.substr(0, start.size()));
+  EXPECT_NE(' ', error.back());  // a reason follows
+  EXPECT_TRUE(change.vsans.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, TopologyError,
+    testing::Values(
+        topology_error{"Syntax", "[switch]\nname = \n", "2: "},
+        topology_error{"UnknownSection", "\n[swich]\n", "2: swich: "},
+        topology_error{"UnknownKey", "[switch]\nname = \"a\"\nwnn = 1\n", "3: switch.wnn: unknown key"},
+        topology_error{"SectionIsNoTable", "switch = 1\n", "1: switch: "},
+        topology_error{"VsanIsNoArray", "[vsan]\nid = 1\n", "1: vsan: "},
+        topology_error{"WwnTooShort", "[switch]\nwwn = \"20:00\"\n", "2: switch.wwn: "},
+        topology_error{"WwnNoHex", "[switch]\nwwn = \"20:00:02:00:00:00:00:0g\"\n", "2: switch.wwn: "},
+        topology_error{"WwnZero", "[switch]\nwwn = \"00:00:00:00:00:00:00:00\"\n", "2: switch.wwn: "},
+        topology_error{"TimerRange", "[timers]\ne_d_tov = 4001\n", "2: timers.e_d_tov: "},
+        topology_error{"VsanWithoutId", "[[vsan]]\nname = \"a\"\n", "1: vsan.id: is missing"},
+        topology_error{"VsanIdRange", "[[vsan]]\nid = 4095\n", "2: vsan.id: "},
+        topology_error{"VsanIdText", "[[vsan]]\nid = \"4\"\n", "2: vsan.id: "},
+        topology_error{"VsanIdNegative", "[[vsan]]\nid = -1\n", "2: vsan.id: "},
+        topology_error{"VsanTwice", "[[vsan]]\nid = 4\n[[vsan]]\nid = 4\n", "4: vsan.id: VSAN 4 is there twice"},
+        topology_error{"NameTwice", "[[vsan]]\nid = 4\nname = \"a\"\n[[vsan]]\nid = 5\nname = \"a\"\n",
+                       "6: vsan.name: "},
+        topology_error{"NameWithBlank", "[[vsan]]\nid = 4\nname = \"a b\"\n", "3: vsan.name: "},
+        topology_error{"NameTooLong", "[[vsan]]\nid = 4\nname = \"012345678901234567890123456789012\"\n",
+                       "3: vsan.name: "},
+        topology_error{"State", "[[vsan]]\nid = 4\nstate = \"up\"\n", "3: vsan.state: \"active\" or \"suspended\""},
+        topology_error{"VsanTimer", "[[vsan]]\nid = 4\ntimers = { x = 1 }\n", "3: vsan.timers: x: unknown key"},
+        topology_error{"InterfaceWithoutIndex", "[[interface]]\nname = \"a\"\n", "1: interface.index: is missing"},
+        topology_error{"InterfaceIndexRange", "[[interface]]\nname = \"a\"\nindex = 4294967295\n",
+                       "3: interface.index: "},
+        topology_error{"InterfaceWithoutName", "[[interface]]\nindex = 4\n", "1: interface.name: "},
+        topology_error{"InterfaceTwice",
+                       "[[interface]]\nname = \"a\"\nindex = 4\n[[interface]]\nname = \"b\"\nindex = 4\n",
+                       "6: interface.index: 4 is there twice"},
+        topology_error{"InterfaceNameTwice",
+                       "[[interface]]\nname = \"a\"\nindex = 4\n[[interface]]\nname = \"a\"\nindex = 5\n",
+                       "5: interface.name: "},
+        topology_error{"InterfaceInAbsentVsan", "[[interface]]\nname = \"a\"\nindex = 4\nvsan = 9\n",
+                       "4: interface.vsan: there is no VSAN 9"},
+        topology_error{"KeptOutAbsent", "[distribution]\nkept_out = [9]\n", "1: distribution.kept_out: "}),
+    [](const testing::TestParamInfo<topology_error> &info) { return std::string(info.param.what); });
+
+TEST_F(Topology, AnAbsentFileIsNamed) {
+  EXPECT_EQ(-1, read_topology(directory.path + "/none.toml", change, error));
+  EXPECT_NE(std::string::npos, error.find("none.toml"));
+}
+
+TEST_F(Topology, TheExamplesAreSound) {
+  EXPECT_EQ(0, read_topology(TOPOLOGIES "/small-fabric.toml", change, error)) << error;
+  EXPECT_EQ(6U, change.vsans.size());
+  EXPECT_EQ(12U, change.interfaces.size());
+  const std::string large = directory.path + "/large.toml";
+  ASSERT_EQ(0, system(("python3 " TOPOLOGIES "/generate-topology.py > " + large).c_str()));
+  EXPECT_EQ(0, read_topology(large, change, error)) << error;
+  EXPECT_EQ(4093U, change.vsans.size());
+  EXPECT_EQ(512U, change.interfaces.size());
+}
