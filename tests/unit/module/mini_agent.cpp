@@ -236,12 +236,16 @@ int phase(WriteMethod *method, int action, const varbind &v, u_char *current) {
   return method(action, value.data(), v.type, host_length(v), current, name.data(), name.size());
 }
 
-int phase_raw(WriteMethod *method, int action, const name_t &name, u_char type, const void *value, size_t length,
+int phase_raw(WriteMethod *method, int action, const name_t &name, u_char type, const std::string &value, size_t length,
               u_char *current) {
-  fake::bytes buffer(40, 0);
-  if (value != nullptr) memcpy(buffer.data(), value, std::min<size_t>(length, buffer.size()));
+  fake::bytes buffer(value.begin(), value.end());
+  buffer.resize(40, 0);
   name_t copy = name;
   return method(action, buffer.data(), type, length, current, copy.data(), copy.size());
+}
+
+std::string word(int32_t value) {
+  return std::string(reinterpret_cast<const char *>(&value), sizeof value);
 }
 
 }  // namespace mini

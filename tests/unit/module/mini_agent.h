@@ -50,9 +50,11 @@ set_result set_pdu(const std::vector<varbind> &varbinds);
 
 // The write method of a column with `statP`, called directly: one phase.
 int phase(WriteMethod *method, int action, const varbind &value, u_char *current = nullptr);
-// As `phase`, with the type and length as given and the value as four octets.
-int phase_raw(WriteMethod *method, int action, const name_t &name, u_char type, const void *value, size_t length,
+// As `phase`, with the type and length as given, whatever the value's own; what the value lacks is zeros.
+int phase_raw(WriteMethod *method, int action, const name_t &name, u_char type, const std::string &value, size_t length,
               u_char *current = nullptr);
+// The octets of a host integer.
+std::string word(int32_t value);
 
 }  // namespace mini
 
