@@ -29,8 +29,10 @@ answer ask(int opcode, int msg_type, void *request, uint32_t size, uint32_t need
 }
 
 int tell(int opcode, int msg_type, void *request, uint32_t size, int timeout) {
-  return cmi_req_resp(opcode, msg_type, request, nullptr, &size, get_snmp_username(0), get_snmp_sessionid(0),
-                      kServiceVsanManager, mts_response_q, timeout);
+  const char *user = get_snmp_username(0);
+  const char *session = get_snmp_sessionid(0);
+  return cmi_req_resp(opcode, msg_type, request, nullptr, &size, user, session, kServiceVsanManager, mts_response_q,
+                      timeout);
 }
 
 const char *failure_text(int status) {
