@@ -18,7 +18,9 @@ void keep_error(uint32_t code, int detail, const char *text) {
   error.detail = detail;
   snprintf(error.user, sizeof error.user, "%s", get_snmp_username(0));
   snprintf(error.text, sizeof error.text, "%s", text);
-  if (platform_errors_write(&error) != 0) snmp_log(LOG_DEBUG, "switch_agent: the next error is in this log only\n");
+  if (platform_errors_write(&error) != 0) {
+    snmp_log(LOG_DEBUG, "switch_agent: the next error is in this log only\n");
+  }
   snmp_log(LOG_WARNING, "switch_agent: user \"%s\", PDU %u: %s (detail %d)\n", error.user,
            static_cast<unsigned>(error.pdu), error.text, detail);
 }

@@ -58,28 +58,40 @@ time_t monotonic_seconds() {
 }
 
 handler_row *find_handler(int id) {
-  for (handler_row &row : handlers)
-    if (row.handler != nullptr && row.id == id) return &row;
+  for (handler_row &row : handlers) {
+    if (row.handler != nullptr && row.id == id) {
+      return &row;
+    }
+  }
   return nullptr;
 }
 
 bool has_handlers() {
-  for (const handler_row &row : handlers)
-    if (row.handler != nullptr) return true;
+  for (const handler_row &row : handlers) {
+    if (row.handler != nullptr) {
+      return true;
+    }
+  }
   return false;
 }
 
 void close_connection() {
-  if (current.fd < 0) return;
+  if (current.fd < 0) {
+    return;
+  }
   unregister_readfd(current.fd);
   close(current.fd);
   current.fd = -1;
 }
 
 void lose_connection(const char *why) {
-  if (!current.told) snmp_log(LOG_WARNING, "switch_agent: no notifications for now: %s\n", why);
+  if (!current.told) {
+    snmp_log(LOG_WARNING, "switch_agent: no notifications for now: %s\n", why);
+  }
   current.told = true;
-  if (current.fd >= 0 && monotonic_seconds() - current.connected_at >= kSteadySeconds) current.wait_ms = kFirstWaitMs;
+  if (current.fd >= 0 && monotonic_seconds() - current.connected_at >= kSteadySeconds) {
+    current.wait_ms = kFirstWaitMs;
+  }
   close_connection();
   connect_again_later();
 }
@@ -99,8 +111,12 @@ int connect_to_switch() {
     return -1;
   }
   const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (fd < 0) return -1;
-  if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) return fd;
+  if (fd < 0) {
+    return -1;
+  }
+  if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
+    return fd;
+  }
   const int why = errno;
   close(fd);
   errno = why;
@@ -109,20 +125,28 @@ int connect_to_switch() {
 
 void subscribe(unsigned int, void *) {
   current.alarm = 0;
-  if (!current.allowed || current.fd >= 0 || !has_handlers()) return;
+  if (!current.allowed || current.fd >= 0 || !has_handlers()) {
+    return;
+  }
   current.fd = connect_to_switch();
-  if (current.fd < 0) return lose_connection(strerror(errno));
+  if (current.fd < 0) {
+    return lose_connection(strerror(errno));
+  }
   current.connected_at = monotonic_seconds();
   if (register_readfd(current.fd, on_readable, nullptr) != 0) {
     close(current.fd);
     current.fd = -1;
     return lose_connection("the agent watches too many descriptors already");
   }
-  if (!send_frame(kNotificationSubscribe)) return lose_connection(strerror(errno));
+  if (!send_frame(kNotificationSubscribe)) {
+    return lose_connection(strerror(errno));
+  }
 }
 
 void connect_again_later() {
-  if (!current.allowed || current.alarm != 0 || !has_handlers()) return;
+  if (!current.allowed || current.alarm != 0 || !has_handlers()) {
+    return;
+  }
   const timeval wait = {current.wait_ms / 1000, current.wait_ms % 1000 * 1000};
   current.alarm = snmp_alarm_register_hr(wait, 0, subscribe, nullptr);
   current.wait_ms = current.wait_ms * 2 < kLongestWaitMs ? current.wait_ms * 2 : kLongestWaitMs;
@@ -145,22 +169,28 @@ void send_trap(netsnmp_variable_list *varbinds, const oid *trap_oid, size_t trap
 
 void hand_to_handler(const notification_frame &frame) {
   const handler_row *row = find_handler(static_cast<int>(frame.id));
-  if (row == nullptr) return;
+  if (row == nullptr) {
+    return;
+  }
   notification_message message = {frame.payload, frame.payload_size};
   oid trap_oid[MAX_OID_LEN];
   size_t trap_oid_len = 0;
   int send = 0;
   netsnmp_variable_list *varbinds = row->handler(&message, trap_oid, &trap_oid_len, &send);
-  if (send != 0 && varbinds != nullptr && trap_oid_len > 0 && trap_oid_len <= MAX_OID_LEN)
+  if (send != 0 && varbinds != nullptr && trap_oid_len > 0 && trap_oid_len <= MAX_OID_LEN) {
     send_trap(varbinds, trap_oid, trap_oid_len);
-  if (varbinds != nullptr) snmp_free_varbind(varbinds);
+  }
+  if (varbinds != nullptr) {
+    snmp_free_varbind(varbinds);
+  }
 }
 
 // Takes one notification, unless it was taken already, and acknowledges it. Returns what is wrong, or null.
 const char *take(const uint8_t *bytes, size_t size) {
   notification_frame frame;
-  if (notification_frame_read(bytes, size, &frame) != 0 || frame.kind != kNotificationDeliver)
+  if (notification_frame_read(bytes, size, &frame) != 0 || frame.kind != kNotificationDeliver) {
     return "a frame cannot be read";
+  }
   if (frame.store != taken_store) {
     taken_store = frame.store;
     taken_number = 0;
@@ -176,44 +206,71 @@ void on_readable(int fd, void *) {
   static uint8_t bytes[kNotificationFrameMax + 1];  // a longer frame shows by its size
   for (int i = 0; i < kNotificationsAtOnce && current.fd == fd; ++i) {
     const ssize_t got = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0 && errno == EAGAIN) return;
-    if (got <= 0) return lose_connection(got == 0 ? "the switch closed the connection" : strerror(errno));
-    if (current.told) snmp_log(LOG_INFO, "switch_agent: notifications come again\n");
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got < 0 && errno == EAGAIN) {
+      return;
+    }
+    if (got <= 0) {
+      return lose_connection(got == 0 ? "the switch closed the connection" : strerror(errno));
+    }
+    if (current.told) {
+      snmp_log(LOG_INFO, "switch_agent: notifications come again\n");
+    }
     current.told = false;
     const char *wrong = take(bytes, static_cast<size_t>(got));
-    if (wrong != nullptr) return lose_connection(wrong);
+    if (wrong != nullptr) {
+      return lose_connection(wrong);
+    }
   }
 }
 
 }  // namespace
 
 int register_for_notification(int id, notification_handler_t handler) {
-  if (handler == nullptr) return -1;
+  if (handler == nullptr) {
+    return -1;
+  }
   handler_row *row = find_handler(id);
-  for (handler_row &each : handlers)
-    if (row == nullptr && each.handler == nullptr) row = &each;
-  if (row == nullptr) return -1;
+  for (handler_row &each : handlers) {
+    if (row == nullptr && each.handler == nullptr) {
+      row = &each;
+    }
+  }
+  if (row == nullptr) {
+    return -1;
+  }
   *row = {id, handler};
-  if (current.fd < 0) connect_again_later();
+  if (current.fd < 0) {
+    connect_again_later();
+  }
   return 0;
 }
 
 int unregister_for_notification(int id) {
   handler_row *row = find_handler(id);
-  if (row == nullptr) return -1;
+  if (row == nullptr) {
+    return -1;
+  }
   *row = {};
-  if (!has_handlers()) close_connection();
+  if (!has_handlers()) {
+    close_connection();
+  }
   return 0;
 }
 
 void notification_subscription_start() {
   current.allowed = true;
-  if (current.fd < 0) connect_again_later();
+  if (current.fd < 0) {
+    connect_again_later();
+  }
 }
 
 void notification_subscription_stop() {
   close_connection();
-  if (current.alarm != 0) snmp_alarm_unregister(current.alarm);
+  if (current.alarm != 0) {
+    snmp_alarm_unregister(current.alarm);
+  }
   current = {};
 }

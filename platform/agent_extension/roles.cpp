@@ -35,8 +35,11 @@ role_table vsan_roles;
 role_table interface_roles;
 
 role *find_role(role_table &table, const char *group) {
-  for (role &row : table)
-    if (row.group == group) return &row;
+  for (role &row : table) {
+    if (row.group == group) {
+      return &row;
+    }
+  }
   return nullptr;
 }
 
@@ -55,11 +58,17 @@ void read_role(const char *token, const char *line, uint32_t lowest, uint32_t hi
     return;
   }
   role *row = find_role(table, group);
-  if (row == nullptr) row = &table.emplace_back(role{group, {}, false});
+  if (row == nullptr) {
+    row = &table.emplace_back(role{group, {}, false});
+  }
   std::string text = list == nullptr ? "" : list;
-  while (!text.empty() && isspace(static_cast<unsigned char>(text.back()))) text.pop_back();
+  while (!text.empty() && isspace(static_cast<unsigned char>(text.back()))) {
+    text.pop_back();
+  }
   const char *wrong = number_list_read(text.c_str(), lowest, highest, &row->numbers);
-  if (wrong == nullptr) return;
+  if (wrong == nullptr) {
+    return;
+  }
   row->closed = true;
   complain(token, group, wrong);
 }
@@ -84,17 +93,24 @@ void forget_interface_roles() {
 enum class verdict { free, listed, closed };
 
 verdict judge(role_table &table, const role **row) {
-  if (table.empty() || !served_pdu_present()) return verdict::free;
+  if (table.empty() || !served_pdu_present()) {
+    return verdict::free;
+  }
   const char *group = served_pdu_group();
-  if (group == nullptr) return verdict::closed;
+  if (group == nullptr) {
+    return verdict::closed;
+  }
   *row = find_role(table, group);
-  if (*row == nullptr) return verdict::free;
+  if (*row == nullptr) {
+    return verdict::free;
+  }
   return (*row)->closed ? verdict::closed : verdict::listed;
 }
 
 void add_range(vsan_set_t *set, const number_range &range) {
-  for (uint32_t vsan = range.first; vsan <= range.last; ++vsan)
+  for (uint32_t vsan = range.first; vsan <= range.last; ++vsan) {
     set->bits[vsan / 8] = static_cast<uint8_t>(set->bits[vsan / 8] | 1U << vsan % 8);
+  }
 }
 
 }  // namespace
@@ -114,9 +130,14 @@ void roles_unregister_tokens() {
 int snmp_get_allowed_vsans_subtree(vsan_set_t *set, const oid *, size_t, int) {
   const role *row = nullptr;
   const verdict found = judge(vsan_roles, &row);
-  if (found == verdict::free) return 0;
-  if (found == verdict::listed)
-    for (const number_range &range : row->numbers) add_range(set, range);
+  if (found == verdict::free) {
+    return 0;
+  }
+  if (found == verdict::listed) {
+    for (const number_range &range : row->numbers) {
+      add_range(set, range);
+    }
+  }
   return 1;
 }
 
@@ -125,9 +146,13 @@ int snmp_is_vsan_allowed_in_list(uint32_t vsan_id, vsan_set_t *set) {
 }
 
 int snmp_get_next_allowed_vsan_in_list(uint32_t *vsan_id, vsan_set_t *set) {
-  if (*vsan_id >= kVsanIdMax) return 0;
+  if (*vsan_id >= kVsanIdMax) {
+    return 0;
+  }
   for (uint32_t next = *vsan_id + 1; next <= kVsanIdMax; ++next) {
-    if (!snmp_is_vsan_allowed_in_list(next, set)) continue;
+    if (!snmp_is_vsan_allowed_in_list(next, set)) {
+      continue;
+    }
     *vsan_id = next;
     return 1;
   }
@@ -143,6 +168,8 @@ int snmp_is_vsan_allowed_subtree(uint32_t vsan_id, const oid *, size_t, int) {
 int intf_chk_vsan_role_allowed(uint32_t if_index, int, vsan_set_t *) {
   const role *row = nullptr;
   const verdict found = judge(interface_roles, &row);
-  if (found == verdict::free || (found == verdict::listed && number_list_holds(row->numbers, if_index))) return 0;
+  if (found == verdict::free || (found == verdict::listed && number_list_holds(row->numbers, if_index))) {
+    return 0;
+  }
   return kStatusInterfaceDenied;
 }

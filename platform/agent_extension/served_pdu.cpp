@@ -38,19 +38,27 @@ int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registr
 }
 
 void inject(netsnmp_handler_registration *registration) {
-  if (registration == nullptr || registration->handler == nullptr) return;
-  if (netsnmp_find_handler_by_name(registration, kHandlerName) != nullptr) return;
+  if (registration == nullptr || registration->handler == nullptr) {
+    return;
+  }
+  if (netsnmp_find_handler_by_name(registration, kHandlerName) != nullptr) {
+    return;
+  }
   netsnmp_mib_handler *handler = netsnmp_create_handler(kHandlerName, keep_pdu);
-  if (handler == nullptr || netsnmp_inject_handler(registration, handler) != SNMPERR_SUCCESS)
+  if (handler == nullptr || netsnmp_inject_handler(registration, handler) != SNMPERR_SUCCESS) {
     snmp_log(LOG_ERR, "switch_agent: an object cannot be watched: %s\n", registration->handlerName);
+  }
 }
 
 void inject_everywhere() {
   constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
   for (netsnmp_subtree *tree = netsnmp_subtree_find_first(""); tree != nullptr; tree = tree->next) {
-    if (snmp_oidtree_compare(tree->name_a, tree->namelen, kRoot, kRootLength) != 0 || tree->namelen < kRootLength)
+    if (snmp_oidtree_compare(tree->name_a, tree->namelen, kRoot, kRootLength) != 0 || tree->namelen < kRootLength) {
       continue;
-    for (netsnmp_subtree *child = tree; child != nullptr; child = child->children) inject(child->reginfo);
+    }
+    for (netsnmp_subtree *child = tree; child != nullptr; child = child->children) {
+      inject(child->reginfo);
+    }
   }
 }
 
@@ -68,17 +76,20 @@ const char *community_name(const netsnmp_pdu *pdu) {
   const char *name = nullptr;
   const char *context = nullptr;
   int found = 0;
-  if (pdu->tDomain == netsnmpUDPDomain || pdu->tDomain == netsnmp_snmpTCPDomain)
+  if (pdu->tDomain == netsnmpUDPDomain || pdu->tDomain == netsnmp_snmpTCPDomain) {
     found = netsnmp_udp_getSecName(peer, size, community, pdu->community_len, &name, &context);
-  else if (pdu->tDomain == netsnmp_UDPIPv6Domain || pdu->tDomain == netsnmp_TCPIPv6Domain)
+  } else if (pdu->tDomain == netsnmp_UDPIPv6Domain || pdu->tDomain == netsnmp_TCPIPv6Domain) {
     found = netsnmp_udp6_getSecName(peer, size, community, static_cast<int>(pdu->community_len), &name, &context);
-  else if (pdu->tDomain == netsnmp_UnixDomain)
+  } else if (pdu->tDomain == netsnmp_UnixDomain) {
     found = netsnmp_unix_getSecName(peer, size, community, pdu->community_len, &name, &context);
+  }
   return found ? name : nullptr;
 }
 
 const char *user_name(const netsnmp_pdu *pdu) {
-  if (pdu == nullptr) return nullptr;
+  if (pdu == nullptr) {
+    return nullptr;
+  }
   return pdu->version == SNMP_VERSION_1 || pdu->version == SNMP_VERSION_2c ? community_name(pdu) : pdu->securityName;
 }
 
@@ -99,7 +110,9 @@ bool served_pdu_present() {
 
 const char *served_pdu_group() {
   const char *name = user_name(served);
-  if (name == nullptr) return nullptr;
+  if (name == nullptr) {
+    return nullptr;
+  }
   const vacm_groupEntry *group = vacm_getGroupEntry(served->securityModel, name);
   return group == nullptr ? nullptr : group->groupName;
 }
@@ -119,11 +132,17 @@ const char *get_snmp_username(int) {
 const char *get_snmp_sessionid(int) {
   static char text[kNameMax];
   text[0] = '\0';
-  if (served == nullptr) return text;
+  if (served == nullptr) {
+    return text;
+  }
   netsnmp_transport *transport = snmp_sess_transport(snmp_sess_pointer(served_by->session));
-  if (transport == nullptr || transport->f_fmtaddr == nullptr) return text;
+  if (transport == nullptr || transport->f_fmtaddr == nullptr) {
+    return text;
+  }
   char *address = transport->f_fmtaddr(transport, served->transport_data, served->transport_data_length);
-  if (address == nullptr) return text;
+  if (address == nullptr) {
+    return text;
+  }
   snprintf(text, sizeof text, "%s", address);
   free(address);
   return text;

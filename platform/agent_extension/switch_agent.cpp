@@ -24,7 +24,9 @@ constexpr char kDefaultRunDir[] = "/run/switchd";
 bool loaded;
 
 void on_run_dir(const char *token, char *line) {
-  if (platform_set_run_dir(line) == 0) return;
+  if (platform_set_run_dir(line) == 0) {
+    return;
+  }
   char text[256];
   snprintf(text, sizeof text, "%s %.128s: %s; the directory is %s", token, line, strerror(errno), platform_run_dir());
   config_perror(text);
@@ -35,7 +37,9 @@ void keep_run_dir() {}
 }  // namespace
 
 extern "C" void init_switch_agent() {
-  if (loaded) return;
+  if (loaded) {
+    return;
+  }
   loaded = true;
   // Here and not at the unloading: modules that are unloaded after this library still trace into the old directory.
   platform_set_run_dir(kDefaultRunDir);
@@ -46,7 +50,9 @@ extern "C" void init_switch_agent() {
 }
 
 extern "C" void deinit_switch_agent() {
-  if (!loaded) return;
+  if (!loaded) {
+    return;
+  }
   loaded = false;
   notification_subscription_stop();
   served_pdu_unwatch();

@@ -7,6 +7,8 @@
 netsnmp_variable_list *build_varbind(netsnmp_variable_list *list, const void *value, u_char asn_type, size_t value_len,
                                      const oid *name, size_t name_len) {
   netsnmp_variable_list *head = list;
-  if (snmp_varlist_add_variable(&head, name, name_len, asn_type, value, value_len) == nullptr) return nullptr;
+  if (snmp_varlist_add_variable(&head, name, name_len, asn_type, value, value_len) == nullptr) {
+    return nullptr;
+  }
   return head;
 }

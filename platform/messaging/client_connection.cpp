@@ -23,7 +23,9 @@ receiver_connection receivers[kServiceCount];
 
 void close_inherited_connections() {
   for (receiver_connection &to : receivers) {
-    if (to.fd >= 0) close(to.fd);
+    if (to.fd >= 0) {
+      close(to.fd);
+    }
     to = {};
   }
 }
@@ -40,19 +42,28 @@ void drop_late_answers(receiver_connection &to) {
   message_header header;
   for (int i = 0; i < kLateAnswersDroppedAtOnce; ++i) {
     const ssize_t got = recv(to.fd, head, sizeof head, MSG_DONTWAIT);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0 && errno == EAGAIN) return;
-    if (got <= 0 || message_header_read(head, static_cast<size_t>(got), &header) != 0) return receiver_close(to);
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got < 0 && errno == EAGAIN) {
+      return;
+    }
+    if (got <= 0 || message_header_read(head, static_cast<size_t>(got), &header) != 0) {
+      return receiver_close(to);
+    }
     to.suspect_until = 0;
   }
 }
 
 int connect_once(receiver_connection &to, const sockaddr_un &address) {
   const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (fd < 0) return -1;
+  if (fd < 0) {
+    return -1;
+  }
   int failed;
-  do failed = connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address);
-  while (failed != 0 && errno == EINTR);
+  do {
+    failed = connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+  } while (failed != 0 && errno == EINTR);
   if (failed != 0) {
     const int why = errno;
     close(fd);
@@ -74,9 +85,13 @@ int connect_receiver(receiver_connection &to, int service, int64_t deadline) {
   watch_forks();
   const bool may_wait = monotonic_ms() >= to.suspect_until;
   while (connect_once(to, address) != 0) {
-    if (errno != EAGAIN) return -1;
+    if (errno != EAGAIN) {
+      return -1;
+    }
     if (!may_wait || monotonic_ms() >= deadline) {
-      if (may_wait) to.suspect_until = monotonic_ms() + kSuspicionMs;
+      if (may_wait) {
+        to.suspect_until = monotonic_ms() + kSuspicionMs;
+      }
       errno = ETIMEDOUT;
       return -1;
     }
@@ -101,8 +116,12 @@ receiver_connection *receiver_of(int service) {
 }
 
 int receiver_ready(receiver_connection &to, int service, int64_t deadline) {
-  if (to.fd >= 0) drop_late_answers(to);
-  if (to.fd < 0 && connect_receiver(to, service, deadline) != 0) return -1;
+  if (to.fd >= 0) {
+    drop_late_answers(to);
+  }
+  if (to.fd < 0 && connect_receiver(to, service, deadline) != 0) {
+    return -1;
+  }
   if (monotonic_ms() < to.suspect_until) {
     errno = ETIMEDOUT;
     return -1;
@@ -113,10 +132,16 @@ int receiver_ready(receiver_connection &to, int service, int64_t deadline) {
 int receiver_wait(receiver_connection &to, short events, int64_t deadline) {
   for (;;) {
     int64_t left = deadline - monotonic_ms();
-    if (left <= 0) break;
-    if (left > kLongestPollMs) left = kLongestPollMs;
+    if (left <= 0) {
+      break;
+    }
+    if (left > kLongestPollMs) {
+      left = kLongestPollMs;
+    }
     pollfd polled = {to.fd, events, 0};
-    if (poll(&polled, 1, static_cast<int>(left)) > 0) return 0;
+    if (poll(&polled, 1, static_cast<int>(left)) > 0) {
+      return 0;
+    }
   }
   to.suspect_until = monotonic_ms() + kSuspicionMs;
   errno = ETIMEDOUT;
@@ -125,7 +150,9 @@ int receiver_wait(receiver_connection &to, short events, int64_t deadline) {
 
 void receiver_close(receiver_connection &to) {
   const int why = errno;
-  if (to.fd >= 0) close(to.fd);
+  if (to.fd >= 0) {
+    close(to.fd);
+  }
   to.fd = -1;
   errno = why;
 }

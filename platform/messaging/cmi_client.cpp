@@ -49,9 +49,15 @@ int send_request(receiver_connection &to, const outgoing &request, int64_t deadl
   message.msg_iov = parts;
   message.msg_iovlen = sizeof parts / sizeof parts[0];
   while (sendmsg(to.fd, &message, MSG_NOSIGNAL) < 0) {
-    if (errno == EINTR) continue;
-    if (errno != EAGAIN) return broken(to, ECONNRESET);
-    if (receiver_wait(to, POLLOUT, deadline) != 0) return -1;
+    if (errno == EINTR) {
+      continue;
+    }
+    if (errno != EAGAIN) {
+      return broken(to, ECONNRESET);
+    }
+    if (receiver_wait(to, POLLOUT, deadline) != 0) {
+      return -1;
+    }
   }
   return 0;
 }
@@ -59,20 +65,29 @@ int send_request(receiver_connection &to, const outgoing &request, int64_t deadl
 // Waits for the answer to `request` and leaves it in answer_frame.
 int receive_answer(receiver_connection &to, const message_header &request, int64_t deadline, message_header *answer) {
   for (;;) {
-    if (receiver_wait(to, POLLIN, deadline) != 0) return -1;
+    if (receiver_wait(to, POLLIN, deadline) != 0) {
+      return -1;
+    }
     iovec whole = {answer_frame, sizeof answer_frame};
     msghdr message = {};
     message.msg_iov = &whole;
     message.msg_iovlen = 1;
     const ssize_t got = recvmsg(to.fd, &message, MSG_DONTWAIT);
-    if (got < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (got <= 0) return broken(to, ECONNRESET);
+    if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
+      continue;
+    }
+    if (got <= 0) {
+      return broken(to, ECONNRESET);
+    }
     const size_t size = static_cast<size_t>(got);
     if ((message.msg_flags & MSG_TRUNC) != 0 || message_header_read(answer_frame, size, answer) != 0 ||
-        !message_sizes_agree(*answer, size) || (answer->flags & kMessageIsAnswer) == 0)
+        !message_sizes_agree(*answer, size) || (answer->flags & kMessageIsAnswer) == 0) {
       return broken(to, EPROTO);
+    }
     to.suspect_until = 0;
-    if (answer->sequence != request.sequence) continue;  // late
+    if (answer->sequence != request.sequence) {
+      continue;  // late
+    }
     return answer->opcode == request.opcode ? 0 : broken(to, EPROTO);
   }
 }
@@ -80,7 +95,9 @@ int receive_answer(receiver_connection &to, const message_header &request, int64
 int hand_over(const message_header &answer, void **response, uint32_t *size) {
   if (response != nullptr && answer.payload_size > 0) {
     void *copy = malloc(answer.payload_size);
-    if (copy == nullptr) return fail(ENOMEM);
+    if (copy == nullptr) {
+      return fail(ENOMEM);
+    }
     memcpy(copy, answer_frame + kMessageHeaderSize + answer.user_size + answer.session_size, answer.payload_size);
     *response = copy;
     *size = answer.payload_size;
@@ -93,16 +110,24 @@ int hand_over(const message_header &answer, void **response, uint32_t *size) {
 
 int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
                  const char *session, int service, mts_queue_t, int timeout) {
-  if (size == nullptr) return fail(EINVAL);
+  if (size == nullptr) {
+    return fail(EINVAL);
+  }
   receiver_connection *to = receiver_of(service);
-  if (to == nullptr) return fail(ENOENT);
+  if (to == nullptr) {
+    return fail(ENOENT);
+  }
   const uint64_t payload_size = request == nullptr ? 0 : *size;
   const uint64_t user_size = text_size(user);
   const uint64_t session_size = text_size(session);
-  if (kMessageHeaderSize + user_size + session_size + payload_size > kMessageMax) return fail(EMSGSIZE);
+  if (kMessageHeaderSize + user_size + session_size + payload_size > kMessageMax) {
+    return fail(EMSGSIZE);
+  }
 
   const int64_t deadline = monotonic_ms() + int64_t{timeout > 0 ? timeout : kDefaultTimeoutSeconds} * 1000;
-  if (receiver_ready(*to, service, deadline) != 0) return -1;
+  if (receiver_ready(*to, service, deadline) != 0) {
+    return -1;
+  }
   const uint16_t flags = response == nullptr ? uint16_t{0} : uint16_t{kMessageWantsPayload};
   const outgoing message = {{flags, ++last_sequence, static_cast<uint32_t>(opcode), static_cast<uint32_t>(msg_type),
                              static_cast<uint32_t>(service), 0, static_cast<uint16_t>(user_size),
@@ -110,8 +135,12 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
                             user,
                             session,
                             request};
-  if (send_request(*to, message, deadline) != 0) return -1;
+  if (send_request(*to, message, deadline) != 0) {
+    return -1;
+  }
   message_header answer;
-  if (receive_answer(*to, message.header, deadline, &answer) != 0) return -1;
+  if (receive_answer(*to, message.header, deadline, &answer) != 0) {
+    return -1;
+  }
   return hand_over(answer, response, size);
 }

@@ -26,7 +26,9 @@ int close_and_fail(int fd, int why) {
 // Only a dead server's file refuses connections; a live one with a full backlog answers EAGAIN.
 bool server_answers(const sockaddr_un &address) {
   const int fd = open_socket();
-  if (fd < 0) return true;
+  if (fd < 0) {
+    return true;
+  }
   const bool refused =
       connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 && errno == ECONNREFUSED;
   close(fd);
@@ -35,13 +37,20 @@ bool server_answers(const sockaddr_un &address) {
 
 bool in_our_group(int fd, gid_t peer_gid) {
   const gid_t ours = getegid();
-  if (peer_gid == ours) return true;
+  if (peer_gid == ours) {
+    return true;
+  }
 #ifdef SO_PEERGROUPS
   gid_t groups[kPeerGroupsMax];
   socklen_t size = sizeof groups;
-  if (getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups, &size) != 0) return false;
-  for (size_t i = 0; i < size / sizeof groups[0]; ++i)
-    if (groups[i] == ours) return true;
+  if (getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups, &size) != 0) {
+    return false;
+  }
+  for (size_t i = 0; i < size / sizeof groups[0]; ++i) {
+    if (groups[i] == ours) {
+      return true;
+    }
+  }
 #endif
   return false;
 }
@@ -51,28 +60,41 @@ bool in_our_group(int fd, gid_t peer_gid) {
 int local_socket_listen(const char *path) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  if (strlen(path) >= sizeof address.sun_path) {
+  const size_t length = strlen(path);
+  if (length >= sizeof address.sun_path) {
     errno = ENAMETOOLONG;
     return -1;
   }
-  strcpy(address.sun_path, path);
+  memcpy(address.sun_path, path, length);
   const int fd = open_socket();
-  if (fd < 0) return -1;
+  if (fd < 0) {
+    return -1;
+  }
   const auto *name = reinterpret_cast<const sockaddr *>(&address);
   if (bind(fd, name, sizeof address) != 0) {
-    if (errno != EADDRINUSE) return close_and_fail(fd, errno);
-    if (server_answers(address)) return close_and_fail(fd, EADDRINUSE);
-    if (unlink(path) != 0 || bind(fd, name, sizeof address) != 0) return close_and_fail(fd, errno);
+    if (errno != EADDRINUSE) {
+      return close_and_fail(fd, errno);
+    }
+    if (server_answers(address)) {
+      return close_and_fail(fd, EADDRINUSE);
+    }
+    if (unlink(path) != 0 || bind(fd, name, sizeof address) != 0) {
+      return close_and_fail(fd, errno);
+    }
   }
   // Until listen, connections are refused: no one gets in before the mode is set.
-  if (chmod(path, kSocketMode) != 0 || listen(fd, kBacklog) != 0) return close_and_fail(fd, errno);
+  if (chmod(path, kSocketMode) != 0 || listen(fd, kBacklog) != 0) {
+    return close_and_fail(fd, errno);
+  }
   return fd;
 }
 
 bool local_socket_peer_allowed(int fd, uid_t *uid, pid_t *pid) {
   ucred peer = {};
   socklen_t size = sizeof peer;
-  if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
+  if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+    return false;
+  }
   *uid = peer.uid;
   *pid = peer.pid;
   return peer.uid == 0 || peer.uid == geteuid() || in_our_group(fd, peer.gid);

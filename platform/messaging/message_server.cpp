@@ -51,8 +51,12 @@ void on_acceptable(evutil_socket_t listener, short, void *context) {
       take_connection(server, fd);
       continue;
     }
-    if (errno == EINTR || errno == ECONNABORTED) continue;
-    if (errno != EAGAIN) pause_accepting(server);
+    if (errno == EINTR || errno == ECONNABORTED) {
+      continue;
+    }
+    if (errno != EAGAIN) {
+      pause_accepting(server);
+    }
     return;
   }
 }
@@ -75,7 +79,9 @@ message_server *message_server_open(event_base *base, const char *run_dir, int s
     return nullptr;
   }
   const int listener = local_socket_listen(path);
-  if (listener < 0) return nullptr;
+  if (listener < 0) {
+    return nullptr;
+  }
   auto *server = new message_server{.base = base,
                                     .service = service,
                                     .path = path,
@@ -104,15 +110,20 @@ void message_server_log_to(message_server *server, message_log log) {
 }
 
 void message_server_close(message_server *server) {
-  if (server == nullptr) return;
-  while (!server->connections.empty()) server_connection_close(&server->connections.front());
+  if (server == nullptr) {
+    return;
+  }
+  while (!server->connections.empty()) {
+    server_connection_close(&server->connections.front());
+  }
   server->acceptable.reset();
   server->accept_again.reset();
   close(server->listener);
   struct stat found;
   if (stat(server->path.c_str(), &found) == 0 && found.st_ino == server->socket_file.st_ino &&
-      found.st_dev == server->socket_file.st_dev)
+      found.st_dev == server->socket_file.st_dev) {
     unlink(server->path.c_str());
+  }
   delete server;
 }
 
@@ -121,7 +132,9 @@ message_counters message_server_counters(const message_server *server) {
 }
 
 void message_server_report(message_server *server, const char *format, ...) {
-  if (server->log == nullptr) return;
+  if (server->log == nullptr) {
+    return;
+  }
   char text[256];
   va_list arguments;
   va_start(arguments, format);

@@ -32,7 +32,9 @@ frame_bytes build_answer(const message_header &request, const message_reply &rep
   header.payload_size = with_payload ? static_cast<uint32_t>(reply.payload.size()) : 0;
   frame_bytes frame(kMessageHeaderSize + header.payload_size);
   message_header_write(header, frame.data());
-  if (with_payload) std::copy(reply.payload.begin(), reply.payload.end(), frame.begin() + kMessageHeaderSize);
+  if (with_payload) {
+    std::copy(reply.payload.begin(), reply.payload.end(), frame.begin() + kMessageHeaderSize);
+  }
   return frame;
 }
 
@@ -41,8 +43,12 @@ bool send_output(server_connection *connection) {
   while (!connection->output.empty()) {
     const frame_bytes &frame = connection->output.front();
     if (send(connection->fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
-      if (errno == EINTR) continue;
-      if (errno != EAGAIN) return false;
+      if (errno == EINTR) {
+        continue;
+      }
+      if (errno != EAGAIN) {
+        return false;
+      }
       event_add(connection->writable.get(), nullptr);
       return true;
     }
@@ -52,10 +58,11 @@ bool send_output(server_connection *connection) {
 }
 
 void watch_requests(server_connection *connection) {
-  if (answers_held(connection) < kAnswersHeldMax)
+  if (answers_held(connection) < kAnswersHeldMax) {
     event_add(connection->readable.get(), nullptr);
-  else
+  } else {
     event_del(connection->readable.get());
+  }
 }
 
 // Hands the frame to the peer, after those that wait already. Returns false when the connection broke.
@@ -69,7 +76,9 @@ void on_delay_over(evutil_socket_t, short, void *context) {
   server_connection *connection = delayed->connection;
   frame_bytes frame = std::move(delayed->frame);
   connection->delayed.remove_if([delayed](const delayed_answer &each) { return &each == delayed; });
-  if (!send_answer(connection, std::move(frame))) return server_connection_close(connection);
+  if (!send_answer(connection, std::move(frame))) {
+    return server_connection_close(connection);
+  }
   watch_requests(connection);
 }
 
@@ -78,7 +87,7 @@ bool send_answer_later(server_connection *connection, frame_bytes frame, int mil
   delayed_answer &delayed = connection->delayed.back();
   delayed.timer.reset(event_new(connection->server->base, -1, 0, on_delay_over, &delayed));
   const int wait = std::max(milliseconds, 0);
-  const timeval after = {wait / 1000, wait % 1000 * 1000};
+  const timeval after = {wait / 1000, suseconds_t{wait % 1000} * 1000};
   return delayed.timer && event_add(delayed.timer.get(), &after) == 0;
 }
 
@@ -109,18 +118,28 @@ bool serve(server_connection *connection, const message_header &header, const ui
   message_server *server = connection->server;
   ++server->counters.requests;
   const auto fault = message_server_take_fault(server, static_cast<int>(header.opcode));
-  if (fault && fault->kind == fault_kind::drop) return false;
-  if (fault && fault->kind == fault_kind::hang) return true;
+  if (fault && fault->kind == fault_kind::drop) {
+    return false;
+  }
+  if (fault && fault->kind == fault_kind::hang) {
+    return true;
+  }
   message_reply reply;
-  if (fault && fault->kind == fault_kind::status)
+  if (fault && fault->kind == fault_kind::status) {
     reply.status = fault->value;
-  else
+  } else {
     server->handler(server->context, request_view(connection, header, frame), reply);
-  if (fault && fault->kind == fault_kind::short_answer)
+  }
+  if (fault && fault->kind == fault_kind::short_answer) {
     reply.payload.resize(std::min(reply.payload.size(), static_cast<size_t>(std::max(fault->value, 0))));
-  if (reply.status != 0) ++server->counters.refused;
+  }
+  if (reply.status != 0) {
+    ++server->counters.refused;
+  }
   frame_bytes answer = build_answer(header, reply);
-  if (fault && fault->kind == fault_kind::delay) return send_answer_later(connection, std::move(answer), fault->value);
+  if (fault && fault->kind == fault_kind::delay) {
+    return send_answer_later(connection, std::move(answer), fault->value);
+  }
   return send_answer(connection, std::move(answer));
 }
 
@@ -132,9 +151,15 @@ progress read_one(server_connection *connection) {
   message.msg_iov = &whole;
   message.msg_iovlen = 1;
   const ssize_t got = recvmsg(connection->fd, &message, MSG_DONTWAIT);
-  if (got < 0 && errno == EINTR) return progress::go_on;
-  if (got < 0 && errno == EAGAIN) return progress::stop;
-  if (got <= 0) return progress::closed;
+  if (got < 0 && errno == EINTR) {
+    return progress::go_on;
+  }
+  if (got < 0 && errno == EAGAIN) {
+    return progress::stop;
+  }
+  if (got <= 0) {
+    return progress::closed;
+  }
   const auto size = static_cast<size_t>(got);
   message_header header;
   if ((message.msg_flags & MSG_TRUNC) != 0 || message_header_read(frame, size, &header) != 0) {
@@ -144,29 +169,35 @@ progress read_one(server_connection *connection) {
     return progress::closed;
   }
   bool alive;
-  if (!message_sizes_agree(header, size))
+  if (!message_sizes_agree(header, size)) {
     alive = malformed(connection, header, kStatusMalformed, "its sizes do not add up");
-  else if ((header.flags & kMessageIsAnswer) != 0)
+  } else if ((header.flags & kMessageIsAnswer) != 0) {
     alive = malformed(connection, header, kStatusMalformed, "it is an answer");
-  else if (header.service != static_cast<uint32_t>(connection->server->service))
+  } else if (header.service != static_cast<uint32_t>(connection->server->service)) {
     alive = malformed(connection, header, kStatusWrongService, "it names another receiver");
-  else
+  } else {
     alive = serve(connection, header, frame);
+  }
   return alive ? progress::go_on : progress::closed;
 }
 
 void on_readable(evutil_socket_t, short, void *context) {
   auto *connection = static_cast<server_connection *>(context);
   progress after = progress::go_on;
-  for (int i = 0; i < kRequestsAtOnce && after == progress::go_on && answers_held(connection) < kAnswersHeldMax; ++i)
+  for (int i = 0; i < kRequestsAtOnce && after == progress::go_on && answers_held(connection) < kAnswersHeldMax; ++i) {
     after = read_one(connection);
-  if (after == progress::closed) return server_connection_close(connection);
+  }
+  if (after == progress::closed) {
+    return server_connection_close(connection);
+  }
   watch_requests(connection);
 }
 
 void on_writable(evutil_socket_t, short, void *context) {
   auto *connection = static_cast<server_connection *>(context);
-  if (!send_output(connection)) return server_connection_close(connection);
+  if (!send_output(connection)) {
+    return server_connection_close(connection);
+  }
   watch_requests(connection);
 }
 
@@ -180,7 +211,9 @@ bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid)
   connection.pid = pid;
   connection.readable.reset(event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, &connection));
   connection.writable.reset(event_new(server->base, fd, EV_WRITE, on_writable, &connection));
-  if (connection.readable && connection.writable && event_add(connection.readable.get(), nullptr) == 0) return true;
+  if (connection.readable && connection.writable && event_add(connection.readable.get(), nullptr) == 0) {
+    return true;
+  }
   server->connections.pop_back();
   return false;
 }

@@ -51,7 +51,9 @@ inline void message_header_write(const message_header &header, uint8_t *to) {
 // Reads the header of a frame of `size` bytes. Returns 0, or -1 when there is none: too few bytes, another magic or
 // version; nothing is written then. The sizes in it are checked with message_sizes_agree.
 inline int message_header_read(const uint8_t *from, size_t size, message_header *header) {
-  if (size < kMessageHeaderSize || get_be32(from) != kMessageMagic || get_be16(from + 4) != kMessageVersion) return -1;
+  if (size < kMessageHeaderSize || get_be32(from) != kMessageMagic || get_be16(from + 4) != kMessageVersion) {
+    return -1;
+  }
   *header = {get_be16(from + 6),  get_be32(from + 8),  get_be32(from + 12), get_be32(from + 16), get_be32(from + 20),
              get_be32(from + 24), get_be16(from + 28), get_be16(from + 30), get_be32(from + 32)};
   return 0;

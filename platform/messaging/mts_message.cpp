@@ -9,7 +9,9 @@ char response_queue;
 mts_queue_t mts_response_q = &response_queue;
 
 void *mts_payload_get(void *msg) {
-  if (msg == nullptr) return nullptr;
+  if (msg == nullptr) {
+    return nullptr;
+  }
   const auto *message = static_cast<const notification_message *>(msg);
   return message->size == 0 ? nullptr : const_cast<uint8_t *>(message->payload);
 }

@@ -45,7 +45,9 @@ struct notification_frame {
 // Writes `frame` to `buffer`, which has room for kNotificationFrameMax. Returns the frame's size in bytes, or 0 when
 // the payload is too large.
 inline size_t notification_frame_write(const notification_frame &frame, uint8_t *buffer) {
-  if (frame.payload_size > kNotificationPayloadMax) return 0;
+  if (frame.payload_size > kNotificationPayloadMax) {
+    return 0;
+  }
   uint8_t *at = put_be32(buffer, kNotificationMagic);
   at = put_be16(at, kNotificationVersion);
   at = put_be16(at, frame.kind);
@@ -53,19 +55,29 @@ inline size_t notification_frame_write(const notification_frame &frame, uint8_t 
   at = put_be64(at, frame.number);
   at = put_be32(at, frame.id);
   at = put_be32(at, frame.payload_size);
-  for (uint32_t i = 0; i < frame.payload_size; ++i) *at++ = frame.payload[i];
+  for (uint32_t i = 0; i < frame.payload_size; ++i) {
+    *at++ = frame.payload[i];
+  }
   return static_cast<size_t>(at - buffer);
 }
 
 // Reads a frame of `size` bytes. Returns 0, or -1 when it is no frame: cut short, too long, another magic, version or
 // kind; nothing is written then.
 inline int notification_frame_read(const uint8_t *bytes, size_t size, notification_frame *frame) {
-  if (size < kNotificationHeaderSize || get_be32(bytes) != kNotificationMagic) return -1;
-  if (get_be16(bytes + 4) != kNotificationVersion) return -1;
+  if (size < kNotificationHeaderSize || get_be32(bytes) != kNotificationMagic) {
+    return -1;
+  }
+  if (get_be16(bytes + 4) != kNotificationVersion) {
+    return -1;
+  }
   const uint16_t kind = get_be16(bytes + 6);
   const uint32_t payload_size = get_be32(bytes + 24);
-  if (kind < kNotificationSubscribe || kind > kNotificationAcknowledge) return -1;
-  if (payload_size > kNotificationPayloadMax || size != kNotificationHeaderSize + payload_size) return -1;
+  if (kind < kNotificationSubscribe || kind > kNotificationAcknowledge) {
+    return -1;
+  }
+  if (payload_size > kNotificationPayloadMax || size != kNotificationHeaderSize + payload_size) {
+    return -1;
+  }
   *frame = {static_cast<notification_frame_kind>(kind),
             get_be32(bytes + 8),
             get_be64(bytes + 12),

@@ -20,7 +20,9 @@ int platform_set_run_dir(const char *path) {
       return -1;
     }
   }
-  if (strcmp(path, run_dir) == 0) return 0;
+  if (strcmp(path, run_dir) == 0) {
+    return 0;
+  }
   receivers_reset();
   platform_page_close();
   memcpy(run_dir, path, strlen(path) + 1);

@@ -27,8 +27,11 @@ inline constexpr size_t kSocketPathRoom = 108;  // that of a `sun_path`
 
 // The row of `service` in kServiceNames, or -1 when there is no such receiver.
 constexpr int service_row(int service) {
-  for (size_t row = 0; row < kServiceCount; ++row)
-    if (kServiceNames[row].service == service) return static_cast<int>(row);
+  for (size_t row = 0; row < kServiceCount; ++row) {
+    if (kServiceNames[row].service == service) {
+      return static_cast<int>(row);
+    }
+  }
   return -1;
 }
 
@@ -36,7 +39,9 @@ constexpr int service_row(int service) {
 // Returns 0, or -1 when there is no such receiver or the path does not fit.
 inline int service_socket_path(const char *run_dir, int service, char *path, size_t room) {
   const int row = service_row(service);
-  if (row < 0) return -1;
+  if (row < 0) {
+    return -1;
+  }
   const int length = snprintf(path, room, "%s/%s", run_dir, kServiceNames[row].socket_file);
   return length >= 0 && static_cast<size_t>(length) < room ? 0 : -1;
 }

@@ -11,7 +11,9 @@ constexpr char kApplication[] = "fctimer";
 
 // The state's bits, or 0 when it is not known.
 uint32_t state_of(const char *application) {
-  if (strcmp(application, kApplication) != 0) return 0;
+  if (strcmp(application, kApplication) != 0) {
+    return 0;
+  }
   switch_page *page = page_in_use();
   return page == nullptr ? 0 : page->distribution.load(std::memory_order_acquire);
 }
@@ -24,7 +26,9 @@ int platform_kdx_publish(const char *application, int enabled, int show_run_mode
     return -1;
   }
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   const uint32_t state =
       kDistributionKnown | (enabled ? kDistributionEnabled : 0U) | (show_run_mode ? kDistributionShowsRunning : 0U);
   page->distribution.store(state, std::memory_order_release);
@@ -33,14 +37,18 @@ int platform_kdx_publish(const char *application, int enabled, int show_run_mode
 
 int is_kdx_enabled(const char *application, int *enabled) {
   const uint32_t state = state_of(application);
-  if ((state & kDistributionKnown) == 0) return -1;
+  if ((state & kDistributionKnown) == 0) {
+    return -1;
+  }
   *enabled = (state & kDistributionEnabled) != 0;
   return 0;
 }
 
 int get_kdx_show_run_mode(const char *application, int *mode) {
   const uint32_t state = state_of(application);
-  if ((state & kDistributionKnown) == 0) return -1;
+  if ((state & kDistributionKnown) == 0) {
+    return -1;
+  }
   *mode = (state & kDistributionShowsRunning) != 0;
   return 0;
 }

@@ -39,7 +39,9 @@ uint32_t catch_up(platform_event_reader *reader, switch_page *page) {
     reader->next = 1;
   }
   const uint32_t unread = newest_event(page) + 1 - reader->next;
-  if (unread <= kEventSlots) return unread;
+  if (unread <= kEventSlots) {
+    return unread;
+  }
   reader->lost += unread - kEventSlots;
   reader->next += unread - kEventSlots;
   return kEventSlots;
@@ -48,11 +50,17 @@ uint32_t catch_up(platform_event_reader *reader, switch_page *page) {
 }  // namespace
 
 int sdwrap_hist_event(int module_id, int length, const void *record) {
-  if (length <= kLevelSize || length > kLevelSize + kEventTextSize) return -1;
+  if (length <= kLevelSize || length > kLevelSize + kEventTextSize) {
+    return -1;
+  }
   const auto *bytes = static_cast<const uint8_t *>(record);
-  if (bytes[length - 1] != '\0') return -1;
+  if (bytes[length - 1] != '\0') {
+    return -1;
+  }
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
   uint32_t head[kEventHeadWords] = {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_nsec),
@@ -65,7 +73,9 @@ int sdwrap_hist_event(int module_id, int length, const void *record) {
 
 int platform_events_open(platform_event_reader *reader, uint32_t last) {
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   const uint32_t newest = newest_event(page);
   const uint32_t there = newest < kEventSlots ? newest : kEventSlots;
   *reader = {page->identity, newest + 1 - (last < there ? last : there), 0};
@@ -74,7 +84,9 @@ int platform_events_open(platform_event_reader *reader, uint32_t last) {
 
 int platform_events_next(platform_event_reader *reader, platform_event *event) {
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   uint32_t record[kEventRecordWords];
   for (uint32_t unread = catch_up(reader, page); unread > 0; --unread) {
     const uint32_t number = reader->next++;
@@ -89,7 +101,9 @@ int platform_events_next(platform_event_reader *reader, platform_event *event) {
 
 int platform_events_counters(platform_event_counters *counters) {
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   *counters = {newest_event(page), page->event_counters.dropped.load(std::memory_order_relaxed), kEventSlots};
   return 0;
 }

@@ -7,7 +7,9 @@
 // Both ends of a long call are signs of life: the watchdog's interval starts afresh at each.
 int sysmgr_heartbeat(int) {
 #ifdef HAVE_LIBSYSTEMD
-  if (sd_watchdog_enabled(0, nullptr) > 0) sd_notify(0, "WATCHDOG=1");
+  if (sd_watchdog_enabled(0, nullptr) > 0) {
+    sd_notify(0, "WATCHDOG=1");
+  }
 #endif
   return 0;
 }

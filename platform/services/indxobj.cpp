@@ -30,10 +30,11 @@ size_t place_of(const index_list &list, const void *key) {
   size_t high = list.count;
   while (low < high) {
     const size_t middle = low + (high - low) / 2;
-    if (list.comp(list.entries[middle].key, key) > 0)
+    if (list.comp(list.entries[middle].key, key) > 0) {
       low = middle + 1;
-    else
+    } else {
       high = middle;
+    }
   }
   return low;
 }
@@ -43,10 +44,14 @@ bool holds(const index_list &list, size_t place, const void *key) {
 }
 
 bool make_room(index_list &list) {
-  if (list.count < list.room) return true;
+  if (list.count < list.room) {
+    return true;
+  }
   const size_t room = list.room == 0 ? 8 : list.room * 2;
   void *entries = realloc(list.entries, room * sizeof(list_entry));
-  if (entries == nullptr) return false;
+  if (entries == nullptr) {
+    return false;
+  }
   list.entries = static_cast<list_entry *>(entries);
   list.room = room;
   return true;
@@ -55,9 +60,13 @@ bool make_room(index_list &list) {
 }  // namespace
 
 int indxobj_create(indxobj_t *object, int, int, indxobj_comp_t comp, int) {
-  if (object == nullptr || comp == nullptr || list_of(object) != nullptr) return 0;
+  if (object == nullptr || comp == nullptr || list_of(object) != nullptr) {
+    return 0;
+  }
   auto *list = static_cast<index_list *>(calloc(1, sizeof(index_list)));
-  if (list == nullptr) return 0;
+  if (list == nullptr) {
+    return 0;
+  }
   list->comp = comp;
   object->opaque[0] = list;
   return kCreated;
@@ -65,9 +74,13 @@ int indxobj_create(indxobj_t *object, int, int, indxobj_comp_t comp, int) {
 
 int indxobj_add(indxobj_t *object, void *key, void *data) {
   index_list *list = list_of(object);
-  if (list == nullptr) return 0;
+  if (list == nullptr) {
+    return 0;
+  }
   const size_t place = place_of(*list, key);
-  if (holds(*list, place, key) || !make_room(*list)) return 0;
+  if (holds(*list, place, key) || !make_room(*list)) {
+    return 0;
+  }
   memmove(list->entries + place + 1, list->entries + place, (list->count - place) * sizeof(list_entry));
   list->entries[place] = {key, data};
   ++list->count;
@@ -76,16 +89,22 @@ int indxobj_add(indxobj_t *object, void *key, void *data) {
 
 void *indxobj_find(indxobj_t *object, const void *key, int) {
   const index_list *list = list_of(object);
-  if (list == nullptr) return nullptr;
+  if (list == nullptr) {
+    return nullptr;
+  }
   const size_t place = place_of(*list, key);
   return holds(*list, place, key) ? list->entries[place].data : nullptr;
 }
 
 void *indxobj_remove(indxobj_t *object, const void *key) {
   index_list *list = list_of(object);
-  if (list == nullptr) return nullptr;
+  if (list == nullptr) {
+    return nullptr;
+  }
   const size_t place = place_of(*list, key);
-  if (!holds(*list, place, key)) return nullptr;
+  if (!holds(*list, place, key)) {
+    return nullptr;
+  }
   void *data = list->entries[place].data;
   --list->count;
   memmove(list->entries + place, list->entries + place + 1, (list->count - place) * sizeof(list_entry));
@@ -94,7 +113,9 @@ void *indxobj_remove(indxobj_t *object, const void *key) {
 
 int indxobj_destroy(indxobj_t *object) {
   index_list *list = list_of(object);
-  if (list == nullptr) return 0;
+  if (list == nullptr) {
+    return 0;
+  }
   free(list->entries);
   free(list);
   *object = {};

@@ -25,7 +25,9 @@ int platform_level_get(int which, int level) {
     return -1;
   }
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   return static_cast<int>(page->levels[which][level / 32].load(std::memory_order_relaxed) >> level % 32 & 1);
 }
 
@@ -35,12 +37,15 @@ int platform_level_set(int which, int level, int on) {
     return -1;
   }
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   shared_word &word = page->levels[which][level / 32];
-  if (on)
+  if (on) {
     word.fetch_or(1U << level % 32);
-  else
+  } else {
     word.fetch_and(~(1U << level % 32));
+  }
   return 0;
 }
 
@@ -58,7 +63,9 @@ void buginf(int, void *modname, int, const char *format, ...) {
   va_start(arguments, format);
   const int length = vsnprintf(line, sizeof line, format, arguments);
   va_end(arguments);
-  if (length < 0) return;
+  if (length < 0) {
+    return;
+  }
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
   struct tm local;

@@ -77,15 +77,21 @@ void fill_new_page(switch_page *page) {
   page->version = kPageVersion;
   page->size = sizeof(switch_page);
   page->identity = static_cast<uint32_t>(now.tv_sec) * 1000003U ^ static_cast<uint32_t>(now.tv_nsec) ^ own_pid << 12;
-  for (const uint32_t level : kRecordedAtFirst) page->levels[kLevelRecorded][level / 32].fetch_or(1U << level % 32);
+  for (const uint32_t level : kRecordedAtFirst) {
+    page->levels[kLevelRecorded][level / 32].fetch_or(1U << level % 32);
+  }
   page->magic.store(kPageMagic, std::memory_order_release);
 }
 
 // Bounded, so that a process that hangs with the lock costs us a second and no more.
 int lock_page(int fd) {
   for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-    if (flock(fd, LOCK_EX | LOCK_NB) == 0) return 0;
-    if (errno != EWOULDBLOCK && errno != EINTR) return -1;
+    if (flock(fd, LOCK_EX | LOCK_NB) == 0) {
+      return 0;
+    }
+    if (errno != EWOULDBLOCK && errno != EINTR) {
+      return -1;
+    }
     nanosleep(&kLockPause, nullptr);
   }
   return fail(EAGAIN);
@@ -94,19 +100,29 @@ int lock_page(int fd) {
 // Makes the page in a file that is empty, or whose maker died before it was done; `fd` is locked.
 int make_page(int fd) {
   struct stat found;
-  if (fstat(fd, &found) != 0) return -1;
+  if (fstat(fd, &found) != 0) {
+    return -1;
+  }
   if (found.st_size == 0) {
-    if (fchmod(fd, kPageMode) != 0) return -1;
+    if (fchmod(fd, kPageMode) != 0) {
+      return -1;
+    }
     // Space is taken now: running out of it later would end every process that has the page mapped.
     const int why = posix_fallocate(fd, 0, sizeof(switch_page));
-    if (why != 0) return ftruncate(fd, 0), fail(why);
+    if (why != 0) {
+      return ftruncate(fd, 0), fail(why);
+    }
   } else if (!fits_size(found)) {
     return fail(EPROTO);
   }
   switch_page *page = map_page(fd);
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   const uint32_t magic = page->magic.load(std::memory_order_acquire);
-  if (magic == 0) fill_new_page(page);
+  if (magic == 0) {
+    fill_new_page(page);
+  }
   const bool foreign = magic != 0 && !is_complete(page);
   munmap(page, sizeof(switch_page));
   return foreign ? fail(EPROTO) : 0;
@@ -115,12 +131,22 @@ int make_page(int fd) {
 // Opens the file and, where need be, makes the page in it. Returns the descriptor of a complete page, or -1.
 int open_complete(const char *path, struct stat *found) {
   const int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPageMode);
-  if (fd < 0) return -1;
-  if (fstat(fd, found) != 0) return close_and_fail(fd, errno);
+  if (fd < 0) {
+    return -1;
+  }
+  if (fstat(fd, found) != 0) {
+    return close_and_fail(fd, errno);
+  }
   uint32_t magic = 0;
-  if (fits_size(*found) && pread(fd, &magic, sizeof magic, 0) != sizeof magic) return close_and_fail(fd, EIO);
-  if (magic != 0) return fd;
-  if (lock_page(fd) != 0) return close_and_fail(fd, errno);
+  if (fits_size(*found) && pread(fd, &magic, sizeof magic, 0) != sizeof magic) {
+    return close_and_fail(fd, EIO);
+  }
+  if (magic != 0) {
+    return fd;
+  }
+  if (lock_page(fd) != 0) {
+    return close_and_fail(fd, errno);
+  }
   const int made = make_page(fd);
   const int why = errno;
   flock(fd, LOCK_UN);
@@ -133,11 +159,15 @@ int open_page(const char *path) {
   refresh_pid();
   struct stat found;
   const int fd = open_complete(path, &found);
-  if (fd < 0) return -1;
+  if (fd < 0) {
+    return -1;
+  }
   switch_page *page = map_page(fd);
   const int why = errno;
   close(fd);
-  if (page == nullptr) return fail(why);
+  if (page == nullptr) {
+    return fail(why);
+  }
   if (!is_complete(page)) {
     munmap(page, sizeof(switch_page));
     return fail(EPROTO);
@@ -154,7 +184,9 @@ bool was_replaced(const char *path) {
 }  // namespace
 
 void platform_page_close() {
-  if (use.page != nullptr) munmap(use.page, sizeof(switch_page));
+  if (use.page != nullptr) {
+    munmap(use.page, sizeof(switch_page));
+  }
   use = {};
 }
 
@@ -162,9 +194,15 @@ int platform_page_open(int replace_foreign) {
   char path[sizeof(sockaddr_un::sun_path) + 16];
   page_path(path);
   platform_page_close();
-  if (open_page(path) == 0) return 0;
-  if (errno != EPROTO || !replace_foreign) return -1;
-  if (unlink(path) != 0 && errno != ENOENT) return -1;
+  if (open_page(path) == 0) {
+    return 0;
+  }
+  if (errno != EPROTO || !replace_foreign) {
+    return -1;
+  }
+  if (unlink(path) != 0 && errno != ENOENT) {
+    return -1;
+  }
   return open_page(path);
 }
 
@@ -173,11 +211,17 @@ switch_page *page_in_use() {
   if (now != use.looked_at) {
     char path[sizeof(sockaddr_un::sun_path) + 16];
     page_path(path);
-    if (use.page != nullptr && was_replaced(path)) platform_page_close();
+    if (use.page != nullptr && was_replaced(path)) {
+      platform_page_close();
+    }
     use.looked_at = now;
-    if (use.page == nullptr && open_page(path) != 0) use.why_not = errno;
+    if (use.page == nullptr && open_page(path) != 0) {
+      use.why_not = errno;
+    }
   }
-  if (use.page == nullptr) errno = use.why_not;
+  if (use.page == nullptr) {
+    errno = use.why_not;
+  }
   return use.page;
 }
 

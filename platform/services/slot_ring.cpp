@@ -24,8 +24,12 @@ uint32_t check_of(uint32_t check, uint32_t word) {
 bool claim(const slot_ring &ring, const slot &claimed, uint32_t number) {
   uint32_t ticket = claimed.ticket.load(std::memory_order_relaxed);
   const bool taken = ticket != claimed.done.load(std::memory_order_acquire);
-  if (taken && number - ticket < 2 * ring.slots) return false;
-  if (!claimed.ticket.compare_exchange_strong(ticket, number, std::memory_order_relaxed)) return false;
+  if (taken && number - ticket < 2 * ring.slots) {
+    return false;
+  }
+  if (!claimed.ticket.compare_exchange_strong(ticket, number, std::memory_order_relaxed)) {
+    return false;
+  }
   std::atomic_thread_fence(std::memory_order_release);  // the ticket is seen before any word of the record
   return true;
 }
@@ -70,7 +74,9 @@ slot_state slot_ring_read(const slot_ring &ring, uint32_t number, uint32_t *reco
     return ahead != 0 && ahead < UINT32_MAX / 2 ? slot_state::lost : slot_state::pending;
   }
   const uint32_t count = from.count.load(std::memory_order_relaxed);
-  if (count > room) return slot_state::lost;
+  if (count > room) {
+    return slot_state::lost;
+  }
   uint32_t check = number;
   for (uint32_t i = 0; i < count; ++i) {
     record[i] = from.words[i].load(std::memory_order_relaxed);
@@ -78,8 +84,9 @@ slot_state slot_ring_read(const slot_ring &ring, uint32_t number, uint32_t *reco
   }
   const uint32_t expected = from.check.load(std::memory_order_relaxed);
   std::atomic_thread_fence(std::memory_order_acquire);
-  if (from.ticket.load(std::memory_order_relaxed) != number || expected != check_of(check, count))
+  if (from.ticket.load(std::memory_order_relaxed) != number || expected != check_of(check, count)) {
     return slot_state::lost;
+  }
   memset(record + count, 0, (room - count) * sizeof record[0]);
   return slot_state::read;
 }

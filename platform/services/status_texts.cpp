@@ -76,9 +76,13 @@ constexpr status_text kStatusTexts[] = {
 };
 
 constexpr bool all_differ() {
-  for (const status_text &a : kStatusTexts)
-    for (const status_text &b : kStatusTexts)
-      if (&a != &b && a.status == b.status) return false;
+  for (const status_text &a : kStatusTexts) {
+    for (const status_text &b : kStatusTexts) {
+      if (&a != &b && a.status == b.status) {
+        return false;
+      }
+    }
+  }
   return true;
 }
 static_assert(all_differ());
@@ -86,8 +90,11 @@ static_assert(all_differ());
 }  // namespace
 
 const char *syserr2str(int code) {
-  for (const status_text &row : kStatusTexts)
-    if (row.status == code) return row.text;
+  for (const status_text &row : kStatusTexts) {
+    if (row.status == code) {
+      return row.text;
+    }
+  }
   static thread_local char unknown[32];
   snprintf(unknown, sizeof unknown, "status 0x%08x", static_cast<unsigned>(code));
   return unknown;

@@ -31,8 +31,9 @@ void fill_error(const uint32_t *record, uint32_t number, platform_error *error) 
 bool has_newer(const platform_error *errors, const uint32_t *pids, int count, const platform_error &error,
                uint32_t pid) {
   for (int i = 0; i < count; ++i) {
-    if (error.pdu != 0 && errors[i].pdu == error.pdu && pids[i] == pid && strcmp(errors[i].user, error.user) == 0)
+    if (error.pdu != 0 && errors[i].pdu == error.pdu && pids[i] == pid && strcmp(errors[i].user, error.user) == 0) {
       return true;
+    }
   }
   return false;
 }
@@ -41,7 +42,9 @@ bool has_newer(const platform_error *errors, const uint32_t *pids, int count, co
 
 int platform_errors_write(const platform_error *error) {
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
   const uint32_t head[kErrorHeadWords] = {static_cast<uint32_t>(now.tv_sec), page_user_pid(), error->pdu, error->code,
@@ -55,17 +58,23 @@ int platform_errors_write(const platform_error *error) {
 
 int platform_errors_read(platform_error *errors, int room) {
   switch_page *page = page_in_use();
-  if (page == nullptr) return -1;
+  if (page == nullptr) {
+    return -1;
+  }
   const uint32_t newest = page->error_counters.newest.load(std::memory_order_acquire);
   const uint32_t there = newest < kErrorSlots ? newest : kErrorSlots;
   uint32_t record[kErrorRecordWords];
   uint32_t pids[kErrorsKept];
   int count = 0;
   for (uint32_t back = 0; back < there && count < room; ++back) {
-    if (slot_ring_read(error_ring(page), newest - back, record) != slot_state::read) continue;
+    if (slot_ring_read(error_ring(page), newest - back, record) != slot_state::read) {
+      continue;
+    }
     platform_error error;
     fill_error(record, newest - back, &error);
-    if (has_newer(errors, pids, count, error, record[1])) continue;
+    if (has_newer(errors, pids, count, error, record[1])) {
+      continue;
+    }
     errors[count] = error;
     pids[count++] = record[1];
   }

@@ -505,7 +505,7 @@ TEST_F(InterfaceSetter, ActionReadsTheRowAndSendsItBackWithOnlyTheVsanChanged) {
                                                          "get_snmp_sessionid", "cmi_req_resp 124 3"}))
       << "no heartbeat";
   const fake::exchange e = fake::the().sent(124).back();
-  EXPECT_EQ(fake::hex(e.request), "000000640000000700000764000009e8");
+  EXPECT_EQ(fake::hex(e.request), "00000064000000070000076400000964");
   EXPECT_EQ(e.size, 16u);
   EXPECT_FALSE(e.wants_response);
   EXPECT_EQ(e.timeout, 4);

@@ -181,6 +181,7 @@ TEST(MessageClient, ManagerKilledWhileItWorksIsReset) {
   ASSERT_GT(child, 0);
   EXPECT_EQ(call("one").payload, "one");
   kill(child, SIGSTOP);
+  ASSERT_EQ(waitpid(child, nullptr, WUNTRACED), child);  // it has stopped
   std::thread killer([child] {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     kill(child, SIGKILL);

@@ -28,6 +28,8 @@ struct forging_server {
     thread = std::thread([this, forge = std::move(forge)] {
       int fd;
       while ((fd = accept(listener, nullptr, nullptr)) < 0) usleep(1000);
+      const timeval patience = {3, 0};
+      setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
       uint8_t frame[kMessageMax];
       const ssize_t got = recv(fd, frame, sizeof frame, 0);
       message_header header;

@@ -68,9 +68,10 @@ int header_vsanMembershipSummaryEntry(oid *vp_name, size_t vp_namelen, oid *name
   const char *operation = exact != 0 ? "GET" : "GETNEXT";
   TRACE("%s : Sending %s req for vsanIndex = %d and ifIndex = %d \n", __func__, operation, static_cast<int>(vsan),
         static_cast<int>(interface));
-  const int status =
-      pm_cmi_get_active_vsan_port_membership(mts_response_q, msg_type, &vsan, &interface, &is_static,
-                                             get_snmp_username(0), get_snmp_sessionid(0), kPortManagerTimeout);
+  const char *user = get_snmp_username(0);
+  const char *session = get_snmp_sessionid(0);
+  const int status = pm_cmi_get_active_vsan_port_membership(mts_response_q, msg_type, &vsan, &interface, &is_static,
+                                                            user, session, kPortManagerTimeout);
   record->vsanIndex = vsan;
   record->ifIndex = interface;
   record->is_static = is_static;
