@@ -20,7 +20,7 @@ bool is_sound(const uint8_t *payload, uint32_t size) {
   if (count > kVsanRangeAttributesMax || size != kVsanRangeHeadSize + count * kVsanRangeAttributeSize) {
     return false;
   }
-  for (uint32_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     if (!width_is_sound(get_be32(payload + kVsanRangeHeadSize + i * kVsanRangeAttributeSize + kWord))) {
       return false;
     }
