@@ -105,6 +105,8 @@ const forged_answer kForgedAnswers[] = {
        return f;
      }},
     {"LargerThanAMessage", [](const message_header &h) { return frame_of(h, std::string(kMessageMax, 'x')); }},
+    {"LargerThanAMessageThoughItsSizesFitOne",
+     [](const message_header &h) { return frame_of(h, std::string(kMessageMax - kMessageHeaderSize, 'x')) + "x"; }},
     {"ARequest",
      [](const message_header &h) {
        auto f = frame_of(h, "data");
