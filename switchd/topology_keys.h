@@ -1,0 +1,221 @@
+// The keys of a topology file: one row per key, with the procedure that takes its value.
+#ifndef SWITCHD_TOPOLOGY_KEYS_H
+#define SWITCHD_TOPOLOGY_KEYS_H
+
+#include <ctype.h>
+#include <stdint.h>
+
+#include <toml++/toml.h>
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "feature/vsan_manager/manager/switch_state.h"
+
+// Each reader takes one value into the target and returns an empty text, or what is wrong with the value.
+template <typename Target>
+struct key_row {
+  std::string_view name;
+  std::string (*take)(const toml::node &node, Target &target);
+};
+
+struct interface_section {
+  interface_record interface;
+  bool has_index = false;
+};
+
+inline std::string take_number(const toml::node &node, uint32_t low, uint32_t high, uint32_t &number) {
+  const auto value = node.value_exact<int64_t>();
+  if (!value || *value < int64_t{low} || *value > int64_t{high}) {
+    return "a whole number from " + std::to_string(low) + " to " + std::to_string(high) + " is wanted";
+  }
+  number = static_cast<uint32_t>(*value);
+  return "";
+}
+
+inline std::string take_number(const toml::node &node, uint32_t low, uint32_t high, uint64_t &number) {
+  uint32_t word = 0;
+  const std::string problem = take_number(node, low, high, word);
+  if (problem.empty()) {
+    number = word;
+  }
+  return problem;
+}
+
+inline std::string take_text(const toml::node &node, std::string &text) {
+  const auto value = node.value_exact<std::string>();
+  if (!value) {
+    return "a text in quotes is wanted";
+  }
+  text = *value;
+  return "";
+}
+
+// `number` becomes `yes` or `no`.
+template <typename Number>
+inline std::string take_bool(const toml::node &node, uint32_t yes, uint32_t no, Number &number) {
+  const auto value = node.value_exact<bool>();
+  if (!value) {
+    return "true or false is wanted";
+  }
+  number = static_cast<Number>(*value ? yes : no);
+  return "";
+}
+
+// `number` becomes `first` or `second`, by the word.
+inline std::string take_word(const toml::node &node, const char *first_word, const char *second_word, uint32_t first,
+                             uint32_t second, uint32_t &number) {
+  const auto value = node.value_exact<std::string>();
+  if (!value || (*value != first_word && *value != second_word)) {
+    return std::string("\"") + first_word + "\" or \"" + second_word + "\" is wanted";
+  }
+  number = *value == first_word ? first : second;
+  return "";
+}
+
+// Eight octets in hexadecimal with colons between.
+inline std::string take_wwn(const toml::node &node, uint64_t &wwn) {
+  const std::string text = node.value_exact<std::string>().value_or("");
+  uint64_t value = 0;
+  bool sound = text.size() == 23;
+  for (size_t i = 0; sound && i < text.size(); ++i) {
+    if (i % 3 == 2) {
+      sound = text[i] == ':';
+      continue;
+    }
+    sound = isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    const int digit = isdigit(static_cast<unsigned char>(text[i])) != 0
+                          ? text[i] - '0'
+                          : tolower(static_cast<unsigned char>(text[i])) - 'a' + 10;
+    value = value << 4 | static_cast<unsigned>(digit & 0xF);
+  }
+  if (!sound || value == 0) {
+    return "a world wide name such as \"20:00:02:00:00:00:00:01\", not all zero, is wanted";
+  }
+  wwn = value;
+  return "";
+}
+
+template <uint32_t Key>
+inline std::string take_timer(const toml::node &node, timer_map &timers) {
+  constexpr timer_range kRange = kTimerRanges[Key - kTimerFirst];
+  uint32_t value = 0;
+  const std::string problem = take_number(node, kRange.low, kRange.high, value);
+  if (problem.empty()) {
+    timers[{0, Key}] = value;  // the caller knows the VSAN
+  }
+  return problem;
+}
+
+inline constexpr key_row<timer_map> kTimerKeys[] = {
+    {"e_d_tov", take_timer<kTimerEdtov>},
+    {"r_a_tov", take_timer<kTimerRatov>},
+    {"d_s_tov", take_timer<kTimerDstov>},
+    {"f_s_tov", take_timer<kTimerFstov>},
+};
+
+inline constexpr key_row<switch_settings> kSwitchKeys[] = {
+    {"name", [](const toml::node &node, switch_settings &s) { return take_text(node, s.name); }},
+    {"wwn", [](const toml::node &node, switch_settings &s) { return take_wwn(node, s.wwn); }},
+    {"inorder_delivery",
+     [](const toml::node &node, switch_settings &s) { return take_bool(node, kInorderOn, kInorderOff, s.inorder); }},
+    {"switch_latency",
+     [](const toml::node &node, switch_settings &s) { return take_number(node, 0, kLatencyMax, s.switch_latency); }},
+    {"network_latency",
+     [](const toml::node &node, switch_settings &s) { return take_number(node, 0, kLatencyMax, s.network_latency); }},
+    {"notifications",
+     [](const toml::node &node, switch_settings &s) {
+       return take_bool(node, kNotificationsOn, kNotificationsOff, s.notifications);
+     }},
+};
+
+inline std::string take_kept_out(const toml::node &node, switch_change &change) {
+  const toml::array *vsans = node.as_array();
+  if (vsans == nullptr) {
+    return "a list of VSANs is wanted";
+  }
+  for (const toml::node &each : *vsans) {
+    uint32_t vsan = 0;
+    const std::string problem = take_number(each, kVsanFirst, kVsanLast, vsan);
+    if (!problem.empty()) {
+      return problem;
+    }
+    change.kept_out[vsan] = true;
+  }
+  return "";
+}
+
+inline constexpr key_row<switch_change> kDistributionKeys[] = {
+    {"enabled",
+     [](const toml::node &node, switch_change &c) { return take_bool(node, 1, 0, c.settings.distribution.enabled); }},
+    {"show_running", [](const toml::node &node,
+                        switch_change &c) { return take_bool(node, 1, 0, c.settings.distribution.show_running); }},
+    {"kept_out", take_kept_out},
+};
+
+struct vsan_section {
+  vsan_record vsan;
+  timer_map timers;
+  bool has_name = false;
+};
+
+inline std::string take_vsan_timers(const toml::node &node, vsan_section &section) {
+  if (!node.is_table()) {
+    return "a table of timers is wanted";
+  }
+  for (const auto &[key, timer] : *node.as_table()) {
+    const auto row = std::ranges::find(kTimerKeys, key.str(), &key_row<timer_map>::name);
+    const std::string problem = row == std::end(kTimerKeys) ? "unknown key" : row->take(timer, section.timers);
+    if (!problem.empty()) {
+      return std::string(key.str()) + ": " + problem;
+    }
+  }
+  return "";
+}
+
+inline constexpr key_row<vsan_section> kVsanKeys[] = {
+    {"id", [](const toml::node &node, vsan_section &s) { return take_number(node, kVsanFirst, kVsanLast, s.vsan.id); }},
+    {"name",
+     [](const toml::node &node, vsan_section &s) {
+       s.has_name = true;
+       return take_text(node, s.vsan.name);
+     }},
+    {"state",
+     [](const toml::node &node, vsan_section &s) {
+       return take_word(node, "active", "suspended", kAdminActive, kAdminSuspended, s.vsan.admin_state);
+     }},
+    {"media",
+     [](const toml::node &node, vsan_section &s) {
+       return take_word(node, "fibre-channel", "ethernet", kMediaFibreChannel, kMediaEthernet, s.vsan.media_type);
+     }},
+    {"mtu", [](const toml::node &node, vsan_section &s) { return take_number(node, kMtuMin, kMtuMax, s.vsan.mtu); }},
+    {"load_balancing",
+     [](const toml::node &node, vsan_section &s) {
+       return take_word(node, "src-dst", "src-dst-ox", kLoadBalancingSourceDestination, kLoadBalancingExchange,
+                        s.vsan.load_balancing);
+     }},
+    {"interop",
+     [](const toml::node &node, vsan_section &s) { return take_number(node, 0, kInteropMax, s.vsan.interop); }},
+    {"inorder_delivery",
+     [](const toml::node &node, vsan_section &s) { return take_bool(node, kInorderOn, kInorderOff, s.vsan.inorder); }},
+    {"drop_latency",
+     [](const toml::node &node, vsan_section &s) { return take_number(node, 1, kLatencyMax, s.vsan.drop_latency); }},
+    {"timers", take_vsan_timers},
+};
+
+inline constexpr key_row<interface_section> kInterfaceKeys[] = {
+    {"name", [](const toml::node &node, interface_section &s) { return take_text(node, s.interface.name); }},
+    {"index",
+     [](const toml::node &node, interface_section &s) {
+       s.has_index = true;
+       return take_number(node, 1, UINT32_MAX - 1, s.interface.index);
+     }},
+    {"vsan",
+     [](const toml::node &node, interface_section &s) {
+       s.interface.is_static = true;
+       return take_number(node, kVsanFirst, kVsanLast, s.interface.vsan);
+     }},
+    {"up", [](const toml::node &node, interface_section &s) { return take_bool(node, 1, 0, s.interface.up); }},
+};
+
+#endif
