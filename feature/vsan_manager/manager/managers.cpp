@@ -50,8 +50,17 @@ int managers_first_start(switch_managers &managers, switch_change &change, std::
   return 0;
 }
 
+// What a client sent must not forge lines of the log.
+static std::string printable(std::string_view text) {
+  std::string shown(text);
+  for (char &each : shown) {
+    each = static_cast<unsigned char>(each) < 0x20 || each == 0x7F ? '?' : each;
+  }
+  return shown;
+}
+
 void managers_refuse(switch_managers &managers, const message_request &request, int status, const std::string &what) {
   log_line(managers, "refused opcode " + std::to_string(request.opcode) + " type " + std::to_string(request.msg_type) +
-                         " of user '" + std::string(request.user) + "' (uid " + std::to_string(request.peer_uid) +
+                         " of user '" + printable(request.user) + "' (uid " + std::to_string(request.peer_uid) +
                          ", pid " + std::to_string(request.peer_pid) + "): " + what + ": " + syserr2str(status));
 }

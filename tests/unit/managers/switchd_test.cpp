@@ -1,6 +1,4 @@
 // The program switchd: starting, refusing to start, and stopping.
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,55 +7,21 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/unit/managers/programs.h"
 #include "tests/unit/managers/switch_under_test.h"
-
-static std::string file_text(const std::string &path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 struct Switchd : testing::Test {
   temporary_directory directory;
   std::vector<pid_t> children;
 
   // Starts switchd and waits until it prints a line or ends. Returns its process id.
-  pid_t start(std::vector<std::string> arguments, std::string *first_line = nullptr) {
-    int out[2];
-    EXPECT_EQ(0, pipe(out));
-    const pid_t child = fork();
-    if (child == 0) {
-      dup2(out[1], STDOUT_FILENO);
-      dup2(open((directory.path + "/stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-      ::close(out[0]);
-      ::close(out[1]);
-      arguments.insert(arguments.begin(), SWITCHD);
-      std::vector<char *> argv;
-      for (std::string &each : arguments) {
-        argv.push_back(each.data());
-      }
-      argv.push_back(nullptr);
-      execv(SWITCHD, argv.data());
-      _exit(127);
-    }
-    children.push_back(child);
-    ::close(out[1]);
-    pollfd wait{out[0], POLLIN, 0};
-    char text[64] = "";
-    if (poll(&wait, 1, 20000) == 1) {
-      const ssize_t size = read(out[0], text, sizeof text - 1);
-      text[size > 0 ? size : 0] = '\0';
-    }
-    ::close(out[0]);
-    if (first_line != nullptr) {
-      *first_line = text;
-    }
-    return child;
+  pid_t start(const std::vector<std::string> &arguments, std::string *first_line = nullptr) {
+    children.push_back(start_program(SWITCHD, arguments, directory.path + "/stderr", first_line));
+    return children.back();
   }
   int exit_code(pid_t child) {
-    int status = 0;
-    EXPECT_EQ(child, waitpid(child, &status, 0));
     std::erase(children, child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return wait_for_exit(child);
   }
   std::vector<std::string> options(const std::string &state = "s.db") const {
     return {"--run-dir", directory.path + "/run", "--state", directory.path + "/" + state};
