@@ -194,6 +194,13 @@ TEST_F(RowStatus, AColumnAfterTheRowStatusSendsTheSameRowASecondTime) {
   EXPECT_STREQ(writes()[0].second.vsanName, "edge");
 }
 
+TEST_F(RowStatus, ActiveAfterAColumnReappliesTheRowAsThisPduReadItFirst) {
+  EXPECT_EQ(mini::set_pdu({mini::integer(mini::vsan_cell(4, 10), 2), mini::integer(status_cell(10), 1)}).status, 0);
+  ASSERT_EQ(writes().size(), 2u);
+  EXPECT_EQ(writes()[0].second.vsanAdminState, 2u);
+  EXPECT_EQ(writes()[1].second.vsanAdminState, 1u) << "the one-row cache serves the whole PDU; setters do not clear it";
+}
+
 TEST_F(RowStatus, CreationOfVsan9WithANameIsSentByTheColumnFirst) {
   mini::set_pdu({mini::octets(mini::vsan_cell(2, 9), "nine"), mini::integer(status_cell(9), 4)});
   ASSERT_FALSE(writes().empty());
