@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include <CLI/CLI.hpp>
+#include <exception>
 
 #ifdef HAVE_LIBSYSTEMD
 #include <systemd/sd-daemon.h>
@@ -45,12 +46,34 @@ static void tell_system_manager([[maybe_unused]] const char *state) {
 #endif
 }
 
+#ifdef HAVE_LIBSYSTEMD
+static void on_watchdog(evutil_socket_t, short, void *) {
+  sd_notify(0, "WATCHDOG=1");
+}
+#endif
+
+// Shows the system manager, where it watches, that the loop turns. Null when nobody does.
+static event *watch([[maybe_unused]] event_base *base) {
+#ifdef HAVE_LIBSYSTEMD
+  uint64_t microseconds = 0;
+  if (sd_watchdog_enabled(0, &microseconds) > 0) {
+    const uint64_t half = microseconds / 2;
+    const timeval every{static_cast<time_t>(half / 1000000), static_cast<suseconds_t>(half % 1000000)};
+    event *timer = event_new(base, -1, EV_PERSIST, on_watchdog, nullptr);
+    event_add(timer, &every);
+    return timer;
+  }
+#endif
+  return nullptr;
+}
+
 static void serve(event_base *base) {
   event *stops[] = {evsignal_new(base, SIGTERM, on_stop, base), evsignal_new(base, SIGINT, on_stop, base),
                     evsignal_new(base, SIGHUP, on_hangup, nullptr)};
   for (event *each : stops) {
     event_add(each, nullptr);
   }
+  event *watchdog = watch(base);
   log_info("ready");
   printf("ready\n");
   fflush(stdout);
@@ -59,6 +82,9 @@ static void serve(event_base *base) {
   tell_system_manager("STOPPING=1");
   for (event *each : stops) {
     event_free(each);
+  }
+  if (watchdog != nullptr) {
+    event_free(watchdog);
   }
 }
 
@@ -85,7 +111,7 @@ static int run(const options &chosen) {
   return result;
 }
 
-int main(int argc, char **argv) {
+static int parse_and_run(int argc, char **argv) {
   options chosen;
   CLI::App app("The managers of one switch: VSANs, interfaces, timers, distribution, notifications.", "switchd");
   app.add_option("--run-dir", chosen.run_dir, "where the sockets and the shared page are")->capture_default_str();
@@ -102,4 +128,13 @@ int main(int argc, char **argv) {
     return app.exit(error) == 0 ? kHostOk : kHostUsage;
   }
   return run(chosen);
+}
+
+int main(int argc, char **argv) {
+  try {
+    return parse_and_run(argc, argv);
+  } catch (const std::exception &error) {  // such as no memory
+    fprintf(stderr, "switchd: %s\n", error.what());
+    return kHostFailed;
+  }
 }

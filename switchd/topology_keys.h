@@ -35,7 +35,7 @@ inline std::string take_number(const toml::node &node, uint32_t low, uint32_t hi
 
 inline std::string take_number(const toml::node &node, uint32_t low, uint32_t high, uint64_t &number) {
   uint32_t word = 0;
-  const std::string problem = take_number(node, low, high, word);
+  std::string problem = take_number(node, low, high, word);
   if (problem.empty()) {
     number = word;
   }
@@ -100,7 +100,7 @@ template <uint32_t Key>
 inline std::string take_timer(const toml::node &node, timer_map &timers) {
   constexpr timer_range kRange = kTimerRanges[Key - kTimerFirst];
   uint32_t value = 0;
-  const std::string problem = take_number(node, kRange.low, kRange.high, value);
+  std::string problem = take_number(node, kRange.low, kRange.high, value);
   if (problem.empty()) {
     timers[{0, Key}] = value;  // the caller knows the VSAN
   }
@@ -136,7 +136,7 @@ inline std::string take_kept_out(const toml::node &node, switch_change &change) 
   }
   for (const toml::node &each : *vsans) {
     uint32_t vsan = 0;
-    const std::string problem = take_number(each, kVsanFirst, kVsanLast, vsan);
+    std::string problem = take_number(each, kVsanFirst, kVsanLast, vsan);
     if (!problem.empty()) {
       return problem;
     }
@@ -165,7 +165,7 @@ inline std::string take_vsan_timers(const toml::node &node, vsan_section &sectio
   }
   for (const auto &[key, timer] : *node.as_table()) {
     const auto row = std::ranges::find(kTimerKeys, key.str(), &key_row<timer_map>::name);
-    const std::string problem = row == std::end(kTimerKeys) ? "unknown key" : row->take(timer, section.timers);
+    std::string problem = row == std::end(kTimerKeys) ? "unknown key" : row->take(timer, section.timers);
     if (!problem.empty()) {
       return std::string(key.str()) + ": " + problem;
     }

@@ -2,6 +2,8 @@
 #include <errno.h>
 #include <string.h>
 
+#include <exception>
+
 #include "platform/run_dir.h"
 #include "vsanctl/commands.h"
 #include "vsanctl/exchange.h"
@@ -10,7 +12,7 @@ static constexpr char kFooter[] =
     "\nExit codes: 0 done; 1 switchd refused; 2 command line; 3 no switchd, no answer in time, or an answer that is "
     "none.";
 
-int main(int argc, char **argv) {
+static int run(int argc, char **argv) {
   common_options common;
   std::string run_dir = platform_run_dir();
   CLI::App app("Shows and changes the VSANs, interfaces, timers and notifications of a switch.", "vsanctl");
@@ -36,4 +38,13 @@ int main(int argc, char **argv) {
     return app.exit(error) == 0 ? kExitOk : kExitUsage;
   }
   return kExitOk;
+}
+
+int main(int argc, char **argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception &error) {  // such as an answer that is no JSON
+    fprintf(stderr, "vsanctl: %s\n", error.what());
+    return kExitNoSwitch;
+  }
 }

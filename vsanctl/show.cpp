@@ -190,6 +190,7 @@ static void write_array(const writer &to, const char *name, const json &rows,
   write_table(to, name, columns);
   for (const json &row : rows) {
     std::vector<cell> cells;
+    cells.reserve(columns.size());
     for (const char *column : columns) {
       cells.push_back(cell_of(row.at(column)));
     }

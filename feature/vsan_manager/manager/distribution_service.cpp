@@ -1,7 +1,5 @@
 #include "feature/vsan_manager/manager/distribution_service.h"
 
-#include <string.h>
-
 #include <algorithm>
 
 #include "feature/vsan_manager/manager/opcode_table.h"
@@ -76,7 +74,7 @@ static int handle_state(switch_managers &managers, const message_request &, mess
                                uint64_t{managers.state.pending.size()}, uint64_t{remote ? 1U : 0U}}) {
     at = put_be32(at, static_cast<uint32_t>(value));
   }
-  memcpy(at, session.owner.data(), std::min<size_t>(session.owner.size(), kDistributionOwnerSize - 1));
+  std::ranges::copy(session.owner.substr(0, kDistributionOwnerSize - 1), at);
   return 0;
 }
 

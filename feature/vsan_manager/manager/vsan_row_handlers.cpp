@@ -1,6 +1,8 @@
 // Opcodes 149 and 124: rows of the VSAN table and of the interface table.
 #include <string.h>
 
+#include <algorithm>
+
 #include "feature/vsan_manager/manager/handlers.h"
 #include "feature/vsan_manager/manager/vsan_rules.h"
 #include "feature/vsan_manager/vsan_records.h"
@@ -38,7 +40,7 @@ static int answer_vsan(const switch_state &state, const vsan_record &vsan, messa
   }
   put_be32(bytes + kRowAt + offsetof(vsanEntry, vsanRowStatus), kRowStatusActive);
   put_be32(bytes + kRowAt + offsetof(vsanEntry, vsanOperState), oper_state(state, vsan));
-  memcpy(bytes + kNameAt, vsan.name.data(), vsan.name.size());
+  std::ranges::copy(vsan.name, bytes + kNameAt);  // the row is all zeros: the NUL is there
   return 0;
 }
 
