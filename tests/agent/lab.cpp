@@ -1,0 +1,294 @@
+#include "tests/agent/lab.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/agent/snmp_client.h"
+
+namespace lab {
+
+const char *const kSmallTopology = R"(
+[switch]
+name = "lab"
+wwn = "20:00:02:5a:10:3c:00:01"
+switch_latency = 500
+network_latency = 2000
+inorder_delivery = false
+[timers]
+r_a_tov = 10000
+e_d_tov = 2000
+d_s_tov = 5000
+f_s_tov = 5000
+[[vsan]]
+id = 1
+name = "default"
+[[vsan]]
+id = 5
+name = "five"
+interop = 3
+load_balancing = "src-dst"
+inorder_delivery = true
+drop_latency = 3000
+mtu = 2048
+timers = { e_d_tov = 2500, r_a_tov = 9000 }
+[[vsan]]
+id = 10
+name = "ten"
+[[vsan]]
+id = 20
+name = "twenty"
+[[vsan]]
+id = 4093
+name = "last"
+state = "suspended"
+[[interface]]
+name = "fc1/1"
+index = 16777216
+vsan = 5
+up = true
+[[interface]]
+name = "fc1/2"
+index = 16781312
+vsan = 10
+up = true
+[[interface]]
+name = "fc1/3"
+index = 16785408
+vsan = 10
+up = true
+[[interface]]
+name = "fc1/4"
+index = 16789504
+vsan = 20
+up = false
+[[interface]]
+name = "fc1/5"
+index = 16793600
+vsan = 4093
+up = true
+)";
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+// Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock program.
+process launch(const std::vector<std::string> &command, const std::string &log, bool preload = false) {
+  const pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid == 0) {
+    const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int in = open("/dev/null", O_RDONLY);
+    dup2(in, 0);
+    dup2(out, 1);
+    dup2(out, 2);
+    setenv("MIBS", "", 1);
+    if (preload && LAB_PRELOAD[0] != '\0') {
+      setenv("LD_PRELOAD", LAB_PRELOAD, 1);
+      // The agent itself leaks at its end; what counts here is memory misuse while it serves.
+      setenv("ASAN_OPTIONS", "detect_leaks=0:abort_on_error=1", 1);
+      setenv("UBSAN_OPTIONS", "print_stacktrace=1:halt_on_error=1", 1);
+    }
+    std::vector<char *> argv;
+    for (const std::string &word : command) argv.push_back(const_cast<char *>(word.c_str()));
+    argv.push_back(nullptr);
+    execvp(argv[0], argv.data());
+    _exit(127);
+  }
+  return {pid, log};
+}
+
+std::string agent_conf(const lab &l) {
+  std::ostringstream conf;
+  conf << "createUser operator SHA-256 operator-auth-key AES operator-priv-key\n"
+          "createUser tenant SHA-256 tenant-auth-key AES tenant-priv-key\n"
+          "createUser closed SHA-256 closed-auth-key AES closed-priv-key\n"
+          "com2sec reader default public\n"
+          "com2sec writer default private\n"
+          "com2sec limited default limited\n"
+          "group readers v2c reader\n"
+          "group readers v1 reader\n"
+          "group writers v2c writer\n"
+          "group writers v1 writer\n"
+          "group writers usm operator\n"
+          "group tenants v2c limited\n"
+          "group tenants usm tenant\n"
+          "group closeds usm closed\n"
+          "view all included .1\n"
+          "access readers \"\" any noauth exact all none none\n"
+          "access writers \"\" any noauth exact all all all\n"
+          "access tenants \"\" any noauth exact all all all\n"
+          "access closeds \"\" any noauth exact all all all\n";
+  if (l.how.traps) conf << "trap2sink 127.0.0.1:" << l.trap_port << " public\n";
+  conf << "dlmod switch_agent " LAB_LIB_DIR "/libswitchagent.so\n"
+       << "switchRunDir " << l.dir << "/run\n"
+       << "vsanRole tenants 10,20\n"
+       << "dlmod vsan_mib " LAB_LIB_DIR "/libvsanmib.so\n"
+       << l.how.agent_lines;
+  return conf.str();
+}
+
+void start_snmptrapd(lab &l) {
+  write_file(l.dir + "/snmptrapd.conf",
+             "disableAuthorization yes\n"
+             "createUser -e 0x8000000001020304 operator SHA-256 operator-auth-key AES operator-priv-key\n");
+  l.snmptrapd = launch({"snmptrapd", "-f", "-n", "-On", "-C", "-c", l.dir + "/snmptrapd.conf",
+                        "--persistentDir=" + l.dir + "/traps", "-Lf", l.dir + "/traps.log",
+                        "udp:127.0.0.1:" + std::to_string(l.trap_port)},
+                       l.dir + "/snmptrapd.log");
+  const bool serves = wait_until([&] { return read_file(l.dir + "/traps.log").find("NET-SNMP version") != std::string::npos; });
+  if (!serves) throw std::runtime_error("snmptrapd does not start: " + read_file(l.snmptrapd.log));
+}
+
+void end(process &p) {
+  if (p.pid == 0) return;
+  kill(p.pid, SIGCONT);
+  stop(p, SIGKILL);
+}
+
+}  // namespace
+
+lab::~lab() {
+  end(snmpd);
+  end(snmptrapd);
+  end(switchd);
+  if (!dir.empty()) std::filesystem::remove_all(dir);
+}
+
+void start(lab &l, const options &how) {
+  char name[] = "/tmp/lab.XXXXXX";
+  if (mkdtemp(name) == nullptr) throw std::runtime_error("no temporary directory");
+  l.dir = name;
+  l.how = how;
+  for (const char *sub : {"/run", "/agent", "/traps"}) std::filesystem::create_directory(l.dir + sub);
+  if (how.topology_file.empty()) {
+    write_file(l.dir + "/topology.toml", how.topology.empty() ? kSmallTopology : how.topology);
+  }
+  l.snmp_port = free_udp_port();
+  l.trap_port = free_udp_port();
+  start_switchd(l);
+  if (how.traps) start_snmptrapd(l);
+  start_snmpd(l);
+}
+
+void start_switchd(lab &l) {
+  const std::string topology = l.how.topology_file.empty() ? l.dir + "/topology.toml" : l.how.topology_file;
+  l.switchd = launch({LAB_BIN_DIR "/switchd", "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db", "--topology",
+                      topology},
+                     l.dir + "/switchd.log");
+  if (!wait_until([&] { return ctl(l, {"show", "status"}).status == 0; })) {
+    throw std::runtime_error("switchd does not start: " + read_file(l.switchd.log));
+  }
+}
+
+void start_snmpd(lab &l) {
+  write_file(l.dir + "/snmpd.conf", agent_conf(l));
+  l.snmpd = launch({"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux", "--persistentDir=" + l.dir + "/agent",
+                    "-Lf", l.dir + "/agent.log", agent_address(l)},
+                   l.dir + "/snmpd.log", true);
+  snmp::client probe(l, snmp::community("public"));
+  const bool serves = wait_until([&] {
+    const auto answer = snmp::get(probe, {snmp::root({1, 1, 1, 0})});
+    return answer.sent_back && answer.varbinds[0].type == 2;
+  }, 20);
+  if (!serves) {
+    throw std::runtime_error("snmpd does not start: " + read_file(l.snmpd.log) + read_file(l.dir + "/agent.log"));
+  }
+}
+
+void signal(const process &p, int number) { kill(p.pid, number); }
+
+int stop(process &p, int number) {
+  if (p.pid == 0) return 0;
+  kill(p.pid, number);
+  int status = 0;
+  const bool ended = wait_until([&] { return waitpid(p.pid, &status, WNOHANG) == p.pid; }, 20);
+  if (!ended) {
+    kill(p.pid, SIGKILL);
+    waitpid(p.pid, &status, 0);
+  }
+  p.pid = 0;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+bool is_running(const process &p) { return p.pid != 0 && waitpid(p.pid, nullptr, WNOHANG) == 0; }
+
+std::string agent_address(const lab &l) { return "udp:127.0.0.1:" + std::to_string(l.snmp_port); }
+
+result run(const std::vector<std::string> &command) {
+  char log[] = "/tmp/lab-run.XXXXXX";
+  close(mkstemp(log));
+  process p = launch(command, log);
+  int status = 0;
+  if (!wait_until([&] { return waitpid(p.pid, &status, WNOHANG) == p.pid; }, 60)) {
+    kill(p.pid, SIGKILL);
+    waitpid(p.pid, &status, 0);
+  }
+  result r = {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), read_file(log)};
+  unlink(log);
+  return r;
+}
+
+result ctl(const lab &l, std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), {LAB_BIN_DIR "/vsanctl", "--run-dir", l.dir + "/run"});
+  return run(arguments);
+}
+
+std::string read_file(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+void write_file(const std::string &path, const std::string &text) { std::ofstream(path, std::ios::binary) << text; }
+
+bool wait_until(const std::function<bool()> &condition, double seconds) {
+  const auto end = clock::now() + std::chrono::duration<double>(seconds);
+  while (!condition()) {
+    if (clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+long resident_kib(const process &p) {
+  std::ifstream in("/proc/" + std::to_string(p.pid) + "/status");
+  for (std::string line; std::getline(in, line);) {
+    if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
+  }
+  return 0;
+}
+
+std::string store_dump(const lab &l) {
+  const result dump = run({"sqlite3", "-readonly", l.dir + "/switch.db", ".dump"});
+  if (dump.status != 0) throw std::runtime_error("cannot read the store: " + dump.output);
+  return dump.output;
+}
+
+int free_udp_port() {
+  const int s = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  bind(s, reinterpret_cast<sockaddr *>(&address), size);
+  getsockname(s, reinterpret_cast<sockaddr *>(&address), &size);
+  close(s);
+  return ntohs(address.sin_port);
+}
+
+}  // namespace lab

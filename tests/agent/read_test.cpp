@@ -1,0 +1,299 @@
+// Reads through a real snmpd: the golden walk by every way of asking, who sees what, restarts under a walk, repeated request ids.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <signal.h>
+
+#include "tests/agent/lab.h"
+#include "tests/agent/snmp_client.h"
+
+namespace {
+
+using snmp::root;
+using snmp::varbind;
+using snmp::vsan_cell;
+
+constexpr unsigned long kVsans[] = {1, 5, 10, 20, 4093};
+constexpr unsigned long kIfs[] = {16777216, 16781312, 16785408, 16789504, 16793600};
+
+struct column {
+  unsigned long id;
+  bool unsigned_value;
+  long values[5];
+};
+
+constexpr column kColumns[] = {
+    {3, false, {1, 1, 1, 1, 1}},       {4, false, {1, 1, 1, 1, 2}},
+    {5, true, {2112, 2048, 2112, 2112, 2112}}, {6, false, {2, 1, 2, 2, 2}},
+    {8, false, {2, 1, 1, 2, 2}},       {9, false, {1, 1, 1, 1, 1}},
+    {10, false, {0, 3, 0, 0, 0}},      {11, false, {2, 1, 2, 2, 2}},
+    {12, true, {2000, 3000, 2000, 2000, 2000}},
+};
+
+// What a walk of the lab's small switch gives: one ordered array.
+std::vector<varbind> golden() {
+  std::vector<varbind> out;
+  out.push_back(snmp::integer(root({1, 1, 1, 0}), 5));
+  out.push_back({root({1, 1, 2, 0}), 0x43, 0, {}});
+  const char *names[] = {"default", "five", "ten", "twenty", "last"};
+  for (size_t i = 0; i < 5; ++i) out.push_back(snmp::octets(vsan_cell(2, kVsans[i]), names[i]));
+  for (const column &c : kColumns) {
+    for (size_t i = 0; i < 5; ++i) {
+      const auto name = vsan_cell(c.id, kVsans[i]);
+      out.push_back(c.unsigned_value ? snmp::gauge(name, static_cast<unsigned long>(c.values[i]))
+                                     : snmp::integer(name, c.values[i]));
+    }
+  }
+  out.push_back(snmp::integer(root({1, 2, 4, 0}), 5));
+  const long vsan_of[] = {5, 10, 10, 20, 4093};
+  for (size_t i = 0; i < 5; ++i) out.push_back(snmp::integer(root({1, 2, 5, 1, 1, kIfs[i]}), vsan_of[i]));
+  for (size_t i = 0; i < 5; ++i) out.push_back(snmp::integer(root({1, 2, 5, 1, 2, kIfs[i]}), 0));
+  for (size_t i = 0; i < 3; ++i) {
+    out.push_back(snmp::integer(root({1, 2, 8, 1, 1, static_cast<unsigned long>(vsan_of[i]), kIfs[i]}), static_cast<long>(kIfs[i])));
+  }
+  const unsigned long scalars[] = {10000, 2000, 5000, 5000, 2000, 500};
+  for (unsigned long i = 0; i < 6; ++i) out.push_back(snmp::gauge(root({1, 4, i + 1, 0}), scalars[i]));
+  out.push_back(snmp::integer(root({1, 4, 7, 0}), 2));
+  for (unsigned long vsan : kVsans) out.push_back(snmp::octets(root({1, 4, 8, 1, 1, vsan}), std::string(1, '\0')));
+  const unsigned long timers[4][5] = {{10000, 9000, 10000, 10000, 10000},
+                                      {2000, 2500, 2000, 2000, 2000},
+                                      {5000, 5000, 5000, 5000, 5000},
+                                      {5000, 5000, 5000, 5000, 5000}};
+  for (unsigned long t = 0; t < 4; ++t) {
+    for (size_t i = 0; i < 5; ++i) out.push_back(snmp::gauge(root({1, 4, 8, 1, t + 2, kVsans[i]}), timers[t][i]));
+  }
+  return out;
+}
+
+class Read : public ::testing::Test {
+ protected:
+  void SetUp() override { lab::start(l); }
+  lab::lab l;
+};
+
+TEST_F(Read, GoldenWalkByGetOfEach) {
+  snmp::client c(l, snmp::community("public"));
+  for (const varbind &v : golden()) EXPECT_EQ(snmp::get(c, {v.name}).varbinds.at(0), v);
+}
+
+TEST_F(Read, GoldenWalkByGetNext) {
+  snmp::client c(l, snmp::community("public"));
+  EXPECT_EQ(snmp::walk(c, root({})), golden());
+}
+
+TEST_F(Read, GoldenWalkByGetNextOverV1AndV3) {
+  snmp::client v1(l, snmp::community("public", 1)), v3(l, snmp::user("operator"));
+  EXPECT_EQ(snmp::walk(v1, root({})), golden());
+  EXPECT_EQ(snmp::walk(v3, root({})), golden());
+}
+
+TEST_F(Read, GoldenWalkByGetBulkOfEverySize) {
+  snmp::client c(l, snmp::community("public"));
+  for (int repetitions : {1, 2, 7, 50, 200}) EXPECT_EQ(snmp::bulkwalk(c, root({}), repetitions), golden()) << repetitions;
+}
+
+TEST_F(Read, GoldenWalkByGetNextARowAPduCostsOneMessageARow) {
+  snmp::client c(l, snmp::community("public"));
+  std::vector<snmp::name_t> at;
+  for (unsigned long id : {2, 3, 4, 5, 6, 8, 9, 10, 11, 12}) at.push_back(root({1, 1, 3, 1, id}));
+  std::vector<varbind> seen;
+  const auto messages = [&] {
+    const std::string history = lab::ctl(l, {"history"}).output;
+    size_t count = 0;
+    for (size_t p = 0; (p = history.find("Sending GETNEXT request to VSAN mgr with payload (size = 2632)", p)) != std::string::npos; ++p) ++count;
+    return count;
+  };
+  const size_t before = messages();
+  for (int row = 0; row < 5; ++row) {
+    const auto answer = snmp::getnext(c, at);
+    for (size_t i = 0; i < at.size(); ++i) {
+      seen.push_back(answer.varbinds.at(i));
+      at[i] = answer.varbinds[i].name;
+    }
+  }
+  EXPECT_EQ(messages() - before, 5u);
+  std::sort(seen.begin(), seen.end(), [](const auto &a, const auto &b) { return a.name < b.name; });
+  const auto all = golden();
+  EXPECT_TRUE(std::equal(seen.begin(), seen.end(), all.begin() + 2));
+}
+
+TEST_F(Read, GetBulkARowWideGoesRowByRow) {
+  snmp::client c(l, snmp::community("public"));
+  const auto answer = snmp::getbulk(c, {root({1, 1, 3, 1, 2}), root({1, 1, 3, 1, 9})}, 5);
+  ASSERT_EQ(answer.varbinds.size(), 10u);
+  for (size_t i = 0; i < 5; ++i) {
+    EXPECT_EQ(answer.varbinds[2 * i].name, vsan_cell(2, kVsans[i]));
+    EXPECT_EQ(answer.varbinds[2 * i + 1], snmp::integer(vsan_cell(9, kVsans[i]), 1));
+  }
+}
+
+// What a user restricted to VSANs 10 and 20 sees of the golden walk: the VSANs' own tables and the memberships of those, all interfaces.
+std::vector<varbind> golden_of_tenant() {
+  std::vector<varbind> out;
+  for (const varbind &v : golden()) {
+    const bool vsan_table = root({1, 1, 3}) < v.name && v.name < root({1, 2});
+    const bool timers = root({1, 4, 8}) < v.name;
+    const bool summary = root({1, 2, 8}) < v.name && v.name < root({1, 4});
+    const unsigned long vsan = summary ? v.name[14] : v.name.back();
+    if ((vsan_table || timers || summary) && vsan != 10 && vsan != 20) continue;
+    out.push_back(v);
+  }
+  return out;
+}
+
+TEST_F(Read, UsersWithoutAVsanRoleLineSeeEverythingThoseWithOneTheirVsans) {
+  const std::pair<snmp::identity, bool> who[] = {
+      {snmp::community("public"), false}, {snmp::community("private"), false}, {snmp::user("operator"), false},
+      {snmp::community("limited"), true}, {snmp::user("tenant"), true}};
+  for (const auto &[identity, restricted] : who) {
+    snmp::client c(l, identity);
+    EXPECT_EQ(snmp::walk(c, root({})), restricted ? golden_of_tenant() : golden()) << identity.name;
+    EXPECT_EQ(snmp::bulkwalk(c, root({})), restricted ? golden_of_tenant() : golden()) << identity.name;
+  }
+}
+
+TEST_F(Read, ARestrictedUsersGetOfAHiddenVsanIsNoSuchInstance) {
+  snmp::client c(l, snmp::user("tenant"));
+  EXPECT_EQ(snmp::get(c, {vsan_cell(2, 5)}).varbinds.at(0).type, snmp::kNoSuchInstance);
+  EXPECT_EQ(snmp::get(c, {root({1, 4, 8, 1, 2, 5})}).varbinds.at(0).type, snmp::kNoSuchInstance);
+  EXPECT_EQ(snmp::get(c, {vsan_cell(2, 10)}).varbinds.at(0), snmp::octets(vsan_cell(2, 10), "ten"));
+  EXPECT_EQ(snmp::get(c, {root({1, 2, 8, 1, 1, 10, 16781312})}).varbinds.at(0).type, snmp::kNoSuchInstance)
+      << "restricted users walk this table, they do not GET from it";
+}
+
+TEST(ReadRoles, AMalformedVsanRoleLineClosesItsGroupAndNamesTheLine) {
+  lab::lab l;
+  lab::options how;
+  how.agent_lines = "vsanRole closeds 10,2x\n";
+  lab::start(l, how);
+  snmp::client c(l, snmp::user("closed"));
+  EXPECT_TRUE(snmp::walk(c, root({1, 1, 3})).empty());
+  EXPECT_TRUE(snmp::walk(c, root({1, 4, 8})).empty());
+  const std::string log = lab::read_file(l.dir + "/agent.log") + lab::read_file(l.snmpd.log);
+  EXPECT_NE(log.find("vsanRole"), std::string::npos) << log;
+  EXPECT_NE(log.find("2x"), std::string::npos) << log;
+}
+
+// Restarts.
+
+double seconds_of(const std::function<void()> &step) {
+  const auto start = std::chrono::steady_clock::now();
+  step();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// A walk that goes on from where it is when the manager is away: every value must be one of the golden walk's.
+void expect_known(const std::vector<varbind> &seen) {
+  const auto all = golden();
+  for (const varbind &v : seen) {
+    if (v.name == root({1, 1, 2, 0})) continue;
+    EXPECT_NE(std::find(all.begin(), all.end(), v), all.end()) << snmp::text(v.name);
+  }
+}
+
+TEST_F(Read, SwitchdKilledUnderAWalkGivesNoWrongValueAndAnswersAtOnceWhenItIsBack) {
+  snmp::client c(l, snmp::community("public"), 10);
+  EXPECT_EQ(snmp::walk(c, root({})), golden());
+  lab::stop(l.switchd, SIGKILL);
+  std::vector<varbind> seen;
+  EXPECT_LT(seconds_of([&] { seen = snmp::walk(c, root({})); }), 5) << "no manager is told at once";
+  expect_known(seen);
+  lab::start_switchd(l);
+  const auto after = snmp::walk(c, root({}));
+  EXPECT_EQ(after.size(), golden().size());
+  expect_known(after);
+}
+
+TEST_F(Read, SwitchdStoppedCostsOneTimeoutAPduAndAnswersAtOnceWhenItGoesOn) {
+  snmp::client c(l, snmp::community("public"), 20);
+  lab::signal(l.switchd, SIGSTOP);
+  std::vector<snmp::name_t> names;
+  for (unsigned long id : {2, 3, 4, 5, 6, 8}) {
+    for (unsigned long vsan : kVsans) names.push_back(vsan_cell(id, vsan));
+  }
+  snmp::answer answer;
+  const double took = seconds_of([&] { answer = snmp::get(c, names); });
+  EXPECT_GT(took, 3.0);
+  EXPECT_LT(took, 9.0) << "one time-out of 4 s, not thirty";
+  for (const varbind &v : answer.varbinds) EXPECT_EQ(v.type, snmp::kNoSuchInstance) << snmp::text(v.name);
+  lab::signal(l.switchd, SIGCONT);
+  EXPECT_TRUE(lab::wait_until([&] { return snmp::get(c, {vsan_cell(2, 5)}).varbinds.at(0).type == 4; }, 3));
+  EXPECT_EQ(snmp::walk(c, root({})), golden()) << "late answers are nobody's";
+}
+
+TEST_F(Read, SwitchdRestartedAtEveryStepOfAWalkGivesNoWrongValue) {
+  snmp::client c(l, snmp::community("public"), 10);
+  snmp::name_t at = root({});
+  for (int step = 0; step < 12; ++step) {
+    const auto answer = snmp::getbulk(c, {at}, 9);
+    ASSERT_TRUE(answer.sent_back);
+    std::vector<varbind> seen;
+    for (const varbind &v : answer.varbinds) {
+      if (v.type < snmp::kNoSuchObject && v.name < root({2})) seen.push_back(v);
+    }
+    expect_known(seen);
+    if (seen.empty()) break;
+    at = seen.back().name;
+    lab::stop(l.switchd, step % 2 == 0 ? SIGKILL : SIGTERM);
+    lab::start_switchd(l);
+  }
+  EXPECT_LT(root({1, 4, 8, 1, 5}), at) << "the walk came to its end";
+}
+
+TEST_F(Read, ARepeatedRequestIdNeverGetsARowCachedForAnotherPdu) {
+  snmp::client a(l, snmp::community("public")), b(l, snmp::community("private"));
+  for (int i = 0; i < 20; ++i) {
+    a.next_request_id = b.next_request_id = 4711;
+    const std::string name = "name" + std::to_string(i);
+    EXPECT_EQ(snmp::get(a, {vsan_cell(2, 10)}).status, 0);
+    ASSERT_EQ(lab::ctl(l, {"vsan", "set", "10", "--name", name}).status, 0);
+    EXPECT_EQ(snmp::get(b, {vsan_cell(2, 10)}).varbinds.at(0).octets, name);
+    EXPECT_EQ(snmp::get(a, {vsan_cell(2, 10)}).varbinds.at(0).octets, name);
+  }
+}
+
+// Answers that are short, empty, oversized.
+TEST_F(Read, ShortAnswersGiveNoValueThroughTheAgent) {
+  snmp::client c(l, snmp::community("public"));
+  for (const char *size : {"0", "1", "3", "520", "2627"}) {
+    ASSERT_EQ(lab::ctl(l, {"fault", "short-answer", "--service", "vsan-manager", size}).status, 0)
+        << lab::ctl(l, {"fault", "short-answer", "--help"}).output;
+    for (const varbind &v : snmp::get(c, {vsan_cell(2, 10), vsan_cell(3, 10), root({1, 4, 8, 1, 2, 10})}).varbinds) {
+      const bool timer_fits = v.name.size() == 15 && v.name[10] == 4 && std::stoul(size) >= 15;
+      if (!timer_fits) {
+        EXPECT_EQ(v.type, snmp::kNoSuchInstance) << size << " " << snmp::text(v.name);
+      }
+    }
+    ASSERT_EQ(lab::ctl(l, {"fault", "clear"}).status, 0);
+  }
+  EXPECT_EQ(snmp::walk(c, root({})), golden());
+}
+
+// The large switch.
+TEST(ReadLarge, WalkOf4093VsansAnd512InterfacesIsCompleteAndAscending) {
+  const std::string file = "/tmp/large-topology-" + std::to_string(getpid()) + ".toml";
+  const auto generated = lab::run({"python3", LAB_SOURCE_DIR "/packaging/topologies/generate-topology.py"});
+  ASSERT_EQ(generated.status, 0) << generated.output;
+  lab::write_file(file, generated.output);
+  lab::lab l;
+  lab::options how;
+  how.topology_file = file;
+  lab::start(l, how);
+  snmp::client c(l, snmp::community("public"), 10);
+  const auto seen = snmp::bulkwalk(c, root({}), 60);
+  unlink(file.c_str());
+  EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end(), [](const auto &x, const auto &y) { return x.name < y.name; }));
+  const auto count = [&](const snmp::name_t &prefix) {
+    return std::count_if(seen.begin(), seen.end(), [&](const varbind &v) {
+      return v.name.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), v.name.begin());
+    });
+  };
+  EXPECT_EQ(seen.at(0), snmp::integer(root({1, 1, 1, 0}), 4093));
+  for (unsigned long id : {2, 3, 4, 5, 6, 8, 9, 10, 11, 12}) EXPECT_EQ(count(root({1, 1, 3, 1, id})), 4093) << id;
+  for (unsigned long id : {1, 2}) EXPECT_EQ(count(root({1, 2, 5, 1, id})), 512);
+  for (unsigned long id : {1, 2, 3, 4, 5}) EXPECT_EQ(count(root({1, 4, 8, 1, id})), 4093) << id;
+}
+
+}  // namespace

@@ -1,0 +1,194 @@
+#include "tests/agent/snmp_client.h"
+
+// clang-format off
+#include <net-snmp/net-snmp-config.h>
+#include <net-snmp/net-snmp-includes.h>
+// clang-format on
+
+#include <string.h>
+
+#include <algorithm>
+#include <ostream>
+#include <stdexcept>
+
+#include "tests/agent/lab.h"
+
+namespace snmp {
+namespace {
+
+void init_library() {
+  static const bool done = [] {
+    setenv("MIBS", "", 1);
+    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
+    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
+    snmp_disable_log();
+    init_snmp("vsanmib_test");
+    return true;
+  }();
+  static_cast<void>(done);
+}
+
+void set_keys(netsnmp_session &s, const std::string &name) {
+  const std::string auth = name + "-auth-key", priv = name + "-priv-key";
+  s.securityAuthProto = const_cast<oid *>(sc_get_auth_oid(NETSNMP_USMAUTH_HMAC192SHA256, &s.securityAuthProtoLen));
+  s.securityAuthKeyLen = sizeof s.securityAuthKey;
+  s.securityPrivProto = const_cast<oid *>(sc_get_priv_oid(USM_CREATE_USER_PRIV_AES, &s.securityPrivProtoLen));
+  s.securityPrivKeyLen = sizeof s.securityPrivKey;
+  s.securityLevel = SNMP_SEC_LEVEL_AUTHPRIV;
+  const auto key = [&](const std::string &phrase, u_char *out, size_t *length) {
+    generate_Ku(s.securityAuthProto, static_cast<u_int>(s.securityAuthProtoLen),
+                reinterpret_cast<const u_char *>(phrase.data()), phrase.size(), out, length);
+  };
+  key(auth, s.securityAuthKey, &s.securityAuthKeyLen);
+  key(priv, s.securityPrivKey, &s.securityPrivKeyLen);
+}
+
+varbind from_library(const netsnmp_variable_list &v) {
+  varbind out;
+  out.name.assign(v.name, v.name + v.name_length);
+  out.type = v.type;
+  if (v.type == ASN_OCTET_STR) {
+    out.octets.assign(reinterpret_cast<const char *>(v.val.string), v.val_len);
+  } else if (v.type == ASN_INTEGER) {
+    out.integer = *v.val.integer;
+  } else if (v.type == ASN_GAUGE || v.type == ASN_TIMETICKS) {
+    out.integer = static_cast<long>(static_cast<unsigned long>(*v.val.integer) & 0xffffffffu);
+  }
+  return out;
+}
+
+answer exchange(client &c, netsnmp_pdu *pdu) {
+  if (c.next_request_id != 0) pdu->reqid = c.next_request_id;
+  netsnmp_pdu *response = nullptr;
+  answer out;
+  if (snmp_sess_synch_response(c.session, pdu, &response) != STAT_SUCCESS || response == nullptr) {
+    if (response != nullptr) snmp_free_pdu(response);
+    return out;
+  }
+  out.sent_back = true;
+  out.status = static_cast<int>(response->errstat);
+  out.index = response->errindex;
+  for (const netsnmp_variable_list *v = response->variables; v != nullptr; v = v->next_variable) {
+    out.varbinds.push_back(from_library(*v));
+  }
+  snmp_free_pdu(response);
+  return out;
+}
+
+netsnmp_pdu *request(int command, const std::vector<name_t> &names) {
+  netsnmp_pdu *pdu = snmp_pdu_create(command);
+  for (const name_t &name : names) snmp_add_null_var(pdu, name.data(), name.size());
+  return pdu;
+}
+
+bool is_under(const name_t &name, const name_t &prefix) {
+  return name.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), name.begin());
+}
+
+}  // namespace
+
+name_t root(std::initializer_list<unsigned long> suffix) {
+  name_t name = {1, 3, 6, 1, 4, 1, 32473, 9, 282};
+  name.insert(name.end(), suffix);
+  return name;
+}
+
+name_t vsan_cell(unsigned long column, unsigned long vsan) { return root({1, 1, 3, 1, column, vsan}); }
+
+std::string text(const name_t &name) {
+  std::string out;
+  for (unsigned long id : name) out += "." + std::to_string(id);
+  return out;
+}
+
+void PrintTo(const varbind &v, std::ostream *out) {
+  *out << text(v.name) << " type " << v.type << " ";
+  if (v.type == ASN_OCTET_STR) {
+    *out << '"' << v.octets << '"';
+  } else {
+    *out << v.integer;
+  }
+}
+
+varbind integer(const name_t &name, long value) { return {name, ASN_INTEGER, value, {}}; }
+varbind gauge(const name_t &name, unsigned long value) { return {name, ASN_GAUGE, static_cast<long>(value), {}}; }
+varbind octets(const name_t &name, const std::string &value) { return {name, ASN_OCTET_STR, 0, value}; }
+
+identity community(const std::string &name, int version) { return {version, name}; }
+identity user(const std::string &name) { return {3, name}; }
+
+client::client(const ::lab::lab &l, const identity &who, double timeout_seconds) {
+  init_library();
+  netsnmp_session s;
+  snmp_sess_init(&s);
+  std::string peer = ::lab::agent_address(l), name = who.name;
+  s.peername = peer.data();
+  s.timeout = static_cast<long>(timeout_seconds * 1e6);
+  s.retries = 0;
+  if (who.version == 3) {
+    s.version = SNMP_VERSION_3;
+    s.securityName = name.data();
+    s.securityNameLen = name.size();
+    set_keys(s, who.name);
+  } else {
+    s.version = who.version == 1 ? SNMP_VERSION_1 : SNMP_VERSION_2c;
+    s.community = reinterpret_cast<u_char *>(name.data());
+    s.community_len = name.size();
+  }
+  session = snmp_sess_open(&s);
+  if (session == nullptr) throw std::runtime_error("cannot open an SNMP session to " + peer);
+}
+
+client::~client() { snmp_sess_close(session); }
+
+answer get(client &c, const std::vector<name_t> &names) { return exchange(c, request(SNMP_MSG_GET, names)); }
+answer getnext(client &c, const std::vector<name_t> &names) { return exchange(c, request(SNMP_MSG_GETNEXT, names)); }
+
+answer getbulk(client &c, const std::vector<name_t> &names, int repetitions) {
+  netsnmp_pdu *pdu = request(SNMP_MSG_GETBULK, names);
+  pdu->non_repeaters = 0;
+  pdu->max_repetitions = repetitions;
+  return exchange(c, pdu);
+}
+
+answer set(client &c, const std::vector<varbind> &varbinds) {
+  netsnmp_pdu *pdu = snmp_pdu_create(SNMP_MSG_SET);
+  for (const varbind &v : varbinds) {
+    const bool is_text = v.type == ASN_OCTET_STR;
+    const void *value = is_text ? static_cast<const void *>(v.octets.data()) : &v.integer;
+    snmp_pdu_add_variable(pdu, v.name.data(), v.name.size(), static_cast<u_char>(v.type), value,
+                          is_text ? v.octets.size() : sizeof v.integer);
+  }
+  return exchange(c, pdu);
+}
+
+std::vector<varbind> walk(client &c, const name_t &prefix, size_t most) {
+  std::vector<varbind> out;
+  name_t at = prefix;
+  while (out.size() < most) {
+    const answer a = getnext(c, {at});
+    if (!a.sent_back || a.status != 0 || !is_under(a.varbinds[0].name, prefix) || a.varbinds[0].type >= kNoSuchObject) {
+      break;
+    }
+    out.push_back(a.varbinds[0]);
+    at = a.varbinds[0].name;
+  }
+  return out;
+}
+
+std::vector<varbind> bulkwalk(client &c, const name_t &prefix, int repetitions, size_t most) {
+  std::vector<varbind> out;
+  name_t at = prefix;
+  while (out.size() < most) {
+    const answer a = getbulk(c, {at}, repetitions);
+    if (!a.sent_back || a.status != 0 || a.varbinds.empty()) return out;
+    for (const varbind &v : a.varbinds) {
+      if (!is_under(v.name, prefix) || v.type >= kNoSuchObject) return out;
+      out.push_back(v);
+    }
+    at = a.varbinds.back().name;
+  }
+  return out;
+}
+
+}  // namespace snmp

@@ -1,0 +1,78 @@
+// SNMP from inside a test: one PDU a call, over net-snmp's client library.
+#ifndef TESTS_AGENT_SNMP_CLIENT_H
+#define TESTS_AGENT_SNMP_CLIENT_H
+
+#include <cstdint>
+#include <initializer_list>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace lab {
+struct lab;
+}
+
+namespace snmp {
+
+using name_t = std::vector<unsigned long>;
+
+// The OID `suffix` under the module's root; a cell of the VSAN table.
+name_t root(std::initializer_list<unsigned long> suffix);
+name_t vsan_cell(unsigned long column, unsigned long vsan);
+std::string text(const name_t &name);
+
+struct varbind {
+  name_t name;
+  int type = 5;        // an ASN type or exception; 5 is NULL
+  long integer = 0;    // INTEGER, Gauge32, TimeTicks
+  std::string octets;  // OCTET STRING
+
+  bool operator==(const varbind &other) const = default;
+};
+void PrintTo(const varbind &v, std::ostream *out);
+
+varbind integer(const name_t &name, long value);
+varbind gauge(const name_t &name, unsigned long value);
+varbind octets(const name_t &name, const std::string &value);
+
+constexpr int kNoSuchObject = 0x80, kNoSuchInstance = 0x81, kEndOfMibView = 0x82;
+
+// Who asks.
+struct identity {
+  int version;  // 1, 2 or 3
+  std::string name;  // community or user; a user's keys are NAME-auth-key and NAME-priv-key
+};
+identity community(const std::string &name, int version = 2);
+identity user(const std::string &name);
+
+struct client {
+  client(const ::lab::lab &l, const identity &who, double timeout_seconds = 2);
+  ~client();
+  client(const client &) = delete;
+  client &operator=(const client &) = delete;
+
+  void *session;
+  // The request id of the next PDU; 0: the library's own.
+  long next_request_id = 0;
+};
+
+struct answer {
+  bool sent_back = false;  // false: no answer in time
+  int status = 0;          // SNMP error status
+  long index = 0;          // of the varbind it is about, 1-based
+  std::vector<varbind> varbinds;
+};
+
+answer get(client &c, const std::vector<name_t> &names);
+answer getnext(client &c, const std::vector<name_t> &names);
+answer getbulk(client &c, const std::vector<name_t> &names, int repetitions);
+answer set(client &c, const std::vector<varbind> &varbinds);
+
+// A GETNEXT walk of everything under `prefix`; stops at an error, and after `most` steps.
+std::vector<varbind> walk(client &c, const name_t &prefix, size_t most = 200000);
+// The same with GETBULK.
+std::vector<varbind> bulkwalk(client &c, const name_t &prefix, int repetitions = 50, size_t most = 400000);
+
+}  // namespace snmp
+
+#endif
