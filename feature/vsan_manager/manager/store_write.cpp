@@ -1,7 +1,7 @@
 #include "feature/vsan_manager/manager/change_effects.h"
 #include "feature/vsan_manager/manager/store_internal.h"
 
-// Binds the arguments in order and runs the statement. Returns whether it was done.
+// Each binds one argument and returns whether it could.
 static bool bind(sqlite3_stmt *statement, int at, int64_t value) {
   return sqlite3_bind_int64(statement, at, value) == SQLITE_OK;
 }
@@ -26,6 +26,7 @@ static bool bind(sqlite3_stmt *statement, int at, const std::vector<uint8_t> &va
   return sqlite3_bind_blob(statement, at, value.data(), static_cast<int>(value.size()), SQLITE_STATIC) == SQLITE_OK;
 }
 
+// Binds the arguments in order and runs the statement. Returns whether it was done.
 template <typename... Values>
 static bool execute(store *opened, store_statement which, const Values &...values) {
   sqlite3_stmt *statement = opened->statements[which];

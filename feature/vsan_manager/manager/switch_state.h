@@ -9,7 +9,6 @@
 
 #include <stdint.h>
 
-#include <array>
 #include <deque>
 #include <map>
 #include <set>

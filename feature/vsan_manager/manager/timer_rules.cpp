@@ -9,7 +9,7 @@ int timer_problem(uint32_t key, uint32_t value) {
   return value < range.low || value > range.high ? kStatusTimerRange : 0;
 }
 
-// Puts the value into the session, unless the session would then be what it was.
+// Puts the value into the session of the user, opening it when there is none.
 static int plan_pending_timer(const switch_state &state, const distribution_engine &engine, const timer_key &key,
                               uint32_t value, const std::string &user, switch_change &change) {
   const int status = distribution_open(engine, state.settings.distribution, user, change.settings.distribution);
