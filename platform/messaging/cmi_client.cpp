@@ -103,6 +103,9 @@ int hand_over(const message_header &answer, void **response, uint32_t *size) {
     *size = answer.payload_size;
   }
   const int status = static_cast<int>(answer.status);
+  if (status == 0 && response != nullptr && answer.payload_size == 0) {
+    return fail(EPROTO);  // success without the payload that was asked for says nothing
+  }
   return status == -1 ? fail(EPROTO) : status;  // no receiver answers -1: it is what a failed call returns
 }
 

@@ -85,7 +85,8 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-// Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock program.
+// Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock
+// program.
 process launch(const std::vector<std::string> &command, const std::string &log, bool preload = false) {
   const pid_t pid = fork();
   if (pid < 0) throw std::runtime_error("fork failed");
@@ -145,11 +146,12 @@ void start_snmptrapd(lab &l) {
   write_file(l.dir + "/snmptrapd.conf",
              "disableAuthorization yes\n"
              "createUser -e 0x8000000001020304 operator SHA-256 operator-auth-key AES operator-priv-key\n");
-  l.snmptrapd = launch({"snmptrapd", "-f", "-n", "-On", "-C", "-c", l.dir + "/snmptrapd.conf",
-                        "--persistentDir=" + l.dir + "/traps", "-Lf", l.dir + "/traps.log",
-                        "udp:127.0.0.1:" + std::to_string(l.trap_port)},
-                       l.dir + "/snmptrapd.log");
-  const bool serves = wait_until([&] { return read_file(l.dir + "/traps.log").find("NET-SNMP version") != std::string::npos; });
+  l.snmptrapd = launch(
+      {"snmptrapd", "-f", "-n", "-On", "-C", "-c", l.dir + "/snmptrapd.conf", "--persistentDir=" + l.dir + "/traps",
+       "-Lf", l.dir + "/traps.log", "udp:127.0.0.1:" + std::to_string(l.trap_port)},
+      l.dir + "/snmptrapd.log");
+  const bool serves =
+      wait_until([&] { return read_file(l.dir + "/traps.log").find("NET-SNMP version") != std::string::npos; });
   if (!serves) throw std::runtime_error("snmptrapd does not start: " + read_file(l.snmptrapd.log));
 }
 
@@ -186,9 +188,9 @@ void start(lab &l, const options &how) {
 
 void start_switchd(lab &l) {
   const std::string topology = l.how.topology_file.empty() ? l.dir + "/topology.toml" : l.how.topology_file;
-  l.switchd = launch({LAB_BIN_DIR "/switchd", "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db", "--topology",
-                      topology},
-                     l.dir + "/switchd.log");
+  l.switchd = launch(
+      {LAB_BIN_DIR "/switchd", "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db", "--topology", topology},
+      l.dir + "/switchd.log");
   if (!wait_until([&] { return ctl(l, {"show", "status"}).status == 0; })) {
     throw std::runtime_error("switchd does not start: " + read_file(l.switchd.log));
   }
@@ -196,20 +198,24 @@ void start_switchd(lab &l) {
 
 void start_snmpd(lab &l) {
   write_file(l.dir + "/snmpd.conf", agent_conf(l));
-  l.snmpd = launch({"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux", "--persistentDir=" + l.dir + "/agent",
-                    "-Lf", l.dir + "/agent.log", agent_address(l)},
+  l.snmpd = launch({"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux",
+                    "--persistentDir=" + l.dir + "/agent", "-Lf", l.dir + "/agent.log", agent_address(l)},
                    l.dir + "/snmpd.log", true);
-  snmp::client probe(l, snmp::community("public"));
-  const bool serves = wait_until([&] {
-    const auto answer = snmp::get(probe, {snmp::root({1, 1, 1, 0})});
-    return answer.sent_back && answer.varbinds[0].type == 2;
-  }, 20);
+  snmp::client probe(l, snmp::community("public"), 0.05);
+  const bool serves = wait_until(
+      [&] {
+        const auto answer = snmp::get(probe, {snmp::root({1, 1, 1, 0})});
+        return answer.sent_back && answer.varbinds[0].type == 2;
+      },
+      20);
   if (!serves) {
     throw std::runtime_error("snmpd does not start: " + read_file(l.snmpd.log) + read_file(l.dir + "/agent.log"));
   }
 }
 
-void signal(const process &p, int number) { kill(p.pid, number); }
+void signal(const process &p, int number) {
+  kill(p.pid, number);
+}
 
 int stop(process &p, int number) {
   if (p.pid == 0) return 0;
@@ -224,9 +230,13 @@ int stop(process &p, int number) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-bool is_running(const process &p) { return p.pid != 0 && waitpid(p.pid, nullptr, WNOHANG) == 0; }
+bool is_running(const process &p) {
+  return p.pid != 0 && waitpid(p.pid, nullptr, WNOHANG) == 0;
+}
 
-std::string agent_address(const lab &l) { return "udp:127.0.0.1:" + std::to_string(l.snmp_port); }
+std::string agent_address(const lab &l) {
+  return "udp:127.0.0.1:" + std::to_string(l.snmp_port);
+}
 
 result run(const std::vector<std::string> &command) {
   char log[] = "/tmp/lab-run.XXXXXX";
@@ -254,7 +264,9 @@ std::string read_file(const std::string &path) {
   return out.str();
 }
 
-void write_file(const std::string &path, const std::string &text) { std::ofstream(path, std::ios::binary) << text; }
+void write_file(const std::string &path, const std::string &text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
 
 bool wait_until(const std::function<bool()> &condition, double seconds) {
   const auto end = clock::now() + std::chrono::duration<double>(seconds);

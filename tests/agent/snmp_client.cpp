@@ -93,7 +93,9 @@ name_t root(std::initializer_list<unsigned long> suffix) {
   return name;
 }
 
-name_t vsan_cell(unsigned long column, unsigned long vsan) { return root({1, 1, 3, 1, column, vsan}); }
+name_t vsan_cell(unsigned long column, unsigned long vsan) {
+  return root({1, 1, 3, 1, column, vsan});
+}
 
 std::string text(const name_t &name) {
   std::string out;
@@ -110,12 +112,22 @@ void PrintTo(const varbind &v, std::ostream *out) {
   }
 }
 
-varbind integer(const name_t &name, long value) { return {name, ASN_INTEGER, value, {}}; }
-varbind gauge(const name_t &name, unsigned long value) { return {name, ASN_GAUGE, static_cast<long>(value), {}}; }
-varbind octets(const name_t &name, const std::string &value) { return {name, ASN_OCTET_STR, 0, value}; }
+varbind integer(const name_t &name, long value) {
+  return {name, ASN_INTEGER, value, {}};
+}
+varbind gauge(const name_t &name, unsigned long value) {
+  return {name, ASN_GAUGE, static_cast<long>(value), {}};
+}
+varbind octets(const name_t &name, const std::string &value) {
+  return {name, ASN_OCTET_STR, 0, value};
+}
 
-identity community(const std::string &name, int version) { return {version, name}; }
-identity user(const std::string &name) { return {3, name}; }
+identity community(const std::string &name, int version) {
+  return {version, name};
+}
+identity user(const std::string &name) {
+  return {3, name};
+}
 
 client::client(const ::lab::lab &l, const identity &who, double timeout_seconds) {
   init_library();
@@ -139,10 +151,16 @@ client::client(const ::lab::lab &l, const identity &who, double timeout_seconds)
   if (session == nullptr) throw std::runtime_error("cannot open an SNMP session to " + peer);
 }
 
-client::~client() { snmp_sess_close(session); }
+client::~client() {
+  snmp_sess_close(session);
+}
 
-answer get(client &c, const std::vector<name_t> &names) { return exchange(c, request(SNMP_MSG_GET, names)); }
-answer getnext(client &c, const std::vector<name_t> &names) { return exchange(c, request(SNMP_MSG_GETNEXT, names)); }
+answer get(client &c, const std::vector<name_t> &names) {
+  return exchange(c, request(SNMP_MSG_GET, names));
+}
+answer getnext(client &c, const std::vector<name_t> &names) {
+  return exchange(c, request(SNMP_MSG_GETNEXT, names));
+}
 
 answer getbulk(client &c, const std::vector<name_t> &names, int repetitions) {
   netsnmp_pdu *pdu = request(SNMP_MSG_GETBULK, names);

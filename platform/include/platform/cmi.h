@@ -25,7 +25,8 @@ extern "C" {
 //
 // Returns 0, or the receiver's status, or -1 with `errno`: ETIMEDOUT when no answer came in time (and at once while
 // the receiver is suspect: it let a request time out less than a second ago and has shown no life since), ECONNREFUSED or
-// ENOENT when no manager serves `service`, ECONNRESET or EPROTO when the exchange broke, EMSGSIZE when the request is larger
+// ENOENT when no manager serves `service`, ECONNRESET or EPROTO when the exchange broke (a success
+// without the payload that was wanted is EPROTO), EMSGSIZE when the request is larger
 // than a message can be.
 int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
                  const char *session, int service, mts_queue_t queue, int timeout);

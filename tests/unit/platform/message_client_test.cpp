@@ -73,12 +73,13 @@ TEST(MessageClient, SizeIsLeftWhenNoResponseIsWanted) {
   EXPECT_FALSE(manager.seen().at(0).wants_payload);
 }
 
-TEST(MessageClient, SizeIsLeftAndNoBufferComesWithAnEmptyAnswer) {
+TEST(MessageClient, ASuccessWithoutThePayloadThatWasWantedIsABrokenExchange) {
   const private_dir dir;
   fake_manager manager(dir.path);
   manager.add_fault({fault_kind::short_answer, -1, -1, 0});
   const call_result result = call("abcd");
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, -1);
+  EXPECT_EQ(result.why, EPROTO);
   EXPECT_EQ(result.size, 4U);
   EXPECT_FALSE(result.payload);
 }
