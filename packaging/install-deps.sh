@@ -17,3 +17,9 @@ if [ ${#missing[@]} -gt 0 ]; then
   apt-get update -qq
   apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
+
+# Test clients from npm, and the standard MIB modules that come with one of them.
+clients="$here/../tests/agent/npm"
+if [ "$clients/package-lock.json" -nt "$clients/node_modules/.package-lock.json" ]; then
+  npm --prefix "$clients" ci --loglevel=error --no-audit --no-fund --ignore-scripts
+fi
