@@ -126,11 +126,11 @@ int set_Scalar(uint32_t opcode, uint32_t size, void *payload) {
   return status == 0 ? SNMP_ERR_NOERROR : refused_write(status);
 }
 
-#define GLOBAL_SETTER(function, setter)                                                                         \
-  int function(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *, oid *, size_t) { \
-    if (action == RESERVE1) return check(setter, var_val_type, var_val_len, var_val);                           \
-    if (action == ACTION) return setter.send(setter.sent_type, read_set_integer(var_val, var_val_len).value);   \
-    return SNMP_ERR_NOERROR;                                                                                    \
+#define GLOBAL_SETTER(function, setter)                                                                           \
+  int function(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *, oid *, size_t) {   \
+    if (action == RESERVE1) return check(setter, var_val_type, var_val_len, var_val);                             \
+    if (action == ACTION) return (setter).send((setter).sent_type, read_set_integer(var_val, var_val_len).value); \
+    return SNMP_ERR_NOERROR;                                                                                      \
   }
 
 GLOBAL_SETTER(set_fcTimerDstov, kDstov)
