@@ -291,6 +291,30 @@ std::string store_dump(const lab &l) {
   return dump.output;
 }
 
+std::string settled_dump(const lab &l) {
+  std::string before, now;
+  const bool settled = wait_until([&] {
+    before = now;
+    now = store_dump(l);
+    return now == before && now.find("INSERT INTO notification") == std::string::npos;
+  });
+  if (!settled) throw std::runtime_error("notifications stay in the store: " + now);
+  return now;
+}
+
+std::string store_rows(const lab &l) {
+  const result rows = run({"sqlite3", "-readonly", l.dir + "/switch.db",
+                           "SELECT 'vsan ' || id, name, media_type, admin_state, mtu, load_balancing, interop, inorder,"
+                           " drop_latency FROM vsan ORDER BY id;"
+                           "SELECT 'interface ' || ifindex, vsan, up FROM interface ORDER BY ifindex;"
+                           "SELECT 'timer ' || vsan, key, value FROM timer ORDER BY vsan, key;"
+                           "SELECT 'pending ' || vsan, key, value FROM pending_timer ORDER BY vsan, key;"
+                           "SELECT 'setting ' || name, value FROM setting WHERE name NOT LIKE 'changed_%' AND"
+                           " name NOT LIKE '%notification%' ORDER BY name;"});
+  if (rows.status != 0) throw std::runtime_error("cannot read the store: " + rows.output);
+  return rows.output;
+}
+
 int free_udp_port() {
   const int s = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   sockaddr_in address = {};

@@ -76,6 +76,11 @@ long resident_kib(const process &p);
 
 // Everything that the store holds, as SQL text.
 std::string store_dump(const lab &l);
+// The same once the agent has taken every notification: two of them differ by what was written in between, and by nothing else.
+std::string settled_dump(const lab &l);
+// The switch's configuration as the store holds it, a line each: "vsan 5|five|…", "interface …", "timer …", "setting …".
+// Notifications and the time of the last change are left out.
+std::string store_rows(const lab &l);
 
 int free_udp_port();
 

@@ -172,10 +172,11 @@ answer getbulk(client &c, const std::vector<name_t> &names, int repetitions) {
 answer set(client &c, const std::vector<varbind> &varbinds) {
   netsnmp_pdu *pdu = snmp_pdu_create(SNMP_MSG_SET);
   for (const varbind &v : varbinds) {
-    const bool is_text = v.type == ASN_OCTET_STR;
-    const void *value = is_text ? static_cast<const void *>(v.octets.data()) : &v.integer;
+    const bool is_number =
+        v.type == ASN_INTEGER || v.type == ASN_GAUGE || v.type == ASN_TIMETICKS || v.type == ASN_COUNTER;
+    const void *value = is_number ? static_cast<const void *>(&v.integer) : v.octets.data();
     snmp_pdu_add_variable(pdu, v.name.data(), v.name.size(), static_cast<u_char>(v.type), value,
-                          is_text ? v.octets.size() : sizeof v.integer);
+                          is_number ? sizeof v.integer : v.octets.size());
   }
   return exchange(c, pdu);
 }

@@ -24,8 +24,8 @@ std::string text(const name_t &name);
 struct varbind {
   name_t name;
   int type = 5;        // an ASN type or exception; 5 is NULL
-  long integer = 0;    // INTEGER, Gauge32, TimeTicks
-  std::string octets;  // OCTET STRING
+  long integer = 0;    // INTEGER, Gauge32, TimeTicks, Counter32
+  std::string octets;  // the octets of every other type
 
   bool operator==(const varbind &other) const = default;
 };
