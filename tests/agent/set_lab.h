@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <string.h>
 
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -127,15 +128,20 @@ class SetTest : public ::testing::Test {
 };
 
 // One PDU's outcome: status and 1-based index of the varbind that it is about.
-#define EXPECT_SET(answer_expression, expected_status, expected_index) \
-  do {                                                                 \
-    const snmp::answer outcome = (answer_expression);                  \
-    EXPECT_TRUE(outcome.sent_back);                                    \
-    EXPECT_EQ(outcome.status, static_cast<int>(expected_status));      \
-    EXPECT_EQ(outcome.index, static_cast<long>(expected_index));       \
-  } while (false)
+struct outcome {
+  int status;
+  long index;
+  bool operator==(const outcome &other) const = default;
+};
+inline void PrintTo(const outcome &o, std::ostream *out) {
+  *out << "status " << o.status << " at varbind " << o.index;
+}
+inline outcome outcome_of(const snmp::answer &answer) {
+  return answer.sent_back ? outcome{answer.status, answer.index} : outcome{-1, -1};
+}
 
-#define EXPECT_DONE(answer_expression) EXPECT_SET(answer_expression, set_lab::kNoError, 0)
+#define EXPECT_SET(answer, status, index) EXPECT_EQ(set_lab::outcome_of(answer), (set_lab::outcome{status, index}))
+#define EXPECT_DONE(answer) EXPECT_SET(answer, set_lab::kNoError, 0)
 
 }  // namespace set_lab
 
