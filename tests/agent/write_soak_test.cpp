@@ -1,0 +1,181 @@
+// Writes for a long time: memory stays flat, and a killed switchd loses nothing that was acknowledged.
+//   SOAK_PDUS    how many SET PDUs the memory test sends (5000)
+//   KILL_ROUNDS  how often the durability test kills switchd (20)
+//   SOAK_SEED    repeats a run; the seed of each run is printed
+#include <stdlib.h>
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <random>
+#include <thread>
+
+#include "tests/agent/set_lab.h"
+
+namespace {
+
+using namespace set_lab;
+using snmp::root;
+using snmp::vsan_cell;
+
+unsigned long from_environment(const char *variable, unsigned long otherwise) {
+  const char *text = getenv(variable);
+  return text == nullptr ? otherwise : strtoul(text, nullptr, 10);
+}
+
+std::mt19937 seeded() {
+  const auto seed = static_cast<unsigned>(from_environment("SOAK_SEED", std::random_device()()));
+  printf("SOAK_SEED=%u\n", seed);
+  return std::mt19937(seed);
+}
+
+unsigned long draw(std::mt19937 &random, unsigned long low, unsigned long high) {
+  return std::uniform_int_distribution<unsigned long>(low, high)(random);
+}
+
+// PDUs that are accepted and refused in each phase, over every table that can be written.
+std::vector<snmp::varbind> mixed_pdu(std::mt19937 &random, unsigned long i) {
+  const std::string fresh = "n" + std::to_string(i);
+  const unsigned long vsan = 100 + draw(random, 0, 9);
+  switch (draw(random, 0, 9)) {
+    case 0:
+      return {name(vsan, fresh), row_status(vsan, kCreateAndGo)};
+    case 1:
+      return {row_status(vsan, kCreateAndGo), name(vsan, fresh), admin_state(vsan, 2)};
+    case 2:
+      return {row_status(vsan, kDestroy)};
+    case 3:
+      return {name(5, fresh), admin_state(10, static_cast<long>(draw(random, 1, 2))),
+              snmp::gauge(vsan_cell(kDropLatency, 20), draw(random, 0, 3) * 20001)};
+    case 4:
+      return {name(5, fresh), row_status(vsan, kCreateAndGo), admin_state(20, 3)};
+    case 5:
+      return {name(10, fresh), row_status(20, kActive), row_status(vsan, kDestroy), name(5, "default")};
+    case 6:
+      return {snmp::octets(root({1, 4, 8, 1, 1, 5}), std::string(1, draw(random, 0, 1) == 0 ? '\0' : '\xe0')),
+              snmp::gauge(root({1, 4, 8, 1, 3, 5}), draw(random, 900, 4100))};
+    case 7:
+      return {snmp::integer(root({1, 2, 5, 1, 1, 16781312}), static_cast<long>(draw(random, 0, 1) * 5 + 5))};
+    case 8:
+      return {snmp::gauge(root({1, 4, 6, 0}), draw(random, 0, 60000)), snmp::integer(root({1, 4, 7, 0}), 1)};
+    default:
+      return {row_status(vsan, kActive), name(vsan, std::string(draw(random, 0, 33), 'x'))};
+  }
+}
+
+// A sanitized process keeps freed memory back until its quarantine is full; a small one is full before the measuring
+// starts.
+void small_quarantine() {
+  setenv("ASAN_OPTIONS", "quarantine_size_mb=8", 1);
+}
+
+TEST(WriteSoak, ManySetPdusLeaveTheMemoryOfAgentAndManagerFlat) {
+  const unsigned long pdus = from_environment("SOAK_PDUS", 5000);
+  constexpr long kGrowthKib = 1024;
+  small_quarantine();
+  std::mt19937 random = seeded();
+  lab::lab l;
+  lab::start(l);
+  snmp::client writer(l, snmp::community("private"), 30);
+  std::map<int, unsigned long> statuses;
+  const auto send = [&](unsigned long from, unsigned long to) {
+    for (unsigned long i = from; i < to; ++i) {
+      const snmp::answer answer = snmp::set(writer, mixed_pdu(random, i));
+      ASSERT_TRUE(answer.sent_back) << "PDU " << i;
+      ++statuses[answer.status];
+    }
+  };
+  const unsigned long warm = std::max(pdus / 5, std::min(pdus, 2500ul));
+  ASSERT_NO_FATAL_FAILURE(send(0, warm));
+  const long agent_before = lab::resident_kib(l.snmpd), manager_before = lab::resident_kib(l.switchd);
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_NO_FATAL_FAILURE(send(warm, pdus));
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const long agent_after = lab::resident_kib(l.snmpd), manager_after = lab::resident_kib(l.switchd);
+  printf("%lu PDUs, %.0f a second; KiB resident: snmpd %ld -> %ld, switchd %ld -> %ld\n", pdus,
+         static_cast<double>(pdus - warm) / seconds, agent_before, agent_after, manager_before, manager_after);
+  for (const auto &[status, count] : statuses) printf("  status %d: %lu\n", status, count);
+  EXPECT_LT(agent_after - agent_before, kGrowthKib);
+  EXPECT_LT(manager_after - manager_before, kGrowthKib);
+  // The mix did what it is for: accepted, and refused by check, by absence and by the manager.
+  for (const int status : {kNoError, kGenErr, kWrongLength, kWrongValue, kInconsistentValue, kInconsistentName}) {
+    EXPECT_GT(statuses[status], 0u) << "status " << status;
+  }
+}
+
+// What one VSAN may read as after the kill: what was acknowledged last, or what was under way.
+using row_name = std::optional<std::string>;  // none: no such VSAN
+struct expectation {
+  row_name acknowledged;
+  std::optional<row_name> under_way;
+};
+
+constexpr unsigned long kFirstVsan = 200, kVsans = 6;
+
+// Renames, creates and deletes until a SET is not acknowledged. Returns how many were.
+unsigned long write_until_killed(snmp::client &writer, std::mt19937 &random, unsigned long round,
+                                 std::map<unsigned long, expectation> &model) {
+  for (unsigned long i = 0;; ++i) {
+    const unsigned long vsan = kFirstVsan + draw(random, 0, kVsans - 1);
+    expectation &expected = model[vsan];
+    const std::string fresh = "r" + std::to_string(round) + "-" + std::to_string(i);
+    const bool destroy = expected.acknowledged && draw(random, 0, 3) == 0;
+    std::vector<snmp::varbind> pdu;
+    if (destroy) {
+      pdu = {row_status(vsan, kDestroy)};
+    } else if (expected.acknowledged) {
+      pdu = {name(vsan, fresh)};
+    } else {
+      pdu = {name(vsan, fresh), row_status(vsan, kCreateAndGo)};
+    }
+    const row_name written = destroy ? row_name() : row_name(fresh);
+    const snmp::answer answer = snmp::set(writer, pdu);
+    if (!answer.sent_back || answer.status != kNoError) {
+      expected.under_way = written;
+      return i;
+    }
+    expected.acknowledged = written;
+  }
+}
+
+row_name name_in_agent(snmp::client &c, unsigned long vsan) {
+  const snmp::answer answer = snmp::get(c, {vsan_cell(kName, vsan)});
+  EXPECT_TRUE(answer.sent_back);
+  if (!answer.sent_back || answer.varbinds[0].type != 4) return {};
+  return answer.varbinds[0].octets;
+}
+
+TEST(WriteSoak, ASwitchdKilledAtARandomMomentLosesNoAcknowledgedWrite) {
+  const unsigned long rounds = from_environment("KILL_ROUNDS", 20);
+  std::mt19937 random = seeded();
+  lab::lab l;
+  lab::start(l);
+  snmp::client writer(l, snmp::community("private"), 30);
+  std::map<unsigned long, expectation> model;
+  unsigned long acknowledged = 0, came_through = 0;
+  for (unsigned long round = 0; round < rounds; ++round) {
+    const auto wait = std::chrono::microseconds(draw(random, 0, 60000));
+    std::thread killer([&] {
+      std::this_thread::sleep_for(wait);
+      lab::signal(l.switchd, SIGKILL);
+    });
+    acknowledged += write_until_killed(writer, random, round, model);
+    killer.join();
+    EXPECT_EQ(lab::stop(l.switchd, SIGKILL), -SIGKILL) << "it ran until it was killed";
+    lab::start_switchd(l);
+    for (auto &[vsan, expected] : model) {
+      const row_name found = name_in_agent(writer, vsan);
+      const bool is_acknowledged = found == expected.acknowledged;
+      const bool is_under_way = expected.under_way && found == *expected.under_way;
+      ASSERT_TRUE(is_acknowledged || is_under_way)
+          << "round " << round << ", VSAN " << vsan << ": found " << found.value_or("(none)") << ", acknowledged "
+          << expected.acknowledged.value_or("(none)");
+      came_through += is_under_way && !is_acknowledged ? 1 : 0;
+      expected = {found, {}};
+    }
+  }
+  printf("%lu kills, %lu acknowledged writes, %lu came through unacknowledged\n", rounds, acknowledged, came_through);
+  EXPECT_GT(acknowledged, rounds) << "the kills came too early to say anything";
+}
+
+}  // namespace
