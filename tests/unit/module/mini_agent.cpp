@@ -18,7 +18,7 @@ struct found {
 struct variable as_variable(const struct variable7 &row) {
   struct variable vp = {};
   vp.magic = row.magic;
-  vp.type = row.type;
+  vp.type = static_cast<decltype(vp.type)>(static_cast<char>(row.type));
   vp.acl = row.acl;
   vp.findVar = row.findVar;
   vp.namelen = static_cast<u_char>(kVsanMibRootLen + row.namelen);
@@ -44,7 +44,7 @@ found find(struct variable &vp, const name_t &name, int exact) {
 varbind value_of(const struct variable &vp, const found &f) {
   varbind v;
   v.name = f.name;
-  v.type = vp.type;
+  v.type = static_cast<u_char>(static_cast<u_char>(vp.type));
   if (vp.type == ASN_OCTET_STR) {
     v.octets.assign(f.value, f.value + f.length);
   } else {

@@ -92,7 +92,9 @@ TEST_F(InterfaceTableRead, FailuresAnswerNothingAndTraceTheReason) {
       {{-1, ETIMEDOUT, {}, {}}, strerror(ETIMEDOUT)},
       {{0, 0, fake::bytes(15, 0), {}}, strerror(EPROTO)},
   };
-  for (const auto &[reply, reason] : failures) {
+  for (const auto &failure : failures) {
+    const fake::reply &reply = failure.first;
+    const std::string &reason = failure.second;
     fake::the().history.clear();
     fake::the().overrule = [&](const fake::exchange &) { return reply; };
     EXPECT_FALSE(mini::get(if_cell(1, 100)).has_value()) << reason;
