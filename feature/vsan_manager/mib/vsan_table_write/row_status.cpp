@@ -166,8 +166,21 @@ int create_row(const vsanEntry &key) {
   return apply(kMsgSet, *pending);
 }
 
+// A creation that sent nothing: UNDO, which deletes what was created, finds a saved row and only drops that. The VSAN
+// may be there although RESERVE1 did not see it.
+void keep_undo_from_deleting(const vsanEntry &row) {
+  take_pending(row);
+  row_ptr saved = new_row();
+  if (saved == nullptr) return;
+  *saved = row;
+  list_saved(std::move(saved), saver::row_status);
+}
+
 int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
-  if (status != kStatusNoVsan) return to_snmp_error_code(status, kMsgSet);
+  if (status != kStatusNoVsan) {
+    if (requested == RS_CREATEANDGO) keep_undo_from_deleting(key);
+    return to_snmp_error_code(status, kMsgSet);
+  }
   TRACE("%s(%d) ret_code:%s \n", kSelf, __LINE__, syserr2str(status));
   switch (requested) {
     case RS_ACTIVE:
@@ -189,6 +202,7 @@ int act_on_present(uint32_t requested, const vsanEntry &row) {
     case RS_CREATEANDGO:
     case RS_CREATEANDWAIT:
       TRACE("%s(%d) Long_ret:%d ***SNMP_ERROR INCONSISTANTVALUE*** \n", kSelf, __LINE__, static_cast<int>(requested));
+      keep_undo_from_deleting(row);
       return SNMP_ERR_INCONSISTENTVALUE;
     case RS_ACTIVE:
       TRACE("%s(%d) make SET_REQ \n", kSelf, __LINE__);
