@@ -95,6 +95,7 @@ static int run(const options &chosen) {
     return kHostFailed;
   }
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes fails one write, as a full disk does
   switch_host host;
   host.base = event_base_new();
   host_result result = host_open(host, chosen.run_dir, chosen.state_file, chosen.topology_file, error);

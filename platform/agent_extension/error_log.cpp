@@ -3,7 +3,9 @@
 
 #include <net-snmp/net-snmp-includes.h>
 
+#include <errno.h>
 #include <stdio.h>
+#include <string.h>
 
 #include "platform/agent.h"
 #include "platform/services/shared_page.h"
@@ -33,6 +35,13 @@ void log_snmp_error(snmp_error_record_t *record) {
   keep_error(record->code, 0, text);
 }
 
+// -1 is no status but a failed exchange, of which errno holds the cause.
 void log_set_error(int code, int detail) {
+  if (code == -1) {
+    char text[128];
+    snprintf(text, sizeof text, "no answer from the manager: %s", strerror(errno));
+    keep_error(static_cast<uint32_t>(code), detail, text);
+    return;
+  }
   keep_error(static_cast<uint32_t>(code), detail, syserr_format(code));
 }

@@ -1,5 +1,7 @@
 #include "platform/sysmgr.h"
 
+#include <errno.h>
+
 #ifdef HAVE_LIBSYSTEMD
 #include <systemd/sd-daemon.h>
 #endif
@@ -8,7 +10,9 @@
 int sysmgr_heartbeat(int) {
 #ifdef HAVE_LIBSYSTEMD
   if (sd_watchdog_enabled(0, nullptr) > 0) {
+    const int cause = errno;  // of the call that ends here
     sd_notify(0, "WATCHDOG=1");
+    errno = cause;
   }
 #endif
   return 0;
