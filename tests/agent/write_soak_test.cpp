@@ -83,6 +83,11 @@ TEST(WriteSoak, ManySetPdusLeaveTheMemoryOfAgentAndManagerFlat) {
       const snmp::answer answer = snmp::set(writer, mixed_pdu(random, i));
       ASSERT_TRUE(answer.sent_back) << "PDU " << i;
       ++statuses[answer.status];
+      if ((i + 1) % std::max(pdus / 10, 1ul) == 0) {
+        printf("%lu PDUs: snmpd %ld KiB, switchd %ld KiB\n", i + 1, lab::resident_kib(l.snmpd),
+               lab::resident_kib(l.switchd));
+        fflush(stdout);
+      }
     }
   };
   const unsigned long warm = std::max(pdus / 5, std::min(pdus, 2500ul));
