@@ -156,7 +156,11 @@ TEST_F(Reload, AHundredSighupsLeaveACleanLogFlatMemoryAndAnswersRightAfter) {
     ASSERT_EQ(answer.varbinds.at(0), snmp::octets(snmp::vsan_cell(2, 5), "five")) << i;
     if (i == 20) after_warm_up = lab::resident_kib(l.snmpd);
   }
-  EXPECT_LT(lab::resident_kib(l.snmpd) - after_warm_up, 2048) << "KiB grown over eighty reloads";
+  // A stock agent grows by 3 KiB a SIGHUP on its own. The sanitizers' runtime keeps books of every library that was
+  // ever mapped, so that memory says nothing there.
+  if (LAB_PRELOAD[0] == '\0') {
+    EXPECT_LT(lab::resident_kib(l.snmpd) - after_warm_up, 1024) << "KiB grown over eighty reloads";
+  }
   EXPECT_EQ(snmp::bulkwalk(c, root({})), whole);
   const std::string root_text = "1.3.6.1.4.1.32473";
   std::istringstream log(lab::read_file(l.dir + "/agent.log") + lab::read_file(l.snmpd.log));
