@@ -168,12 +168,9 @@ int create_row(const vsanEntry &key) {
 
 // A creation that sent nothing: UNDO, which deletes what was created, finds a saved row and only drops that. The VSAN
 // may be there although RESERVE1 did not see it.
-void keep_undo_from_deleting(const vsanEntry &row) {
-  take_pending(row);
-  row_ptr saved = new_row();
-  if (saved == nullptr) return;
-  *saved = row;
-  list_saved(std::move(saved), saver::row_status);
+void keep_undo_from_deleting(const vsanEntry &key) {
+  row_ptr unsent = take_pending(key);
+  if (unsent != nullptr) list_saved(std::move(unsent), saver::row_status);
 }
 
 int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
