@@ -259,6 +259,24 @@ TEST_F(RowStatus, UndoOfCreateAndGoWithASavedRowDropsItAndSendsNothing) {
       fake::the().traced("set_vsanRowStatus(#) User got an error of RS_CREATEANDGO vsan:10 remove undo_list\n"));
 }
 
+TEST_F(RowStatus, ACreationThatSentNothingIsNotUndoneByADelete) {
+  // RESERVE1 saw no VSAN 10, because the exchange broke; in ACTION it is there, or still cannot be read.
+  for (bool readable : {true, false}) {
+    EXPECT_EQ(run(RESERVE1, 10, 4, nullptr), 0);
+    fake::the().overrule = [&](const fake::exchange &e) -> std::optional<fake::reply> {
+      if (readable || e.msg_type != 1) return {};
+      return fake::reply{-1, ETIMEDOUT, {}, {}};
+    };
+    ++fake::the().pdu;
+    EXPECT_EQ(run(ACTION, 10, 4), readable ? SNMP_ERR_INCONSISTENTVALUE : SNMP_ERR_GENERR);
+    EXPECT_EQ(run(UNDO, 10, 4), 0);
+    EXPECT_TRUE(writes().empty());
+    EXPECT_EQ(fake::the().vsans.count(10), 1u);
+    EXPECT_EQ(fake::listed(vsanEntry_list), 0u);
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u);
+  }
+}
+
 TEST_F(RowStatus, UndoOfACreationDeletesTheBareVsan) {
   run(RESERVE1, 11, 4);
   run(ACTION, 11, 4);
