@@ -1,5 +1,7 @@
 // Writes of the VSAN table through a real snmpd: what is created, changed and deleted, how many messages it takes, what
 // a refused PDU leaves behind.
+#include <nlohmann/json.hpp>
+
 #include "tests/agent/set_lab.h"
 
 namespace {
@@ -210,6 +212,39 @@ INSTANTIATE_TEST_SUITE_P(RequestsByPresence, RowStatus,
                                            row_status_case{7, true, kWrongValue, nullptr, kTwenty},
                                            row_status_case{-1, false, kWrongValue, nullptr, nullptr},
                                            row_status_case{-1, true, kWrongValue, nullptr, kTwenty}));
+
+// Messages as the manager counts them.
+
+unsigned long requests_of_vsan_manager(const lab::lab &l) {
+  const nlohmann::json status = nlohmann::json::parse(lab::ctl(l, {"--json", "show", "status"}).output);
+  for (const nlohmann::json &service : status.at("services")) {
+    if (service.at("service") == "vsan-manager") return service.at("requests");
+  }
+  return 0;
+}
+
+TEST_F(Write, APduCostsOneLookUpAVsanAndOneRowAVsan) {
+  struct cost {
+    const char *what;
+    std::vector<snmp::varbind> pdu;
+    unsigned long messages;
+  };
+  const cost costs[] = {
+      {"one column", {name(10, "a")}, 2},
+      {"three columns of one row", {name(10, "b"), admin_state(10, 2), snmp::integer(vsan_cell(kInterop, 10), 1)}, 2},
+      {"two rows, each looked up anew once the other was", {name(5, "c"), name(10, "d")}, 6},
+      {"an absent row is looked up for the check and again to create it", {row_status(30, kCreateAndGo)}, 3},
+      {"the name of a new row is looked up too", {name(31, "e"), row_status(31, kCreateAndGo)}, 4},
+      {"a row that is there is looked up once", {row_status(30, kDestroy)}, 2},
+      {"nothing to delete", {row_status(77, kDestroy)}, 2},
+      {"refused by its value, after the look-up", {admin_state(10, 3)}, 1},
+  };
+  for (const cost &each : costs) {
+    const unsigned long before = requests_of_vsan_manager(l);
+    set(each.pdu);
+    EXPECT_EQ(requests_of_vsan_manager(l) - before, each.messages) << each.what;
+  }
+}
 
 // A PDU of which the last varbind fails.
 
