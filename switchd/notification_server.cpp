@@ -41,7 +41,6 @@ struct notification_server {
   event *acceptable;
   event *store_timer;
   std::vector<subscriber *> connections;
-  uint64_t taken = 0;  // acknowledged; may not be stored yet
   uint64_t sent_count = 0;
 };
 
@@ -103,11 +102,11 @@ void notification_server_pump(notification_server *server) {
 // Forgets in the store what was acknowledged. Returns whether it is done.
 static bool store_taken(notification_server *server) {
   const auto &queue = server->managers->state.notifications;
-  if (queue.empty() || queue.front().number > server->taken) {
+  if (queue.empty() || queue.front().number > server->managers->acknowledged) {
     return true;
   }
   switch_change change = change_begin(server->managers->state);
-  change.taken = server->taken;
+  change.taken = server->managers->acknowledged;
   return managers_commit(*server->managers, change) == 0;
 }
 
@@ -119,7 +118,7 @@ static void on_store_timer(evutil_socket_t, short, void *context) {
 }
 
 static void take(notification_server *server, uint64_t number) {
-  server->taken = std::max(server->taken, std::min(number, server->managers->state.settings.last_notification));
+  server->managers->acknowledged = std::max(server->managers->acknowledged, std::min(number, server->managers->state.settings.last_notification));
   if (event_pending(server->store_timer, EV_TIMEOUT, nullptr) == 0) {
     event_add(server->store_timer, &kStoreAfter);
   }
@@ -225,7 +224,7 @@ notification_server *notification_server_open(event_base *base, const char *run_
 
 notification_counters notification_server_counters(const notification_server *server) {
   const bool subscribed = std::ranges::any_of(server->connections, &subscriber::subscribed);
-  return {subscribed, server->sent_count, server->taken};
+  return {subscribed, server->sent_count, server->managers->acknowledged};
 }
 
 void notification_server_close(notification_server *server) {

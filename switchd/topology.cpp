@@ -3,8 +3,12 @@
 #include <stdio.h>
 #include <sys/random.h>
 
+#include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <set>
 #include <span>
+#include <string_view>
 
 #include "feature/vsan_manager/manager/vsan_rules.h"
 #include "platform/syserr.h"
@@ -191,7 +195,25 @@ static void read_root(topology_reader &reader, const toml::table &root, switch_c
   }
 }
 
+// The TOML library misjudges the characters U+FB26 to U+FEFE when one stands where a key or a value may start, with
+// undefined results. Returns the line of the first one, or 0.
+static size_t line_of_misjudged_character(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  for (size_t at = text.find('\xEF'); at != std::string::npos; at = text.find('\xEF', at + 1)) {
+    const std::string_view character = std::string_view(text).substr(at, 3);
+    if (character >= "\xEF\xAC\xA6" && character <= "\xEF\xBB\xBE") {
+      return 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n'));
+    }
+  }
+  return 0;
+}
+
 int read_topology(const std::string &path, switch_change &change, std::string &error) {
+  if (const size_t line = line_of_misjudged_character(path); line != 0) {
+    error = path + ":" + std::to_string(line) + ": a character from U+FB26 to U+FEFE cannot be used here";
+    return -1;
+  }
   toml::parse_result parsed = toml::parse_file(path);
   if (!parsed) {
     error = path + ":" + std::to_string(parsed.error().source().begin.line) + ": " +

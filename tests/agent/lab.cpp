@@ -85,33 +85,6 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-// Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock
-// program.
-process launch(const std::vector<std::string> &command, const std::string &log, bool preload = false) {
-  const pid_t pid = fork();
-  if (pid < 0) throw std::runtime_error("fork failed");
-  if (pid == 0) {
-    const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    const int in = open("/dev/null", O_RDONLY);
-    dup2(in, 0);
-    dup2(out, 1);
-    dup2(out, 2);
-    setenv("MIBS", "", 1);
-    if (preload && LAB_PRELOAD[0] != '\0') {
-      setenv("LD_PRELOAD", LAB_PRELOAD, 1);
-      // The agent itself leaks at its end; what counts here is memory misuse while it serves.
-      setenv("ASAN_OPTIONS", "detect_leaks=0:abort_on_error=1:quarantine_size_mb=8", 1);
-      setenv("UBSAN_OPTIONS", "print_stacktrace=1:halt_on_error=1", 1);
-    }
-    std::vector<char *> argv;
-    for (const std::string &word : command) argv.push_back(const_cast<char *>(word.c_str()));
-    argv.push_back(nullptr);
-    execvp(argv[0], argv.data());
-    _exit(127);
-  }
-  return {pid, log};
-}
-
 std::string agent_conf(const lab &l) {
   std::ostringstream conf;
   conf << "createUser operator SHA-256 operator-auth-key AES operator-priv-key\n"
@@ -162,6 +135,33 @@ void end(process &p) {
 }
 
 }  // namespace
+
+// Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock
+// program.
+process launch(const std::vector<std::string> &command, const std::string &log, bool preload) {
+  const pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid == 0) {
+    const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int in = open("/dev/null", O_RDONLY);
+    dup2(in, 0);
+    dup2(out, 1);
+    dup2(out, 2);
+    setenv("MIBS", "", 1);
+    if (preload && LAB_PRELOAD[0] != '\0') {
+      setenv("LD_PRELOAD", LAB_PRELOAD, 1);
+      // The agent itself leaks at its end; what counts here is memory misuse while it serves.
+      setenv("ASAN_OPTIONS", "detect_leaks=0:abort_on_error=1:quarantine_size_mb=8", 1);
+      setenv("UBSAN_OPTIONS", "print_stacktrace=1:halt_on_error=1", 1);
+    }
+    std::vector<char *> argv;
+    for (const std::string &word : command) argv.push_back(const_cast<char *>(word.c_str()));
+    argv.push_back(nullptr);
+    execvp(argv[0], argv.data());
+    _exit(127);
+  }
+  return {pid, log};
+}
 
 lab::~lab() {
   end(snmpd);

@@ -1,5 +1,5 @@
-// A private switch and agent of one test: switchd, a stock snmpd with the module, snmptrapd, on free loopback ports, in a
-// temporary directory that goes with the lab. Every wait is bounded.
+// A private switch and agent of one test: switchd, a stock snmpd with the module, snmptrapd, on free loopback ports, in
+// a temporary directory that goes with the lab. Every wait is bounded.
 #ifndef TESTS_AGENT_LAB_H
 #define TESTS_AGENT_LAB_H
 
@@ -41,12 +41,17 @@ struct lab {
   ~lab();  // kills what still runs and removes the directory
 };
 
-// Starts everything and waits until the agent answers. Throws std::runtime_error with the logs when something does not start.
+// Starts everything and waits until the agent answers. Throws std::runtime_error with the logs when something does not
+// start.
 void start(lab &l, const options &how = {});
 
 // Starts one of them, again if need be, and waits until it serves.
 void start_switchd(lab &l);
 void start_snmpd(lab &l);
+
+// Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock
+// program.
+process launch(const std::vector<std::string> &command, const std::string &log, bool preload = false);
 
 // Sends a signal; `stop` waits for the end and returns the exit status (or minus the signal).
 void signal(const process &p, int number);
@@ -56,7 +61,8 @@ bool is_running(const process &p);
 // "udp:127.0.0.1:PORT"
 std::string agent_address(const lab &l);
 
-// What a command printed, both streams, and its exit status. The command is found along PATH and ends after 60 s at the latest.
+// What a command printed, both streams, and its exit status. The command is found along PATH and ends after 60 s at the
+// latest.
 struct result {
   int status;
   std::string output;
@@ -76,10 +82,11 @@ long resident_kib(const process &p);
 
 // Everything that the store holds, as SQL text.
 std::string store_dump(const lab &l);
-// The same once the agent has taken every notification: two of them differ by what was written in between, and by nothing else.
+// The same once the agent has taken every notification: two of them differ by what was written in between, and by
+// nothing else.
 std::string settled_dump(const lab &l);
-// The switch's configuration as the store holds it, a line each: "vsan 5|five|…", "interface …", "timer …", "setting …".
-// Notifications and the time of the last change are left out.
+// The switch's configuration as the store holds it, a line each: "vsan 5|five|…", "interface …", "timer …", "setting
+// …". Notifications and the time of the last change are left out.
 std::string store_rows(const lab &l);
 
 int free_udp_port();

@@ -14,7 +14,6 @@
 #include "tests/agent/lab.h"
 
 namespace snmp {
-namespace {
 
 void init_library() {
   static const bool done = [] {
@@ -27,6 +26,8 @@ void init_library() {
   }();
   static_cast<void>(done);
 }
+
+namespace {
 
 void set_keys(netsnmp_session &s, const std::string &name) {
   const std::string auth = name + "-auth-key", priv = name + "-priv-key";

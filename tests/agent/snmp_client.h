@@ -16,6 +16,9 @@ namespace snmp {
 
 using name_t = std::vector<unsigned long>;
 
+// Readies net-snmp's library, once; a client does it too.
+void init_library();
+
 // The OID `suffix` under the module's root; a cell of the VSAN table.
 name_t root(std::initializer_list<unsigned long> suffix);
 name_t vsan_cell(unsigned long column, unsigned long vsan);
@@ -39,7 +42,7 @@ constexpr int kNoSuchObject = 0x80, kNoSuchInstance = 0x81, kEndOfMibView = 0x82
 
 // Who asks.
 struct identity {
-  int version;  // 1, 2 or 3
+  int version;       // 1, 2 or 3
   std::string name;  // community or user; a user's keys are NAME-auth-key and NAME-priv-key
 };
 identity community(const std::string &name, int version = 2);

@@ -1,4 +1,6 @@
 // Committing changes, and what every manager needs around it.
+#include <algorithm>
+
 #include "feature/vsan_manager/manager/change_effects.h"
 #include "feature/vsan_manager/manager/vsan_manager.h"
 #include "platform/services/status_texts.h"
@@ -19,6 +21,8 @@ int managers_commit(switch_managers &managers, switch_change &change) {
   if (changes_nothing(managers.state, change)) {
     return 0;
   }
+  // First, so that what was acknowledged neither fills the queue nor counts as dropped.
+  change.taken = std::max(change.taken, managers.acknowledged);
   timeval now{};
   gettimeofday(&now, nullptr);
   change_complete(managers.state, change, now);

@@ -19,6 +19,9 @@ struct switch_managers {
   void (*changed)(void *context) = nullptr;  // after each change: distribution state and notifications may be new
   void (*log)(void *context, const std::string &line) = nullptr;  // a refusal or failure, for people
   void *context = nullptr;                                        // handed to both
+  // The number up to which the agent has acknowledged notifications. It may be ahead of the store: the next change that
+  // is committed, whatever it is, takes it along.
+  uint64_t acknowledged = 0;
   uint64_t malformed = 0;                                         // requests refused for their form
 };
 

@@ -130,6 +130,7 @@ INSTANTIATE_TEST_SUITE_P(
         topology_error{"InterfaceIndexRange", "[[interface]]\nname = \"a\"\nindex = 4294967295\n",
                        "3: interface.index: "},
         topology_error{"InterfaceWithoutName", "[[interface]]\nindex = 4\n", "1: interface.name: "},
+        topology_error{"CharacterThatTheLibraryMisjudges", "[switch]\nss\xEF\xBA\xBFwni = 1\n", "2: a character"},
         topology_error{"InterfaceTwice",
                        "[[interface]]\nname = \"a\"\nindex = 4\n[[interface]]\nname = \"b\"\nindex = 4\n",
                        "6: interface.index: 4 is there twice"},

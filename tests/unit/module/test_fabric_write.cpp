@@ -76,6 +76,10 @@ class TimerSetters : public ModuleTest, public ::testing::WithParamInterface<tim
     fake::the().history.clear();
     fake::the().calls.clear();
   }
+  void TearDown() override {
+    force(7, 0);
+    ModuleTest::TearDown();
+  }
   static int run(int action, long value, oid vsan = 7) {
     return mini::phase(GetParam().method, action,
                        mini::gauge(timer_cell(GetParam().column, vsan), static_cast<unsigned long>(value)));
@@ -207,6 +211,11 @@ TEST_P(TimerSetters, ARestrictedUserIsRefusedOutsideTheSetAndAllowedInside) {
 
 class ForceFlag : public ModuleTest {
  protected:
+  // The flags stick for the module's life: other tests start from none.
+  void TearDown() override {
+    for (oid vsan = 30; vsan < 40; ++vsan) force(vsan, 0);
+    ModuleTest::TearDown();
+  }
   static long read(oid vsan) { return mini::get(timer_cell(1, vsan))->octets.at(0); }
 };
 
