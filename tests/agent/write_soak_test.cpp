@@ -71,7 +71,8 @@ void small_quarantine() {
 
 TEST(WriteSoak, ManySetPdusLeaveTheMemoryOfAgentAndManagerFlat) {
   const unsigned long pdus = from_environment("SOAK_PDUS", 5000);
-  constexpr long kGrowthKib = 1024;
+  // The sanitizers' own records of a process grow a little.
+  const long growth_kib = LAB_PRELOAD[0] == '\0' ? 256 : 4096;
   small_quarantine();
   std::mt19937 random = seeded();
   lab::lab l;
@@ -100,8 +101,8 @@ TEST(WriteSoak, ManySetPdusLeaveTheMemoryOfAgentAndManagerFlat) {
   printf("%lu PDUs, %.0f a second; KiB resident: snmpd %ld -> %ld, switchd %ld -> %ld\n", pdus,
          static_cast<double>(pdus - warm) / seconds, agent_before, agent_after, manager_before, manager_after);
   for (const auto &[status, count] : statuses) printf("  status %d: %lu\n", status, count);
-  EXPECT_LT(agent_after - agent_before, kGrowthKib);
-  EXPECT_LT(manager_after - manager_before, kGrowthKib);
+  EXPECT_LT(agent_after - agent_before, growth_kib);
+  EXPECT_LT(manager_after - manager_before, growth_kib);
   // The mix did what it is for: accepted, and refused by check, by absence and by the manager.
   for (const int status : {kNoError, kGenErr, kWrongLength, kWrongValue, kInconsistentValue, kInconsistentName}) {
     EXPECT_GT(statuses[status], 0u) << "status " << status;
