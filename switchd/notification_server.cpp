@@ -44,7 +44,31 @@ struct notification_server {
   uint64_t sent_count = 0;
 };
 
+static void note_acknowledged(subscriber *connection, uint64_t number);
+static uint32_t store_number(const switch_managers &managers);
+
+// Reads what the subscriber acknowledged before the connection ended: an agent that is killed has often taken more than
+// was read so far, and what is not noted here is sent again to the next one.
+static void read_last_acknowledgements(subscriber *connection) {
+  uint8_t buffer[kNotificationFrameMax + 1];
+  for (int i = 0; i <= kNotificationWindow + 1; ++i) {
+    const ssize_t size = recv(connection->fd, buffer, sizeof buffer, MSG_DONTWAIT);
+    if (size < 0 && (errno == ECONNRESET || errno == EINTR)) {
+      continue;  // told once, ahead of what is still to be read
+    }
+    notification_frame frame{};
+    if (size <= 0 || notification_frame_read(buffer, static_cast<size_t>(size), &frame) != 0 ||
+        frame.kind != kNotificationAcknowledge || frame.store != store_number(*connection->server->managers)) {
+      return;
+    }
+    note_acknowledged(connection, frame.number);
+  }
+}
+
 static void drop_connection(subscriber *connection) {
+  if (connection->subscribed) {
+    read_last_acknowledgements(connection);
+  }
   std::erase(connection->server->connections, connection);
   event_free(connection->readable);
   event_free(connection->writable);
@@ -102,7 +126,8 @@ void notification_server_pump(notification_server *server) {
 // Forgets in the store what was acknowledged. Returns whether it is done.
 static bool store_taken(notification_server *server) {
   const auto &queue = server->managers->state.notifications;
-  if (queue.empty() || queue.front().number > server->managers->acknowledged) {
+  const bool all_forgotten = queue.empty() || queue.front().number > server->managers->acknowledged;
+  if (all_forgotten && server->managers->dropped_yet_taken == 0) {
     return true;
   }
   switch_change change = change_begin(server->managers->state);
@@ -118,10 +143,23 @@ static void on_store_timer(evutil_socket_t, short, void *context) {
 }
 
 static void take(notification_server *server, uint64_t number) {
-  server->managers->acknowledged = std::max(server->managers->acknowledged, std::min(number, server->managers->state.settings.last_notification));
+  server->managers->acknowledged =
+      std::max(server->managers->acknowledged, std::min(number, server->managers->state.settings.last_notification));
   if (event_pending(server->store_timer, EV_TIMEOUT, nullptr) == 0) {
     event_add(server->store_timer, &kStoreAfter);
   }
+}
+
+// What was sent up to `number` is taken. One that is no longer in the queue was counted as dropped, and was not.
+static void note_acknowledged(subscriber *connection, uint64_t number) {
+  switch_managers &managers = *connection->server->managers;
+  const auto &queue = managers.state.notifications;
+  auto &under_way = connection->under_way;
+  while (!under_way.empty() && under_way.front() <= number) {
+    managers.dropped_yet_taken += queue.empty() || under_way.front() < queue.front().number ? 1 : 0;
+    under_way.pop_front();
+  }
+  take(connection->server, std::min(number, connection->sent));
 }
 
 static void on_subscribe(subscriber *connection, const notification_frame &frame) {
@@ -135,11 +173,14 @@ static void on_subscribe(subscriber *connection, const notification_frame &frame
   }
   const bool resumes = frame.store == store_number(*server->managers);
   connection->subscribed = true;
-  connection->sent = resumes ? frame.number : 0;
+  // A subscriber that remembers nothing, such as an agent that was started anew, does not get again what was
+  // acknowledged.
+  connection->sent = std::max(resumes ? frame.number : 0, server->managers->acknowledged);
   connection->under_way.clear();
   event_del(connection->readable);
   event_add(connection->readable, nullptr);  // without the time limit of a connection that has not subscribed
-  log_info("notifications are subscribed to, " + (resumes ? "after number " + std::to_string(frame.number) : "all"));
+  log_info("notifications are subscribed to, " +
+           (connection->sent > 0 ? "after number " + std::to_string(connection->sent) : "all"));
   if (resumes) {
     take(server, frame.number);
   }
@@ -150,11 +191,7 @@ static void on_acknowledge(subscriber *connection, const notification_frame &fra
   if (!connection->subscribed || frame.store != store_number(*connection->server->managers)) {
     return;  // of an earlier store: nothing of ours was taken
   }
-  auto &under_way = connection->under_way;
-  while (!under_way.empty() && under_way.front() <= frame.number) {
-    under_way.pop_front();
-  }
-  take(connection->server, std::min(frame.number, connection->sent));
+  note_acknowledged(connection, frame.number);
   pump_connection(connection);
 }
 

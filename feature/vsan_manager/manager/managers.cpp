@@ -23,6 +23,8 @@ int managers_commit(switch_managers &managers, switch_change &change) {
   }
   // First, so that what was acknowledged neither fills the queue nor counts as dropped.
   change.taken = std::max(change.taken, managers.acknowledged);
+  const uint64_t not_dropped = std::min(managers.dropped_yet_taken, change.settings.dropped_notifications);
+  change.settings.dropped_notifications -= not_dropped;
   timeval now{};
   gettimeofday(&now, nullptr);
   change_complete(managers.state, change, now);
@@ -37,6 +39,7 @@ int managers_commit(switch_managers &managers, switch_change &change) {
     return kStatusStoreFailed;
   }
   state_apply(managers.state, change);
+  managers.dropped_yet_taken -= not_dropped;
   if (was_open && !will_be_open) {
     distribution_release(managers.engine);
   }

@@ -22,7 +22,10 @@ struct switch_managers {
   // The number up to which the agent has acknowledged notifications. It may be ahead of the store: the next change that
   // is committed, whatever it is, takes it along.
   uint64_t acknowledged = 0;
-  uint64_t malformed = 0;                                         // requests refused for their form
+  // Notifications that were pushed out of the queue, and counted as dropped, while they were under way, and were then
+  // acknowledged: the next change takes them off the count.
+  uint64_t dropped_yet_taken = 0;
+  uint64_t malformed = 0;  // requests refused for their form
 };
 
 // Serves kServiceVsanManager; `context` is the switch_managers. GET and GETNEXT answer the record that was asked with,

@@ -1,0 +1,42 @@
+// Topology files: an error names the file, and what is read without one is a configuration that the rules allow.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <set>
+#include <string>
+
+#include "feature/vsan_manager/manager/vsan_rules.h"
+#include "switchd/topology.h"
+#include "tests/fuzz/fuzz_input.h"
+
+static void check(const switch_change &change) {
+  std::set<uint32_t> ids;
+  std::set<std::string> names;
+  for (const vsan_record &vsan : change.vsans) {
+    FUZZ_EXPECT(vsan_problem(vsan) == 0 && ids.insert(vsan.id).second);
+    FUZZ_EXPECT(vsan.name.empty() || names.insert(vsan.name).second);
+  }
+  FUZZ_EXPECT(ids.contains(kDefaultVsan));
+  FUZZ_EXPECT(change.interfaces.size() <= kInterfacesMax);
+  for (const interface_record &interface : change.interfaces) {
+    FUZZ_EXPECT(interface_problem(interface) == 0 && ids.contains(interface.vsan));
+  }
+  for (const auto &[key, value] : change.timers) {
+    FUZZ_EXPECT(timer_problem(key.second, value) == 0 && (key.first == 0 || ids.contains(key.first)));
+  }
+}
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  static const int file = memfd_create("topology", MFD_CLOEXEC);
+  static const std::string path = "/proc/self/fd/" + std::to_string(file);
+  FUZZ_EXPECT(ftruncate(file, 0) == 0);
+  FUZZ_EXPECT(pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
+  switch_change change;
+  std::string error;
+  if (read_topology(path, change, error) == 0) {
+    check(change);
+  } else {
+    FUZZ_EXPECT(error.find(path) != std::string::npos && error.size() > path.size());
+  }
+  return 0;
+}
