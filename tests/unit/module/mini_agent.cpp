@@ -75,9 +75,9 @@ std::optional<varbind> serve_getnext(const name_t &name) {
     struct variable vp = as_variable(row);
     const name_t start = name_of(vp);
     const bool inside = is_under(name, start);
-    if (!inside && start < name) continue;
+    if (!inside && before(start, name)) continue;
     const found f = find(vp, inside ? name : start, 0);
-    if (f.value != nullptr && name < f.name) return value_of(vp, f);
+    if (f.value != nullptr && before(name, f.name)) return value_of(vp, f);
   }
   return {};
 }
@@ -142,6 +142,10 @@ name_t under_root(std::initializer_list<oid> suffix) {
   name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
   name.insert(name.end(), suffix);
   return name;
+}
+
+bool before(const name_t &a, const name_t &b) {
+  return snmp_oid_compare(a.data(), a.size(), b.data(), b.size()) < 0;
 }
 
 name_t vsan_cell(oid column, oid vsan) {

@@ -18,6 +18,8 @@ name_t under_root(std::initializer_list<oid> suffix);
 // A row of the VSAN table.
 name_t vsan_cell(oid column, oid vsan);
 std::string text(const name_t &name);
+// The order of OIDs. A vector's own `<` compares octets of the wrong count on big-endian hosts with some C++ libraries.
+bool before(const name_t &a, const name_t &b);
 
 struct varbind {
   name_t name;

@@ -94,7 +94,8 @@ class GoldenWalk : public ModuleTest {
 
 TEST_F(GoldenWalk, TheArrayIsStrictlyAscendingAndHoldsEveryObject) {
   const std::vector<varbind> walk = golden();
-  EXPECT_TRUE(std::is_sorted(walk.begin(), walk.end(), [](const auto &a, const auto &b) { return a.name < b.name; }));
+  EXPECT_TRUE(std::is_sorted(walk.begin(), walk.end(),
+                             [](const auto &a, const auto &b) { return mini::before(a.name, b.name); }));
   size_t objects = 0;
   for (const struct variable7 &row : vsan_mib_variables) {
     mini::name_t prefix = mini::under_root({});
@@ -132,7 +133,7 @@ TEST_F(GoldenWalk, GetNextARowAPdu) {
       at[c] = row[c]->name;
     }
   }
-  std::sort(seen.begin(), seen.end(), [](const auto &a, const auto &b) { return a.name < b.name; });
+  std::sort(seen.begin(), seen.end(), [](const auto &a, const auto &b) { return mini::before(a.name, b.name); });
   const std::vector<varbind> walk = golden();
   EXPECT_TRUE(std::equal(seen.begin(), seen.end(), walk.begin() + 2));
 }
@@ -174,8 +175,9 @@ TEST_F(GoldenWalk, OfARestrictedUserIsTheAllowedVsansOfEveryVsanTable) {
   fake::the().allowed = {9};
   std::vector<varbind> expected;
   for (const varbind &v : golden()) {
-    const bool vsan_table = mini::vsan_cell(0, 0) < v.name && v.name < mini::under_root({1, 2});
-    const bool timers = mini::under_root({1, 4, 8}) < v.name;
+    const bool vsan_table =
+        mini::before(mini::vsan_cell(0, 0), v.name) && mini::before(v.name, mini::under_root({1, 2}));
+    const bool timers = mini::before(mini::under_root({1, 4, 8}), v.name);
     if ((vsan_table || timers) && v.name.back() != 9) continue;
     expected.push_back(v);
   }
