@@ -22,36 +22,36 @@ trap_arrived() { grep -q "$1" "$LAB/traps.log"; }
 
 lab_start "$1"
 echo "switchd serves $LAB/switch.db; snmpd listens on $AGENT; snmptrapd on udp:127.0.0.1:$TRAP_PORT"
-VSAN=$ROOT_OID.1.1.3.1
-R=(-v2c -c public -On "$AGENT")
-W=(-v2c -c private -On "$AGENT")
+R=(-v2c -c public -Os "$AGENT")
+W=(-v2c -c private -Os "$AGENT")
 
 say 'How many VSANs there are, and how many interfaces'
-show '\.1\.1\.1\.0 = INTEGER: 6' snmpget "${R[@]}" $ROOT_OID.1.1.1.0 $ROOT_OID.1.2.4.0
+show 'vsanNumber\.0 = INTEGER: 6' snmpget "${R[@]}" VSAN-MIB::vsanNumber.0 VSAN-MIB::vsanIfNumber.0
 
 say "The VSAN table, out of the VSAN manager's store"
-show '"production-a"' snmpwalk "${R[@]}" $VSAN.2
-show '\.3\.1\.8\.10 = INTEGER: 1' snmpwalk "${R[@]}" $VSAN.8
+show 'vsanName.10 = STRING: production-a' snmpwalk "${R[@]}" VSAN-MIB::vsanName
+show 'vsanOperState.10 = INTEGER: up\(1\)' snmpwalk "${R[@]}" VSAN-MIB::vsanOperState
 show 'production-a' ctl show vsan
 
 say 'A VSAN is created and named in one PDU, one message; then renamed'
-show 'demo-vsan' snmpset "${W[@]}" $VSAN.2.50 s demo-vsan $VSAN.9.50 i 4
-show 'renamed' snmpset "${W[@]}" $VSAN.2.50 s renamed
-show '"renamed"' snmpget "${R[@]}" $VSAN.2.50
+show 'demo-vsan' snmpset "${W[@]}" VSAN-MIB::vsanName.50 s demo-vsan VSAN-MIB::vsanRowStatus.50 i createAndGo
+show 'renamed' snmpset "${W[@]}" VSAN-MIB::vsanName.50 s renamed
+show 'vsanName.50 = STRING: renamed' snmpget "${R[@]}" VSAN-MIB::vsanName.50
 show 'renamed' sqlite3 "$LAB/switch.db" 'SELECT name FROM vsan WHERE id = 50'
 
 say 'An interface moves into it; the switch raises a notification, the module sends the trap'
-IF=$(snmpwalk -v2c -c public -On -Oq "$AGENT" $ROOT_OID.1.2.5.1.1 | head -1 | sed 's/.*\.\([0-9]*\) .*/\1/')
-show 'INTEGER: 50' snmpset "${W[@]}" $ROOT_OID.1.2.5.1.1."$IF" i 50
-wait_for trap_arrived "$ROOT_OID.1.3.0.2"
-wait_for trap_arrived "$ROOT_OID.1.3.0.1"
-show "$ROOT_OID.1.3.0.2" grep -A1 "$ROOT_OID.1.3.0.2" "$LAB/traps.log"
-show "50\.$IF = INTEGER: $IF" snmpwalk "${R[@]}" $ROOT_OID.1.2.8.1.1
+IF=$(snmpwalk -v2c -c public -On -Oq "$AGENT" VSAN-MIB::vsanIfVsan | head -1 | sed 's/.*\.\([0-9]*\) .*/\1/')
+show 'INTEGER: 50' snmpset "${W[@]}" VSAN-MIB::vsanIfVsan."$IF" i 50
+wait_for trap_arrived 'vsanPortMembershipChange.*vsanNotifiedVsan.0 = 50'
+wait_for trap_arrived 'vsanStatusChange.*vsanOperState.50 = up'
+show 'vsanPortMembershipChange.*vsanSwitchWwn.0 = ' grep vsanPortMembershipChange "$LAB/traps.log"
+show 'vsanStatusChange.*vsanOperState.50 = up' grep vsanStatusChange "$LAB/traps.log"
+show "vsanMembershipSummaryInterface.50.$IF = INTEGER: $IF" snmpwalk "${R[@]}" VSAN-MIB::vsanMembershipSummaryInterface
 
 say 'A v3 user whose role is VSANs 10 and 20 sees those, and no others'
-show '\.1\.1\.3\.1\.2\.20' snmpwalk "${V3_TENANT[@]}" -On "$AGENT" $VSAN.2
-[ "$(snmpwalk "${V3_TENANT[@]}" -On "$AGENT" $VSAN.2 | wc -l)" = 2 ] || { echo 'FAILED: more than two rows'; exit 1; }
-show 'genError' bash -c 'snmpset "$@" 2>&1 || true' - "${V3_TENANT[@]}" -On "$AGENT" $VSAN.2.50 s mine
+show 'vsanName.20' snmpwalk "${V3_TENANT[@]}" -Os "$AGENT" VSAN-MIB::vsanName
+[ "$(snmpwalk "${V3_TENANT[@]}" -Os "$AGENT" VSAN-MIB::vsanName | wc -l)" = 2 ] || { echo 'FAILED: more than two rows'; exit 1; }
+show 'genError' bash -c 'snmpset "$@" 2>&1 || true' - "${V3_TENANT[@]}" -Os "$AGENT" VSAN-MIB::vsanName.50 s mine
 show '4049002c|4049002C' ctl show errors
 
 say 'What the module did, from the event history'

@@ -1,8 +1,10 @@
 # A lab on loopback: switchd, a stock snmpd with the module, and snmptrapd, in a temporary directory. Sourced by demo.sh and run.sh.
 # Sets LAB (the directory), SNMP_PORT, TRAP_PORT and the client commands' common options.
 
-# The tools need no MIB files.
-export MIBS=''
+# The tools print names: our MIB file, and the standard modules that it builds on.
+SOURCE=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+export MIBDIRS=$SOURCE/mibs:$SOURCE/tests/agent/npm/node_modules/net-snmp/lib/mibs
+export MIBS=VSAN-MIB
 
 ROOT_OID=1.3.6.1.4.1.32473.9.282
 V3_OPERATOR=(-v3 -l authPriv -u operator -a SHA-256 -A operator-auth-key -x AES -X operator-priv-key)
@@ -64,7 +66,7 @@ lab_start() {
     --topology "${2:-$HERE/../packaging/topologies/small-fabric.toml}" >"$LAB/switchd.log" 2>&1 &
   SWITCHD_PID=$!
   wait_for "$BIN/vsanctl" --run-dir "$LAB/run" show status
-  snmptrapd -f -n -On -C -c "$LAB/snmptrapd.conf" --persistentDir="$LAB/traps" -Lf "$LAB/traps.log" \
+  snmptrapd -f -n -OQ -C -c "$LAB/snmptrapd.conf" --persistentDir="$LAB/traps" -Lf "$LAB/traps.log" \
     "udp:127.0.0.1:$TRAP_PORT" &
   TRAPD_PID=$!
   snmpd -f -C -c "$LAB/snmpd.conf" -I -smux --persistentDir="$LAB/agent" -Lf "$LAB/snmpd.log" "$AGENT" \

@@ -8,11 +8,11 @@ lab_start "$1" "${2:-}"
 cat <<EOF
 A virtual switch is running. Everything is in $LAB; Ctrl-C stops it.
 
-  export MIBS=
-  snmpwalk -v2c -c public  -On $AGENT $ROOT_OID
-  snmpset  -v2c -c private -On $AGENT $ROOT_OID.1.1.3.1.2.10 s new-name
-  snmpwalk ${V3_OPERATOR[*]} -On $AGENT $ROOT_OID
-  snmpwalk ${V3_TENANT[*]} -On $AGENT $ROOT_OID      # sees VSANs 10 and 20 only
+  export MIBDIRS=$MIBDIRS MIBS=VSAN-MIB
+  snmpwalk -v2c -c public  -Os $AGENT vsanMIB
+  snmpset  -v2c -c private -Os $AGENT vsanName.10 s new-name
+  snmpwalk ${V3_OPERATOR[*]} -Os $AGENT vsanMIB
+  snmpwalk ${V3_TENANT[*]} -Os $AGENT vsanMIB      # sees VSANs 10 and 20 only
   $BIN/vsanctl --run-dir $LAB/run show vsan
   $BIN/vsanctl --run-dir $LAB/run history -f
   tail -f $LAB/traps.log
