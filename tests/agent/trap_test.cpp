@@ -257,6 +257,22 @@ TEST_F(Burst, AgentKilledFiveTimesInTheBurstEveryNotificationArrivesAndAtMostOne
   EXPECT_EQ(trap_lab::queue_counters(l).dropped, 0);
 }
 
+TEST_F(Burst, AgentKilledBeforeItsAcknowledgementsAreReadIsSucceededByOneThatGetsAtMostOneAgain) {
+  begin();
+  raise(0, 1);
+  ASSERT_EQ(arrived().size(), 1u) << "it has subscribed";
+  lab::signal(l.snmpd, SIGSTOP);
+  raise(1, 100);
+  lab::signal(l.switchd, SIGSTOP);
+  lab::signal(l.snmpd, SIGCONT);
+  ASSERT_TRUE(lab::wait_until([&] { return s->count() >= 8; })) << "some were under way";
+  usleep(200000);
+  lab::stop(l.snmpd, SIGKILL);
+  lab::signal(l.switchd, SIGCONT);
+  lab::start_snmpd(l);
+  expect_all(arrived(), 1);
+}
+
 TEST_F(Burst, AgentStoppedAndStartedInTheBurstEveryNotificationArrivesOnce) {
   begin();
   for (int round = 0; round < 3; ++round) {
