@@ -201,7 +201,7 @@ TEST_F(Fabric, ARestrictedUserReadsAndSetsTheTimersOfItsVsansAndTheSwitchWideOne
               (std::vector<snmp::name_t>{timer_cell(column, 10), timer_cell(column, 20)}));
     EXPECT_EQ(snmp::get(tenant, {timer_cell(column, 5)}).varbinds.at(0).type, snmp::kNoSuchInstance);
   }
-  for (const unsigned long vsan : {1, 5, 30, 4093}) {
+  for (const unsigned long vsan : {1ul, 5ul, 30ul, 4093ul}) {
     EXPECT_SET(snmp::set(tenant, {force(vsan, '\xe0')}), kGenErr, 1);
     EXPECT_SET(snmp::set(tenant, {timer(kRatov, vsan, 6000)}), kGenErr, 1);
     EXPECT_SET(snmp::set(tenant, {timer(kEdtov, vsan, 1500)}), kGenErr, 1);

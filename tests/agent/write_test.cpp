@@ -95,7 +95,7 @@ TEST_F(Write, TwoColumnsOfOneRowSendOneRowThatLeavesTheOtherColumnsAsTheyWere) {
 
 TEST_F(Write, SixColumnsOfThreeVsansSendThreeRows) {
   std::vector<snmp::varbind> pdu;
-  for (unsigned long vsan : {5, 10, 20}) {
+  for (unsigned long vsan : {5ul, 10ul, 20ul}) {
     pdu.push_back(name(vsan, "n" + std::to_string(vsan)));
     pdu.push_back(admin_state(vsan, 2));
     pdu.push_back(snmp::integer(vsan_cell(kLoadBalancing, vsan), 1));
@@ -142,7 +142,7 @@ TEST_F(Write, DestroySendsOneDeleteAndTheInterfacesGoHomeToVsanOne) {
   EXPECT_EQ(sent(), (rows{"DELETE 10 ten"}));
   EXPECT_EQ(vsan_line(l, 10), "");
   EXPECT_EQ(get(vsan_cell(kName, 10)).type, snmp::kNoSuchInstance);
-  for (unsigned long interface : {16781312, 16785408}) EXPECT_EQ(get(root({1, 2, 5, 1, 1, interface})).integer, 1);
+  for (unsigned long interface : {16781312ul, 16785408ul}) EXPECT_EQ(get(root({1, 2, 5, 1, 1, interface})).integer, 1);
   EXPECT_EQ(get(vsan_cell(kOperState, 1)).integer, 1) << "VSAN 1 has active members now";
 }
 

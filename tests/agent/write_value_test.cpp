@@ -88,11 +88,11 @@ TEST_F(WriteValue, AnInterfaceMayNameVsan4095WhichTheManagerDoesNotHave) {
 TEST_F(WriteValue, OctetStringsOfEveryLengthAreWrongTypeForANumber) {
   const std::string before = lab::settled_dump(l);
   for (const writable &w : writable_numbers()) {
-    for (const size_t length : {0, 1, 3, 4, 5, 8, 9, 400}) {
+    for (const size_t length : {0ul, 1ul, 3ul, 4ul, 5ul, 8ul, 9ul, 400ul}) {
       EXPECT_SET(set({snmp::octets(w.oid, std::string(length, '\1'))}), kWrongType, 1) << w.name << " " << length;
     }
   }
-  for (const size_t length : {0, 4, 8}) {
+  for (const size_t length : {0ul, 4ul, 8ul}) {
     EXPECT_SET(set({snmp::octets(vsan_cell(kRowStatus, 30), std::string(length, '\4'))}), kWrongType, 1);
   }
   EXPECT_EQ(lab::settled_dump(l), before);
@@ -217,7 +217,7 @@ TEST_F(WriteValue, ARestrictedUserIsRefusedEverySetterOutsideItsVsansAndErrorsSa
       EXPECT_NE(errors.find("the user may not touch this VSAN"), std::string::npos) << errors;
       EXPECT_NE(errors.find("0x4049002C"), std::string::npos) << errors;
     }
-    for (const unsigned long vsan : {5, 30}) {
+    for (const unsigned long vsan : {5ul, 30ul}) {
       for (const long requested : {kActive, kCreateAndGo, kDestroy}) {
         EXPECT_SET(snmp::set(tenant, {row_status(vsan, requested)}), kGenErr, 1) << vsan << " " << requested;
       }
@@ -250,7 +250,7 @@ TEST_F(WriteValue, AUserWithAnEmptySetIsRefusedEverything) {
   lab::start(closed, how);
   const std::string before = lab::settled_dump(closed);
   snmp::client c(closed, snmp::user("closed"), 30);
-  for (const unsigned long vsan : {1, 5, 10, 20, 30, 4093}) {
+  for (const unsigned long vsan : {1ul, 5ul, 10ul, 20ul, 30ul, 4093ul}) {
     EXPECT_SET(snmp::set(c, {name(vsan, "x")}), kGenErr, 1) << vsan;
     EXPECT_SET(snmp::set(c, {row_status(vsan, kCreateAndGo)}), kGenErr, 1) << vsan;
     EXPECT_SET(snmp::set(c, {row_status(vsan, kDestroy)}), kGenErr, 1) << vsan;
