@@ -278,29 +278,82 @@ TEST_F(Read, ShortAnswersGiveNoValueThroughTheAgent) {
   EXPECT_EQ(snmp::walk(c, root({})), golden());
 }
 
-// The large switch.
-TEST(ReadLarge, WalkOf4093VsansAnd512InterfacesIsCompleteAndAscending) {
-  const std::string file = "/tmp/large-topology-" + std::to_string(getpid()) + ".toml";
-  const auto generated = lab::run({"python3", LAB_SOURCE_DIR "/packaging/topologies/generate-topology.py"});
-  ASSERT_EQ(generated.status, 0) << generated.output;
-  lab::write_file(file, generated.output);
+// The large switch: 4,093 VSANs and 512 interfaces.
+
+class ReadLarge : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string file = "/tmp/large-topology-" + std::to_string(getpid()) + ".toml";
+    const auto generated = lab::run({"python3", LAB_SOURCE_DIR "/packaging/topologies/generate-topology.py"});
+    ASSERT_EQ(generated.status, 0) << generated.output;
+    lab::write_file(file, generated.output);
+    lab::options how;
+    how.topology_file = file;
+    lab::start(l, how);
+    unlink(file.c_str());
+    snmp::client c(l, snmp::community("public"), 10);
+    whole = snmp::bulkwalk(c, root({}), 60);
+  }
   lab::lab l;
-  lab::options how;
-  how.topology_file = file;
-  lab::start(l, how);
-  snmp::client c(l, snmp::community("public"), 10);
-  const auto seen = snmp::bulkwalk(c, root({}), 60);
-  unlink(file.c_str());
-  EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end(), [](const auto &x, const auto &y) { return x.name < y.name; }));
+  std::vector<varbind> whole;  // by GETBULK of one column
+};
+
+TEST_F(ReadLarge, EveryColumnIsCompleteAndTheWalkAscends) {
+  EXPECT_TRUE(std::is_sorted(whole.begin(), whole.end(), [](const auto &x, const auto &y) { return x.name < y.name; }));
   const auto count = [&](const snmp::name_t &prefix) {
-    return std::count_if(seen.begin(), seen.end(), [&](const varbind &v) {
+    return std::count_if(whole.begin(), whole.end(), [&](const varbind &v) {
       return v.name.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), v.name.begin());
     });
   };
-  EXPECT_EQ(seen.at(0), snmp::integer(root({1, 1, 1, 0}), 4093));
+  EXPECT_EQ(whole.at(0), snmp::integer(root({1, 1, 1, 0}), 4093));
   for (unsigned long id : {2, 3, 4, 5, 6, 8, 9, 10, 11, 12}) EXPECT_EQ(count(root({1, 1, 3, 1, id})), 4093) << id;
-  for (unsigned long id : {1, 2}) EXPECT_EQ(count(root({1, 2, 5, 1, id})), 512);
+  for (unsigned long id : {1, 2}) EXPECT_EQ(count(root({1, 2, 5, 1, id})), 512) << id;
+  EXPECT_GT(count(root({1, 2, 8})), 0);
   for (unsigned long id : {1, 2, 3, 4, 5}) EXPECT_EQ(count(root({1, 4, 8, 1, id})), 4093) << id;
+}
+
+TEST_F(ReadLarge, GetNextOneByOneGivesTheSameWalk) {
+  snmp::client c(l, snmp::community("public"), 10);
+  EXPECT_TRUE(snmp::walk(c, root({})) == whole);
+}
+
+TEST_F(ReadLarge, GetOfEachGivesTheSameValues) {
+  snmp::client c(l, snmp::community("public"), 10);
+  for (size_t i = 0; i < whole.size(); i += 25) {
+    std::vector<snmp::name_t> names;
+    for (size_t j = i; j < std::min(i + 25, whole.size()); ++j) names.push_back(whole[j].name);
+    const auto answer = snmp::get(c, names);
+    ASSERT_EQ(answer.varbinds.size(), names.size());
+    ASSERT_TRUE(std::equal(answer.varbinds.begin(), answer.varbinds.end(), whole.begin() + static_cast<long>(i))) << i;
+  }
+}
+
+// Rows as wide as their table: by GETNEXT, and by GETBULK of several rows.
+TEST_F(ReadLarge, GetNextAndGetBulkARowWideGiveTheSameCells) {
+  snmp::client c(l, snmp::community("public"), 10);
+  for (int repetitions : {0, 4}) {
+    std::vector<snmp::name_t> at;
+    for (unsigned long id : {2, 3, 4, 5, 6, 8, 9, 10, 11, 12}) at.push_back(root({1, 1, 3, 1, id}));
+    for (unsigned long id : {1, 2, 3, 4, 5}) at.push_back(root({1, 4, 8, 1, id}));
+    const auto columns = at;
+    std::vector<varbind> seen;
+    for (size_t row = 0; row < 4093; row += repetitions == 0 ? 1 : static_cast<size_t>(repetitions)) {
+      const auto answer = repetitions == 0 ? snmp::getnext(c, at) : snmp::getbulk(c, at, repetitions);
+      ASSERT_GE(answer.varbinds.size(), at.size());
+      for (size_t i = 0; i < answer.varbinds.size(); ++i) {
+        const varbind &v = answer.varbinds[i];
+        const snmp::name_t &column = columns[i % columns.size()];
+        at[i % columns.size()] = v.name;
+        if (std::equal(column.begin(), column.end(), v.name.begin())) seen.push_back(v);
+      }
+    }
+    std::sort(seen.begin(), seen.end(), [](const auto &x, const auto &y) { return x.name < y.name; });
+    std::vector<varbind> expected;
+    for (const varbind &v : whole) {
+      if ((root({1, 1, 3}) < v.name && v.name < root({1, 2})) || root({1, 4, 8}) < v.name) expected.push_back(v);
+    }
+    EXPECT_TRUE(seen == expected) << repetitions << ": " << seen.size() << " cells of " << expected.size();
+  }
 }
 
 }  // namespace
