@@ -43,13 +43,13 @@ enum { kNotifyPortMembership = 102, kNotifyVsanChange = 145 };
 enum {
   kStatusNoVsan = 0x40190001,             // the named VSAN does not fit the request: there is none
   kStatusNotInDistribution = 0x40190002,  // the distribution service holds no value for this VSAN
-  kStatusVsanConflict = 0x40190004,       // the named VSAN does not fit the request: a name in use, a VSAN that must stay
-  kStatusLatencyZero = 0x40190014,        // a drop latency of 0 marks "not written" and cannot be set
-  kStatusNoValue = 0x4019001F,            // a write came without a value
-  kStatusRemoteLock = 0x40190028,         // another switch holds the distribution lock
-  kStatusNoEntry = 0x40490002,            // no such row; also the end of a table
-  kStatusVsanDenied = 0x4049002C,         // the user may not touch this VSAN
-  kStatusRowDenied = 0x40540008,          // a restricted user may not create or delete this row
+  kStatusVsanConflict = 0x40190004,  // the named VSAN does not fit the request: a name in use, a VSAN that must stay
+  kStatusLatencyZero = 0x40190014,   // a drop latency of 0 marks "not written" and cannot be set
+  kStatusNoValue = 0x4019001F,       // a write came without a value
+  kStatusRemoteLock = 0x40190028,    // another switch holds the distribution lock
+  kStatusNoEntry = 0x40490002,       // no such row; also the end of a table
+  kStatusVsanDenied = 0x4049002C,    // the user may not touch this VSAN
+  kStatusRowDenied = 0x40540008,     // a restricted user may not create or delete this row
 };
 
 typedef struct {

@@ -20,11 +20,12 @@ typedef struct {
 } snmp_error_record_t;
 
 // Turns one notification message into a trap: returns the trap's varbinds, to be freed by the caller, fills `trap_oid`
-// (room for MAX_OID_LEN) and its length, and sets `*send` to 1; or returns null with `*send` 0 when no trap is to be sent.
+// (room for MAX_OID_LEN) and its length, and sets `*send` to 1; or returns null with `*send` 0 when no trap is to be
+// sent.
 typedef netsnmp_variable_list *(*notification_handler_t)(void *msg, oid *trap_oid, size_t *trap_oid_len, int *send);
 
-// Both return 0 on success. A second registration of an id replaces the first; unregistering an id that has no handler is an
-// error.
+// Both return 0 on success. A second registration of an id replaces the first; unregistering an id that has no handler
+// is an error.
 int register_for_notification(int id, notification_handler_t handler);
 int unregister_for_notification(int id);
 
@@ -36,8 +37,8 @@ const char *get_snmp_sessionid(int unused);
 // A number unique to the PDU (never a client's own request id, which clients repeat); 0 outside a PDU.
 int get_pdu_reqid(void);
 
-// Adds to `set` the VSANs that the PDU's user may use under the OID. `pdu_type` is SNMP_MSG_GET for every read and SNMP_MSG_SET
-// for every write. Returns 1 when the user is restricted to that set, 0 when the user is not restricted.
+// Adds to `set` the VSANs that the PDU's user may use under the OID. `pdu_type` is SNMP_MSG_GET for every read and
+// SNMP_MSG_SET for every write. Returns 1 when the user is restricted to that set, 0 when the user is not restricted.
 int snmp_get_allowed_vsans_subtree(vsan_set_t *set, const oid *name, size_t name_len, int pdu_type);
 
 // Non-zero when VSAN `vsan_id` is in `set`; an id above 4095 never is.
@@ -59,8 +60,8 @@ void log_snmp_error(snmp_error_record_t *record);
 // acceptable, 584 when the module itself refused (a restriction, no memory).
 void log_set_error(int code, int detail);
 
-// Appends one varbind, its value and name copied, to `list`, or starts a list when `list` is null. Returns the list's head,
-// or null when there is no memory, `list` then being as it was.
+// Appends one varbind, its value and name copied, to `list`, or starts a list when `list` is null. Returns the list's
+// head, or null when there is no memory, `list` then being as it was.
 netsnmp_variable_list *build_varbind(netsnmp_variable_list *list, const void *value, u_char asn_type, size_t value_len,
                                      const oid *name, size_t name_len);
 

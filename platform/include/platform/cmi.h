@@ -14,7 +14,8 @@ extern "C" {
 //
 //   opcode, msg_type  what is asked for
 //   request           the payload, `*size` bytes, big-endian; null when there is none
-//   response          where to put the answer's payload, `malloc`ed, for the caller to `free`; null when none is wanted.
+//   response          where to put the answer's payload, `malloc`ed, for the caller to `free`; null when none is
+//   wanted.
 //                     Set it to a null pointer before the call. It may be set on a refused request too.
 //   size              in: the request's size (the expected answer's size when `request` is null, and then no payload is
 //                     sent); out: the answer's payload size. Left as it was when no response was wanted or none came.
@@ -24,10 +25,9 @@ extern "C" {
 //   timeout           seconds to wait; 0 means the platform's default, 5 s
 //
 // Returns 0, or the receiver's status, or -1 with `errno`: ETIMEDOUT when no answer came in time (and at once while
-// the receiver is suspect: it let a request time out less than a second ago and has shown no life since), ECONNREFUSED or
-// ENOENT when no manager serves `service`, ECONNRESET or EPROTO when the exchange broke (a success
-// without the payload that was wanted is EPROTO), EMSGSIZE when the request is larger
-// than a message can be.
+// the receiver is suspect: it let a request time out less than a second ago and has shown no life since), ECONNREFUSED
+// or ENOENT when no manager serves `service`, ECONNRESET or EPROTO when the exchange broke (a success without the
+// payload that was wanted is EPROTO), EMSGSIZE when the request is larger than a message can be.
 int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
                  const char *session, int service, mts_queue_t queue, int timeout);
 

@@ -6,8 +6,8 @@
 extern "C" {
 #endif
 
-// Whether distribution is on for `application`. Returns 0, or -1 when the state is not known (no page, an application that is
-// not distributed); `*enabled` is then left as it was.
+// Whether distribution is on for `application`. Returns 0, or -1 when the state is not known (no page, an application
+// that is not distributed); `*enabled` is then left as it was.
 int is_kdx_enabled(const char *application, int *enabled);
 
 // The show-running mode of `application`: 0 reads pending values, non-zero reads the running ones. Returns as above.

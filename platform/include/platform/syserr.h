@@ -10,8 +10,8 @@ extern "C" {
 // buffer that the next call on the same thread overwrites.
 const char *syserr2str(int code);
 
-// The same with the status in front, as logs want it: "0x40190001 (no such VSAN)". The buffer is valid until the next call
-// on the same thread.
+// The same with the status in front, as logs want it: "0x40190001 (no such VSAN)". The buffer is valid until the next
+// call on the same thread.
 const char *syserr_format(int code);
 
 #ifdef __cplusplus
