@@ -21,5 +21,5 @@ fi
 # Test clients from npm, and the standard MIB modules that come with one of them.
 clients="$here/../tests/agent/npm"
 if [ "$clients/package-lock.json" -nt "$clients/node_modules/.package-lock.json" ]; then
-  npm --prefix "$clients" ci --loglevel=error --no-audit --no-fund --ignore-scripts
+  npm --prefix "$clients" ci --loglevel=error --prefer-offline --no-audit --no-fund --no-update-notifier --ignore-scripts
 fi
