@@ -31,7 +31,7 @@ int report_denial(uint32_t code);
 // walk too.
 template <typename Fetch, typename Resume>
 bool walk_to_allowed(const vsan_set_t &set, Fetch fetch, Resume resume) {
-  uint32_t previous = 0;
+  int64_t previous = -1;
   for (;;) {
     uint32_t vsan = 0;
     if (!fetch(vsan)) return false;

@@ -460,6 +460,7 @@ const char *syserr_format(int code) {
 }
 
 int sdwrap_hist_event_subtype_check(int module, int) {
+  errno = EBADF;  // a sink may spoil it
   return module == 0x730000 && world.history_on ? 0 : 1;
 }
 int sdwrap_hist_event(int module, int length, const void *record) {
@@ -468,10 +469,11 @@ int sdwrap_hist_event(int module, int length, const void *record) {
   const char *text = static_cast<const char *>(record) + sizeof level;
   if (module != 0x730000 || static_cast<size_t>(length) != strlen(text) + 5) abort();
   world.history.emplace_back(static_cast<int>(level), text);
-  errno = EBADF;  // a sink may spoil it
+  errno = EBADF;
   return 0;
 }
 int sdwrap_chk_int(int, int, int, int) {
+  errno = EBADF;
   return world.debug_on ? 1 : 0;
 }
 void buginf(int, void *name, int, const char *format, ...) {

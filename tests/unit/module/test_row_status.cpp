@@ -362,6 +362,7 @@ TEST_F(RowStatus, TracesOfACreationInTheirOrder) {
   fake::the().history.clear();
   run(ACTION, 11, 4);
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ACTION calling header_vsanEntry\n"));
+  EXPECT_EQ(fake::the().count_traced("get_vsanEntry_instance(#) * entry->vsanIndex:11 *\n"), 1u);
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ret_code:str-40190001 \n"));
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#): Fetching  entry for vsanEntry_list with vsanIndex = 11\n"));
   EXPECT_TRUE(

@@ -79,12 +79,14 @@ int list_new_row(oid *name, size_t name_len) {
 }
 
 int check_right(uint32_t requested, oid *name, size_t name_len) {
-  vsanEntry key;
-  if (!parse_key(name, name_len, &key)) {
-    TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
-    return SNMP_ERR_INCONSISTENTNAME;
+  vsanEntry key = key_of(name, name_len);
+  if (requested == RS_DESTROY) {
+    if (!parse_key(name, name_len, &key)) {
+      TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
+      return SNMP_ERR_INCONSISTENTNAME;
+    }
+    TRACE("%s(%d) : set Rowstatus Validate Vsan_id \n", kSelf, __LINE__);
   }
-  if (requested == RS_DESTROY) TRACE("%s(%d) : set Rowstatus Validate Vsan_id \n", kSelf, __LINE__);
   if (is_denied(key.vsanIndex, name, name_len)) return report_denial(kStatusRowDenied);
   return SNMP_ERR_NOERROR;
 }
@@ -212,11 +214,10 @@ int act_on_present(uint32_t requested, const vsanEntry &row) {
   }
 }
 
-int act(uint32_t requested, oid *name, size_t name_len) {
+int act(uint32_t requested, const oid *name, size_t name_len) {
   TRACE("%s(%d) ACTION calling header_vsanEntry\n", kSelf, __LINE__);
-  vsanEntry key;
+  const vsanEntry key = key_of(name, name_len);
   vsanEntry current;
-  parse_key(name, name_len, &key);
   const int status = fetch_current_row(name, name_len, key, &current);
   return status != 0 ? act_on_absent(status, requested, key) : act_on_present(requested, current);
 }

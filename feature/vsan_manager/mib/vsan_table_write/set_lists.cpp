@@ -69,6 +69,12 @@ bool parse_key(oid *name, size_t name_len, vsanEntry *key) {
   return get_vsanEntry_instance(name, kColumnOidLen, name, &name_len, 1, key) == 0;
 }
 
+vsanEntry key_of(const oid *name, size_t name_len) {
+  vsanEntry key = {};
+  if (name_len == kRowOidLen) key.vsanIndex = sub_id(name, kColumnOidLen);
+  return key;
+}
+
 int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry *record) {
   row_oid own(name, name_len);
   const int status = header_vsanEntry(own.name, kColumnOidLen, own.name, &own.length, 1, record);
@@ -77,9 +83,9 @@ int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vs
   return -1;
 }
 
-void drop_saved_by_column(oid *name, size_t name_len) {
-  vsanEntry key;
-  if (parse_key(name, name_len, &key) && is_saved_by_column(key.vsanIndex)) take_saved(key);
+void drop_saved_by_column(const oid *name, size_t name_len) {
+  const vsanEntry key = key_of(name, name_len);
+  if (is_saved_by_column(key.vsanIndex)) take_saved(key);
 }
 
 namespace {

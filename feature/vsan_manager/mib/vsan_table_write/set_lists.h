@@ -42,12 +42,15 @@ row_ptr take_saved(const vsanEntry &key);
 // The key of the row that `name` ends in. Returns false when the OID names none.
 bool parse_key(oid *name, size_t name_len, vsanEntry *key);
 
+// The same without a trace line, for steps that are not a parse of their own.
+vsanEntry key_of(const oid *name, size_t name_len);
+
 // Fetches the row as the manager holds it, through the read side's cache; `name` stays as it is. An answer for another
 // VSAN counts as a broken exchange: lists are keyed by what the manager answers.
 int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry *record);
 
 // UNDO of a column: nothing is sent, and the row that the column's own RESERVE2 saved is dropped.
-void drop_saved_by_column(oid *name, size_t name_len);
+void drop_saved_by_column(const oid *name, size_t name_len);
 
 }  // namespace vsan_mib
 
