@@ -85,16 +85,23 @@ const scalar_answer *find_scalar_answer(int opcode) {
   return nullptr;
 }
 
-// The time of the last change, seconds and microseconds, as agent uptime in hundredths of a second.
+// The agent's uptime at a time since the epoch, in hundredths of a second; negative before the agent's start. In 64
+// bits, because a `long` of 32 wraps after 249 days.
+int64_t uptime_at(uint32_t seconds, uint32_t microseconds) {
+  const auto *start = static_cast<const struct timeval *>(netsnmp_get_agent_starttime());
+  const int64_t started_at = static_cast<uint32_t>(start->tv_sec);
+  const int64_t since_start = (int64_t{seconds} - started_at) * 1'000'000 + int64_t{microseconds} - start->tv_usec;
+  return since_start < 0 ? -1 : since_start / 10'000;
+}
+
+// The time of the last change, seconds and microseconds, as agent uptime: 0 for one before the agent's start.
 void *table_last_change(const void *payload) {
-  struct timeval change = {};
-  change.tv_sec = static_cast<time_t>(word_at(payload, 0));
-  change.tv_usec = static_cast<suseconds_t>(word_at(payload, 4));
-  // A time before the agent's start comes back wrapped: its sign tells.
-  const long ticks = static_cast<long>(netsnmp_timeval_uptime(&change));
-  value_result = ticks < 0 ? 0 : static_cast<uint32_t>(ticks);
+  const uint32_t seconds = word_at(payload, 0);
+  const uint32_t microseconds = word_at(payload, 4);
+  const int64_t ticks = uptime_at(seconds, microseconds);
+  value_result = ticks < 0 ? 0 : static_cast<uint32_t>(ticks);  // TimeTicks count modulo 2^32
   TRACE("%s : Recevied GET response  for VSANTABLELASTCHANGE (tvsec = %d, tvusec = %d) = %d\n", "get_using_cmi",
-        static_cast<int>(change.tv_sec), static_cast<int>(change.tv_usec), static_cast<int>(value_result));
+        static_cast<int>(seconds), static_cast<int>(microseconds), static_cast<int>(value_result));
   return &value_result;
 }
 

@@ -2,10 +2,13 @@
 #include <stdio.h>
 
 #include "feature/vsan_manager/mib/vsan_mib.h"
+#include "feature/vsan_manager/mib/vsan_table_write/set_lists.h"
 #include "platform/agent.h"
 
 indxobj_t vsanEntry_list;
 indxobj_t vsanEntry_undo_list;
+
+using namespace vsan_mib;
 
 namespace {
 
@@ -59,6 +62,7 @@ void init_vsan_mib(void) {
 void deinit_vsan_mib(void) {
   printf("DEBUG : ENTER %s \n", "deinit_vsan_mib");
   unregister_objects();
+  drop_all_rows_of_columns();
   indxobj_destroy(&vsanEntry_list);
   indxobj_destroy(&vsanEntry_undo_list);
   unregister_for_notification(kNotifyVsanChange);

@@ -218,6 +218,7 @@ int set_column(const column_setter &setter, int action, const written &w) {
   if (action > RESERVE1 && action <= UNDO) trace(setter, setter.traces.phase[action]);
   switch (action) {
     case RESERVE1:
+      forget_finished_pdu(w.name, w.name_len);
       return check(setter, w);
     case RESERVE2:
       return handle_onepdu_undo_vsanEntryList(setter.column, w.name, w.name_len, w.value, w.length);
@@ -227,7 +228,7 @@ int set_column(const column_setter &setter, int action, const written &w) {
     case FREE:
       return handle_free_vsanEntryList(w.name, w.name_len);
     case UNDO:
-      drop_saved_by_column(w.name, w.name_len);
+      note_pdu_over(w.name, w.name_len);
       return SNMP_ERR_NOERROR;
     default:
       return SNMP_ERR_NOERROR;

@@ -50,7 +50,7 @@ int save_row() {
   row_ptr saved = new_row();
   if (saved == nullptr) return SNMP_ERR_GENERR;
   *saved = vsan_answer_row;
-  if (!list_saved(std::move(saved), saver::row_status)) {
+  if (!list_saved(std::move(saved), lister::row_status)) {
     TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(vsan_answer_row.vsanIndex));
     return SNMP_ERR_GENERR;
   }
@@ -75,7 +75,7 @@ int list_new_row(oid *name, size_t name_len) {
   TRACE("%s(%d) : Row Status = %d\n", kSelf, __LINE__, static_cast<int>(row->vsanRowStatus));
   TRACE("%s(%d) : Adding entry vsanIndex = %d, to vsanEntry_list (row_status = %d)\n", kSelf, __LINE__,
         static_cast<int>(row->vsanIndex), static_cast<int>(row->vsanRowStatus));
-  return list_pending(std::move(row)) ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
+  return list_pending(std::move(row), lister::row_status) ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
 }
 
 int check_right(uint32_t requested, oid *name, size_t name_len) {
@@ -172,7 +172,7 @@ int create_row(const vsanEntry &key) {
 // may be there although RESERVE1 did not see it.
 void keep_undo_from_deleting(const vsanEntry &key) {
   row_ptr unsent = take_pending(key);
-  if (unsent != nullptr) list_saved(std::move(unsent), saver::row_status);
+  if (unsent != nullptr) list_saved(std::move(unsent), lister::row_status);
 }
 
 int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
@@ -267,6 +267,7 @@ int undo(uint32_t requested, oid *name, size_t name_len) {
 int set_vsanRowStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *statP, oid *name,
                       size_t name_len) {
   TRACE("%s(%d) \n", kSelf, __LINE__);
+  if (action == RESERVE1 || action == RESERVE2) forget_finished_pdu(name, name_len);
   switch (action) {
     case RESERVE1:
       return reserve1(var_val, var_val_type, var_val_len, statP, name, name_len);

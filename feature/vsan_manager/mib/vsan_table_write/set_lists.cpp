@@ -14,19 +14,31 @@
 namespace vsan_mib {
 namespace {
 
-// The VSANs whose saved row a column's RESERVE2 saved. What row status saved, it restores from in its own UNDO.
-uint8_t saved_by_column[kVsanSetBytes];
+// One mark a VSAN.
+struct vsan_marks {
+  uint8_t bits[kVsanSetBytes];
+};
 
-bool is_saved_by_column(uint32_t vsan) {
-  return vsan / 8 < kVsanSetBytes && (saved_by_column[vsan / 8] & (1u << (vsan % 8))) != 0;
+bool is_markable(uint32_t vsan) {
+  return vsan / 8 < kVsanSetBytes;
 }
 
-void mark_saved_by_column(uint32_t vsan, bool by_column) {
-  if (vsan / 8 >= kVsanSetBytes) return;
+bool is_marked(const vsan_marks &marks, uint32_t vsan) {
+  return is_markable(vsan) && (marks.bits[vsan / 8] & (1u << (vsan % 8))) != 0;
+}
+
+void mark(vsan_marks &marks, uint32_t vsan, bool on) {
+  if (!is_markable(vsan)) return;
   const uint8_t bit = static_cast<uint8_t>(1u << (vsan % 8));
-  uint8_t &octet = saved_by_column[vsan / 8];
-  octet = static_cast<uint8_t>(by_column ? octet | bit : octet & ~bit);
+  uint8_t &octet = marks.bits[vsan / 8];
+  octet = static_cast<uint8_t>(on ? octet | bit : octet & ~bit);
 }
+
+// The VSANs whose row a column listed; the others are row status's. And those whose PDU is over although its columns'
+// rows may still be listed.
+vsan_marks pending_of_column;
+vsan_marks saved_of_column;
+vsan_marks pdu_is_over;
 
 }  // namespace
 
@@ -34,18 +46,35 @@ row_ptr new_row() {
   return row_ptr(static_cast<vsanEntry *>(calloc(1, sizeof(vsanEntry))));
 }
 
-bool list_pending(row_ptr row) {
-  if (indxobj_add(&vsanEntry_list, row.get(), row.get()) == 0) return false;
+namespace {
+
+bool list_row(indxobj_t &list, vsan_marks &of_column, row_ptr row, lister by) {
+  const uint32_t vsan = row->vsanIndex;
+  if (indxobj_add(&list, row.get(), row.get()) == 0) return false;
   static_cast<void>(row.release());
+  mark(of_column, vsan, by == lister::column);
   return true;
 }
 
-bool list_saved(row_ptr row, saver by) {
-  const uint32_t vsan = row->vsanIndex;
-  if (indxobj_add(&vsanEntry_undo_list, row.get(), row.get()) == 0) return false;
-  static_cast<void>(row.release());
-  mark_saved_by_column(vsan, by == saver::column);
-  return true;
+row_ptr take_row_off(indxobj_t &list, vsan_marks &of_column, const vsanEntry &key) {
+  mark(of_column, key.vsanIndex, false);
+  return row_ptr(static_cast<vsanEntry *>(indxobj_remove(&list, &key)));
+}
+
+void drop_rows_of_columns(const vsanEntry &key) {
+  if (is_marked(pending_of_column, key.vsanIndex)) take_pending(key);
+  if (is_marked(saved_of_column, key.vsanIndex)) take_saved(key);
+  mark(pdu_is_over, key.vsanIndex, false);
+}
+
+}  // namespace
+
+bool list_pending(row_ptr row, lister by) {
+  return list_row(vsanEntry_list, pending_of_column, std::move(row), by);
+}
+
+bool list_saved(row_ptr row, lister by) {
+  return list_row(vsanEntry_undo_list, saved_of_column, std::move(row), by);
 }
 
 vsanEntry *find_pending(const vsanEntry &key) {
@@ -57,12 +86,11 @@ vsanEntry *find_saved(const vsanEntry &key) {
 }
 
 row_ptr take_pending(const vsanEntry &key) {
-  return row_ptr(static_cast<vsanEntry *>(indxobj_remove(&vsanEntry_list, &key)));
+  return take_row_off(vsanEntry_list, pending_of_column, key);
 }
 
 row_ptr take_saved(const vsanEntry &key) {
-  mark_saved_by_column(key.vsanIndex, false);
-  return row_ptr(static_cast<vsanEntry *>(indxobj_remove(&vsanEntry_undo_list, &key)));
+  return take_row_off(vsanEntry_undo_list, saved_of_column, key);
 }
 
 bool parse_key(oid *name, size_t name_len, vsanEntry *key) {
@@ -83,9 +111,23 @@ int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vs
   return -1;
 }
 
-void drop_saved_by_column(const oid *name, size_t name_len) {
+void note_pdu_over(const oid *name, size_t name_len) {
   const vsanEntry key = key_of(name, name_len);
-  if (is_saved_by_column(key.vsanIndex)) take_saved(key);
+  mark(pdu_is_over, key.vsanIndex, true);
+  if (is_markable(key.vsanIndex)) return;
+  // A manager of its own numbers: there is no mark for such a VSAN, and row status refuses it.
+  take_pending(key);
+  take_saved(key);
+}
+
+void forget_finished_pdu(const oid *name, size_t name_len) {
+  const vsanEntry key = key_of(name, name_len);
+  if (is_marked(pdu_is_over, key.vsanIndex)) drop_rows_of_columns(key);
+}
+
+void drop_all_rows_of_columns() {
+  vsanEntry key = {};
+  for (key.vsanIndex = 0; is_markable(key.vsanIndex); ++key.vsanIndex) drop_rows_of_columns(key);
 }
 
 namespace {
@@ -181,7 +223,7 @@ int save_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsa
 
   TRACE("%s(%d):  Adding UNDO entry (vsanIndex= %d to the vsanEntry_undo_list\n", self, __LINE__,
         static_cast<int>(key.vsanIndex));
-  if (!list_saved(std::move(fresh), saver::column)) {
+  if (!list_saved(std::move(fresh), lister::column)) {
     const int refused = no_memory();
     TRACE("%s(%d) No Mmory! \n", self, __LINE__);
     return refused;
@@ -202,7 +244,7 @@ int begin_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry 
 
   TRACE("%s(%d): Adding entry vsanIndex %d, to vsanEntry_list\n", self, __LINE__, static_cast<int>(key.vsanIndex));
   *listed = pending.get();
-  if (!list_pending(std::move(pending))) return no_memory();
+  if (!list_pending(std::move(pending), lister::column)) return no_memory();
   return SNMP_ERR_NOERROR;
 }
 
@@ -217,6 +259,7 @@ int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, con
     TRACE("%s(%d) ***Return Inconsistname! ***\n", __func__, __LINE__);
     return SNMP_ERR_INCONSISTENTNAME;
   }
+  forget_finished_pdu(name, name_len);
   vsanEntry *pending = find_pending(key);
   if (pending == nullptr) {
     const int status = begin_row(name, name_len, key, &pending);

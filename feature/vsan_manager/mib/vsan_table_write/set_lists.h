@@ -10,9 +10,13 @@
 //       |      later columns: nothing left to send       -             .        status sends it; but not VSAN 9)
 //       |
 //       +-- COMMIT  dropped                              -             -
-//       +-- UNDO    saved row dropped, nothing sent      -             -       (unless row status saved it: it
-//       |                                                                       restores from it in its own UNDO)
+//       +-- UNDO    noted: the PDU is over               .             .       (nothing sent; row status restores from
+//       |                                                                       the saved row in its own UNDO)
 //   FREE       from RESERVE1 or RESERVE2: dropped        -             -
+//
+// After UNDO no phase comes that could drop the rows, and an agent that ends ACTION at its first failure leaves pending
+// ones that were never sent. The next RESERVE1 or RESERVE2 of the VSAN drops them first, so that no later PDU meets
+// them.
 #ifndef FEATURE_VSAN_MANAGER_MIB_VSAN_TABLE_WRITE_SET_LISTS_H
 #define FEATURE_VSAN_MANAGER_MIB_VSAN_TABLE_WRITE_SET_LISTS_H
 
@@ -29,9 +33,9 @@ using row_ptr = std::unique_ptr<vsanEntry, free_buffer>;
 row_ptr new_row();
 
 // Lists the row, which then belongs to its list. Returns false, the row being freed, when it could not be listed.
-bool list_pending(row_ptr row);
-enum class saver { row_status, column };
-bool list_saved(row_ptr row, saver by);
+enum class lister { row_status, column };
+bool list_pending(row_ptr row, lister by);
+bool list_saved(row_ptr row, lister by);
 
 // The listed row of the key's VSAN, or null; and the same taken off its list.
 vsanEntry *find_pending(const vsanEntry &key);
@@ -49,8 +53,15 @@ vsanEntry key_of(const oid *name, size_t name_len);
 // VSAN counts as a broken exchange: lists are keyed by what the manager answers.
 int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry *record);
 
-// UNDO of a column: nothing is sent, and the row that the column's own RESERVE2 saved is dropped.
-void drop_saved_by_column(const oid *name, size_t name_len);
+// UNDO of a column: notes that the VSAN's PDU is over. Nothing is sent and nothing dropped.
+void note_pdu_over(const oid *name, size_t name_len);
+
+// Before a phase that begins work on the VSAN: drops what columns of a finished PDU left listed. What row status listed
+// stays.
+void forget_finished_pdu(const oid *name, size_t name_len);
+
+// At unloading: drops what columns left listed, of every VSAN.
+void drop_all_rows_of_columns();
 
 }  // namespace vsan_mib
 
