@@ -15,6 +15,7 @@
 #include "platform/agent.h"
 #include "platform/messaging/notification_message.h"
 #include "platform/messaging/notification_wire.h"
+#include "platform/messaging/served_pdu_scope.h"
 #include "platform/messaging/service_names.h"
 #include "platform/run_dir.h"
 
@@ -25,6 +26,9 @@ constexpr int kNotificationsAtOnce = 16;  // between two looks at the agent's re
 constexpr long kFirstWaitMs = 100;
 constexpr long kLongestWaitMs = 5000;
 constexpr time_t kSteadySeconds = 1;  // a connection that lasted so long was no refusal
+// Each try of a notification may cost the agent a time-out, so that later ones come seldom.
+constexpr int kTriesMax = 20;  // some minutes
+constexpr long kLongestWaitForTryMs = 30'000;
 
 struct handler_row {
   int id;
@@ -47,6 +51,10 @@ subscription current;
 // read the acknowledgement when the next subscription reaches it.
 uint64_t taken_number;
 uint32_t taken_store;
+
+// The notification after it could not be made into a trap so often: a manager that its handler asked did not answer.
+int tries;
+unsigned given_up;  // notifications, since the agent started
 
 void connect_again_later();
 void on_readable(int fd, void *);
@@ -149,7 +157,8 @@ void connect_again_later() {
   }
   const timeval wait = {current.wait_ms / 1000, current.wait_ms % 1000 * 1000};
   current.alarm = snmp_alarm_register_hr(wait, 0, subscribe, nullptr);
-  current.wait_ms = current.wait_ms * 2 < kLongestWaitMs ? current.wait_ms * 2 : kLongestWaitMs;
+  const long longest = tries > 0 ? kLongestWaitForTryMs : kLongestWaitMs;
+  current.wait_ms = current.wait_ms * 2 < longest ? current.wait_ms * 2 : longest;
 }
 
 // Sends what the handler made; the list starts with the trap's own name, as SNMPv2 has it.
@@ -167,11 +176,13 @@ void send_trap(netsnmp_variable_list *varbinds, const oid *trap_oid, size_t trap
   snmp_free_varbind(trap);
 }
 
-void hand_to_handler(const notification_frame &frame) {
+// Returns false when the handler made no trap and had asked a manager for something: it may make one later.
+bool hand_to_handler(const notification_frame &frame) {
   const handler_row *row = find_handler(static_cast<int>(frame.id));
   if (row == nullptr) {
-    return;
+    return true;
   }
+  const unsigned asked_before = platform_exchanges_begun();
   notification_message message = {frame.payload, frame.payload_size};
   oid trap_oid[MAX_OID_LEN];
   size_t trap_oid_len = 0;
@@ -183,6 +194,18 @@ void hand_to_handler(const notification_frame &frame) {
   if (varbinds != nullptr) {
     snmp_free_varbind(varbinds);
   }
+  return send != 0 || platform_exchanges_begun() == asked_before;
+}
+
+// Whether the notification is to come again; it does with the next connection, as it is not acknowledged.
+bool try_again(const notification_frame &frame) {
+  if (++tries < kTriesMax) {
+    current.connected_at = monotonic_seconds();  // the wait for the next connection goes on growing
+    return true;
+  }
+  snmp_log(LOG_ERR, "switch_agent: notification %lu (%lu) is given up after %d tries, the %uth so far\n",
+           static_cast<unsigned long>(frame.number), static_cast<unsigned long>(frame.id), tries, ++given_up);
+  return false;
 }
 
 // Takes one notification, unless it was taken already, and acknowledges it. Returns what is wrong, or null.
@@ -196,7 +219,10 @@ const char *take(const uint8_t *bytes, size_t size) {
     taken_number = 0;
   }
   if (frame.number > taken_number) {
-    hand_to_handler(frame);
+    if (!hand_to_handler(frame) && try_again(frame)) {
+      return "a manager does not answer what a trap needs";
+    }
+    tries = 0;
     taken_number = frame.number;
   }
   return send_frame(kNotificationAcknowledge) ? nullptr : strerror(errno);
@@ -215,14 +241,14 @@ void on_readable(int fd, void *) {
     if (got <= 0) {
       return lose_connection(got == 0 ? "the switch closed the connection" : strerror(errno));
     }
-    if (current.told) {
-      snmp_log(LOG_INFO, "switch_agent: notifications come again\n");
-    }
-    current.told = false;
     const char *wrong = take(bytes, static_cast<size_t>(got));
     if (wrong != nullptr) {
       return lose_connection(wrong);
     }
+    if (current.told) {
+      snmp_log(LOG_INFO, "switch_agent: notifications come again\n");
+    }
+    current.told = false;
   }
 }
 

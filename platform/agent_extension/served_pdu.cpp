@@ -15,6 +15,8 @@
 #include <string.h>
 
 #include "platform/agent.h"
+#include "platform/agent_extension/named_rows.h"
+#include "platform/agent_extension/served_exchanges.h"
 
 namespace {
 
@@ -31,7 +33,11 @@ int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registr
   const netsnmp_agent_session *outer = served_by;
   served_by = info->asp;
   served = info->asp == nullptr ? nullptr : info->asp->pdu;
+  const std::vector<named_row> rows = named_rows_remember(info, requests);
+  served_exchanges_begin(info);
   const int result = netsnmp_call_next_handler(handler, registration, info, requests);
+  named_rows_restore(registration, info, rows);
+  served_exchanges_end(info);
   served_by = outer;
   served = outer == nullptr ? nullptr : outer->pdu;
   return result;

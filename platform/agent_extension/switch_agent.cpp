@@ -13,6 +13,7 @@
 
 #include "platform/agent_extension/notification_subscription.h"
 #include "platform/agent_extension/roles.h"
+#include "platform/agent_extension/served_exchanges.h"
 #include "platform/agent_extension/served_pdu.h"
 #include "platform/run_dir.h"
 
@@ -55,6 +56,7 @@ extern "C" void deinit_switch_agent() {
   }
   loaded = false;
   notification_subscription_stop();
+  served_exchanges_stop();
   served_pdu_unwatch();
   roles_unregister_tokens();
   snmpd_unregister_config_handler(kRunDirToken);

@@ -5,24 +5,42 @@
 #include <stdint.h>
 
 struct receiver_connection {
+  int service;
   int fd = -1;
-  int64_t suspect_until = 0;  // monotonic milliseconds; 0: not suspect
+  // A request timed out, of this receiver or of another one, and this one has shown no life since. An answer is life,
+  // also a late one or a probe's, and so is the end of a connection; being connected is none, for the kernel does that
+  // for a process that is stopped.
+  bool suspect = false;
+  int64_t probe_at = 0;  // monotonic milliseconds: when a suspect receiver may be probed next
 };
 
 // Milliseconds on the monotonic clock.
 int64_t monotonic_ms();
 
+// A number for the next request; answers carry it.
+uint32_t next_sequence();
+
 // The connection to `service`; null when there is no such receiver. It need not be open.
 receiver_connection *receiver_of(int service);
 
-// Makes the connection ready for one request: drops late answers, notices that it broke, connects where need be.
-// Returns 0, or -1 with `errno`: ETIMEDOUT at once while the receiver is suspect, or when it took no connection until
-// `deadline`; ECONNREFUSED or ENOENT when no one serves it.
-int receiver_ready(receiver_connection &to, int service, int64_t deadline);
+// Makes the connection ready for one request: reads late answers, notices that it broke, connects where need be, sends
+// repairs that wait. Returns 0, or -1 with `errno`: ETIMEDOUT when an exchange of the PDU at hand timed out before,
+// when the receiver is suspect and does not answer a probe at once, or when it took no connection until `deadline`;
+// ECONNREFUSED or ENOENT when no one serves it.
+int receiver_ready(receiver_connection &to, int64_t deadline);
+
+// Connects, without waiting, unless the connection is open. Returns 0, or -1 with `errno` (EAGAIN: not now).
+int receiver_connect(receiver_connection &to);
+
+// Reads what came and nobody waits for: late answers, answers to probes and repairs, the end of the connection.
+void receiver_read_late(receiver_connection &to);
 
 // Waits until the connection has one of poll's `events` or broke. Returns 0, or -1 with `errno` ETIMEDOUT at
-// `deadline`, the receiver then being suspect.
+// `deadline`: all receivers are suspect then, and the PDU at hand has had its time-out.
 int receiver_wait(receiver_connection &to, short events, int64_t deadline);
+
+// Whether an exchange may be waited for: no exchange of the PDU at hand has timed out, and the receiver is not suspect.
+bool receiver_may_be_waited_for(const receiver_connection &to);
 
 // Closes the connection and keeps `errno`; the next request connects again.
 void receiver_close(receiver_connection &to);

@@ -1,4 +1,5 @@
-// One exchange: the request is sent once, and the answer with its number is waited for until the deadline.
+// One exchange: the request is sent once, and the answer with its number is waited for until the deadline. Repairs go
+// through their queue.
 #include <errno.h>
 #include <poll.h>
 #include <stdlib.h>
@@ -9,12 +10,14 @@
 #include "platform/cmi.h"
 #include "platform/messaging/client_connection.h"
 #include "platform/messaging/message_wire.h"
+#include "platform/messaging/repair_queue.h"
+#include "platform/messaging/served_pdu_scope.h"
 
 namespace {
 
 constexpr int kDefaultTimeoutSeconds = 5;
 
-uint32_t last_sequence;
+unsigned exchanges_begun;
 uint8_t answer_frame[kMessageMax];
 
 struct outgoing {
@@ -84,12 +87,19 @@ int receive_answer(receiver_connection &to, const message_header &request, int64
         !message_sizes_agree(*answer, size) || (answer->flags & kMessageIsAnswer) == 0) {
       return broken(to, EPROTO);
     }
-    to.suspect_until = 0;
+    to.suspect = false;
     if (answer->sequence != request.sequence) {
+      repairs_take_answer(to, *answer);
       continue;  // late
     }
     return answer->opcode == request.opcode ? 0 : broken(to, EPROTO);
   }
+}
+
+// The answer's status as cmi_req_resp returns it: no receiver answers -1, which is what a failed call returns.
+int status_of(const message_header &answer) {
+  const int status = static_cast<int>(answer.status);
+  return status == -1 ? fail(EPROTO) : status;
 }
 
 int hand_over(const message_header &answer, void **response, uint32_t *size) {
@@ -102,14 +112,50 @@ int hand_over(const message_header &answer, void **response, uint32_t *size) {
     *response = copy;
     *size = answer.payload_size;
   }
-  const int status = static_cast<int>(answer.status);
-  if (status == 0 && response != nullptr && answer.payload_size == 0) {
+  if (answer.status == 0 && response != nullptr && answer.payload_size == 0) {
     return fail(EPROTO);  // success without the payload that was asked for says nothing
   }
-  return status == -1 ? fail(EPROTO) : status;  // no receiver answers -1: it is what a failed call returns
+  return status_of(answer);
+}
+
+void append(std::vector<uint8_t> &frame, const void *from, size_t size) {
+  const auto *bytes = static_cast<const uint8_t *>(from);
+  frame.insert(frame.end(), bytes, bytes + size);
+}
+
+// Queues the repair, sends what can be sent, and waits for its answer where that is still allowed.
+int repair(receiver_connection &to, const outgoing &request, int64_t deadline) {
+  const message_header &header = request.header;
+  std::vector<uint8_t> frame(kMessageHeaderSize);
+  message_header_write(header, frame.data());
+  append(frame, request.user, header.user_size);
+  append(frame, request.session, header.session_size);
+  append(frame, request.payload, header.payload_size);
+  if (repairs_add(header, std::move(frame)) != 0) {
+    return -1;
+  }
+  receiver_read_late(to);
+  if (receiver_connect(to) == 0) {
+    repairs_sent(to);
+  }
+  int why = to.fd < 0 ? errno : ETIMEDOUT;
+  int status = 0;
+  while (!repairs_answered(header.sequence, &status)) {
+    if (to.fd < 0 || !receiver_may_be_waited_for(to) || receiver_wait(to, POLLIN, deadline) != 0) {
+      repairs_not_waited_for(header.sequence);
+      return fail(why);
+    }
+    receiver_read_late(to);
+    why = to.fd < 0 ? ECONNRESET : ETIMEDOUT;
+  }
+  return status;
 }
 
 }  // namespace
+
+unsigned platform_exchanges_begun() {
+  return exchanges_begun;
+}
 
 int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
                  const char *session, int service, mts_queue_t, int timeout) {
@@ -127,18 +173,19 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
     return fail(EMSGSIZE);
   }
 
+  ++exchanges_begun;
   const int64_t deadline = monotonic_ms() + int64_t{timeout > 0 ? timeout : kDefaultTimeoutSeconds} * 1000;
-  if (receiver_ready(*to, service, deadline) != 0) {
-    return -1;
-  }
   const uint16_t flags = response == nullptr ? uint16_t{0} : uint16_t{kMessageWantsPayload};
-  const outgoing message = {{flags, ++last_sequence, static_cast<uint32_t>(opcode), static_cast<uint32_t>(msg_type),
+  const outgoing message = {{flags, next_sequence(), static_cast<uint32_t>(opcode), static_cast<uint32_t>(msg_type),
                              static_cast<uint32_t>(service), 0, static_cast<uint16_t>(user_size),
                              static_cast<uint16_t>(session_size), static_cast<uint32_t>(payload_size)},
                             user,
                             session,
                             request};
-  if (send_request(*to, message, deadline) != 0) {
+  if (response == nullptr && repairs_are_made()) {
+    return repair(*to, message, deadline);
+  }
+  if (receiver_ready(*to, deadline) != 0 || send_request(*to, message, deadline) != 0) {
     return -1;
   }
   message_header answer;

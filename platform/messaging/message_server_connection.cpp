@@ -113,6 +113,14 @@ message_request request_view(const server_connection *connection, const message_
           connection->pid};
 }
 
+// A probe asks whether the loop turns; it is no request. A switch that is told to hang answers none.
+bool answer_probe(server_connection *connection, const message_header &header) {
+  const auto &faults = connection->server->faults;
+  const bool hung = std::ranges::any_of(
+      faults, [](const message_fault &each) { return each.kind == fault_kind::hang && each.opcode == -1; });
+  return hung || send_answer(connection, build_answer(header, {}));
+}
+
 // Answers one sound request. Returns false when the connection is to be closed.
 bool serve(server_connection *connection, const message_header &header, const uint8_t *frame) {
   message_server *server = connection->server;
@@ -175,6 +183,8 @@ progress read_one(server_connection *connection) {
     alive = malformed(connection, header, kStatusMalformed, "it is an answer");
   } else if (header.service != static_cast<uint32_t>(connection->server->service)) {
     alive = malformed(connection, header, kStatusWrongService, "it names another receiver");
+  } else if ((header.flags & kMessageIsProbe) != 0) {
+    alive = answer_probe(connection, header);
   } else {
     alive = serve(connection, header, frame);
   }

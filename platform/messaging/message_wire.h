@@ -19,6 +19,7 @@ enum {
 enum : uint16_t {
   kMessageIsAnswer = 1,
   kMessageWantsPayload = 2,  // the client has room for an answer's payload
+  kMessageIsProbe = 4,       // asks for nothing but an answer: whether the receiver lives
 };
 
 struct message_header {

@@ -212,11 +212,12 @@ TEST_F(Rogue, AnAnswerWithTheNumberOfAnEarlierRequestIsNobodysAndTheRequestTimes
   };
   with_lies(lie, [&] {
     snmp::client c(l, snmp::community("public"), 30);
-    const auto start = std::chrono::steady_clock::now();
-    const snmp::answer answer = snmp::get(c, {vsan_cell(kName, 10), summary(10, kFc2)});
-    EXPECT_GT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 8.5)
-        << "4 s for one manager, 5 s for the other";
-    for (const snmp::varbind &v : answer.varbinds) EXPECT_EQ(v.type, snmp::kNoSuchInstance);
+    for (const snmp::name_t &name : {vsan_cell(kName, 10), summary(10, kFc2)}) {
+      const auto start = std::chrono::steady_clock::now();
+      EXPECT_EQ(snmp::get(c, {name}).varbinds.at(0).type, snmp::kNoSuchInstance);
+      EXPECT_GT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 3.5)
+          << snmp::text(name);
+    }
   });
 }
 

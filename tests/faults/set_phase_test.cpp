@@ -2,6 +2,7 @@
 #include <chrono>
 #include <thread>
 
+#include "tests/agent/fault_lab.h"
 #include "tests/agent/set_lab.h"
 
 namespace {
@@ -26,19 +27,9 @@ constexpr long kVarbindOf[] = {1, 3, 2};
 
 class SetPhase : public SetTest {
  protected:
-  void fault(std::vector<std::string> words) {
-    words.insert(words.begin(), "fault");
-    words.insert(words.end(), {"--opcode", "149"});
-    const lab::result r = lab::ctl(l, words);
-    ASSERT_EQ(r.status, 0) << r.output;
-  }
-  // The fault strikes the n-th message; those before it pass.
-  void fault_at(unsigned n, std::vector<std::string> words) {
-    if (n > 1) fault({"delay", "0", "--count", std::to_string(n - 1)});
-    words.insert(words.end(), {"--count", "1"});
-    fault(words);
-  }
-  void clear_faults() { ASSERT_EQ(lab::ctl(l, {"fault", "clear"}).status, 0); }
+  void fault(const std::vector<std::string> &words) { fault_lab::fault(l, words); }
+  void fault_at(unsigned n, const std::vector<std::string> &words) { fault_lab::fault_at(l, n, words); }
+  void clear_faults() { fault_lab::clear_faults(l); }
 
   // Whether the three VSANs are as the PDU wants them.
   std::vector<bool> changed() {

@@ -10,7 +10,8 @@
 extern "C" {
 #endif
 
-// Sends one request and waits for its answer. A request is sent once and never repeated.
+// Sends one request and waits for its answer. A request is sent once and never repeated, but for the writes of an UNDO:
+// see platform/messaging/repairs.h.
 //
 //   opcode, msg_type  what is asked for
 //   request           the payload, `*size` bytes, big-endian; null when there is none
@@ -24,10 +25,11 @@ extern "C" {
 //   queue             `mts_response_q`
 //   timeout           seconds to wait; 0 means the platform's default, 5 s
 //
-// Returns 0, or the receiver's status, or -1 with `errno`: ETIMEDOUT when no answer came in time (and at once while
-// the receiver is suspect: it let a request time out less than a second ago and has shown no life since), ECONNREFUSED
-// or ENOENT when no manager serves `service`, ECONNRESET or EPROTO when the exchange broke (a success without the
-// payload that was wanted is EPROTO), EMSGSIZE when the request is larger than a message can be.
+// Returns 0, or the receiver's status, or -1 with `errno`: ETIMEDOUT when no answer came in time, and at once while the
+// receiver is suspect (a request timed out, and it has shown no life since) and for every further exchange of a PDU
+// that had a time-out; ECONNREFUSED or ENOENT when no manager serves `service`; ECONNRESET or EPROTO when the exchange
+// broke (a success without the payload that was wanted is EPROTO); EMSGSIZE when the request is larger than a message
+// can be.
 int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
                  const char *session, int service, mts_queue_t queue, int timeout);
 

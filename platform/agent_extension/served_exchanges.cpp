@@ -1,0 +1,81 @@
+#include "platform/agent_extension/served_exchanges.h"
+
+#include <stddef.h>
+#include <string.h>
+
+#include "feature/vsan_manager/vsan_records.h"
+#include "platform/messaging/big_endian.h"
+#include "platform/messaging/repairs.h"
+#include "platform/messaging/served_pdu_scope.h"
+#include "platform/syserr.h"
+
+namespace {
+
+constexpr timeval kTurnAfter = {0, 100'000};
+
+unsigned int turn_alarm;
+
+// What a repair is about, for people.
+void name_subject(const platform_repair_outcome &outcome, char *text, size_t room) {
+  constexpr size_t kVsanAt = offsetof(vsanRowMessage, row) + offsetof(vsanEntry, vsanIndex);
+  if (outcome.opcode == kOpVsanRow && outcome.size >= kVsanAt + 4) {
+    snprintf(text, room, "VSAN %u", static_cast<unsigned>(get_be32(outcome.payload + kVsanAt)));
+  } else {
+    snprintf(text, room, "what opcode %d changed", outcome.opcode);
+  }
+}
+
+// A VSAN that is not there any more need not be deleted.
+bool is_done(const platform_repair_outcome &outcome) {
+  return outcome.status == 0 || (outcome.msg_type == kMsgDelete && outcome.status == kStatusNoVsan);
+}
+
+void tell_outcome(const platform_repair_outcome *outcome) {
+  char subject[64];
+  name_subject(*outcome, subject, sizeof subject);
+  if (!is_done(*outcome)) {
+    snmp_log(LOG_ERR, "switch_agent: %s could not be put back after a refused SET: %s\n", subject,
+             outcome->status == -1 ? strerror(outcome->why) : syserr_format(outcome->status));
+  } else if (outcome->late != 0) {
+    snmp_log(LOG_INFO, "switch_agent: %s was put back after a refused SET\n", subject);
+  }
+}
+
+void turn_repairs();
+
+void on_turn(unsigned int, void *) {
+  turn_alarm = 0;
+  turn_repairs();
+}
+
+void turn_repairs() {
+  if (platform_repairs_turn(tell_outcome) > 0 && turn_alarm == 0) {
+    turn_alarm = snmp_alarm_register_hr(kTurnAfter, 0, on_turn, nullptr);
+  }
+}
+
+}  // namespace
+
+void served_exchanges_begin(const netsnmp_agent_request_info *info) {
+  const bool known = info->asp != nullptr && info->asp->pdu != nullptr;
+  platform_exchanges_of_pdu(known ? static_cast<int>(info->asp->pdu->transid) : 0);
+  if (info->mode == MODE_SET_UNDO) {
+    platform_repairs_begin();
+  }
+}
+
+void served_exchanges_end(const netsnmp_agent_request_info *info) {
+  platform_exchanges_of_pdu(0);
+  if (info->mode == MODE_SET_UNDO) {
+    platform_repairs_end();
+    turn_repairs();
+  }
+}
+
+void served_exchanges_stop() {
+  platform_repairs_abandon(tell_outcome);
+  if (turn_alarm != 0) {
+    snmp_alarm_unregister(turn_alarm);
+  }
+  turn_alarm = 0;
+}

@@ -1,0 +1,109 @@
+// A stopped switchd held the agent for one time-out after the other: 13 s for a GETNEXT of one varbind, 148 s for 28.
+#include <signal.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+
+#include "tests/agent/fabric_lab.h"
+#include "tests/agent/fault_lab.h"
+
+namespace {
+
+using namespace fabric_lab;
+using namespace set_lab;
+using snmp::root;
+using snmp::vsan_cell;
+
+constexpr double kTwoTimeOuts = 7.5;  // less than two of the shortest, with room for a slow machine
+constexpr double kAtOnce = 2.0;
+
+// Every object of the module, as a GETNEXT names it.
+std::vector<snmp::name_t> all_columns() {
+  std::vector<snmp::name_t> names = {root({1, 1, 1}), root({1, 1, 2}), root({1, 2, 4})};
+  for (unsigned long column : {2, 3, 4, 5, 6, 8, 9, 10, 11, 12}) names.push_back(root({1, 1, 3, 1, column}));
+  for (unsigned long column : {1, 2}) names.push_back(root({1, 2, 5, 1, column}));
+  names.push_back(root({1, 2, 8, 1, 1}));
+  for (unsigned long scalar : {1, 2, 3, 4, 5, 6, 7}) names.push_back(root({1, 4, scalar}));
+  for (unsigned long column : {1, 2, 3, 4, 5}) names.push_back(root({1, 4, 8, 1, column}));
+  return names;
+}
+
+struct shape {
+  const char *name;
+  std::function<snmp::answer(snmp::client &)> ask;
+};
+
+const std::vector<shape> &shapes() {
+  static const std::vector<shape> all = {
+      {"GETNEXT of one varbind", [](snmp::client &c) { return snmp::getnext(c, {root({})}); }},
+      {"GETNEXT of 28 columns", [](snmp::client &c) { return snmp::getnext(c, all_columns()); }},
+      {"GET of a membership and a scalar",
+       [](snmp::client &c) {
+         return snmp::get(c, {summary(10, kFc2), root({1, 1, 1, 0})});
+       }},
+      {"GETBULK over four tables",
+       [](snmp::client &c) {
+         return snmp::getbulk(
+             c, {root({1, 1, 3, 1, 2}), root({1, 2, 5, 1, 1}), root({1, 2, 8, 1, 1}), root({1, 4, 8, 1, 2})}, 10);
+       }},
+      {"SET of a scalar", [](snmp::client &c) { return snmp::set(c, {scalar_gauge(kSwitchLatency, 100)}); }},
+      {"SET over four tables",
+       [](snmp::client &c) {
+         return snmp::set(c, {name(5, "x"), move(kFc1, 10), timer(kRatov, 20, 7000), scalar_gauge(kSwitchRatov, 7000),
+                              row_status(900, kCreateAndGo), row_status(20, kDestroy)});
+       }},
+  };
+  return all;
+}
+
+class HungSwitch : public FabricTest {
+ protected:
+  double seconds(const shape &s) {
+    snmp::client c(l, snmp::community("private"), 60);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(s.ask(c).sent_back) << s.name;
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+  // Goes on, and waits until the agent has noticed of all receivers.
+  void wake() {
+    lab::signal(l.switchd, SIGCONT);
+    ASSERT_TRUE(lab::wait_until([&] { return everything() == before; }, 20));
+  }
+};
+
+TEST_F(HungSwitch, APduCostsOneTimeOutWhateverItAsksAndLaterOnesNone) {
+  for (const shape &s : shapes()) {
+    lab::signal(l.switchd, SIGSTOP);
+    const double first = seconds(s);
+    EXPECT_LT(first, kTwoTimeOuts) << s.name;
+    double longest = 0;
+    const auto start = std::chrono::steady_clock::now();
+    do {
+      longest = std::max(longest, seconds(s));
+    } while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(2500));
+    EXPECT_LT(longest, kAtOnce) << s.name << ", while it stays hung";
+    printf("%-34s first %5.2f s, later at most %5.2f s\n", s.name, first, longest);
+    wake();
+  }
+}
+
+TEST_F(HungSwitch, AMessageThatIsNeverAnsweredCostsThePduOneTimeOutThoughTheSwitchLives) {
+  fault_lab::fault(l, {"hang"});
+  EXPECT_LT(seconds(shapes()[1]), kTwoTimeOuts);
+  EXPECT_LT(seconds(shapes()[3]), kTwoTimeOuts);
+  fault_lab::clear_faults(l);
+  ASSERT_TRUE(lab::wait_until([&] { return everything() == before; }, 20));
+}
+
+TEST_F(HungSwitch, BeingConnectedByTheKernelIsNoLife) {
+  lab::signal(l.switchd, SIGSTOP);
+  seconds(shapes()[0]);
+  // A reload drops the connections; new ones are taken by the kernel in the name of the stopped process.
+  lab::signal(l.snmpd, SIGHUP);
+  seconds(shapes()[0]);
+  EXPECT_LT(seconds(shapes()[0]), kAtOnce);
+  wake();
+}
+
+}  // namespace
