@@ -14,6 +14,7 @@
 #include "feature/port_manager/port_manager.h"
 #include "feature/vsan_manager/manager/distribution_service.h"
 #include "feature/vsan_manager/vsan_records.h"
+#include "platform/messaging/local_socket.h"
 #include "platform/run_dir.h"
 #include "platform/services.h"
 #include "platform/services/shared_page.h"
@@ -115,7 +116,7 @@ host_result host_open(switch_host &host, const std::string &run_dir, const std::
   if (result == kHostOk) {
     result = open_store(host, state_file, topology, !topology_file.empty(), error);
   }
-  if (result == kHostOk && platform_page_open(1) != 0) {
+  if (result == kHostOk && platform_page_own(host.group) != 0) {
     error = run_dir + ": the shared page: " + strerror(errno);
     result = kHostFailed;
   }
@@ -125,12 +126,34 @@ host_result host_open(switch_host &host, const std::string &run_dir, const std::
   return result;
 }
 
+// Whoever may write to the page can also remove or cut it.
+static void on_page_timer(evutil_socket_t, short, void *context) {
+  auto &host = *static_cast<switch_host *>(context);
+  const int kept = platform_page_keep();
+  if (kept < 0) {
+    log_error(std::string("the shared page cannot be made: ") + strerror(errno));
+  } else if (kept > 0) {
+    log_warn("the shared page was removed or cut, and made anew");
+    publish_distribution(host);
+  }
+}
+
+static bool watch_page(switch_host &host) {
+  static constexpr timeval kEvery{1, 0};
+  host.page_timer = event_new(host.base, -1, EV_PERSIST, on_page_timer, &host);
+  return host.page_timer != nullptr && event_add(host.page_timer, &kEvery) == 0;
+}
+
 static host_result socket_failure(const char *name, std::string &error) {
   error = std::string(name) + ": " + strerror(errno);
   return kHostFailed;
 }
 
 host_result host_listen(switch_host &host, std::string &error) {
+  local_socket_set_group(host.group);
+  if (!watch_page(host)) {
+    return socket_failure("the shared page's timer", error);
+  }
   host.notifications = notification_server_open(host.base, host.run_dir.c_str(), host.managers);
   if (host.notifications == nullptr) {
     return socket_failure("notifications", error);
@@ -148,6 +171,10 @@ host_result host_listen(switch_host &host, std::string &error) {
 }
 
 void host_close(switch_host &host) {
+  if (host.page_timer != nullptr) {
+    event_free(host.page_timer);
+    host.page_timer = nullptr;
+  }
   for (message_server *&server : host.servers) {
     message_server_close(server);
     server = nullptr;

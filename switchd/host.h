@@ -12,6 +12,7 @@
 #include "platform/messaging/message_server.h"
 #include "switchd/notification_server.h"
 
+struct event;
 struct event_base;
 
 struct hosted_service {
@@ -28,7 +29,9 @@ struct switch_host {
   event_base *base = nullptr;
   std::array<message_server *, 5> servers{};  // in the order of kHostedServices
   notification_server *notifications = nullptr;
-  int lock = -1;  // of the run directory
+  int lock = -1;    // of the run directory
+  long group = -1;  // a gid: whose members may connect; -1: those of the process's own group
+  event *page_timer = nullptr;
   std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
 

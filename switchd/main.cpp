@@ -1,5 +1,6 @@
 // switchd: the managers of one switch.
 #include <event2/event.h>
+#include <grp.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -29,7 +30,21 @@ struct options {
   std::string topology_file;
   std::string log_level = "info";
   std::string log_file;
+  std::string group;
 };
+
+// The gid of a group given by name or number; -1 when there is none.
+static long group_id(const std::string &group) {
+  if (const struct group *entry = getgrnam(group.c_str()); entry != nullptr) {
+    return static_cast<long>(entry->gr_gid);
+  }
+  const bool number = !group.empty() && group.size() <= 9 && group.find_first_not_of("0123456789") == std::string::npos;
+  return number ? std::stol(group) : -1;
+}
+
+static std::string group_problem(const std::string &group) {
+  return group_id(group) < 0 ? "no such group: " + group : "";
+}
 
 static void on_stop(evutil_socket_t signal_number, short, void *context) {
   log_info(std::string("stopping on ") + strsignal(static_cast<int>(signal_number)));
@@ -98,6 +113,7 @@ static int run(const options &chosen) {
   signal(SIGXFSZ, SIG_IGN);  // a limit on file sizes fails one write, as a full disk does
   switch_host host;
   host.base = event_base_new();
+  host.group = chosen.group.empty() ? -1 : group_id(chosen.group);
   host_result result = host_open(host, chosen.run_dir, chosen.state_file, chosen.topology_file, error);
   if (result == kHostOk) {
     result = host_listen(host, error);
@@ -122,6 +138,10 @@ static int parse_and_run(int argc, char **argv) {
       ->check(CLI::IsMember(std::vector<std::string>(std::begin(kLogLevels), std::end(kLogLevels))))
       ->capture_default_str();
   app.add_option("--log-file", chosen.log_file, "log to this file instead of standard error");
+  app.add_option("--group", chosen.group,
+                 "the group, by name or number, whose members may connect besides root and this user; this process's "
+                 "own unless said otherwise")
+      ->check(group_problem);
   app.footer(kFooter);
   try {
     app.parse(argc, argv);

@@ -13,6 +13,12 @@ constexpr int kBacklog = 64;
 constexpr mode_t kSocketMode = 0660;
 constexpr size_t kPeerGroupsMax = 256;
 
+long chosen_group = -1;
+
+gid_t served_group() {
+  return chosen_group < 0 ? getegid() : static_cast<gid_t>(chosen_group);
+}
+
 int open_socket() {
   return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
 }
@@ -36,7 +42,7 @@ bool server_answers(const sockaddr_un &address) {
 }
 
 bool in_our_group(int fd, gid_t peer_gid) {
-  const gid_t ours = getegid();
+  const gid_t ours = served_group();
   if (peer_gid == ours) {
     return true;
   }
@@ -56,6 +62,10 @@ bool in_our_group(int fd, gid_t peer_gid) {
 }
 
 }  // namespace
+
+void local_socket_set_group(long group) {
+  chosen_group = group;
+}
 
 int local_socket_listen(const char *path) {
   sockaddr_un address = {};
@@ -82,8 +92,9 @@ int local_socket_listen(const char *path) {
       return close_and_fail(fd, errno);
     }
   }
-  // Until listen, connections are refused: no one gets in before the mode is set.
-  if (chmod(path, kSocketMode) != 0 || listen(fd, kBacklog) != 0) {
+  // Until listen, connections are refused: no one gets in before group and mode are set.
+  const bool given = chosen_group < 0 || chown(path, static_cast<uid_t>(-1), served_group()) == 0;
+  if (!given || chmod(path, kSocketMode) != 0 || listen(fd, kBacklog) != 0) {
     return close_and_fail(fd, errno);
   }
   return fd;

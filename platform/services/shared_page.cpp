@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <stdio.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -13,13 +12,12 @@
 #include <unistd.h>
 
 #include "platform/run_dir.h"
+#include "platform/services/page_guard.h"
 #include "platform/services/page_layout.h"
 
 namespace {
 
 constexpr mode_t kPageMode = 0660;
-constexpr int kLockAttempts = 100;
-constexpr timespec kLockPause = {0, 10'000'000};
 constexpr uint32_t kRecordedAtFirst[] = {100, 101};
 
 struct page_use {
@@ -31,6 +29,7 @@ struct page_use {
 };
 
 page_use use;
+long owner_group = -1;
 uint32_t own_pid;
 
 void refresh_pid() {
@@ -43,9 +42,10 @@ time_t monotonic_seconds() {
   return now.tv_sec;
 }
 
-void page_path(char (&path)[sizeof(sockaddr_un::sun_path) + 16]) {
-  snprintf(path, sizeof path, "%s/switch.page", platform_run_dir());
-}
+struct page_file {
+  char name[sizeof(sockaddr_un::sun_path) + 16];
+  page_file() { snprintf(name, sizeof name, "%s/switch.page", platform_run_dir()); }
+};
 
 int fail(int why) {
   errno = why;
@@ -66,7 +66,7 @@ switch_page *map_page(int fd) {
   return at == MAP_FAILED ? nullptr : static_cast<switch_page *>(at);
 }
 
-bool is_complete(const switch_page *page) {
+bool is_sound(const switch_page *page) {
   return page->magic.load(std::memory_order_acquire) == kPageMagic && page->version == kPageVersion &&
          page->size == sizeof(switch_page);
 }
@@ -83,84 +83,70 @@ void fill_new_page(switch_page *page) {
   page->magic.store(kPageMagic, std::memory_order_release);
 }
 
-// Bounded, so that a process that hangs with the lock costs us a second and no more.
-int lock_page(int fd) {
-  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-    if (flock(fd, LOCK_EX | LOCK_NB) == 0) {
-      return 0;
-    }
-    if (errno != EWOULDBLOCK && errno != EINTR) {
-      return -1;
-    }
-    nanosleep(&kLockPause, nullptr);
-  }
-  return fail(EAGAIN);
-}
-
-// Makes the page in a file that is empty, or whose maker died before it was done; `fd` is locked.
-int make_page(int fd) {
-  struct stat found;
-  if (fstat(fd, &found) != 0) {
-    return -1;
-  }
-  if (found.st_size == 0) {
-    if (fchmod(fd, kPageMode) != 0) {
-      return -1;
-    }
-    // Space is taken now: running out of it later would end every process that has the page mapped.
-    const int why = posix_fallocate(fd, 0, sizeof(switch_page));
-    if (why != 0) {
-      return ftruncate(fd, 0), fail(why);
-    }
-  } else if (!fits_size(found)) {
-    return fail(EPROTO);
+// Space is taken now: running out of it later would end every process that has the page mapped.
+int fill_new_file(int fd) {
+  const int why = posix_fallocate(fd, 0, sizeof(switch_page));
+  if (why != 0) {
+    return fail(why);
   }
   switch_page *page = map_page(fd);
   if (page == nullptr) {
     return -1;
   }
-  const uint32_t magic = page->magic.load(std::memory_order_acquire);
-  if (magic == 0) {
-    fill_new_page(page);
-  }
-  const bool foreign = magic != 0 && !is_complete(page);
+  fill_new_page(page);
   munmap(page, sizeof(switch_page));
-  return foreign ? fail(EPROTO) : 0;
+  return 0;
 }
 
-// Opens the file and, where need be, makes the page in it. Returns the descriptor of a complete page, or -1.
-int open_complete(const char *path, struct stat *found) {
-  const int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPageMode);
+int give_to_group(int fd) {
+  if (owner_group >= 0 && fchown(fd, static_cast<uid_t>(-1), static_cast<gid_t>(owner_group)) != 0) {
+    return -1;
+  }
+  return fchmod(fd, kPageMode);
+}
+
+// Puts a new page in the place of whatever is there: no one ever sees half of it.
+int make_page(const char *path) {
+  char unfinished[sizeof(sockaddr_un::sun_path) + 32];
+  snprintf(unfinished, sizeof unfinished, "%s.new", path);
+  unlink(unfinished);
+  const int fd = open(unfinished, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kPageMode);
+  if (fd < 0) {
+    return -1;
+  }
+  if (fill_new_file(fd) != 0 || give_to_group(fd) != 0 || rename(unfinished, path) != 0) {
+    const int why = errno;
+    unlink(unfinished);
+    return close_and_fail(fd, why);
+  }
+  close(fd);
+  return 0;
+}
+
+void watch_forks() {
+  static const int watched = pthread_atfork(nullptr, nullptr, refresh_pid);
+  static_cast<void>(watched);
+  refresh_pid();
+}
+
+// The open file of a page, or -1 with `errno`.
+int open_file(const char *path, struct stat *found) {
+  const int fd = open(path, O_RDWR | O_CLOEXEC | O_NOFOLLOW);
   if (fd < 0) {
     return -1;
   }
   if (fstat(fd, found) != 0) {
     return close_and_fail(fd, errno);
   }
-  uint32_t magic = 0;
-  if (fits_size(*found) && pread(fd, &magic, sizeof magic, 0) != sizeof magic) {
-    return close_and_fail(fd, EIO);
-  }
-  if (magic != 0) {
-    return fd;
-  }
-  if (lock_page(fd) != 0) {
-    return close_and_fail(fd, errno);
-  }
-  const int made = make_page(fd);
-  const int why = errno;
-  flock(fd, LOCK_UN);
-  return made == 0 ? fd : close_and_fail(fd, why);
+  return fits_size(*found) ? fd : close_and_fail(fd, EPROTO);
 }
 
-int open_page(const char *path) {
-  static const int watched = pthread_atfork(nullptr, nullptr, refresh_pid);
-  static_cast<void>(watched);
-  refresh_pid();
+int open_page(const char *path, bool own) {
+  watch_forks();
   struct stat found;
-  const int fd = open_complete(path, &found);
-  if (fd < 0) {
-    return -1;
+  const int fd = open_file(path, &found);
+  if (fd < 0 || (own && give_to_group(fd) != 0)) {
+    return fd < 0 ? -1 : close_and_fail(fd, errno);
   }
   switch_page *page = map_page(fd);
   const int why = errno;
@@ -168,7 +154,9 @@ int open_page(const char *path) {
   if (page == nullptr) {
     return fail(why);
   }
-  if (!is_complete(page)) {
+  page_guard_watch(page, sizeof(switch_page));
+  if (!is_sound(page)) {
+    page_guard_watch(nullptr, 0);
     munmap(page, sizeof(switch_page));
     return fail(EPROTO);
   }
@@ -178,44 +166,53 @@ int open_page(const char *path) {
 
 bool was_replaced(const char *path) {
   struct stat found;
-  return stat(path, &found) != 0 || found.st_ino != use.inode || found.st_dev != use.device;
+  return stat(path, &found) != 0 || found.st_ino != use.inode || found.st_dev != use.device || !fits_size(found);
 }
 
 }  // namespace
 
 void platform_page_close() {
+  page_guard_watch(nullptr, 0);
   if (use.page != nullptr) {
     munmap(use.page, sizeof(switch_page));
   }
   use = {};
 }
 
-int platform_page_open(int replace_foreign) {
-  char path[sizeof(sockaddr_un::sun_path) + 16];
-  page_path(path);
+int platform_page_open() {
+  page_file path;
   platform_page_close();
-  if (open_page(path) == 0) {
+  return open_page(path.name, false);
+}
+
+int platform_page_own(long group) {
+  page_file path;
+  owner_group = group;
+  platform_page_close();
+  watch_forks();
+  if (open_page(path.name, true) == 0) {
     return 0;
   }
-  if (errno != EPROTO || !replace_foreign) {
-    return -1;
+  return make_page(path.name) == 0 ? open_page(path.name, true) : -1;
+}
+
+int platform_page_keep() {
+  page_file path;
+  if (use.page != nullptr && !page_guard_tripped() && !was_replaced(path.name)) {
+    return 0;
   }
-  if (unlink(path) != 0 && errno != ENOENT) {
-    return -1;
-  }
-  return open_page(path);
+  return platform_page_own(owner_group) == 0 ? 1 : -1;
 }
 
 switch_page *page_in_use() {
   const time_t now = monotonic_seconds();
-  if (now != use.looked_at) {
-    char path[sizeof(sockaddr_un::sun_path) + 16];
-    page_path(path);
-    if (use.page != nullptr && was_replaced(path)) {
+  if (now != use.looked_at || page_guard_tripped()) {
+    page_file path;
+    if (use.page != nullptr && (page_guard_tripped() || was_replaced(path.name))) {
       platform_page_close();
     }
     use.looked_at = now;
-    if (use.page == nullptr && open_page(path) != 0) {
+    if (use.page == nullptr && open_page(path.name, false) != 0) {
       use.why_not = errno;
     }
   }

@@ -3,8 +3,8 @@
 // 1. It holds the state of configuration distribution, the level switches of event history and debug printing, the
 // event
 //    history itself, and the last errors of SNMP users. Readers never stop a writer, and writers never wait.
-// 2. Whoever comes first makes it, mode 0660. It is mapped on first use, and again within a second after the file was
-//    replaced; platform_page_open is for those who want to know why it cannot be.
+// 2. switchd owns it: only switchd makes it, mode 0660. Everyone else maps it on first use, and again within a second
+//    after the file was replaced; platform_page_open is for those who want to know why it cannot be.
 // 3. Each process uses it from one thread. Numbers are counted modulo 2^32.
 #ifndef PLATFORM_SERVICES_SHARED_PAGE_H
 #define PLATFORM_SERVICES_SHARED_PAGE_H
@@ -23,11 +23,18 @@ enum {
   kLevelMax = 255,  // levels are 0 to 255
 };
 
-// Maps the page of the run directory, making it when it is absent. A page of a foreign version is refused, or, when
-// `replace_foreign` is not 0 (for switchd, which owns the run directory), replaced by a new one; processes that have
-// the old one mapped keep it intact. Returns 0, or -1 with `errno`: EPROTO for a foreign page, EAGAIN when another
-// process kept it locked for a second, else what open, flock or mmap said.
-int platform_page_open(int replace_foreign);
+// Maps the page of the run directory. Returns 0, or -1 with `errno`: ENOENT when switchd has made none, EPROTO for one
+// of a foreign version or size, else what open or mmap said.
+int platform_page_open(void);
+
+// The same for its owner, switchd: a page that is absent, foreign, or cannot be opened or given to `group` (a gid; -1:
+// leave the group as it is) is replaced by a new one. Processes that have the old one mapped keep it intact. Returns 0,
+// or -1 with `errno`.
+int platform_page_own(long group);
+
+// For the owner, now and then: makes a new page when the one in use was removed, replaced or cut. Returns 1 when it
+// did, so that what was published is published again; 0 when all is well; -1 with `errno`.
+int platform_page_keep(void);
 
 // Unmaps the page. The file stays. The next use maps it again.
 void platform_page_close(void);

@@ -6,11 +6,13 @@
 #include <stdexcept>
 
 #include "platform/run_dir.h"
+#include "platform/services/shared_page.h"
 
 private_dir::private_dir() {
   char name[] = "/tmp/vsanXXXXXX";
   if (mkdtemp(name) == nullptr || platform_set_run_dir(name) != 0) throw std::runtime_error("no private directory");
   path = name;
+  if (platform_page_own(-1) != 0) throw std::runtime_error("no shared page");
 }
 
 private_dir::~private_dir() {

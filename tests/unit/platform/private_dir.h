@@ -4,7 +4,8 @@
 
 #include <string>
 
-// Makes a directory, names it as the run directory, and removes it with all that is in it at the end.
+// Makes a directory, names it as the run directory, makes the shared page as switchd does, and removes it all at the
+// end.
 struct private_dir {
   private_dir();
   ~private_dir();
