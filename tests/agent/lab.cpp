@@ -188,9 +188,10 @@ void start(lab &l, const options &how) {
 
 void start_switchd(lab &l) {
   const std::string topology = l.how.topology_file.empty() ? l.dir + "/topology.toml" : l.how.topology_file;
-  l.switchd = launch(
-      {LAB_BIN_DIR "/switchd", "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db", "--topology", topology},
-      l.dir + "/switchd.log");
+  std::vector<std::string> command = {LAB_BIN_DIR "/switchd", "--run-dir",  l.dir + "/run", "--state",
+                                      l.dir + "/switch.db",   "--topology", topology};
+  if (!l.how.agent_user.empty()) command.insert(command.end(), {"--group", l.how.agent_user});
+  l.switchd = launch(command, l.dir + "/switchd.log");
   if (!wait_until([&] { return ctl(l, {"show", "status"}).status == 0; })) {
     throw std::runtime_error("switchd does not start: " + read_file(l.switchd.log));
   }
@@ -198,9 +199,23 @@ void start_switchd(lab &l) {
 
 void start_snmpd(lab &l) {
   write_file(l.dir + "/snmpd.conf", agent_conf(l));
-  l.snmpd = launch({"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux",
-                    "--persistentDir=" + l.dir + "/agent", "-Lf", l.dir + "/agent.log", agent_address(l)},
-                   l.dir + "/snmpd.log", true);
+  std::vector<std::string> command = {"snmpd",
+                                      "-f",
+                                      "-C",
+                                      "-c",
+                                      l.dir + "/snmpd.conf",
+                                      "-I",
+                                      "-smux",
+                                      "--persistentDir=" + l.dir + "/agent",
+                                      "-Lf",
+                                      l.dir + "/agent.log"};
+  if (!l.how.agent_user.empty()) {
+    run({"chown", "-R", l.how.agent_user, l.dir + "/agent"});
+    run({"chmod", "755", l.dir});
+    command.insert(command.end(), {"-u", l.how.agent_user, "-g", l.how.agent_user});
+  }
+  command.push_back(agent_address(l));
+  l.snmpd = launch(command, l.dir + "/snmpd.log", true);
   snmp::client probe(l, snmp::community("public"), 0.05);
   const bool serves = wait_until(
       [&] {
