@@ -4,10 +4,14 @@
 
 #include <net-snmp/net-snmp-includes.h>
 
+#include <errno.h>
+#include <fcntl.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,38 +20,69 @@ namespace {
 bool reading_ahead;
 std::vector<std::string> complained_about;  // while reading ahead
 
-// The files that -c gave, comma-separated.
-void read_named_files(const char *names, config_line *ours) {
-  const std::string all = names;
-  for (size_t at = 0; at < all.size();) {
-    const size_t end = std::min(all.find(',', at), all.size());
-    if (end > at) {
-      read_config(all.substr(at, end - at).c_str(), ours, PREMIB_CONFIG);
-    }
-    at = end + 1;
+std::vector<std::string> words_of(const char *text, char separator) {
+  std::vector<std::string> words;
+  std::stringstream in(text == nullptr ? "" : text);
+  for (std::string word; std::getline(in, word, separator);) {
+    words.push_back(word);
   }
+  return words;
 }
 
-// In the agent's order: a list that starts with '-' comes before the files of the search path. Those are not read when
-// the agent does not read them (-C); that is decided within.
-void read_files(const char *type, config_line *ours) {
-  const char *named = netsnmp_ds_get_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OPTIONALCONFIG);
-  const bool first = named != nullptr && *named == '-';
-  if (first) {
-    read_named_files(named + 1, ours);
+// Whether the file may be read, or is not there.
+bool may_read(const std::string &file) {
+  if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) == 0 || errno == ENOENT || errno == ENOTDIR) {
+    return true;
   }
+  snmp_log(LOG_ERR, "switch_agent: %s: %s; it may hold roles\n", file.c_str(), strerror(errno));
+  return false;
+}
+
+// The files that -c gave.
+bool read_named_files(const char *names, config_line *ours) {
+  bool all = true;
+  for (const std::string &file : words_of(names, ',')) {
+    all = may_read(file) && all;
+    read_config(file.c_str(), ours, PREMIB_CONFIG);
+  }
+  return all;
+}
+
+// The files of the search path, unless the agent does not read them (-C); that is decided within.
+bool read_searched_files(const char *type, config_line *ours) {
   config_files searched = {};
   searched.fileHeader = const_cast<char *>(type);
   searched.start = ours;
   read_config_files_of_type(PREMIB_CONFIG, &searched);
-  if (named != nullptr && !first) {
-    read_named_files(named, ours);
+  if (netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS) != 0) {
+    return true;
   }
+  const char *path = netsnmp_getenv("SNMPCONFPATH");
+  bool all = true;
+  for (const std::string &directory : words_of(path == nullptr ? get_configuration_directory() : path, ':')) {
+    for (const char *ending : {".conf", ".local.conf"}) {
+      all = may_read(directory + "/" + type + ending) && all;
+    }
+  }
+  return all;
 }
+
+// In the agent's order: a list that starts with '-' comes before the files of the search path.
+bool read_files(const char *type, config_line *ours) {
+  const char *named = netsnmp_ds_get_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OPTIONALCONFIG);
+  if (named != nullptr && *named == '-') {
+    const bool all = read_named_files(named + 1, ours);
+    return read_searched_files(type, ours) && all;
+  }
+  const bool all = read_searched_files(type, ours);
+  return read_named_files(named, ours) && all;
+}
+
+}  // namespace
 
 // The words are registered for the agent's early pass meanwhile, which is quiet about everything that is not ours. The
 // agent appends words to its list: what follows our first one is ours, too.
-void read_ahead(const config_token *tokens, size_t count) {
+bool config_tokens_read_ahead(const config_token *tokens, size_t count) {
   const char *type = netsnmp_ds_get_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_APPTYPE);
   config_line *ours = nullptr;
   for (size_t i = 0; i < count; ++i) {
@@ -56,21 +91,17 @@ void read_ahead(const config_token *tokens, size_t count) {
   }
   complained_about.clear();
   reading_ahead = true;
-  if (type != nullptr && ours != nullptr) {
-    read_files(type, ours);
-  }
+  const bool all = type != nullptr && ours != nullptr && read_files(type, ours);
   reading_ahead = false;
   for (size_t i = 0; i < count; ++i) {
     unregister_app_config_handler(tokens[i].name);
   }
+  return all;
 }
 
-}  // namespace
-
 void config_tokens_register(const config_token *tokens, size_t count) {
-  read_ahead(tokens, count);
   for (size_t i = 0; i < count; ++i) {
-    snmpd_register_config_handler(tokens[i].name, tokens[i].read, tokens[i].forget, tokens[i].help);
+    snmpd_register_config_handler(tokens[i].name, tokens[i].read, nullptr, tokens[i].help);
   }
 }
 

@@ -7,15 +7,19 @@
 
 #include <stddef.h>
 
-// A word and who reads its lines. Reading a line twice must change nothing; `forget` undoes every line of the word.
+// A word and who reads its lines. Reading a line twice must change nothing.
 struct config_token {
   const char *name;
   void (*read)(const char *token, char *line);
-  void (*forget)();
   const char *help;
 };
 
-// Reads the files ahead and registers the words; takes the words back. The table must stay where it is meanwhile.
+// Reads the files ahead. Returns false when the agent may not read one of them, as after it gave up its privileges; the
+// agent itself says nothing then.
+bool config_tokens_read_ahead(const config_token *tokens, size_t count);
+
+// Registers the words, and takes them back, which leaves what they said as it is. The table must stay where it is
+// meanwhile.
 void config_tokens_register(const config_token *tokens, size_t count);
 void config_tokens_unregister(const config_token *tokens, size_t count);
 

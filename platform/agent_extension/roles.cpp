@@ -21,7 +21,7 @@ constexpr uint32_t kVsanIdMax = 4095;
 constexpr size_t kGroupMax = VACM_MAX_STRING;
 
 std::vector<role> roles;
-bool in_force;
+int closed_for_all = kStatusNoExtension;
 
 role *find_role(const char *group) {
   for (role &row : roles) {
@@ -116,17 +116,15 @@ void read_role(const char *token, const char *line, const char *(*take)(const ch
 }  // namespace
 
 void roles_start() {
-  roles.clear();
-  in_force = true;
+  closed_for_all = 0;
 }
 
-void roles_stop() {
-  roles.clear();
-  in_force = false;
+void roles_close(int why) {
+  closed_for_all = why;
 }
 
-bool roles_in_force() {
-  return in_force;
+int roles_closed() {
+  return closed_for_all;
 }
 
 void roles_read_vsans(const char *token, char *line) {
@@ -146,8 +144,8 @@ void roles_forget() {
 }
 
 role_verdict roles_judge(const char *group) {
-  if (!in_force) {
-    return {kStatusNoExtension, nullptr};
+  if (closed_for_all != 0) {
+    return {closed_for_all, nullptr};
   }
   if (roles.empty()) {
     return {0, nullptr};

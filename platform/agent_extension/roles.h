@@ -30,10 +30,13 @@ struct role_verdict {
   const role *held;  // the role of a user who is not closed; null: not restricted. Valid until roles are read again.
 };
 
-// From roles_start on the roles are in force, none at first; before it, and from roles_stop on, everybody is closed.
+// From roles_start on the roles are in force; before it, and from roles_close on, everybody is closed, for the status
+// `why`. Neither forgets a line.
 void roles_start();
-void roles_stop();
-bool roles_in_force();
+void roles_close(int why);
+
+// Why everybody is closed; 0: the roles are in force.
+int roles_closed();
 
 // Read one line of the configuration each: "vsanRole GROUP LIST", "vsanRoleInterfaces GROUP LIST" and "vsanRoleSwitch
 // GROUP none|read|write", `line` being what follows `token`. A malformed line is complained about once and closes its

@@ -6,6 +6,7 @@
 
 #include "platform/agent_extension/roles.h"
 #include "platform/agent_extension/served_pdu.h"
+#include "platform/syserr.h"
 
 namespace {
 
@@ -51,14 +52,12 @@ void report_role(const role &row) {
 
 void report(unsigned int, void *) {
   alarm_number = 0;
-  if (roles_in_force()) {
+  if (roles_closed() == 0) {
     for (const role &row : roles_all()) {
       report_role(row);
     }
   } else if (served_pdu_objects() > 0) {
-    snmp_log(LOG_ERR,
-             "switch_agent: the objects are closed for everybody: libswitchagent.so is not loaded by a line "
-             "\"dlmod switch_agent\", so that no roles are known\n");
+    snmp_log(LOG_ERR, "switch_agent: the objects are closed for everybody: %s\n", syserr2str(roles_closed()));
   }
 }
 

@@ -122,7 +122,7 @@ objects inject_everywhere() {
 }
 
 int on_registered(int, int, void *, void *) {
-  if (inject_everywhere().added > 0 && !roles_in_force()) {
+  if (inject_everywhere().added > 0 && roles_closed() != 0) {
     roles_report_later();
   }
   return 0;

@@ -17,12 +17,14 @@
 #include "platform/agent_extension/roles_report.h"
 #include "platform/agent_extension/served_pdu.h"
 #include "platform/run_dir.h"
+#include "platform/services/status_texts.h"
 
 namespace {
 
 constexpr char kDefaultRunDir[] = "/run/switchd";
 
 bool loaded;
+bool read_before;  // what the configuration said when it was read last is known, and still holds
 
 void on_run_dir(const char *token, char *line) {
   if (platform_set_run_dir(line) == 0) {
@@ -33,15 +35,40 @@ void on_run_dir(const char *token, char *line) {
   config_complain(token, line, text);
 }
 
-void keep_run_dir() {}
-
 constexpr config_token kTokens[] = {
-    {"switchRunDir", on_run_dir, keep_run_dir, "PATH"},
-    {"vsanRole", roles_read_vsans, roles_forget, "GROUP LIST (such as 10,20,100-199)"},
-    {"vsanRoleInterfaces", roles_read_interfaces, roles_forget, "GROUP LIST"},
-    {"vsanRoleSwitch", roles_read_switch, roles_forget, "GROUP none|read|write"},
+    {"switchRunDir", on_run_dir, "PATH"},
+    {"vsanRole", roles_read_vsans, "GROUP LIST (such as 10,20,100-199)"},
+    {"vsanRoleInterfaces", roles_read_interfaces, "GROUP LIST"},
+    {"vsanRoleSwitch", roles_read_switch, "GROUP none|read|write"},
 };
 constexpr size_t kTokenCount = sizeof kTokens / sizeof kTokens[0];
+
+int on_configuration_read(int, int, void *, void *) {
+  read_before = false;
+  return 0;
+}
+
+// Reads the configuration ahead, unless what was read before still holds: whoever unloads and loads this library
+// through the agent's module table does not have the agent read anything, and the agent may no longer be allowed to.
+void read_configuration() {
+  if (read_before) {
+    return roles_start();
+  }
+  // Here and not at the unloading: modules that are unloaded after this library still trace into the old directory.
+  platform_set_run_dir(kDefaultRunDir);
+  roles_forget();
+  read_before = config_tokens_read_ahead(kTokens, kTokenCount);
+  if (read_before) {
+    roles_start();
+  } else {
+    roles_close(kStatusRolesUnknown);
+  }
+}
+
+// At mapping, and never taken back: this library stays mapped.
+__attribute__((constructor)) void watch_the_configuration() {
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_PRE_READ_CONFIG, on_configuration_read, nullptr);
+}
 
 }  // namespace
 
@@ -50,9 +77,7 @@ extern "C" void init_switch_agent() {
     return;
   }
   loaded = true;
-  // Here and not at the unloading: modules that are unloaded after this library still trace into the old directory.
-  platform_set_run_dir(kDefaultRunDir);
-  roles_start();
+  read_configuration();
   config_tokens_register(kTokens, kTokenCount);
   served_pdu_objects();
   roles_report_later();
@@ -66,6 +91,6 @@ extern "C" void deinit_switch_agent() {
   loaded = false;
   notification_subscription_stop();
   config_tokens_unregister(kTokens, kTokenCount);
-  roles_stop();
+  roles_close(kStatusNoExtension);
   roles_report_later();
 }

@@ -75,7 +75,8 @@ constexpr status_text kStatusTexts[] = {
     {kStatusQueueEmpty, "the notification queue is empty"},
     {kStatusRoleClosed, "the user's role is closed: one of its configuration lines is malformed"},
     {kStatusNoGroup, "roles are in force and the user is in no group"},
-    {kStatusNoExtension, "the agent extension is not loaded: its dlmod line is missing"},
+    {kStatusNoExtension, "the agent extension is not loaded: its line \"dlmod switch_agent\" is missing"},
+    {kStatusRolesUnknown, "the agent may not read one of its configuration files: roles may be missing"},
     {kStatusSwitchDenied, "the user's role may not set what belongs to the whole switch"},
 };
 

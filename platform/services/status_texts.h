@@ -63,6 +63,7 @@ enum {
   kStatusNoGroup = 0x40F00505,       // there are roles, and the user is in no group
   kStatusNoExtension = 0x40F00506,   // the agent extension is not loaded, so that no roles are known
   kStatusSwitchDenied = 0x40F00507,  // the user's role may not set what belongs to the whole switch
+  kStatusRolesUnknown = 0x40F00508,  // the agent may not read one of its configuration files: roles may be missing
 };
 
 #endif

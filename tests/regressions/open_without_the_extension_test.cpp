@@ -1,4 +1,6 @@
 // Without "dlmod switch_agent", after SIGHUP or after unloading it, every user saw and set everything.
+#include <filesystem>
+
 #include "tests/agent/role_lab.h"
 
 namespace {
@@ -60,6 +62,14 @@ TEST_F(WithoutTheExtension, UnloadingItThroughTheModuleTableClosesAndLoadingItBr
     expect_open();
   }
   EXPECT_EQ(lab::stop(l.snmpd), 0) << log_of(l);
+}
+
+// The agent reads nothing when it loads a module at run time, and may have lost the right to.
+TEST_F(WithoutTheExtension, LoadingItThroughTheModuleTableBringsTheRolesBackWithoutTheirFile) {
+  std::filesystem::remove(l.dir + "/snmpd.conf");
+  ASSERT_EQ(set_module(l, "switch_agent", kUnload), 0);
+  ASSERT_EQ(set_module(l, "switch_agent", kLoad), 0);
+  expect_open();
 }
 
 TEST_F(WithoutTheExtension, TheTwoLibrariesMayBeUnloadedAndLoadedInAnyOrder) {
