@@ -10,8 +10,8 @@ using snmp::root;
 
 TEST(RoleWithManyRanges, AnswersAWideGetNextInTime) {
   lab::lab l;
-  lab::options how;  // forty thousand ranges
-  for (int line = 0; line < 2000; ++line) {
+  lab::options how;  // 120,000 ranges
+  for (int line = 0; line < 6000; ++line) {
     how.agent_lines += "vsanRole closeds 2-4095";
     for (int range = 1; range < 20; ++range) how.agent_lines += "," + std::to_string(2 + range) + "-4095";
     how.agent_lines += "\n";
