@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -60,6 +61,10 @@ bool read_searched_files(const char *type, config_line *ours) {
   const char *path = netsnmp_getenv("SNMPCONFPATH");
   bool all = true;
   for (const std::string &directory : words_of(path == nullptr ? get_configuration_directory() : path, ':')) {
+    struct stat there;
+    if (stat(directory.c_str(), &there) != 0) {
+      continue;  // as the agent does: the home of the user that it was started by is closed to the one that it became
+    }
     for (const char *ending : {".conf", ".local.conf"}) {
       all = may_read(directory + "/" + type + ending) && all;
     }

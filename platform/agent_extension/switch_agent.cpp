@@ -79,7 +79,7 @@ extern "C" void init_switch_agent() {
   loaded = true;
   read_configuration();
   config_tokens_register(kTokens, kTokenCount);
-  served_pdu_objects();
+  served_pdu_objects();  // those that were there before this library was mapped
   roles_report_later();
   notification_subscription_start();
 }
