@@ -6,16 +6,37 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <time.h>
 
 #include "platform/agent.h"
+#include "platform/agent_extension/log_limit.h"
+#include "platform/agent_extension/served_pdu.h"
 #include "platform/services/shared_page.h"
 #include "platform/syserr.h"
 
 namespace {
 
+log_limit limit;
+
+// Any user can be refused without end: the log takes so many lines, `vsanctl show errors` every error.
+void log_error(const platform_error &error) {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  uint32_t left_out = 0;
+  if (!log_limit_take(&limit, now.tv_sec, &left_out)) {
+    return;
+  }
+  if (left_out > 0) {
+    snmp_log(LOG_WARNING, "switch_agent: %u errors of users were left out of this log\n",
+             static_cast<unsigned>(left_out));
+  }
+  snmp_log(LOG_WARNING, "switch_agent: user \"%s\", PDU %u: %s (detail %d)\n", error.user,
+           static_cast<unsigned>(error.pdu), error.text, static_cast<int>(error.detail));
+}
+
 void keep_error(uint32_t code, int detail, const char *text) {
   platform_error error = {};
-  error.pdu = static_cast<uint32_t>(get_pdu_reqid());
+  error.pdu = static_cast<uint32_t>(served_pdu_number());
   error.code = code;
   error.detail = detail;
   snprintf(error.user, sizeof error.user, "%s", get_snmp_username(0));
@@ -23,8 +44,7 @@ void keep_error(uint32_t code, int detail, const char *text) {
   if (platform_errors_write(&error) != 0) {
     snmp_log(LOG_DEBUG, "switch_agent: the next error is in this log only\n");
   }
-  snmp_log(LOG_WARNING, "switch_agent: user \"%s\", PDU %u: %s (detail %d)\n", error.user,
-           static_cast<unsigned>(error.pdu), error.text, detail);
+  log_error(error);
 }
 
 }  // namespace

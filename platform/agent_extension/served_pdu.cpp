@@ -4,6 +4,7 @@
 
 #include <net-snmp/net-snmp-includes.h>
 
+#include <limits.h>
 #include <net-snmp/agent/agent_callbacks.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <net-snmp/library/snmpTCPDomain.h>
@@ -16,6 +17,8 @@
 
 #include "platform/agent.h"
 #include "platform/agent_extension/named_rows.h"
+#include "platform/agent_extension/roles_gate.h"
+#include "platform/agent_extension/roles_report.h"
 #include "platform/agent_extension/served_exchanges.h"
 
 namespace {
@@ -24,54 +27,13 @@ constexpr char kHandlerName[] = "switch_agent";
 constexpr oid kRoot[] = {SWITCH_ROOT};
 constexpr size_t kNameMax = 256;
 
-const netsnmp_pdu *served;
-const netsnmp_agent_session *served_by;
+struct served_requests {
+  const netsnmp_agent_session *by;
+  const netsnmp_pdu *pdu;  // null: no PDU is being served
+  role_verdict role;
+};
 
-// Old-API objects are not told which PDU they are asked for; this handler in front of them knows.
-int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registration, netsnmp_agent_request_info *info,
-             netsnmp_request_info *requests) {
-  const netsnmp_agent_session *outer = served_by;
-  served_by = info->asp;
-  served = info->asp == nullptr ? nullptr : info->asp->pdu;
-  const std::vector<named_row> rows = named_rows_remember(info, requests);
-  served_exchanges_begin(info);
-  const int result = netsnmp_call_next_handler(handler, registration, info, requests);
-  named_rows_restore(registration, info, rows);
-  served_exchanges_end(info);
-  served_by = outer;
-  served = outer == nullptr ? nullptr : outer->pdu;
-  return result;
-}
-
-void inject(netsnmp_handler_registration *registration) {
-  if (registration == nullptr || registration->handler == nullptr) {
-    return;
-  }
-  if (netsnmp_find_handler_by_name(registration, kHandlerName) != nullptr) {
-    return;
-  }
-  netsnmp_mib_handler *handler = netsnmp_create_handler(kHandlerName, keep_pdu);
-  if (handler == nullptr || netsnmp_inject_handler(registration, handler) != SNMPERR_SUCCESS) {
-    snmp_log(LOG_ERR, "switch_agent: an object cannot be watched: %s\n", registration->handlerName);
-  }
-}
-
-void inject_everywhere() {
-  constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
-  for (netsnmp_subtree *tree = netsnmp_subtree_find_first(""); tree != nullptr; tree = tree->next) {
-    if (snmp_oidtree_compare(tree->name_a, tree->namelen, kRoot, kRootLength) != 0 || tree->namelen < kRootLength) {
-      continue;
-    }
-    for (netsnmp_subtree *child = tree; child != nullptr; child = child->children) {
-      inject(child->reginfo);
-    }
-  }
-}
-
-int on_registered(int, int, void *, void *) {
-  inject_everywhere();
-  return 0;
-}
+served_requests served;
 
 // The security name that a v1 or v2c PDU's community maps to where it came from; null when it maps to none. The agent
 // compares transport domains by address, too.
@@ -99,37 +61,112 @@ const char *user_name(const netsnmp_pdu *pdu) {
   return pdu->version == SNMP_VERSION_1 || pdu->version == SNMP_VERSION_2c ? community_name(pdu) : pdu->securityName;
 }
 
-}  // namespace
-
-void served_pdu_watch() {
-  snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID, on_registered, nullptr);
-  inject_everywhere();
-}
-
-void served_pdu_unwatch() {
-  snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID, on_registered, nullptr, 1);
-}
-
-bool served_pdu_present() {
-  return served != nullptr;
-}
-
-const char *served_pdu_group() {
-  const char *name = user_name(served);
-  if (name == nullptr) {
-    return nullptr;
-  }
-  const vacm_groupEntry *group = vacm_getGroupEntry(served->securityModel, name);
+const char *group_of(const netsnmp_pdu *pdu) {
+  const char *name = user_name(pdu);
+  const vacm_groupEntry *group = name == nullptr ? nullptr : vacm_getGroupEntry(pdu->securityModel, name);
   return group == nullptr ? nullptr : group->groupName;
 }
 
+void serve(const netsnmp_agent_session *by) {
+  served.by = by;
+  served.pdu = by == nullptr ? nullptr : by->pdu;
+  served.role = roles_judge(group_of(served.pdu));
+}
+
+// Old-API objects are not told which PDU they are asked for; this handler in front of them knows, and lets through what
+// the user's role allows.
+int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registration, netsnmp_agent_request_info *info,
+             netsnmp_request_info *requests) {
+  const served_requests outer = served;
+  serve(info->asp);
+
+  int result = SNMP_ERR_NOERROR;
+  if (roles_admit(served.role, registration, info, requests)) {
+    const std::vector<named_row> rows = named_rows_remember(info, requests);
+    served_exchanges_begin(info);
+    result = netsnmp_call_next_handler(handler, registration, info, requests);
+    named_rows_restore(registration, info, rows);
+    served_exchanges_end(info);
+  }
+
+  served = outer;
+  return result;
+}
+
+// Returns whether the handler was put there now.
+bool inject(netsnmp_handler_registration *registration) {
+  if (registration == nullptr || registration->handler == nullptr ||
+      netsnmp_find_handler_by_name(registration, kHandlerName) != nullptr) {
+    return false;
+  }
+  netsnmp_mib_handler *handler = netsnmp_create_handler(kHandlerName, keep_pdu);
+  if (handler == nullptr || netsnmp_inject_handler(registration, handler) != SNMPERR_SUCCESS) {
+    snmp_log(LOG_ERR, "switch_agent: an object cannot be watched: %s\n", registration->handlerName);
+    return false;
+  }
+  return true;
+}
+
+struct objects {
+  size_t all;
+  size_t added;  // those that got the handler now
+};
+
+objects inject_everywhere() {
+  constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
+  objects found = {};
+  for (netsnmp_subtree *tree = netsnmp_subtree_find_first(""); tree != nullptr; tree = tree->next) {
+    if (snmp_oidtree_compare(tree->name_a, tree->namelen, kRoot, kRootLength) != 0 || tree->namelen < kRootLength) {
+      continue;
+    }
+    for (netsnmp_subtree *child = tree; child != nullptr; child = child->children) {
+      found.all += 1;
+      found.added += inject(child->reginfo) ? 1 : 0;
+    }
+  }
+  return found;
+}
+
+int on_registered(int, int, void *, void *) {
+  if (inject_everywhere().added > 0 && roles_closed() != 0) {
+    roles_report_later();
+  }
+  return 0;
+}
+
+// At mapping, and never taken back: this library stays mapped, and objects may be registered, and must be closed,
+// without its ever being loaded as a module.
+__attribute__((constructor)) void watch_what_is_registered() {
+  snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID, on_registered, nullptr);
+}
+
+}  // namespace
+
+size_t served_pdu_objects() {
+  return inject_everywhere().all;
+}
+
+int served_pdu_number() {
+  return served.pdu == nullptr ? 0 : static_cast<int>(served.pdu->transid);
+}
+
+role_verdict served_pdu_role() {
+  return served.pdu == nullptr ? roles_judge(nullptr) : served.role;
+}
+
 int get_pdu_reqid() {
-  return served == nullptr ? 0 : static_cast<int>(served->transid);
+  static int outside = 0;
+  if (served.pdu != nullptr) {
+    return served_pdu_number();
+  }
+  // A row that is kept for one number must not outlive it, nor be taken for a PDU's, whose numbers are positive.
+  outside = outside == INT_MIN ? -1 : outside - 1;
+  return outside;
 }
 
 const char *get_snmp_username(int) {
   static char text[kNameMax];
-  const char *name = user_name(served);
+  const char *name = user_name(served.pdu);
   snprintf(text, sizeof text, "%s", name == nullptr ? "" : name);
   return text;
 }
@@ -138,14 +175,14 @@ const char *get_snmp_username(int) {
 const char *get_snmp_sessionid(int) {
   static char text[kNameMax];
   text[0] = '\0';
-  if (served == nullptr) {
+  if (served.pdu == nullptr) {
     return text;
   }
-  netsnmp_transport *transport = snmp_sess_transport(snmp_sess_pointer(served_by->session));
+  netsnmp_transport *transport = snmp_sess_transport(snmp_sess_pointer(served.by->session));
   if (transport == nullptr || transport->f_fmtaddr == nullptr) {
     return text;
   }
-  char *address = transport->f_fmtaddr(transport, served->transport_data, served->transport_data_length);
+  char *address = transport->f_fmtaddr(transport, served.pdu->transport_data, served.pdu->transport_data_length);
   if (address == nullptr) {
     return text;
   }

@@ -2,19 +2,25 @@
 #ifndef PLATFORM_AGENT_EXTENSION_SERVED_PDU_H
 #define PLATFORM_AGENT_EXTENSION_SERVED_PDU_H
 
+#include <stddef.h>
+
+#include "platform/agent_extension/roles.h"
+
 // The enterprise root under which objects tell us which PDU they are asked for.
 #define SWITCH_ROOT 1, 3, 6, 1, 4, 1, 32473, 9, 282
 
-// Puts a handler of ours in front of every object under the root, now and whenever one is registered.
-void served_pdu_watch();
+// A handler of ours stands in front of every object under the root, from the moment this library is mapped: the first
+// library that needs it registers its objects after that. So objects are closed, not open, while the extension is not
+// loaded.
 
-// No longer watches what is registered. Handlers that are in place stay, and go with their objects.
-void served_pdu_unwatch();
+// The same for what was registered before; returns how many objects there are.
+size_t served_pdu_objects();
 
-// Whether a PDU is being served.
-bool served_pdu_present();
+// The number of the PDU that is being served; 0 when there is none.
+int served_pdu_number();
 
-// The VACM group of the PDU's user; null when there is no PDU, or no group is known.
-const char *served_pdu_group();
+// What applies to the PDU's user, looked up once for all requests of an object; outside a PDU what applies to a user
+// without a group.
+role_verdict served_pdu_role();
 
 #endif

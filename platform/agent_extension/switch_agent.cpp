@@ -1,7 +1,7 @@
-// Loading and unloading: `dlmod switch_agent /path/libswitchagent.so`, before the modules that need it.
+// Loading and unloading: `dlmod switch_agent /path/libswitchagent.so`.
 //
-// The library stays mapped when the agent unloads it, so that what unloading leaves behind must be nothing: the agent
-// loads it again at every SIGHUP.
+// The library stays mapped when the agent unloads it, as it does before it loads it again at every SIGHUP. What
+// unloading leaves behind is the handler in front of the objects, which is closed then.
 #include <net-snmp/net-snmp-config.h>
 
 #include <net-snmp/net-snmp-includes.h>
@@ -11,18 +11,21 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "platform/agent_extension/config_tokens.h"
 #include "platform/agent_extension/notification_subscription.h"
 #include "platform/agent_extension/roles.h"
+#include "platform/agent_extension/roles_report.h"
 #include "platform/agent_extension/served_exchanges.h"
 #include "platform/agent_extension/served_pdu.h"
 #include "platform/run_dir.h"
+#include "platform/services/status_texts.h"
 
 namespace {
 
-constexpr char kRunDirToken[] = "switchRunDir";
 constexpr char kDefaultRunDir[] = "/run/switchd";
 
 bool loaded;
+bool read_before;  // what the configuration said when it was read last is known, and still holds
 
 void on_run_dir(const char *token, char *line) {
   if (platform_set_run_dir(line) == 0) {
@@ -30,10 +33,43 @@ void on_run_dir(const char *token, char *line) {
   }
   char text[256];
   snprintf(text, sizeof text, "%s %.128s: %s; the directory is %s", token, line, strerror(errno), platform_run_dir());
-  config_perror(text);
+  config_complain(token, line, text);
 }
 
-void keep_run_dir() {}
+constexpr config_token kTokens[] = {
+    {"switchRunDir", on_run_dir, "PATH"},
+    {"vsanRole", roles_read_vsans, "GROUP LIST (such as 10,20,100-199)"},
+    {"vsanRoleInterfaces", roles_read_interfaces, "GROUP LIST"},
+    {"vsanRoleSwitch", roles_read_switch, "GROUP none|read|write"},
+};
+constexpr size_t kTokenCount = sizeof kTokens / sizeof kTokens[0];
+
+int on_configuration_read(int, int, void *, void *) {
+  read_before = false;
+  return 0;
+}
+
+// Reads the configuration ahead, unless what was read before still holds: whoever unloads and loads this library
+// through the agent's module table does not have the agent read anything, and the agent may no longer be allowed to.
+void read_configuration() {
+  if (read_before) {
+    return roles_start();
+  }
+  // Here and not at the unloading: modules that are unloaded after this library still trace into the old directory.
+  platform_set_run_dir(kDefaultRunDir);
+  roles_forget();
+  read_before = config_tokens_read_ahead(kTokens, kTokenCount);
+  if (read_before) {
+    roles_start();
+  } else {
+    roles_close(kStatusRolesUnknown);
+  }
+}
+
+// At mapping, and never taken back: this library stays mapped.
+__attribute__((constructor)) void watch_the_configuration() {
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_PRE_READ_CONFIG, on_configuration_read, nullptr);
+}
 
 }  // namespace
 
@@ -42,11 +78,10 @@ extern "C" void init_switch_agent() {
     return;
   }
   loaded = true;
-  // Here and not at the unloading: modules that are unloaded after this library still trace into the old directory.
-  platform_set_run_dir(kDefaultRunDir);
-  snmpd_register_config_handler(kRunDirToken, on_run_dir, keep_run_dir, "PATH");
-  roles_register_tokens();
-  served_pdu_watch();
+  read_configuration();
+  config_tokens_register(kTokens, kTokenCount);
+  served_pdu_objects();  // those that were there before this library was mapped
+  roles_report_later();
   notification_subscription_start();
 }
 
@@ -57,7 +92,7 @@ extern "C" void deinit_switch_agent() {
   loaded = false;
   notification_subscription_stop();
   served_exchanges_stop();
-  served_pdu_unwatch();
-  roles_unregister_tokens();
-  snmpd_unregister_config_handler(kRunDirToken);
+  config_tokens_unregister(kTokens, kTokenCount);
+  roles_close(kStatusNoExtension);
+  roles_report_later();
 }

@@ -73,6 +73,11 @@ constexpr status_text kStatusTexts[] = {
     {kStatusInterfaceDenied, "the user's role does not hold the interface"},
     {kStatusUnknownFault, "unknown kind of fault"},
     {kStatusQueueEmpty, "the notification queue is empty"},
+    {kStatusRoleClosed, "the user's role is closed: one of its configuration lines is malformed"},
+    {kStatusNoGroup, "roles are in force and the user is in no group"},
+    {kStatusNoExtension, "the agent extension is not loaded: its line \"dlmod switch_agent\" is missing"},
+    {kStatusRolesUnknown, "the agent may not read one of its configuration files: roles may be missing"},
+    {kStatusSwitchDenied, "the user's role may not set what belongs to the whole switch"},
 };
 
 constexpr bool all_differ() {

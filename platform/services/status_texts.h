@@ -59,6 +59,11 @@ enum {
   kStatusInterfaceDenied = 0x40F00501,  // the user's role does not hold the interface
   kStatusUnknownFault = 0x40F00502,
   kStatusQueueEmpty = 0x40F00503,
+  kStatusRoleClosed = 0x40F00504,    // the user's role is closed: one of its configuration lines is malformed
+  kStatusNoGroup = 0x40F00505,       // there are roles, and the user is in no group
+  kStatusNoExtension = 0x40F00506,   // the agent extension is not loaded, so that no roles are known
+  kStatusSwitchDenied = 0x40F00507,  // the user's role may not set what belongs to the whole switch
+  kStatusRolesUnknown = 0x40F00508,  // the agent may not read one of its configuration files: roles may be missing
 };
 
 #endif

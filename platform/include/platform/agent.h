@@ -34,11 +34,17 @@ int unregister_for_notification(int id);
 const char *get_snmp_username(int unused);
 const char *get_snmp_sessionid(int unused);
 
-// A number unique to the PDU (never a client's own request id, which clients repeat); 0 outside a PDU.
+// A number unique to the PDU (never a client's own request id, which clients repeat), positive. Outside a PDU a number
+// that no other call and no PDU gets: what is kept by the number is kept for nobody then.
 int get_pdu_reqid(void);
 
-// Adds to `set` the VSANs that the PDU's user may use under the OID. `pdu_type` is SNMP_MSG_GET for every read and
-// SNMP_MSG_SET for every write. Returns 1 when the user is restricted to that set, 0 when the user is not restricted.
+// Roles close, they never open: the answers below are those of a user who may use nothing when a line of the user's
+// role is malformed, when there are roles and the user is in no group (or there is no PDU), and while the extension is
+// not loaded. The extension refuses what such users ask for before the module that serves it is called.
+
+// Adds to `set` the VSANs that the PDU's user may use under the OID: all 4,096 for a user who is restricted to
+// interfaces only; clears it for a user who may use none. `pdu_type` is SNMP_MSG_GET for every read and SNMP_MSG_SET
+// for every write. Returns 1 when the user is restricted to that set, 0 when the user is not restricted.
 int snmp_get_allowed_vsans_subtree(vsan_set_t *set, const oid *name, size_t name_len, int pdu_type);
 
 // Non-zero when VSAN `vsan_id` is in `set`; an id above 4095 never is.
@@ -50,7 +56,10 @@ int snmp_get_next_allowed_vsan_in_list(uint32_t *vsan_id, vsan_set_t *set);
 // Non-zero when the PDU's user may use VSAN `vsan_id` under the OID.
 int snmp_is_vsan_allowed_subtree(uint32_t vsan_id, const oid *name, size_t name_len, int pdu_type);
 
-// 0 when the role of the PDU's user may touch the interface (`mode` 1 writes, 3 reads), else an error status.
+// 0 when the role of the PDU's user may touch the interface (`mode` 1 writes, 3 reads), else a status; -1 with `errno`
+// when the VSAN manager had to be asked and did not answer. A role with a list of interfaces may touch those. One
+// without may read all, and write those that are in one of its VSANs now, of which the VSAN manager is asked. A refused
+// write is reported as log_set_error does. `set` is not used.
 int intf_chk_vsan_role_allowed(uint32_t if_index, int mode, vsan_set_t *set);
 
 // Keeps the record as the last error of the PDU's user, for `vsanctl show errors`, and writes it to the agent's log.

@@ -283,7 +283,7 @@ TEST(OutsideAPdu, NobodyAsksAndNothingIsRestricted) {
   vsan_set_t set = {kVsanSetBytes, {}};
   EXPECT_STREQ(get_snmp_username(0), "");
   EXPECT_STREQ(get_snmp_sessionid(0), "");
-  EXPECT_EQ(get_pdu_reqid(), 0);
+  EXPECT_LT(get_pdu_reqid(), 0);
   EXPECT_EQ(snmp_get_allowed_vsans_subtree(&set, name, 3, SNMP_MSG_GET), 0);
   EXPECT_NE(snmp_is_vsan_allowed_subtree(10, name, 3, SNMP_MSG_SET), 0);
   EXPECT_EQ(intf_chk_vsan_role_allowed(1, 1, &set), 0);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <initializer_list>
 #include <string>
 
 namespace {
@@ -67,6 +69,53 @@ TEST(RoleLists, InterfaceIndexesReachTheirWholeRange) {
   EXPECT_TRUE(number_list_holds(list, UINT32_MAX));
   EXPECT_TRUE(number_list_holds(list, 16777216));
   EXPECT_FALSE(number_list_holds(list, 16777215));
+}
+
+std::string compiled(std::initializer_list<const char *> lines) {
+  number_list list;
+  for (const char *line : lines) EXPECT_EQ(number_list_read(line, 0, UINT32_MAX, &list), nullptr) << line;
+  return number_list_text(list, 100);
+}
+
+TEST(RoleLists, RangesAreKeptInOrderAndJoinedWhenTheyOverlapOrTouch) {
+  EXPECT_EQ(compiled({"20,10", "15"}), "10,15,20");
+  EXPECT_EQ(compiled({"10-19,20-29"}), "10-29");
+  EXPECT_EQ(compiled({"100-199", "150", "120-250", "99"}), "99-250");
+  EXPECT_EQ(compiled({"5-6", "1-9", "1-9"}), "1-9");
+  EXPECT_EQ(compiled({"0", "1", "4294967295", "4294967294"}), "0-1,4294967294-4294967295");
+  EXPECT_EQ(compiled({"0-4294967295", "7"}), "0-4294967295");
+}
+
+TEST(RoleLists, ALineThatIsReadTwiceChangesNothing) {
+  EXPECT_EQ(compiled({"10,20,100-199", "10,20,100-199"}), compiled({"10,20,100-199"}));
+}
+
+TEST(RoleLists, ThousandsOfRangesThatSayTheSameAreOne) {
+  number_list list;
+  for (int i = 0; i < 2000; ++i) ASSERT_EQ(number_list_read("1-4094", 1, 4095, &list), nullptr);
+  EXPECT_EQ(list.size(), 1u);
+}
+
+// Every number is asked for, against a list that is kept as plain yes and no.
+TEST(RoleLists, HoldsWhatWasReadAndNothingElse) {
+  bool expected[4096] = {};
+  number_list list;
+  uint32_t seed = 1;
+  for (int i = 0; i < 300; ++i) {
+    seed = seed * 1103515245 + 12345;
+    const uint32_t first = seed >> 16 & 0xfff;
+    const uint32_t last = std::min(4095u, first + (seed >> 8 & 7));
+    const std::string line = std::to_string(first) + "-" + std::to_string(last);
+    ASSERT_EQ(number_list_read(line.c_str(), 0, 4095, &list), nullptr);
+    for (uint32_t n = first; n <= last; ++n) expected[n] = true;
+  }
+  for (uint32_t n = 0; n < 4096; ++n) ASSERT_EQ(number_list_holds(list, n), expected[n]) << n;
+}
+
+TEST(RoleLists, TextCountsWhatItLeavesOut) {
+  EXPECT_EQ(number_list_text({}, 3), "none");
+  EXPECT_EQ(number_list_text({{1, 1}, {3, 5}, {7, 7}}, 3), "1,3-5,7");
+  EXPECT_EQ(number_list_text({{1, 1}, {3, 5}, {7, 7}}, 1), "1 and 2 more ranges");
 }
 
 TEST(RoleLists, LinesAddUp) {

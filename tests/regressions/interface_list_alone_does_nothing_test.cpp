@@ -1,0 +1,28 @@
+// A vsanRoleInterfaces line without a vsanRole line of the same group restricted nobody.
+#include "tests/agent/role_lab.h"
+
+namespace {
+
+using namespace set_lab;
+using namespace fabric_lab;
+using namespace role_lab;
+using snmp::root;
+
+TEST(InterfaceListAlone, RestrictsToTheseInterfacesAndLeavesTheVsansAlone) {
+  lab::lab l;
+  lab::options how;
+  how.agent_lines = "vsanRoleInterfaces closeds 16777216\n";
+  lab::start(l, how);
+  snmp::client c(l, snmp::user("closed"), 10);
+  EXPECT_EQ(snmp::get(c, {if_vsan(kFc1)}).varbinds.at(0), move(kFc1, 5));
+  EXPECT_EQ(snmp::get(c, {if_vsan(kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);
+  EXPECT_SET(snmp::set(c, {move(kFc2, 20)}), kGenErr, 1);
+  EXPECT_DONE(snmp::set(c, {move(kFc1, 20)}));
+  EXPECT_DONE(snmp::set(c, {move(kFc1, 5)}));
+  EXPECT_EQ(vsans_seen_by(l, snmp::user("closed")), 5u);
+  EXPECT_EQ(snmp::get(c, {summary(10, kFc2)}).varbinds.at(0), member(10, kFc2));
+  EXPECT_DONE(snmp::set(c, {name(5, "x"), row_status(30, kCreateAndGo)}));
+  EXPECT_DONE(snmp::set(c, {row_status(30, kDestroy), timer(kRatov, 20, 6000)}));
+}
+
+}  // namespace
