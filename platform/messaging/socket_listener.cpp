@@ -53,31 +53,36 @@ void pause_accepting(socket_listener *listener, int why) {
   event_add(listener->again.get(), &kPause);
 }
 
-void take(socket_listener *listener, int fd) {
+// There are descriptors again: accept asks for one before it looks for a connection.
+void note_accepting(socket_listener *listener) {
   if (listener->silent_until != 0) {
     listener->silent_until = 0;
     report(listener, "connections are accepted again", "");
   }
-  listener->calls.take(listener->context, fd);
 }
 
 void on_acceptable(evutil_socket_t fd, short, void *context) {
   auto *listener = static_cast<socket_listener *>(context);
   for (int i = 0; i < kAcceptsAtOnce; ++i) {
     const int accepted = accept4(fd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (accepted >= 0) {
-      take(listener, accepted);
-    } else if (errno != EINTR && errno != ECONNABORTED) {
-      if (errno != EAGAIN) {
-        pause_accepting(listener, errno);
-      }
+    if (accepted < 0 && (errno == EINTR || errno == ECONNABORTED)) {
+      continue;
+    }
+    if (accepted < 0 && errno != EAGAIN) {
+      return pause_accepting(listener, errno);
+    }
+    note_accepting(listener);
+    if (accepted < 0) {
       return;
     }
+    listener->calls.take(listener->context, accepted);
   }
 }
 
 void on_again(evutil_socket_t, short, void *context) {
-  event_add(static_cast<socket_listener *>(context)->acceptable.get(), nullptr);
+  auto *listener = static_cast<socket_listener *>(context);
+  event_add(listener->acceptable.get(), nullptr);
+  on_acceptable(listener->fd, EV_READ, listener);
 }
 
 }  // namespace

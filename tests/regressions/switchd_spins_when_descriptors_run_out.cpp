@@ -55,14 +55,15 @@ struct OutOfDescriptors : testing::Test {
 };
 
 TEST_F(OutOfDescriptors, ItWaitsSaysSoOnceAndServesWhenThereAreSomeAgain) {
-  size_t open = 0;
-  for ([[maybe_unused]] const auto &each :
-       std::filesystem::directory_iterator("/proc/" + std::to_string(switchd) + "/fd")) {
+  rlim_t open = 0;  // the lowest number that is free
+  while (std::filesystem::exists(
+      std::filesystem::symlink_status("/proc/" + std::to_string(switchd) + "/fd/" + std::to_string(open)))) {
     ++open;
   }
   rlimit before = {};
-  const rlimit none = {open, RLIM_INFINITY};
-  ASSERT_EQ(0, prlimit(switchd, RLIMIT_NOFILE, &none, &before));
+  ASSERT_EQ(0, prlimit(switchd, RLIMIT_NOFILE, nullptr, &before));
+  const rlimit none = {open, before.rlim_max};
+  ASSERT_EQ(0, prlimit(switchd, RLIMIT_NOFILE, &none, nullptr));
   const int fds[] = {connect_to("notifications"), connect_to("identity")};
   const double at_first = used();
   sleep(2);
