@@ -27,8 +27,8 @@ struct RowMerge : switch_under_test {
 TEST_F(RowMerge, ARowIsAnsweredWithItsCopyBehindIt) {
   const vsanEntry row = row_of(10);
   const bytes copy(row.rest, row.rest + sizeof(vsanRowCopy));
-  const bytes expected{'V', 'R', 'O', 'W', 0, 0, 0, 1, 0, 0, 0, 10, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 8, 0x40, 0, 0,
-                       0,   2,   0,   0,   0, 100, 0, 0, 0, 2, 0, 0, 7, 0xD0, 'a', 'l', 'p', 'h', 'a'};
+  const bytes expected{'V',  'R', 'O', 'W', 0, 0, 0, 1, 0,   0, 0, 10, 0, 0, 0, 1, 0,    0,   0,   1,   0,   0,  8,
+                       0x40, 0,   0,   0,   2, 0, 0, 0, 100, 0, 0, 0,  2, 0, 0, 7, 0xD0, 'a', 'l', 'p', 'h', 'a'};
   EXPECT_EQ(expected, bytes(copy.begin(), copy.begin() + 45));
   const bytes zeros(sizeof row.rest - 45);
   EXPECT_EQ(zeros, bytes(row.rest + 45, row.rest + sizeof row.rest));
