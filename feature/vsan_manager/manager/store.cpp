@@ -63,17 +63,18 @@ static int query_number(store *opened, const char *sql) {
 // Whether the file is a sound database, as far as SQLite can tell.
 static bool check_database(store *opened, std::string &error) {
   sqlite3_stmt *statement = nullptr;
-  std::string found = "no answer";
+  std::string found;
   if (sqlite3_prepare_v2(opened->db, "PRAGMA quick_check(1)", -1, &statement, nullptr) == SQLITE_OK &&
       sqlite3_step(statement) == SQLITE_ROW) {
     found = reinterpret_cast<const char *>(sqlite3_column_text(statement, 0));
-  } else {
-    found = sqlite3_errmsg(opened->db);
+  }
+  const int code = sqlite3_errcode(opened->db);
+  const bool damaged = !found.empty() || code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+  if (found != "ok") {
+    error = found.empty() ? store_failure(opened) : opened->path + ": " + found;
+    error += damaged ? std::string(": ") + kStoreNotSound : "";
   }
   sqlite3_finalize(statement);
-  if (found != "ok") {
-    error = opened->path + ": " + found + ": " + kStoreNotSound;
-  }
   return found == "ok";
 }
 
