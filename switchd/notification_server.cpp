@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <event2/event.h>
+#include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -9,12 +10,14 @@
 
 #include <algorithm>
 #include <deque>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/messaging/local_socket.h"
 #include "platform/messaging/notification_wire.h"
 #include "platform/messaging/service_names.h"
+#include "platform/messaging/socket_listener.h"
 #include "switchd/log.h"
 
 static constexpr size_t kConnectionsMax = 8;
@@ -26,8 +29,11 @@ static constexpr timeval kStoreAgainAfter{1, 0};
 struct subscriber {
   notification_server *server;
   int fd;
+  uid_t uid;
+  pid_t pid;
   event *readable;
   event *writable;
+  event *deadline;  // of a connection that has not subscribed
   bool subscribed = false;
   uint64_t sent = 0;               // the last number that was sent
   std::deque<uint64_t> under_way;  // sent and not acknowledged
@@ -36,11 +42,10 @@ struct subscriber {
 struct notification_server {
   event_base *base;
   switch_managers *managers;
-  std::string path;
-  int listener;
-  event *acceptable;
+  socket_listener *listener;
   event *store_timer;
   std::vector<subscriber *> connections;
+  std::set<pid_t> refused;  // processes of whose refusal the log knows; of the subscription that there is now
   uint64_t sent_count = 0;
 };
 
@@ -68,10 +73,12 @@ static void read_last_acknowledgements(subscriber *connection) {
 static void drop_connection(subscriber *connection) {
   if (connection->subscribed) {
     read_last_acknowledgements(connection);
+    connection->server->refused.clear();
   }
   std::erase(connection->server->connections, connection);
   event_free(connection->readable);
   event_free(connection->writable);
+  event_free(connection->deadline);
   close(connection->fd);
   delete connection;
 }
@@ -162,14 +169,60 @@ static void note_acknowledged(subscriber *connection, uint64_t number) {
   take(connection->server, std::min(number, connection->sent));
 }
 
+static std::string holder_text(const subscriber *holder) {
+  return "process " + std::to_string(holder->pid) + " of user " + std::to_string(holder->uid) +
+         " has the subscription to notifications";
+}
+
+// Whether the peer has closed its end, or is gone with it. What it sent before may still be there to read.
+static bool is_gone(const subscriber *connection) {
+  pollfd look{connection->fd, POLLRDHUP, 0};
+  return poll(&look, 1, 0) > 0 && (look.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
+// A process may give up its own subscription for a new one. Where process ids cannot be told, as between containers,
+// they are 0.
+static bool is_same_process(const subscriber *a, const subscriber *b) {
+  return a->pid == b->pid && a->uid == b->uid && a->pid != 0;
+}
+
+// Tells the peer who has the subscription, and ends its connection. It will ask again: the log is told once.
+static void refuse_subscription(subscriber *connection, const subscriber *holder) {
+  const std::string why = holder_text(holder);
+  const auto *text = reinterpret_cast<const uint8_t *>(why.data());
+  uint8_t buffer[kNotificationFrameMax];
+  const size_t size =
+      notification_frame_write({kNotificationRefused, 0, 0, 0, text, static_cast<uint32_t>(why.size())}, buffer);
+  send(connection->fd, buffer, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+  if (connection->server->refused.insert(connection->pid).second) {
+    log_warn("process " + std::to_string(connection->pid) + " of user " + std::to_string(connection->uid) +
+             " gets no notifications: " + why);
+  }
+  drop_connection(connection);
+}
+
+// Makes way for the connection's subscription. Returns whether it may be.
+static bool replace_holder(subscriber *connection) {
+  auto &connections = connection->server->connections;
+  const auto found =
+      std::ranges::find_if(connections, [&](const subscriber *each) { return each != connection && each->subscribed; });
+  if (found == connections.end()) {
+    return true;
+  }
+  subscriber *holder = *found;
+  if (!is_same_process(holder, connection) && !is_gone(holder)) {
+    refuse_subscription(connection, holder);
+    return false;
+  }
+  log_info("a new subscription to notifications replaces the one before");
+  drop_connection(holder);
+  return true;
+}
+
 static void on_subscribe(subscriber *connection, const notification_frame &frame) {
   notification_server *server = connection->server;
-  const std::vector<subscriber *> others = server->connections;
-  for (subscriber *other : others) {
-    if (other != connection && other->subscribed) {
-      log_info("a new subscription to notifications replaces the one before");
-      drop_connection(other);
-    }
+  if (!replace_holder(connection)) {
+    return;
   }
   const bool resumes = frame.store == store_number(*server->managers);
   connection->subscribed = true;
@@ -177,8 +230,7 @@ static void on_subscribe(subscriber *connection, const notification_frame &frame
   // acknowledged.
   connection->sent = std::max(resumes ? frame.number : 0, server->managers->acknowledged);
   connection->under_way.clear();
-  event_del(connection->readable);
-  event_add(connection->readable, nullptr);  // without the time limit of a connection that has not subscribed
+  event_del(connection->deadline);
   log_info("notifications are subscribed to, " +
            (connection->sent > 0 ? "after number " + std::to_string(connection->sent) : "all"));
   if (resumes) {
@@ -195,18 +247,19 @@ static void on_acknowledge(subscriber *connection, const notification_frame &fra
   pump_connection(connection);
 }
 
-static void on_readable(evutil_socket_t fd, short what, void *context) {
+static void on_readable(evutil_socket_t fd, short, void *context) {
   auto *connection = static_cast<subscriber *>(context);
   uint8_t buffer[kNotificationFrameMax + 1];
-  const ssize_t size = (what & EV_TIMEOUT) != 0 ? 0 : recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
+  const ssize_t size = recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
     return;
   }
   notification_frame frame{};
   if (size <= 0 || notification_frame_read(buffer, static_cast<size_t>(size), &frame) != 0 ||
-      frame.kind == kNotificationDeliver) {
+      (frame.kind != kNotificationSubscribe && frame.kind != kNotificationAcknowledge)) {
     if (size > 0) {
-      log_warn("a subscriber to notifications sent " + std::to_string(size) + " bytes that are no frame");
+      log_warn("a subscriber to notifications sent " + std::to_string(size) +
+               " bytes that are no frame of a subscriber");
     }
     drop_connection(connection);
     return;
@@ -222,12 +275,12 @@ static void on_writable(evutil_socket_t, short, void *context) {
   pump_connection(static_cast<subscriber *>(context));
 }
 
-static void on_acceptable(evutil_socket_t listener, short, void *context) {
+static void on_deadline(evutil_socket_t, short, void *context) {
+  drop_connection(static_cast<subscriber *>(context));
+}
+
+static void take_connection(void *context, int fd) {
   auto *server = static_cast<notification_server *>(context);
-  const int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-  if (fd < 0) {
-    return;
-  }
   uid_t uid = 0;
   pid_t pid = 0;
   if (!local_socket_peer_allowed(fd, &uid, &pid) || server->connections.size() == kConnectionsMax) {
@@ -235,11 +288,18 @@ static void on_acceptable(evutil_socket_t listener, short, void *context) {
     close(fd);
     return;
   }
-  auto *connection = new subscriber{server, fd, nullptr, nullptr, false, 0, {}};
+  auto *connection = new subscriber{server, fd, uid, pid, nullptr, nullptr, nullptr, false, 0, {}};
   connection->readable = event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, connection);
   connection->writable = event_new(server->base, fd, EV_WRITE, on_writable, connection);
-  event_add(connection->readable, &kTimeToSubscribe);
+  // A timer of its own: a time-out of `readable` could not be taken off again, a persistent event keeps it.
+  connection->deadline = event_new(server->base, -1, 0, on_deadline, connection);
+  event_add(connection->readable, nullptr);
+  event_add(connection->deadline, &kTimeToSubscribe);
   server->connections.push_back(connection);
+}
+
+static void on_listener_report(void *, const char *text) {
+  log_warn(text);
 }
 
 notification_server *notification_server_open(event_base *base, const char *run_dir, switch_managers &managers) {
@@ -248,14 +308,13 @@ notification_server *notification_server_open(event_base *base, const char *run_
     errno = ENAMETOOLONG;
     return nullptr;
   }
-  const int listener = local_socket_listen(path);
-  if (listener < 0) {
+  auto *server = new notification_server{base, &managers, nullptr, nullptr, {}, {}};
+  server->listener = socket_listener_open(base, path, {take_connection, on_listener_report}, server);
+  if (server->listener == nullptr) {
+    delete server;
     return nullptr;
   }
-  auto *server = new notification_server{base, &managers, path, listener, nullptr, nullptr, {}};
-  server->acceptable = event_new(base, listener, EV_READ | EV_PERSIST, on_acceptable, server);
   server->store_timer = event_new(base, -1, 0, on_store_timer, server);
-  event_add(server->acceptable, nullptr);
   return server;
 }
 
@@ -272,9 +331,7 @@ void notification_server_close(notification_server *server) {
     drop_connection(server->connections.front());
   }
   store_taken(server);
-  event_free(server->acceptable);
   event_free(server->store_timer);
-  close(server->listener);
-  unlink(server->path.c_str());
+  socket_listener_close(server->listener);
   delete server;
 }

@@ -1,6 +1,8 @@
 // Hands notifications to their one subscriber, as platform/messaging/notification_wire.h has it. They stay in the store
 // until they are acknowledged. Nothing here waits: a subscriber that does not read or acknowledge gets no more, and the
 // queue's own bound does the rest.
+//
+// The first process that subscribes keeps the subscription for as long as it lives; a second one is told who has it.
 #ifndef SWITCHD_NOTIFICATION_SERVER_H
 #define SWITCHD_NOTIFICATION_SERVER_H
 
@@ -25,7 +27,8 @@ struct notification_counters {
 };
 notification_counters notification_server_counters(const notification_server *server);
 
-// Stores what was acknowledged, closes all connections and removes the socket. Null is allowed.
+// Stores what was acknowledged, closes all connections and removes the socket, unless another server has put its
+// own there. Null is allowed.
 void notification_server_close(notification_server *server);
 
 #endif

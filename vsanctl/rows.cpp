@@ -11,6 +11,7 @@
 
 static constexpr size_t kRowAt = offsetof(vsanRowMessage, row);
 static constexpr size_t kNameAt = kRowAt + offsetof(vsanEntry, vsanName);
+static constexpr size_t kRestAt = kRowAt + offsetof(vsanEntry, rest);
 
 struct row_word {
   size_t offset;  // in the row
@@ -35,6 +36,7 @@ static std::vector<uint8_t> encode_row(const vsanEntry &row) {
     put_be32(bytes.data() + kRowAt + each.offset, row.*each.field);
   }
   memcpy(bytes.data() + kNameAt, row.vsanName, kVsanNameField);
+  memcpy(bytes.data() + kRestAt, row.rest, sizeof row.rest);
   return bytes;
 }
 
@@ -44,6 +46,7 @@ static vsanEntry decode_row(const std::vector<uint8_t> &bytes) {
     row.*each.field = get_be32(bytes.data() + kRowAt + each.offset);
   }
   memcpy(row.vsanName, bytes.data() + kNameAt, kVsanNameField);
+  memcpy(row.rest, bytes.data() + kRestAt, sizeof row.rest);
   return row;
 }
 

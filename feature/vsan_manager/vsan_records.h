@@ -64,7 +64,7 @@ typedef struct {
   uint32_t vsanOperState;
   char vsanName[kVsanNameField];
   uint32_t vsanNetworkDropLatency;
-  uint8_t rest[2032];  // carried unchanged
+  uint8_t rest[2032];  // carried unchanged; the manager puts a vsanRowCopy there
 } vsanEntry;
 
 typedef struct {

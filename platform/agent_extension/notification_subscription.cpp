@@ -25,7 +25,8 @@ constexpr int kHandlersMax = 8;
 constexpr int kNotificationsAtOnce = 16;  // between two looks at the agent's requests
 constexpr long kFirstWaitMs = 100;
 constexpr long kLongestWaitMs = 5000;
-constexpr time_t kSteadySeconds = 1;  // a connection that lasted so long was no refusal
+constexpr uint32_t kRefusalMax = 160;  // characters of a refusal that the log gets
+constexpr time_t kSteadySeconds = 1;   // a connection that lasted so long was no refusal
 // Each try of a notification may cost the agent a time-out, so that later ones come seldom.
 constexpr int kTriesMax = 20;  // some minutes
 constexpr long kLongestWaitForTryMs = 30'000;
@@ -41,7 +42,8 @@ struct subscription {
   time_t connected_at = 0;
   unsigned int alarm = 0;
   long wait_ms = kFirstWaitMs;
-  bool told = false;  // the log knows that there is no connection
+  bool told = false;          // the log knows that there is no connection
+  bool told_refused = false;  // and that another process has the subscription
 };
 
 handler_row handlers[kHandlersMax];
@@ -102,6 +104,28 @@ void lose_connection(const char *why) {
   }
   close_connection();
   connect_again_later();
+}
+
+// Another process has the subscription. It is asked for again, and the log is told once.
+void be_refused(const notification_frame &frame) {
+  char text[kRefusalMax + 1];
+  const uint32_t size = frame.payload_size < kRefusalMax ? frame.payload_size : kRefusalMax;
+  for (uint32_t i = 0; i < size; ++i) {
+    const uint8_t octet = frame.payload[i];
+    text[i] = octet >= 0x20 && octet < 0x7F ? static_cast<char>(octet) : '?';
+  }
+  text[size] = '\0';
+  current.told = current.told && current.told_refused;
+  current.told_refused = true;
+  lose_connection(text);
+}
+
+void note_delivery() {
+  if (current.told) {
+    snmp_log(LOG_INFO, "switch_agent: notifications come again\n");
+  }
+  current.told = false;
+  current.told_refused = false;
 }
 
 bool send_frame(notification_frame_kind kind) {
@@ -209,11 +233,7 @@ bool try_again(const notification_frame &frame) {
 }
 
 // Takes one notification, unless it was taken already, and acknowledges it. Returns what is wrong, or null.
-const char *take(const uint8_t *bytes, size_t size) {
-  notification_frame frame;
-  if (notification_frame_read(bytes, size, &frame) != 0 || frame.kind != kNotificationDeliver) {
-    return "a frame cannot be read";
-  }
+const char *take(const notification_frame &frame) {
   if (frame.store != taken_store) {
     taken_store = frame.store;
     taken_number = 0;
@@ -226,6 +246,24 @@ const char *take(const uint8_t *bytes, size_t size) {
     taken_number = frame.number;
   }
   return send_frame(kNotificationAcknowledge) ? nullptr : strerror(errno);
+}
+
+void on_frame(const uint8_t *bytes, size_t size) {
+  notification_frame frame;
+  if (notification_frame_read(bytes, size, &frame) != 0) {
+    return lose_connection("a frame cannot be read");
+  }
+  if (frame.kind == kNotificationRefused) {
+    return be_refused(frame);
+  }
+  if (frame.kind != kNotificationDeliver) {
+    return lose_connection("a frame is none that the switch may send");
+  }
+  const char *wrong = take(frame);
+  if (wrong != nullptr) {
+    return lose_connection(wrong);
+  }
+  note_delivery();
 }
 
 void on_readable(int fd, void *) {
@@ -241,14 +279,7 @@ void on_readable(int fd, void *) {
     if (got <= 0) {
       return lose_connection(got == 0 ? "the switch closed the connection" : strerror(errno));
     }
-    const char *wrong = take(bytes, static_cast<size_t>(got));
-    if (wrong != nullptr) {
-      return lose_connection(wrong);
-    }
-    if (current.told) {
-      snmp_log(LOG_INFO, "switch_agent: notifications come again\n");
-    }
-    current.told = false;
+    on_frame(bytes, static_cast<size_t>(got));
   }
 }
 

@@ -5,8 +5,9 @@
 #include <event2/event.h>
 #include <stdarg.h>
 #include <stdio.h>
-#include <sys/socket.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 #include "platform/messaging/local_socket.h"
 #include "platform/messaging/message_server_internal.h"
@@ -15,61 +16,67 @@
 namespace {
 
 constexpr size_t kConnectionsMax = 256;
-constexpr int kAcceptsAtOnce = 16;
-constexpr timeval kAcceptPause = {0, 100'000};
 
-void take_connection(message_server *server, int fd) {
+// The connection that is idle longest makes room for a new one. Returns whether one did.
+bool make_room(message_server *server) {
+  const int64_t now = server_now_ms();
+  server_connection *longest = nullptr;
+  int64_t idle = server->limits.gives_way - 1;
+  for (server_connection &each : server->connections) {
+    if (const int64_t its = server_connection_idle(&each, now); its > idle) {
+      longest = &each;
+      idle = its;
+    }
+  }
+  return longest != nullptr && server_connection_retire(longest);
+}
+
+void refuse_peer(message_server *server, int fd) {
+  ++server->counters.peers_refused;
+  close(fd);
+}
+
+void take_connection(void *context, int fd) {
+  auto *server = static_cast<message_server *>(context);
   uid_t uid = 0;
   pid_t pid = 0;
   if (!local_socket_peer_allowed(fd, &uid, &pid)) {
-    ++server->counters.peers_refused;
     message_server_report(server, "refused peer: user %u, process %d", static_cast<unsigned>(uid),
                           static_cast<int>(pid));
-    close(fd);
-  } else if (server->connections.size() >= kConnectionsMax || !server_connection_add(server, fd, uid, pid)) {
-    ++server->counters.peers_refused;
+    return refuse_peer(server, fd);
+  }
+  const bool room = server->connections.size() < kConnectionsMax || make_room(server);
+  if (!room || !server_connection_add(server, fd, uid, pid)) {
     message_server_report(server, "refused process %d: %zu connections are open", static_cast<int>(pid),
                           server->connections.size());
-    close(fd);
-  } else {
-    ++server->counters.connections;
+    return refuse_peer(server, fd);
   }
+  ++server->counters.connections;
 }
 
-// When descriptors run out the listener stays readable; looking away for a moment keeps the loop from spinning.
-void pause_accepting(message_server *server) {
-  message_server_report(server, "cannot accept connections for now: errno %d", errno);
-  event_del(server->acceptable.get());
-  event_add(server->accept_again.get(), &kAcceptPause);
+void on_listener_report(void *context, const char *text) {
+  message_server_report(static_cast<message_server *>(context), "%s", text);
 }
 
-void on_acceptable(evutil_socket_t listener, short, void *context) {
+void on_sweep(evutil_socket_t, short, void *context) {
   auto *server = static_cast<message_server *>(context);
-  for (int i = 0; i < kAcceptsAtOnce; ++i) {
-    const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (fd >= 0) {
-      take_connection(server, fd);
-      continue;
+  const int64_t now = server_now_ms();
+  for (auto at = server->connections.begin(); at != server->connections.end();) {
+    server_connection &connection = *at++;
+    if (server_connection_idle(&connection, now) >= server->limits.idle) {
+      server_connection_retire(&connection);
     }
-    if (errno == EINTR || errno == ECONNABORTED) {
-      continue;
-    }
-    if (errno != EAGAIN) {
-      pause_accepting(server);
-    }
-    return;
   }
 }
 
-void on_accept_again(evutil_socket_t, short, void *context) {
-  event_add(static_cast<message_server *>(context)->acceptable.get(), nullptr);
+// Looks often enough that a connection is idle for no more than a quarter longer than it may.
+bool start_sweeping(message_server *server) {
+  const int64_t every = std::max<int64_t>(server->limits.idle / 4, 1);
+  const timeval period = {every / 1000, every % 1000 * 1000};
+  return server->sweep && event_add(server->sweep.get(), &period) == 0;
 }
 
 }  // namespace
-
-void event_deleter::operator()(event *owned) const {
-  event_free(owned);
-}
 
 message_server *message_server_open(event_base *base, const char *run_dir, int service, message_handler handler,
                                     void *context) {
@@ -78,31 +85,31 @@ message_server *message_server_open(event_base *base, const char *run_dir, int s
     errno = service_row(service) < 0 ? ENOENT : ENAMETOOLONG;
     return nullptr;
   }
-  const int listener = local_socket_listen(path);
-  if (listener < 0) {
-    return nullptr;
-  }
   auto *server = new message_server{.base = base,
                                     .service = service,
-                                    .path = path,
-                                    .socket_file = {},
                                     .handler = handler,
                                     .context = context,
-                                    .listener = listener,
-                                    .acceptable = {},
-                                    .accept_again = {},
+                                    .listener = nullptr,
+                                    .sweep = {},
+                                    .limits = {},
                                     .connections = {},
                                     .faults = {},
                                     .counters = {}};
-  server->acceptable.reset(event_new(base, listener, EV_READ | EV_PERSIST, on_acceptable, server));
-  server->accept_again.reset(event_new(base, -1, 0, on_accept_again, server));
-  if (stat(path, &server->socket_file) != 0 || !server->acceptable || !server->accept_again ||
-      event_add(server->acceptable.get(), nullptr) != 0) {
+  server->sweep.reset(event_new(base, -1, EV_PERSIST, on_sweep, server));
+  server->listener = socket_listener_open(base, path, {take_connection, on_listener_report}, server);
+  if (server->listener == nullptr || !start_sweeping(server)) {
+    const int why = server->listener == nullptr ? errno : ENOMEM;
     message_server_close(server);
-    errno = ENOMEM;
+    errno = why;
     return nullptr;
   }
   return server;
+}
+
+void message_server_limit(message_server *server, const message_limits &limits) {
+  server->limits = limits;
+  event_del(server->sweep.get());
+  start_sweeping(server);
 }
 
 void message_server_log_to(message_server *server, message_log log) {
@@ -116,14 +123,7 @@ void message_server_close(message_server *server) {
   while (!server->connections.empty()) {
     server_connection_close(&server->connections.front());
   }
-  server->acceptable.reset();
-  server->accept_again.reset();
-  close(server->listener);
-  struct stat found;
-  if (stat(server->path.c_str(), &found) == 0 && found.st_ino == server->socket_file.st_ino &&
-      found.st_dev == server->socket_file.st_dev) {
-    unlink(server->path.c_str());
-  }
+  socket_listener_close(server->listener);
   delete server;
 }
 

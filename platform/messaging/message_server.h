@@ -4,7 +4,8 @@
 // 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame
 // itself cannot be read.
 // 3. Peers are checked with SO_PEERCRED: root, the server's own user, and members of the server's group may connect.
-// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from.
+// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from, an idle
+// connection is closed after a while, and gives way sooner when all places are taken. A client connects again.
 #ifndef PLATFORM_MESSAGING_MESSAGE_SERVER_H
 #define PLATFORM_MESSAGING_MESSAGE_SERVER_H
 
@@ -49,7 +50,15 @@ message_server *message_server_open(event_base *base, const char *run_dir, int s
 using message_log = void (*)(void *context, const char *text);
 void message_server_log_to(message_server *server, message_log log);
 
-// Closes every connection and removes the socket file. Null is allowed.
+// How long a connection may be idle, in milliseconds: nothing is asked on it and nothing to be answered.
+struct message_limits {
+  int64_t idle = 60'000;      // then it is closed: whoever has nothing to ask for a minute can connect again
+  int64_t gives_way = 5'000;  // then it is closed when a new peer finds no place; as long as a client waits for an
+                              // answer, so that no exchange is cut
+};
+void message_server_limit(message_server *server, const message_limits &limits);
+
+// Closes every connection and removes the socket file, unless another server has put its own there. Null is allowed.
 void message_server_close(message_server *server);
 
 // Counters since the start, for `vsanctl show status`.

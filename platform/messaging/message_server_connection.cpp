@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <event2/event.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -53,6 +54,7 @@ bool send_output(server_connection *connection) {
       return true;
     }
     connection->output.pop_front();
+    connection->used = server_now_ms();
   }
   return true;
 }
@@ -193,6 +195,7 @@ progress read_one(server_connection *connection) {
 
 void on_readable(evutil_socket_t, short, void *context) {
   auto *connection = static_cast<server_connection *>(context);
+  connection->used = server_now_ms();
   progress after = progress::go_on;
   for (int i = 0; i < kRequestsAtOnce && after == progress::go_on && answers_held(connection) < kAnswersHeldMax; ++i) {
     after = read_one(connection);
@@ -219,6 +222,7 @@ bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid)
   connection.fd = fd;
   connection.uid = uid;
   connection.pid = pid;
+  connection.used = server_now_ms();
   connection.readable.reset(event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, &connection));
   connection.writable.reset(event_new(server->base, fd, EV_WRITE, on_writable, &connection));
   if (connection.readable && connection.writable && event_add(connection.readable.get(), nullptr) == 0) {
@@ -226,6 +230,28 @@ bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid)
   }
   server->connections.pop_back();
   return false;
+}
+
+int64_t server_now_ms() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+int64_t server_connection_idle(const server_connection *connection, int64_t now) {
+  return answers_held(connection) == 0 ? now - connection->used : -1;
+}
+
+bool server_connection_retire(server_connection *connection) {
+  // From here on the peer's requests fail before they are sent. What it sent already is read and answered by the loop,
+  // which then finds the end.
+  shutdown(connection->fd, SHUT_RD);
+  uint8_t byte;
+  if (recv(connection->fd, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) > 0) {
+    return false;
+  }
+  server_connection_close(connection);
+  return true;
 }
 
 void server_connection_close(server_connection *connection) {

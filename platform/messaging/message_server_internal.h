@@ -3,22 +3,14 @@
 #define PLATFORM_MESSAGING_MESSAGE_SERVER_INTERNAL_H
 
 #include <stdint.h>
-#include <sys/stat.h>
 
 #include <deque>
 #include <list>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "platform/messaging/message_server.h"
-
-struct event;
-
-struct event_deleter {
-  void operator()(event *owned) const;
-};
-using event_ptr = std::unique_ptr<event, event_deleter>;
+#include "platform/messaging/socket_listener.h"
 
 using frame_bytes = std::vector<uint8_t>;
 
@@ -38,6 +30,7 @@ struct server_connection {
   pid_t pid;
   event_ptr readable;
   event_ptr writable;
+  int64_t used = 0;                // when it last carried a frame; monotonic milliseconds
   std::deque<frame_bytes> output;  // answers that the socket had no room for
   std::list<delayed_answer> delayed;
 };
@@ -45,14 +38,12 @@ struct server_connection {
 struct message_server {
   event_base *base;
   int service;
-  std::string path;
-  struct stat socket_file;  // which file is ours, should another server have replaced it
   message_handler handler;
   message_log log = nullptr;
   void *context;
-  int listener;
-  event_ptr acceptable;
-  event_ptr accept_again;
+  socket_listener *listener;
+  event_ptr sweep;  // closes idle connections
+  message_limits limits;
   std::list<server_connection> connections;
   std::vector<message_fault> faults;
   message_counters counters;
@@ -60,6 +51,16 @@ struct message_server {
 
 // Takes over the accepted socket `fd`. Returns false when there is no memory for it; `fd` is still the caller's then.
 bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid);
+
+// Milliseconds for which nothing was outstanding on the connection, which may then be closed; -1 while something is.
+int64_t server_connection_idle(const server_connection *connection, int64_t now);
+
+// Closes a connection that is idle, if no request has arrived in the meantime; that is answered first. Returns whether
+// it is closed.
+bool server_connection_retire(server_connection *connection);
+
+// Milliseconds on the monotonic clock.
+int64_t server_now_ms();
 
 // Closes the connection and frees it.
 void server_connection_close(server_connection *connection);

@@ -8,7 +8,10 @@
 //    of the same store that it has taken already, and acknowledges them again.
 // 4. All integers are big-endian. One message of the socket is one frame. A frame that cannot be read ends the
 // connection.
-// 5. There is one subscriber: a new subscription replaces the one before, whose connection the server closes.
+// 5. There is one subscriber. A new subscription of the same process replaces the one before, and the server closes the
+//    older connection. While another process has it, the server answers the subscribe frame with a refused frame, whose
+//    payload is a text that names that process, and closes the connection. The subscriber may try again, and gets the
+//    subscription when the other is gone.
 #ifndef PLATFORM_MESSAGING_NOTIFICATION_WIRE_H
 #define PLATFORM_MESSAGING_NOTIFICATION_WIRE_H
 
@@ -30,9 +33,11 @@ enum notification_frame_kind : uint16_t {
   kNotificationSubscribe = 1,    // number: the last one taken; store: the store it came from
   kNotificationDeliver = 2,      // number, store, id, payload
   kNotificationAcknowledge = 3,  // number, store
+  kNotificationRefused = 4,      // payload: who has the subscription, printable text without a NUL
 };
 
-// One frame. `id` and the payload are those of a notification, zero and empty in the other kinds.
+// One frame. `id` and the payload are those of a notification (a refused frame has a text there), zero and empty in the
+// other kinds.
 struct notification_frame {
   notification_frame_kind kind;
   uint32_t store;          // which store the number counts in: a random number other than 0, kept in the store itself
@@ -72,7 +77,7 @@ inline int notification_frame_read(const uint8_t *bytes, size_t size, notificati
   }
   const uint16_t kind = get_be16(bytes + 6);
   const uint32_t payload_size = get_be32(bytes + 24);
-  if (kind < kNotificationSubscribe || kind > kNotificationAcknowledge) {
+  if (kind < kNotificationSubscribe || kind > kNotificationRefused) {
     return -1;
   }
   if (payload_size > kNotificationPayloadMax || size != kNotificationHeaderSize + payload_size) {

@@ -53,6 +53,7 @@ constexpr status_text kStatusTexts[] = {
     {kStatusNotificationRange, "notification control out of range: 1 (on) or 2 (off)"},
     {kStatusTimerRelation, "E_D_TOV must be below R_A_TOV"},
     {kStatusNameMalformed, "VSAN name without an end in its field, or with a blank"},
+    {kStatusRowCopyDamaged, "the copy of the row as it was read, which comes back with it, is damaged"},
 
     {kStatusTimerMustForce, "the VSAN is operational: its timers must be forced"},
     {kStatusTooManyVsans, "too many VSANs"},

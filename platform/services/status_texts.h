@@ -35,6 +35,7 @@ enum {
   kStatusNotificationRange = 0x40F00110,  // notification control is neither 1 nor 2
   kStatusTimerRelation = 0x40F00111,      // E_D_TOV must be below R_A_TOV
   kStatusNameMalformed = 0x40F00112,      // the name has no NUL in its field, or octets that are not printable
+  kStatusRowCopyDamaged = 0x40F00113,     // the copy behind a row (vsan_row_copy.h) is none that was ever answered
 
   // State that stands in the way.
   kStatusTimerMustForce = 0x40F00201,  // a timer of an operational VSAN

@@ -119,7 +119,7 @@ TEST_F(StoreFailure, AFileSizeLimitRefusesWritesAndDoesNotEndSwitchd) {
   expect_writes_again();
 }
 
-// Another program that locks the store holds a write up for two seconds at most.
+// Another program that locks the store holds nobody up: the write is refused.
 TEST_F(StoreFailure, AStoreLockedByAnotherProgramRefusesTheWriteInTime) {
   const std::string store = lab::settled_dump(l);
   lab::write_file(l.dir + "/locker.py",

@@ -19,13 +19,14 @@ constexpr message_handler kReceivers[] = {vsan_manager_handle, identity_handle, 
 constexpr int kOpcodes[] = {124, 125, 126, 127, 128, 136, 140, 149, 8018, 1282, 9001, 9002, 9101, 9102, 9103, 0, -1};
 constexpr int kRequestsMax = 16;
 
+char store_directory[] = "/tmp/fuzz-managers.XXXXXX";
+
 // The store is written to, never read: each run starts from the same state in memory.
 store *open_store() {
-  char directory[] = "/tmp/fuzz-managers.XXXXXX";
-  FUZZ_EXPECT(mkdtemp(directory) != nullptr);
+  FUZZ_EXPECT(mkdtemp(store_directory) != nullptr);
+  atexit([] { std::filesystem::remove_all(store_directory); });
   std::string error;
-  store *kept = store_open(std::string(directory) + "/state.db", error);
-  std::filesystem::remove_all(directory);
+  store *kept = store_open(std::string(store_directory) + "/state.db", error);
   FUZZ_EXPECT(kept != nullptr);
   return kept;
 }

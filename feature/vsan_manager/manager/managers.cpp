@@ -42,6 +42,10 @@ int managers_commit(switch_managers &managers, switch_change &change) {
   managers.dropped_yet_taken -= not_dropped;
   if (was_open && !will_be_open) {
     distribution_release(managers.engine);
+    ++managers.sessions_closed;
+  }
+  for (const vsan_record &vsan : change.vsans) {
+    managers.dropped.erase(vsan.id);  // it is there, however it came
   }
   if (managers.changed != nullptr) {
     managers.changed(managers.context);

@@ -1,9 +1,5 @@
 #include "feature/vsan_manager/manager/store.h"
 
-#include <errno.h>
-#include <fcntl.h>
-#include <string.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <iterator>
@@ -12,6 +8,9 @@
 
 // Marks the file as a store of this program; "VSAN" in ASCII.
 static constexpr int kApplicationId = 0x5653414E;
+
+// Bytes to which SQLite's log is cut again after a long reader let it grow.
+static constexpr int kLogKept = 4 << 20;
 
 // Step n brings a store of version n to version n + 1. A step that was released is never edited.
 static constexpr const char *kSchemaSteps[] = {
@@ -61,25 +60,37 @@ static int query_number(store *opened, const char *sql) {
   return number;
 }
 
-// SQLite's own locks would let a second switch share the file; two of them would overwrite each other's state.
-static bool lock_file(store *opened, std::string &error) {
-  opened->lock = open(opened->path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
-  if (opened->lock < 0) {
-    error = opened->path + ": " + strerror(errno);
-    return false;
+// Whether the file is a sound database, as far as SQLite can tell.
+static bool check_database(store *opened, std::string &error) {
+  sqlite3_stmt *statement = nullptr;
+  std::string found;
+  if (sqlite3_prepare_v2(opened->db, "PRAGMA quick_check(1)", -1, &statement, nullptr) == SQLITE_OK &&
+      sqlite3_step(statement) == SQLITE_ROW) {
+    found = reinterpret_cast<const char *>(sqlite3_column_text(statement, 0));
   }
-  if (flock(opened->lock, LOCK_EX | LOCK_NB) != 0) {
-    error = opened->path + ": " + (errno == EWOULDBLOCK ? "another switchd uses this store" : strerror(errno));
-    return false;
+  const int code = sqlite3_errcode(opened->db);
+  const bool damaged = !found.empty() || code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+  if (found != "ok") {
+    error = found.empty() ? store_failure(opened) : opened->path + ": " + found;
+    error += damaged ? std::string(": ") + kStoreNotSound : "";
   }
-  return true;
+  sqlite3_finalize(statement);
+  return found == "ok";
 }
 
 static bool open_database(store *opened, std::string &error) {
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-  if (sqlite3_open_v2(opened->path.c_str(), &opened->db, flags, nullptr) != SQLITE_OK ||
-      !run(opened, "PRAGMA journal_mode=WAL") || !run(opened, "PRAGMA synchronous=FULL") ||
+  // While switchd starts, a backup of the store that is being made may be waited for.
+  if (sqlite3_open_v2(opened->path.c_str(), &opened->db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) !=
+          SQLITE_OK ||
       !run(opened, "PRAGMA busy_timeout=2000")) {
+    error = store_failure(opened);
+    return false;
+  }
+  if (!check_database(opened, error)) {
+    return false;
+  }
+  if (!run(opened, "PRAGMA journal_mode=WAL") || !run(opened, "PRAGMA synchronous=FULL") ||
+      !run(opened, "PRAGMA journal_size_limit=" + std::to_string(kLogKept))) {
     error = store_failure(opened);
     return false;
   }
@@ -103,12 +114,11 @@ static bool upgrade(store *opened, int from, std::string &error) {
 static bool bring_up_to_date(store *opened, std::string &error) {
   const int version = query_number(opened, "PRAGMA user_version");
   const int application = query_number(opened, "PRAGMA application_id");
-  const int tables = query_number(opened, "SELECT count(*) FROM sqlite_master");
-  if (version < 0 || application < 0 || tables < 0) {
+  if (version < 0 || application < 0) {
     error = store_failure(opened);
     return false;
   }
-  if (application != kApplicationId && (application != 0 || tables != 0)) {
+  if (application != kApplicationId) {
     error = opened->path + ": a database of another program, not a switchd store";
     return false;
   }
@@ -131,11 +141,38 @@ static bool prepare_statements(store *opened, std::string &error) {
   return true;
 }
 
+// Makes a store without rows in the empty file. It has no log or journal beside it that could be left over.
+static bool fill_file(const std::string &path, std::string &error) {
+  store fresh;
+  fresh.path = path;
+  const bool open =
+      sqlite3_open_v2(path.c_str(), &fresh.db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) == SQLITE_OK &&
+      run(&fresh, "PRAGMA journal_mode=MEMORY") && run(&fresh, "PRAGMA synchronous=FULL");
+  if (!open) {
+    error = store_failure(&fresh);
+  }
+  const bool filled = open && upgrade(&fresh, 0, error);
+  sqlite3_close(fresh.db);
+  return filled;
+}
+
+// In service reads are answered on the same thread: whoever else locks the database must not stop them.
+static bool enter_service(store *opened, std::string &error) {
+  // A write makes the log.
+  const bool written = run(opened, "BEGIN IMMEDIATE") &&
+                       run(opened, "PRAGMA user_version=" + std::to_string(kStoreSchemaVersion)) &&
+                       run(opened, "COMMIT") && run(opened, "PRAGMA busy_timeout=50");
+  if (!written) {
+    error = store_failure(opened);
+  }
+  return written && store_file_note_log(opened, error) && store_file_in_place(opened, error);
+}
+
 store *store_open(const std::string &path, std::string &error) {
   store *opened = new store;
   opened->path = path;
-  if (!lock_file(opened, error) || !open_database(opened, error) || !bring_up_to_date(opened, error) ||
-      !prepare_statements(opened, error)) {
+  if (!store_file_take(opened, fill_file, error) || !open_database(opened, error) || !bring_up_to_date(opened, error) ||
+      !prepare_statements(opened, error) || !enter_service(opened, error)) {
     store_close(opened);
     return nullptr;
   }

@@ -2,7 +2,8 @@
 //
 // 1. A change is written in one transaction and is on the disk when `store_write` returns 0.
 // 2. The schema's version is in the file. An older one is brought up to date when it is opened, a newer one is refused.
-// 3. Failures give a text for people that names the file and the cause.
+// 3. A store that is removed or replaced under the program takes no further change.
+// 4. Failures give a text for people that names the file and the cause.
 #ifndef FEATURE_VSAN_MANAGER_MANAGER_STORE_H
 #define FEATURE_VSAN_MANAGER_MANAGER_STORE_H
 
@@ -16,7 +17,8 @@ struct store;
 extern const int kStoreSchemaVersion;
 
 // Opens the file, making it when it is absent. Returns null with `error` filled when it cannot be used: in use by
-// another process, no store of ours, of a newer schema, not writable. The store is to be closed with `store_close`.
+// another process, empty or damaged, no store of ours, of a newer schema, not writable. The store is to be closed with
+// `store_close`.
 store *store_open(const std::string &path, std::string &error);
 
 // Null is allowed.

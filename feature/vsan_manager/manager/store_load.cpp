@@ -1,5 +1,7 @@
 #include "feature/vsan_manager/manager/store_internal.h"
 #include "feature/vsan_manager/manager/vsan_rules.h"
+#include "feature/vsan_manager/vsan_records.h"
+#include "platform/messaging/notification_wire.h"
 #include "platform/syserr.h"
 
 static uint64_t column_number(sqlite3_stmt *row, int column) {
@@ -41,8 +43,11 @@ static std::string load_interface(sqlite3_stmt *row, switch_change &found) {
   interface.index = column_word(row, 0);
   interface.name = column_text(row, 1);
   interface.vsan = column_word(row, 2);
-  interface.up = column_number(row, 3) != 0;
-  interface.is_static = column_number(row, 4) != 0;
+  if (column_number(row, 3) > 1 || column_number(row, 4) > 1) {
+    return "interface " + std::to_string(interface.index) + ": up and is_static are 0 or 1";
+  }
+  interface.up = column_number(row, 3) == 1;
+  interface.is_static = column_number(row, 4) == 1;
   if (const int problem = interface_problem(interface); problem != 0) {
     return "interface " + std::to_string(interface.index) + ": " + syserr2str(problem);
   }
@@ -72,28 +77,49 @@ static std::string load_kept_out(sqlite3_stmt *row, switch_change &found) {
   return "";
 }
 
+static std::string load_number(sqlite3_stmt *row, const number_setting &setting, switch_change &found) {
+  const uint64_t number = column_number(row, 1);
+  if (sqlite3_column_type(row, 1) != SQLITE_INTEGER || number < setting.low || number > setting.high) {
+    return std::string("setting ") + setting.name + ": '" + column_text(row, 1) + "' is no number from " +
+           std::to_string(setting.low) + " to " + std::to_string(setting.high);
+  }
+  setting.field(found.settings) = number;
+  return "";
+}
+
 static std::string load_setting(sqlite3_stmt *row, switch_change &found) {
   const std::string name = column_text(row, 0);
   for (const number_setting &setting : kNumberSettings) {
     if (name == setting.name) {
-      setting.field(found.settings) = column_number(row, 1);
-      return "";
+      return load_number(row, setting, found);
     }
   }
   for (const text_setting &setting : kTextSettings) {
     if (name == setting.name) {
       setting.field(found.settings) = column_text(row, 1);
-      return "";
+      return sqlite3_column_type(row, 1) == SQLITE_TEXT ? "" : "setting " + name + ": no text";
     }
   }
   return "setting " + name + ": not known";
 }
 
 static std::string load_notification(sqlite3_stmt *row, switch_change &found) {
-  notification_record record{column_number(row, 0), static_cast<int>(column_word(row, 1)), {}};
+  const uint64_t number = column_number(row, 0);
+  const uint32_t id = column_word(row, 1);
+  const int size = sqlite3_column_bytes(row, 2);
+  const std::string which = "notification " + std::to_string(static_cast<int64_t>(number)) + ": ";
+  if (number == 0 || number > found.settings.last_notification) {
+    return which + "numbers go from 1 to the setting last_notification, " +
+           std::to_string(found.settings.last_notification);
+  }
+  if (id != kNotifyPortMembership && id != kNotifyVsanChange) {
+    return which + "there is no kind " + std::to_string(id);
+  }
+  if (size < 1 || size > kNotificationPayloadMax) {
+    return which + "a payload of " + std::to_string(size) + " bytes: 1 to " + std::to_string(kNotificationPayloadMax);
+  }
   const auto *payload = static_cast<const uint8_t *>(sqlite3_column_blob(row, 2));
-  record.payload.assign(payload, payload + sqlite3_column_bytes(row, 2));
-  found.raised.push_back(std::move(record));
+  found.raised.push_back({number, static_cast<int>(id), {payload, payload + size}});
   return "";
 }
 
@@ -133,26 +159,59 @@ static int load_table(store *opened, const table_loader &loader, switch_change &
   return code == SQLITE_DONE ? 0 : -1;
 }
 
-// What no single row can tell. A new store is empty and sound.
+static std::string absent_vsan(const std::string &what, uint32_t vsan) {
+  return what + " VSAN " + std::to_string(vsan) + ", which does not exist";
+}
+
+static std::string timers_problem(const switch_state &state, const timer_map &timers, const char *kind) {
+  for (const auto &[key, value] : timers) {
+    if (key.first != 0 && !state.vsans.contains(key.first)) {
+      return absent_vsan(std::string(kind) + std::to_string(key.second) + " is of", key.first);
+    }
+  }
+  return "";
+}
+
+static std::string names_problem(const switch_state &state) {
+  for (const auto &[id, vsan] : state.vsans) {
+    if (!vsan.name.empty() && state.vsan_of_name.at(vsan.name) != id) {
+      return "VSAN " + std::to_string(id) + ": its name \"" + vsan.name + "\" is that of VSAN " +
+             std::to_string(state.vsan_of_name.at(vsan.name)) + " too";
+    }
+  }
+  return "";
+}
+
+static std::string references_problem(const switch_state &state) {
+  for (const auto &[index, interface] : state.interfaces) {
+    if (!state.vsans.contains(interface.vsan)) {
+      return absent_vsan("interface " + std::to_string(index) + " is in", interface.vsan);
+    }
+  }
+  for (const uint32_t vsan : state.kept_out) {
+    if (!state.vsans.contains(vsan)) {
+      return absent_vsan("kept out of distribution is", vsan);
+    }
+  }
+  const std::string problem = timers_problem(state, state.timers, "timer ");
+  return !problem.empty() ? problem : timers_problem(state, state.pending, "pending timer ");
+}
+
+// What no single row can tell. A new store has no rows and is sound.
 static std::string whole_problem(const switch_state &state) {
-  if (state.vsans.empty()) {
+  if (state == switch_state{}) {
     return "";
   }
   if (!state.vsans.contains(kDefaultVsan)) {
     return "the default VSAN is missing";
-  }
-  for (const auto &[index, interface] : state.interfaces) {
-    if (!state.vsans.contains(interface.vsan)) {
-      return "interface " + std::to_string(index) + " is in VSAN " + std::to_string(interface.vsan) +
-             ", which does not exist";
-    }
   }
   for (uint32_t key = kTimerFirst; key < kTimerFirst + kTimerKinds; ++key) {
     if (!state.timers.contains({0, key})) {
       return std::string("the switch-wide ") + kTimerRanges[key - kTimerFirst].name + " is missing";
     }
   }
-  return "";
+  const std::string problem = names_problem(state);
+  return !problem.empty() ? problem : references_problem(state);
 }
 
 int store_load(store *opened, switch_state &state, std::string &error) {

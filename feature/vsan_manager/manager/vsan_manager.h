@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include "feature/vsan_manager/manager/dropped_vsans.h"
+#include "feature/vsan_manager/manager/row_merge.h"
 #include "feature/vsan_manager/manager/store.h"
 #include "feature/vsan_manager/manager/switch_state.h"
 #include "platform/messaging/message_server.h"
@@ -25,7 +27,10 @@ struct switch_managers {
   // Notifications that were pushed out of the queue, and counted as dropped, while they were under way, and were then
   // acknowledged: the next change takes them off the count.
   uint64_t dropped_yet_taken = 0;
-  uint64_t malformed = 0;  // requests refused for their form
+  uint64_t malformed = 0;                   // requests refused for their form
+  std::map<uint32_t, row_writers> writers;  // by VSAN; empty after a start
+  dropped_vsans dropped;                    // VSANs that were deleted a moment ago
+  uint64_t sessions_closed = 0;             // distribution sessions, since the start
 };
 
 // Serves kServiceVsanManager; `context` is the switch_managers. GET and GETNEXT answer the record that was asked with,

@@ -1,80 +1,92 @@
 // Opcodes 149 and 124: rows of the VSAN table and of the interface table.
-#include <string.h>
-
-#include <algorithm>
-
 #include "feature/vsan_manager/manager/handlers.h"
 #include "feature/vsan_manager/manager/vsan_rules.h"
 #include "feature/vsan_manager/vsan_records.h"
 #include "platform/messaging/big_endian.h"
 #include "platform/services/status_texts.h"
 
-static constexpr size_t kRowAt = offsetof(vsanRowMessage, row);
-static constexpr size_t kNameAt = kRowAt + offsetof(vsanEntry, vsanName);
-
-// The words of a row, on the wire and in memory. Row status and operational state are derived and not here.
-struct row_word {
-  size_t offset;
-  uint32_t vsan_record::*field;
-};
-static constexpr row_word kRowWords[] = {
-    {kRowAt + offsetof(vsanEntry, vsanIndex), &vsan_record::id},
-    {kRowAt + offsetof(vsanEntry, vsanMediaType), &vsan_record::media_type},
-    {kRowAt + offsetof(vsanEntry, vsanAdminState), &vsan_record::admin_state},
-    {kRowAt + offsetof(vsanEntry, vsanMtu), &vsan_record::mtu},
-    {kRowAt + offsetof(vsanEntry, vsanInorderDelivery), &vsan_record::inorder},
-    {kRowAt + offsetof(vsanEntry, vsanInteropMode), &vsan_record::interop},
-    {kRowAt + offsetof(vsanEntry, vsanLoadBalancingType), &vsan_record::load_balancing},
-    {kRowAt + offsetof(vsanEntry, vsanNetworkDropLatency), &vsan_record::drop_latency},
-};
-
 static uint32_t word(const message_request &request, size_t offset) {
   return get_be32(request.payload.data() + offset);
 }
 
+// Who writes. What is longer is cut: these texts are kept for every column of every VSAN.
+static std::string writer_of(const message_request &request) {
+  static constexpr size_t kPartMax = 128;
+  return std::string(request.user.substr(0, kPartMax)) + '\0' + std::string(request.session.substr(0, kPartMax));
+}
+
 static int answer_vsan(const switch_state &state, const vsan_record &vsan, message_reply &reply) {
-  reply.payload.assign(sizeof(vsanRowMessage), 0);
-  uint8_t *bytes = reply.payload.data();
-  for (const row_word &each : kRowWords) {
-    put_be32(bytes + each.offset, vsan.*each.field);
-  }
-  put_be32(bytes + kRowAt + offsetof(vsanEntry, vsanRowStatus), kRowStatusActive);
-  put_be32(bytes + kRowAt + offsetof(vsanEntry, vsanOperState), oper_state(state, vsan));
-  std::ranges::copy(vsan.name, bytes + kNameAt);  // the row is all zeros: the NUL is there
+  reply.payload = row_answer(state, vsan);
   return 0;
 }
 
 int handle_vsan_get(switch_managers &managers, const message_request &request, message_reply &reply) {
-  const vsan_record *vsan = find_vsan(managers.state, word(request, kRowAt));
+  const vsan_record *vsan = find_vsan(managers.state, row_vsan(request.payload));
   return vsan == nullptr ? kStatusNoVsan : answer_vsan(managers.state, *vsan, reply);
 }
 
 int handle_vsan_get_next(switch_managers &managers, const message_request &request, message_reply &reply) {
-  const vsan_record *vsan = next_vsan(managers.state, word(request, kRowAt));
+  const vsan_record *vsan = next_vsan(managers.state, row_vsan(request.payload));
   return vsan == nullptr ? kStatusNoEntry : answer_vsan(managers.state, *vsan, reply);
 }
 
+// Plans what the row does to a VSAN that is there, that its sender has just deleted, or that is new. A row that was
+// read before somebody else deleted the VSAN does not make it again.
+static int plan_row(switch_managers &managers, const sent_row &row, const std::string &writer, row_writers &writers,
+                    switch_change &change) {
+  const switch_state &state = managers.state;
+  const vsan_record *present = find_vsan(state, row.vsan.id);
+  if (present != nullptr) {
+    writers = managers.writers[present->id];
+    return plan_vsan_set(state, merge_row(row, *present, writer, writers), row.row_status, change);
+  }
+  const dropped_vsan *taken = row.read ? find_dropped(managers.dropped, row.vsan.id) : nullptr;
+  if (taken == nullptr) {
+    writers = writers_of_new_row(writer);
+    return plan_vsan_set(state, row.vsan, row.row_status, change);
+  }
+  if (taken->writer != writer) {
+    return kStatusNoVsan;
+  }
+  writers = taken->writers;
+  plan_give_back(state, *taken, managers.sessions_closed, change);
+  return plan_vsan_set(state, merge_row(row, taken->vsan, writer, writers), row.row_status, change);
+}
+
 int handle_vsan_set(switch_managers &managers, const message_request &request, message_reply &) {
-  vsan_record vsan;
-  for (const row_word &each : kRowWords) {
-    vsan.*each.field = word(request, each.offset);
+  sent_row row;
+  if (const int problem = row_read(request.payload, row); problem != 0) {
+    return problem;
   }
-  const auto *name = reinterpret_cast<const char *>(request.payload.data() + kNameAt);
-  const size_t length = strnlen(name, kVsanNameField);
-  if (length == kVsanNameField) {
-    return kStatusNameMalformed;
-  }
-  vsan.name.assign(name, length);
-  const uint32_t row_status = word(request, kRowAt + offsetof(vsanEntry, vsanRowStatus));
+  row_writers writers;
   switch_change change = change_begin(managers.state);
-  const int status = plan_vsan_set(managers.state, std::move(vsan), row_status, change);
-  return status != 0 ? status : managers_commit(managers, change);
+  int status = plan_row(managers, row, writer_of(request), writers, change);
+  if (status == 0) {
+    status = managers_commit(managers, change);
+  }
+  if (status == 0) {
+    managers.writers[row.vsan.id] = std::move(writers);
+  }
+  return status;
 }
 
 int handle_vsan_delete(switch_managers &managers, const message_request &request, message_reply &) {
+  const uint32_t id = row_vsan(request.payload);
   switch_change change = change_begin(managers.state);
-  const int status = plan_vsan_delete(managers.state, word(request, kRowAt), change);
-  return status != 0 ? status : managers_commit(managers, change);
+  int status = plan_vsan_delete(managers.state, id, change);
+  if (status != 0) {
+    return status;
+  }
+  dropped_vsan taken = take_down(managers.state, id);
+  taken.writer = writer_of(request);
+  taken.session = managers.sessions_closed;
+  status = managers_commit(managers, change);
+  if (status == 0) {
+    taken.writers = std::move(managers.writers[id]);
+    managers.writers.erase(id);
+    keep_dropped(managers.dropped, std::move(taken));
+  }
+  return status;
 }
 
 static int answer_interface(const interface_record *interface, message_reply &reply) {

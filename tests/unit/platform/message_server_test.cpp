@@ -158,9 +158,90 @@ TEST(MessageServer, PeerThatDoesNotReadIsNotReadFromAndLosesNothing) {
   close(fd);
 }
 
+constexpr int64_t kNever = 3'600'000;  // milliseconds
+
+void limit(fake_manager &manager, const message_limits &limits) {
+  manager.in_loop([&] { message_server_limit(manager.server, limits); });
+}
+
+bool is_closed(int fd) {
+  char byte;
+  return recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
+}
+
+bool is_closed_soon(int fd) {
+  for (int patience = 0; patience < 500 && !is_closed(fd); ++patience) usleep(10'000);
+  return is_closed(fd);
+}
+
+TEST(MessageServer, IdleConnectionIsClosedAndTheClientDoesNotNotice) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  EXPECT_EQ(call("first").payload, "first");
+  const int fd = connect_raw(dir.path);
+  send_raw(fd, request_frame(1, 149, "x"));
+  EXPECT_EQ(receive_raw(fd).payload, "x");
+  EXPECT_FALSE(is_closed(fd));
+  limit(manager, {.idle = 100, .gives_way = kNever});
+  EXPECT_TRUE(is_closed_soon(fd));
+  EXPECT_EQ(call("second").payload, "second");
+  close(fd);
+}
+
+TEST(MessageServer, ConnectionWithAnAnswerOutstandingIsNotIdle) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  manager.add_fault({fault_kind::delay, 124, 1, 1200});
+  const int fd = connect_raw(dir.path);
+  send_raw(fd, request_frame(1, 124, "slow"));
+  limit(manager, {.idle = 100, .gives_way = 100});
+  EXPECT_EQ(receive_raw(fd).payload, "slow");
+  EXPECT_TRUE(is_closed_soon(fd));
+  close(fd);
+}
+
+TEST(MessageServer, RequestThatArrivesJustBeforeItsConnectionIsClosedIsAnswered) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  const int fd = connect_raw(dir.path);
+  send_raw(fd, request_frame(1, 149, "first"));
+  EXPECT_EQ(receive_raw(fd).payload, "first");
+  manager.in_loop([&] {
+    send_raw(fd, request_frame(2, 149, "in flight"));
+    message_server_limit(manager.server, {.idle = 1, .gives_way = kNever});
+    usleep(20'000);  // the sweep is due together with the request
+  });
+  EXPECT_EQ(receive_raw(fd).payload, "in flight");
+  EXPECT_TRUE(is_closed_soon(fd));
+  close(fd);
+}
+
+TEST(MessageServer, LongestIdleConnectionGivesWayWhenAllPlacesAreTaken) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  std::vector<int> open;
+  for (int i = 0; i < 256; ++i) {
+    open.push_back(connect_raw(dir.path));
+    send_raw(open.back(), request_frame(1, 149, "x"));
+    ASSERT_EQ(receive_raw(open.back()).payload, "x");
+  }
+  usleep(20'000);
+  send_raw(open[0], request_frame(2, 149, "used again"));
+  ASSERT_EQ(receive_raw(open[0]).payload, "used again");
+  limit(manager, {.idle = kNever, .gives_way = 10});
+  usleep(20'000);
+  EXPECT_EQ(call("room").payload, "room");
+  EXPECT_TRUE(is_closed(open[1]));
+  EXPECT_FALSE(is_closed(open[0]));
+  EXPECT_FALSE(is_closed(open[2]));
+  EXPECT_EQ(manager.counters().peers_refused, 0U);
+  for (const int fd : open) close(fd);
+}
+
 TEST(MessageServer, ConnectionsAreBounded) {
   const private_dir dir;
   fake_manager manager(dir.path);
+  limit(manager, {.idle = kNever, .gives_way = kNever});
   std::vector<int> open;
   for (int i = 0; i < 256; ++i) {
     open.push_back(connect_raw(dir.path));

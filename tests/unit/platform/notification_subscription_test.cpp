@@ -101,6 +101,14 @@ struct fake_switch {
         {kNotificationDeliver, store, number, id, data, static_cast<uint32_t>(payload.size())}, bytes);
     ASSERT_EQ(send(connection, bytes, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
   }
+  void refuse(const std::string &why) {
+    uint8_t bytes[kNotificationFrameMax];
+    const auto *data = reinterpret_cast<const uint8_t *>(why.data());
+    const size_t size =
+        notification_frame_write({kNotificationRefused, 0, 0, 0, data, static_cast<uint32_t>(why.size())}, bytes);
+    ASSERT_EQ(send(connection, bytes, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
+    hang_up();
+  }
   // Waits for the subscription; returns the number and the store that it resumes after.
   std::pair<uint64_t, uint32_t> subscribed() {
     const auto frame = next_frame();
@@ -224,6 +232,55 @@ TEST(NotificationSubscription, FrameThatCannotBeReadEndsTheConnectionAndItComesB
     EXPECT_EQ(switched.subscribed(), (std::pair<uint64_t, uint32_t>{1, 508}));
   }
   EXPECT_EQ(handled.size(), 1U);
+}
+
+// What the agent logs, while there is one.
+struct captured_log {
+  captured_log() {
+    lines.clear();
+    snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, on_line, nullptr);
+    snmp_enable_calllog();
+  }
+  ~captured_log() {
+    snmp_disable_calllog();
+    snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, on_line, nullptr, 0);
+  }
+  static int on_line(int, int, void *line, void *) {
+    lines.emplace_back(static_cast<const snmp_log_message *>(line)->msg);
+    return 0;
+  }
+  static inline std::vector<std::string> lines;
+};
+
+TEST(NotificationSubscription, RefusalIsToldOnceAndTheSubscriptionTakenLater) {
+  loaded_agent agent;
+  const captured_log log;
+  fake_switch switched(agent.dir);
+  for (int i = 0; i < 3; ++i) {
+    switched.subscribed();
+    switched.refuse("process 12 of user 0 has\nit");
+  }
+  switched.subscribed();
+  EXPECT_EQ(log.lines,
+            (std::vector<std::string>{"switch_agent: no notifications for now: process 12 of user 0 has?it\n"}));
+  switched.deliver(1, "x", 512);
+  EXPECT_EQ(switched.acknowledged(), 1U);
+  EXPECT_EQ(log.lines.back(), "switch_agent: notifications come again\n");
+  EXPECT_EQ(log.lines.size(), 2U);
+}
+
+TEST(NotificationSubscription, RefusalIsToldAfterAnotherReasonToo) {
+  loaded_agent agent;
+  const captured_log log;
+  turn_agent_until([&] { return !log.lines.empty(); });
+  fake_switch switched(agent.dir);
+  for (int i = 0; i < 2; ++i) {
+    switched.subscribed();
+    switched.refuse("somebody has it");
+  }
+  switched.subscribed();
+  EXPECT_EQ(log.lines, (std::vector<std::string>{"switch_agent: no notifications for now: No such file or directory\n",
+                                                 "switch_agent: no notifications for now: somebody has it\n"}));
 }
 
 TEST(NotificationSubscription, SwitchThatStartsLaterIsFound) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "platform/messaging/notification_message.h"
@@ -47,7 +48,7 @@ TEST(NotificationWire, OtherMagicVersionAndKindAreRefused) {
   const struct {
     size_t at;
     uint8_t value;
-  } kChanges[] = {{0, 0}, {5, 2}, {7, 0}, {7, 4}, {6, 1}};
+  } kChanges[] = {{0, 0}, {5, 2}, {7, 0}, {7, 5}, {6, 1}};
   for (const auto &change : kChanges) {
     std::vector<uint8_t> bytes = sample();
     bytes[change.at] = change.value;
@@ -65,6 +66,18 @@ TEST(NotificationWire, LargestPayloadGoesAndOneByteMoreDoesNot) {
   frame.payload = payload.data();
   frame.payload_size = kNotificationPayloadMax + 1;
   EXPECT_EQ(notification_frame_write(frame, bytes.data()), 0U);
+}
+
+TEST(NotificationWire, ARefusalCarriesAText) {
+  const std::string why = "process 12 has it";
+  uint8_t bytes[kNotificationFrameMax];
+  const auto *text = reinterpret_cast<const uint8_t *>(why.data());
+  const size_t size =
+      notification_frame_write({kNotificationRefused, 0, 0, 0, text, static_cast<uint32_t>(why.size())}, bytes);
+  notification_frame frame;
+  ASSERT_EQ(notification_frame_read(bytes, size, &frame), 0);
+  EXPECT_EQ(frame.kind, kNotificationRefused);
+  EXPECT_EQ(std::string(reinterpret_cast<const char *>(frame.payload), frame.payload_size), why);
 }
 
 TEST(NotificationMessage, PayloadAndSizeAreTheMessages) {

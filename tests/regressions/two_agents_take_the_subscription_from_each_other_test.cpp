@@ -1,0 +1,139 @@
+// Two agents on one run directory end each other's subscription to notifications again and again.
+#include <event2/event.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/messaging/notification_wire.h"
+#include "platform/messaging/service_names.h"
+#include "switchd/log.h"
+#include "switchd/notification_server.h"
+#include "tests/unit/managers/programs.h"
+#include "tests/unit/managers/switch_under_test.h"
+
+namespace {
+
+struct TwoAgents : switch_under_test {
+  event_base *base = nullptr;
+  notification_server *server = nullptr;
+  pid_t first = -1;
+  std::vector<int> sockets;
+
+  void SetUp() override {
+    switch_under_test::SetUp();
+    std::string error;
+    ASSERT_EQ(0, log_open("info", log_path(), error));
+    base = event_base_new();
+    server = notification_server_open(base, directory.path.c_str(), managers);
+    ASSERT_NE(nullptr, server);
+  }
+  void TearDown() override {
+    end_first();
+    for (const int fd : sockets) {
+      ::close(fd);
+    }
+    notification_server_close(server);
+    event_base_free(base);
+    std::string error;
+    EXPECT_EQ(0, log_open("error", "", error));
+    switch_under_test::TearDown();
+  }
+  std::string log_path() const { return directory.path + "/log"; }
+  void turn() { event_base_loop(base, EVLOOP_NONBLOCK); }
+  int subscribe() {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path, sizeof address.sun_path);
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0);
+    uint8_t buffer[kNotificationFrameMax];
+    const size_t size = notification_frame_write({kNotificationSubscribe, 4711, 0, 0, nullptr, 0}, buffer);
+    if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        send(fd, buffer, size, MSG_NOSIGNAL) != static_cast<ssize_t>(size)) {
+      ::close(fd);
+      return -1;
+    }
+    return fd;
+  }
+  // The first agent is a process of its own, which subscribes and then only lives.
+  void start_first() {
+    first = fork();
+    if (first == 0) {
+      if (subscribe() < 0) {
+        _exit(1);
+      }
+      pause();
+      _exit(0);
+    }
+    for (int i = 0; i < 1000 && !notification_server_counters(server).subscribed; ++i) {
+      turn();
+      usleep(10000);
+    }
+    ASSERT_TRUE(notification_server_counters(server).subscribed);
+  }
+  void end_first() {
+    if (first > 0) {
+      kill(first, SIGKILL);
+      waitpid(first, nullptr, 0);
+    }
+    first = -1;
+  }
+  // Subscribes as this process; returns the kinds of the frames that come, and the text of a refusal.
+  std::string answer_to_second() {
+    const int fd = subscribe();
+    EXPECT_LE(0, fd);
+    sockets.push_back(fd);
+    turn();
+    turn();
+    std::string text;
+    uint8_t buffer[kNotificationFrameMax];
+    ssize_t size = 0;
+    while ((size = recv(fd, buffer, sizeof buffer, 0)) > 0) {
+      notification_frame frame{};
+      EXPECT_EQ(0, notification_frame_read(buffer, static_cast<size_t>(size), &frame));
+      text += std::to_string(frame.kind) +
+              std::string(reinterpret_cast<const char *>(frame.payload), frame.kind == 4 ? frame.payload_size : 0);
+    }
+    return text + (size == 0 ? " closed" : " open");
+  }
+  size_t refusals_in_log() const {
+    const std::string text = file_text(log_path());
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find("gets no notifications", at)) != std::string::npos; ++at) {
+      ++count;
+    }
+    return count;
+  }
+};
+
+TEST_F(TwoAgents, TheSecondIsToldWhoHasItAndTheFirstKeepsIt) {
+  ASSERT_EQ(0, set_row(new_row(50, "new")));
+  start_first();
+  const std::string refusal = "4process " + std::to_string(first) + " of user " + std::to_string(getuid()) +
+                              " has the subscription to notifications closed";
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(refusal, answer_to_second());
+  }
+  EXPECT_EQ(1U, refusals_in_log()) << file_text(log_path());
+  EXPECT_NE(std::string::npos, file_text(log_path()).find("process " + std::to_string(first)));
+  EXPECT_TRUE(notification_server_counters(server).subscribed);
+}
+
+TEST_F(TwoAgents, TheSecondTakesOverWhenTheFirstIsGoneEvenIfItsEndWasNotReadYet) {
+  ASSERT_EQ(0, set_row(new_row(50, "new")));
+  start_first();
+  answer_to_second();
+  end_first();
+  EXPECT_EQ("2 open", answer_to_second());
+}
+
+TEST_F(TwoAgents, OneProcessReplacesItsOwnSubscription) {
+  EXPECT_EQ(" open", answer_to_second());
+  EXPECT_EQ(" open", answer_to_second());
+  uint8_t byte;
+  EXPECT_EQ(0, recv(sockets[0], &byte, 1, 0));
+  EXPECT_EQ(0U, refusals_in_log());
+}
+
+}  // namespace
