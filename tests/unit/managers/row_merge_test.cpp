@@ -49,6 +49,16 @@ TEST_F(RowMerge, TheSameColumnIsTheLastWriters) {
   EXPECT_EQ("second", name());
 }
 
+TEST_F(RowMerge, AfterAStartWhatAColumnBecameSinceItWasReadStays) {
+  const vsanEntry read = row_of(10);
+  ASSERT_EQ(0, set_as("operator", renamed(read, "new")));
+  close();
+  open();
+  ASSERT_EQ(0, set_as("nms", with_state(read, 2)));
+  EXPECT_EQ("new", name());
+  EXPECT_EQ(2U, row_of(10).vsanAdminState);
+}
+
 TEST_F(RowMerge, ARowAsItWasReadTakesBackItsSendersOwnWrites) {
   const vsanEntry read = row_of(10);
   vsanEntry written = renamed(with_state(read, 2), "new");
