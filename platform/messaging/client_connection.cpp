@@ -18,6 +18,7 @@ namespace {
 
 constexpr int64_t kProbePauseMs = 1000;
 constexpr int64_t kProbePatienceMs = 20;  // a process that lives answers in less; one that is busy is asked again
+constexpr int64_t kPatienceAfterTimeOutMs = 250;
 constexpr int64_t kConnectRetryMs = 10;
 constexpr int64_t kLongestPollMs = 60'000;
 constexpr int kLateAnswersReadAtOnce = 1024;
@@ -57,11 +58,12 @@ void note_time_out(receiver_connection &of) {
     each.probe_at = 0;
   }
   of.probe_at = monotonic_ms() + kProbePauseMs;
+  of.timed_out_pdu = pdu_at_hand;
   pdu_timed_out = pdu_at_hand;
 }
 
-bool pdu_had_its_time_out() {
-  return pdu_at_hand != 0 && pdu_at_hand == pdu_timed_out;
+bool had_time_out(int pdu) {
+  return pdu_at_hand != 0 && pdu_at_hand == pdu;
 }
 
 // The peer ended the connection, which takes a process that runs.
@@ -132,6 +134,10 @@ int64_t monotonic_ms() {
   return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
+int64_t exchange_deadline(int seconds) {
+  return monotonic_ms() + (had_time_out(pdu_timed_out) ? kPatienceAfterTimeOutMs : int64_t{seconds} * 1000);
+}
+
 uint32_t next_sequence() {
   return ++last_sequence;
 }
@@ -190,7 +196,7 @@ void receiver_read_late(receiver_connection &to) {
 }
 
 int receiver_ready(receiver_connection &to, int64_t deadline) {
-  if (pdu_had_its_time_out()) {
+  if (had_time_out(to.timed_out_pdu)) {
     errno = ETIMEDOUT;
     return -1;
   }
@@ -207,7 +213,7 @@ int receiver_ready(receiver_connection &to, int64_t deadline) {
 }
 
 bool receiver_may_be_waited_for(const receiver_connection &to) {
-  return !to.suspect && !pdu_had_its_time_out();
+  return !to.suspect && !had_time_out(to.timed_out_pdu);
 }
 
 int receiver_wait(receiver_connection &to, short events, int64_t deadline) {

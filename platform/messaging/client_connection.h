@@ -11,11 +11,16 @@ struct receiver_connection {
   // also a late one or a probe's, and so is the end of a connection; being connected is none, for the kernel does that
   // for a process that is stopped.
   bool suspect = false;
-  int64_t probe_at = 0;  // monotonic milliseconds: when a suspect receiver may be probed next
+  int64_t probe_at = 0;   // monotonic milliseconds: when a suspect receiver may be probed next
+  int timed_out_pdu = 0;  // the last PDU that had its time-out here
 };
 
 // Milliseconds on the monotonic clock.
 int64_t monotonic_ms();
+
+// When an exchange that begins now and may take `seconds` is over: sooner for a PDU that had its time-out, which goes
+// on with receivers that answer promptly.
+int64_t exchange_deadline(int seconds);
 
 // A number for the next request; answers carry it.
 uint32_t next_sequence();
@@ -24,9 +29,9 @@ uint32_t next_sequence();
 receiver_connection *receiver_of(int service);
 
 // Makes the connection ready for one request: reads late answers, notices that it broke, connects where need be, sends
-// repairs that wait. Returns 0, or -1 with `errno`: ETIMEDOUT when an exchange of the PDU at hand timed out before,
-// when the receiver is suspect and does not answer a probe at once, or when it took no connection until `deadline`;
-// ECONNREFUSED or ENOENT when no one serves it.
+// repairs that wait. Returns 0, or -1 with `errno`: ETIMEDOUT when the PDU at hand had a time-out here, when the
+// receiver is suspect and does not answer a probe at once, or when it took no connection until `deadline`; ECONNREFUSED
+// or ENOENT when no one serves it.
 int receiver_ready(receiver_connection &to, int64_t deadline);
 
 // Connects, without waiting, unless the connection is open. Returns 0, or -1 with `errno` (EAGAIN: not now).
@@ -39,7 +44,7 @@ void receiver_read_late(receiver_connection &to);
 // `deadline`: all receivers are suspect then, and the PDU at hand has had its time-out.
 int receiver_wait(receiver_connection &to, short events, int64_t deadline);
 
-// Whether an exchange may be waited for: no exchange of the PDU at hand has timed out, and the receiver is not suspect.
+// Whether an exchange may be waited for: the PDU at hand had no time-out here, and the receiver is not suspect.
 bool receiver_may_be_waited_for(const receiver_connection &to);
 
 // Closes the connection and keeps `errno`; the next request connects again.

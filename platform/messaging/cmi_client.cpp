@@ -174,7 +174,7 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
   }
 
   ++exchanges_begun;
-  const int64_t deadline = monotonic_ms() + int64_t{timeout > 0 ? timeout : kDefaultTimeoutSeconds} * 1000;
+  const int64_t deadline = exchange_deadline(timeout > 0 ? timeout : kDefaultTimeoutSeconds);
   const uint16_t flags = response == nullptr ? uint16_t{0} : uint16_t{kMessageWantsPayload};
   const outgoing message = {{flags, next_sequence(), static_cast<uint32_t>(opcode), static_cast<uint32_t>(msg_type),
                              static_cast<uint32_t>(service), 0, static_cast<uint16_t>(user_size),

@@ -146,14 +146,6 @@ TEST_F(WriteValue, ANameOf33OctetsIsWrongLengthOneWithASpaceAnywhereIsWrongValue
   EXPECT_EQ(lab::settled_dump(l), before);
 }
 
-TEST_F(WriteValue, ANameEndsAtItsNul) {
-  EXPECT_DONE(set({name(10, std::string("ab\0cd", 5))}));
-  EXPECT_EQ(get(vsan_cell(kName, 10)), name(10, "ab"));
-  EXPECT_DONE(set({name(10, std::string(1, '\0'))}));
-  EXPECT_EQ(get(vsan_cell(kName, 10)), name(10, ""));
-  EXPECT_EQ(vsan_line(l, 10), "vsan 10||1|1|2112|2|100|2|2000");
-}
-
 // Access.
 
 TEST_F(WriteValue, ReadOnlyColumnsAndTheOperationalStateAreNotWritable) {
