@@ -101,6 +101,8 @@ TEST_F(HungSwitch, BeingConnectedByTheKernelIsNoLife) {
   seconds(shapes()[0]);
   // A reload drops the connections; new ones are taken by the kernel in the name of the stopped process.
   lab::signal(l.snmpd, SIGHUP);
+  ASSERT_TRUE(lab::wait_until(
+      [&] { return lab::read_file(l.dir + "/agent.log").find("Reconfiguring daemon") != std::string::npos; }));
   seconds(shapes()[0]);
   EXPECT_LT(seconds(shapes()[0]), kAtOnce);
   wake();
