@@ -22,7 +22,8 @@ void pass_on(int number, siginfo_t *info, void *context) {
   if ((handler_before.sa_flags & SA_SIGINFO) != 0 && handler_before.sa_sigaction != nullptr) {
     return handler_before.sa_sigaction(number, info, context);
   }
-  // Default or ignored: the touch is made again, and ends the process as it would have; a signal that was sent is again.
+  // Default or ignored: the touch is made again, and ends the process as it would have; a signal that was sent is
+  // again.
   sigaction(SIGBUS, &handler_before, nullptr);
   if (info->si_code <= 0) {
     raise(number);
