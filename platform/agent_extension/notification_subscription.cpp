@@ -12,6 +12,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <vector>
+
 #include "platform/agent.h"
 #include "platform/messaging/notification_message.h"
 #include "platform/messaging/notification_wire.h"
@@ -54,9 +56,14 @@ subscription current;
 uint64_t taken_number;
 uint32_t taken_store;
 
-// The notification after it could not be made into a trap so often: a manager that its handler asked did not answer.
-int tries;
-unsigned given_up;  // notifications, since the agent started
+// The frame of the notification after it, when its handler could make no trap yet: a manager did not answer. Until it
+// is taken nothing is read from the connection.
+struct {
+  std::vector<uint8_t> frame;  // empty: none
+  unsigned int alarm = 0;
+  int tries = 0;
+  unsigned given_up = 0;  // notifications, since the agent started
+} held;
 
 void connect_again_later();
 void on_readable(int fd, void *);
@@ -85,7 +92,17 @@ bool has_handlers() {
   return false;
 }
 
+// A frame that is held comes again with the next connection.
+void drop_held() {
+  held.frame.clear();
+  if (held.alarm != 0) {
+    snmp_alarm_unregister(held.alarm);
+  }
+  held.alarm = 0;
+}
+
 void close_connection() {
+  drop_held();
   if (current.fd < 0) {
     return;
   }
@@ -181,8 +198,7 @@ void connect_again_later() {
   }
   const timeval wait = {current.wait_ms / 1000, current.wait_ms % 1000 * 1000};
   current.alarm = snmp_alarm_register_hr(wait, 0, subscribe, nullptr);
-  const long longest = tries > 0 ? kLongestWaitForTryMs : kLongestWaitMs;
-  current.wait_ms = current.wait_ms * 2 < longest ? current.wait_ms * 2 : longest;
+  current.wait_ms = current.wait_ms * 2 < kLongestWaitMs ? current.wait_ms * 2 : kLongestWaitMs;
 }
 
 // Sends what the handler made; the list starts with the trap's own name, as SNMPv2 has it.
@@ -221,31 +237,59 @@ bool hand_to_handler(const notification_frame &frame) {
   return send != 0 || platform_exchanges_begun() == asked_before;
 }
 
-// Whether the notification is to come again; it does with the next connection, as it is not acknowledged.
+// Whether the notification is to be tried again.
 bool try_again(const notification_frame &frame) {
-  if (++tries < kTriesMax) {
-    current.connected_at = monotonic_seconds();  // the wait for the next connection goes on growing
+  const auto number = static_cast<unsigned long>(frame.number);
+  if (++held.tries < kTriesMax) {
+    if (held.tries == 1) {
+      snmp_log(LOG_WARNING, "switch_agent: notification %lu waits: a manager does not answer what its trap needs\n",
+               number);
+    }
     return true;
   }
-  snmp_log(LOG_ERR, "switch_agent: notification %lu (%lu) is given up after %d tries, the %uth so far\n",
-           static_cast<unsigned long>(frame.number), static_cast<unsigned long>(frame.id), tries, ++given_up);
+  snmp_log(LOG_ERR, "switch_agent: notification %lu is given up after %d tries; given up so far: %u\n", number,
+           held.tries, ++held.given_up);
   return false;
 }
 
-// Takes one notification, unless it was taken already, and acknowledges it. Returns what is wrong, or null.
-const char *take(const notification_frame &frame) {
+// Takes one notification, unless it was taken already. Returns false when it is to be tried again.
+bool take(const notification_frame &frame) {
   if (frame.store != taken_store) {
     taken_store = frame.store;
     taken_number = 0;
   }
   if (frame.number > taken_number) {
     if (!hand_to_handler(frame) && try_again(frame)) {
-      return "a manager does not answer what a trap needs";
+      return false;
     }
-    tries = 0;
+    held.tries = 0;
     taken_number = frame.number;
   }
-  return send_frame(kNotificationAcknowledge) ? nullptr : strerror(errno);
+  return true;
+}
+
+void on_frame(const uint8_t *bytes, size_t size);
+
+void on_try(unsigned int, void *) {
+  held.alarm = 0;
+  const std::vector<uint8_t> frame = std::move(held.frame);
+  held.frame.clear();
+  if (register_readfd(current.fd, on_readable, nullptr) != 0) {
+    return lose_connection("the agent watches too many descriptors already");
+  }
+  on_frame(frame.data(), frame.size());
+}
+
+void hold(const uint8_t *bytes, size_t size) {
+  held.frame.assign(bytes, bytes + size);
+  unregister_readfd(current.fd);
+  long wait_ms = kFirstWaitMs;
+  for (int i = 1; i < held.tries && wait_ms < kLongestWaitForTryMs; ++i) {
+    wait_ms *= 2;
+  }
+  wait_ms = wait_ms < kLongestWaitForTryMs ? wait_ms : kLongestWaitForTryMs;
+  const timeval wait = {wait_ms / 1000, wait_ms % 1000 * 1000};
+  held.alarm = snmp_alarm_register_hr(wait, 0, on_try, nullptr);
 }
 
 void on_frame(const uint8_t *bytes, size_t size) {
@@ -259,16 +303,18 @@ void on_frame(const uint8_t *bytes, size_t size) {
   if (frame.kind != kNotificationDeliver) {
     return lose_connection("a frame is none that the switch may send");
   }
-  const char *wrong = take(frame);
-  if (wrong != nullptr) {
-    return lose_connection(wrong);
-  }
   note_delivery();
+  if (!take(frame)) {
+    return hold(bytes, size);
+  }
+  if (!send_frame(kNotificationAcknowledge)) {
+    lose_connection(strerror(errno));
+  }
 }
 
 void on_readable(int fd, void *) {
   static uint8_t bytes[kNotificationFrameMax + 1];  // a longer frame shows by its size
-  for (int i = 0; i < kNotificationsAtOnce && current.fd == fd; ++i) {
+  for (int i = 0; i < kNotificationsAtOnce && current.fd == fd && held.frame.empty(); ++i) {
     const ssize_t got = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT);
     if (got < 0 && errno == EINTR) {
       continue;

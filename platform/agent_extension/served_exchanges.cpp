@@ -1,5 +1,6 @@
 #include "platform/agent_extension/served_exchanges.h"
 
+#include <errno.h>
 #include <stddef.h>
 #include <string.h>
 
@@ -33,7 +34,11 @@ bool is_done(const platform_repair_outcome &outcome) {
 void tell_outcome(const platform_repair_outcome *outcome) {
   char subject[64];
   name_subject(*outcome, subject, sizeof subject);
-  if (!is_done(*outcome)) {
+  if (outcome->why == ETIMEDOUT && outcome->sent != 0) {
+    snmp_log(LOG_ERR,
+             "switch_agent: %s may not be put back after a refused SET: the switch has it and does not answer\n",
+             subject);
+  } else if (!is_done(*outcome)) {
     snmp_log(LOG_ERR, "switch_agent: %s could not be put back after a refused SET: %s\n", subject,
              outcome->status == -1 ? strerror(outcome->why) : syserr_format(outcome->status));
   } else if (outcome->late != 0) {
@@ -56,16 +61,16 @@ void turn_repairs() {
 
 }  // namespace
 
-void served_exchanges_begin(const netsnmp_agent_request_info *info) {
+int served_exchanges_begin(const netsnmp_agent_request_info *info) {
   const bool known = info->asp != nullptr && info->asp->pdu != nullptr;
-  platform_exchanges_of_pdu(known ? static_cast<int>(info->asp->pdu->transid) : 0);
   if (info->mode == MODE_SET_UNDO) {
     platform_repairs_begin();
   }
+  return platform_exchanges_of_pdu(known ? static_cast<int>(info->asp->pdu->transid) : 0);
 }
 
-void served_exchanges_end(const netsnmp_agent_request_info *info) {
-  platform_exchanges_of_pdu(0);
+void served_exchanges_end(const netsnmp_agent_request_info *info, int outer) {
+  platform_exchanges_of_pdu(outer);
   if (info->mode == MODE_SET_UNDO) {
     platform_repairs_end();
     turn_repairs();

@@ -9,9 +9,9 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-// Around one call of a handler of the module's objects.
-void served_exchanges_begin(const netsnmp_agent_request_info *info);
-void served_exchanges_end(const netsnmp_agent_request_info *info);
+// Around one call of a handler of the module's objects; `outer` is what begin returned.
+int served_exchanges_begin(const netsnmp_agent_request_info *info);
+void served_exchanges_end(const netsnmp_agent_request_info *info, int outer);
 
 // Gives up what is still to be put back, and says so in the log.
 void served_exchanges_stop();

@@ -83,10 +83,10 @@ int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registr
   int result = SNMP_ERR_NOERROR;
   if (roles_admit(served.role, registration, info, requests)) {
     const std::vector<named_row> rows = named_rows_remember(info, requests);
-    served_exchanges_begin(info);
+    const int outer_pdu = served_exchanges_begin(info);
     result = netsnmp_call_next_handler(handler, registration, info, requests);
     named_rows_restore(registration, info, rows);
-    served_exchanges_end(info);
+    served_exchanges_end(info, outer_pdu);
   }
 
   served = outer;

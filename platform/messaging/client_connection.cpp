@@ -124,8 +124,10 @@ int connect_until(receiver_connection &to, int64_t deadline) {
 
 }  // namespace
 
-void platform_exchanges_of_pdu(int number) {
+int platform_exchanges_of_pdu(int number) {
+  const int before = pdu_at_hand;
   pdu_at_hand = number;
+  return before;
 }
 
 int64_t monotonic_ms() {

@@ -146,6 +146,7 @@ int repair(receiver_connection &to, const outgoing &request, int64_t deadline) {
       return fail(why);
     }
     receiver_read_late(to);
+    repairs_sent(to);  // the socket may have had no room before
     why = to.fd < 0 ? ECONNRESET : ETIMEDOUT;
   }
   return status;
@@ -185,7 +186,15 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
   if (response == nullptr && repairs_are_made()) {
     return repair(*to, message, deadline);
   }
-  if (receiver_ready(*to, deadline) != 0 || send_request(*to, message, deadline) != 0) {
+  if (receiver_ready(*to, deadline) != 0) {
+    return -1;
+  }
+  // A connection that the receiver gives up in this very moment takes nothing: the request was not sent yet.
+  int sent = send_request(*to, message, deadline);
+  if (sent != 0 && errno == ECONNRESET && receiver_ready(*to, deadline) == 0) {
+    sent = send_request(*to, message, deadline);
+  }
+  if (sent != 0) {
     return -1;
   }
   message_header answer;

@@ -51,7 +51,8 @@ void report_one(const repair &ended, platform_repair_report report) {
                                            header.payload_size,
                                            ended.status,
                                            ended.why,
-                                           ended.late ? 1 : 0};
+                                           ended.late ? 1 : 0,
+                                           ended.sent ? 1 : 0};
   report(&outcome);
 }
 

@@ -9,8 +9,8 @@ extern "C" {
 
 // Exchanges from now on are those of the PDU with this number; 0: of none. Once an exchange of a PDU has timed out, the
 // PDU's further ones with that receiver fail at once with ETIMEDOUT, and those with others do unless they answer
-// promptly.
-void platform_exchanges_of_pdu(int number);
+// promptly. Returns the number that held before.
+int platform_exchanges_of_pdu(int number);
 
 // How many exchanges this process began so far, modulo 2^32: two readings that differ tell that one was made in
 // between.

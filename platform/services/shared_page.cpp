@@ -164,9 +164,11 @@ int open_page(const char *path, bool own) {
   return 0;
 }
 
+// Also one that was cut and made as long again is nobody's any more.
 bool was_replaced(const char *path) {
   struct stat found;
-  return stat(path, &found) != 0 || found.st_ino != use.inode || found.st_dev != use.device || !fits_size(found);
+  return !is_sound(use.page) || stat(path, &found) != 0 || found.st_ino != use.inode || found.st_dev != use.device ||
+         !fits_size(found);
 }
 
 }  // namespace

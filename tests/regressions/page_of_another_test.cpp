@@ -104,6 +104,15 @@ TEST_F(PageOfAnother, OneThatIsCutToNothingEndsNobodyAndIsMadeAnew) {
   EXPECT_EQ(counters.written, 1U);
 }
 
+TEST_F(PageOfAnother, OneThatIsCutAndMadeAsLongAgainIsMadeAnew) {
+  const auto size = std::filesystem::file_size(file);
+  ASSERT_EQ(truncate(file.c_str(), 0), 0);
+  ASSERT_EQ(truncate(file.c_str(), static_cast<off_t>(size)), 0);
+  EXPECT_EQ(platform_page_keep(), 1);
+  EXPECT_EQ(sdwrap_hist_event(1, 9, &kRecord), 0);
+  EXPECT_EQ(platform_level_get(kLevelRecorded, 101), 1);
+}
+
 TEST_F(PageOfAnother, AFaultThatIsNotThePagesStillEndsTheProcess) {
   const pid_t child = fork();
   if (child == 0) {

@@ -5,9 +5,9 @@
 
 #include "feature/vsan_manager/manager/row_merge.h"
 
-// Milliseconds. An UNDO follows its DELETE within the time-outs of one SNMP request; what comes much later is a new
-// VSAN of the same number.
-inline constexpr int64_t kDroppedKept = 30'000;
+// Milliseconds. An UNDO follows its DELETE within the time-outs of one SNMP request, but may wait in a socket for as
+// long as this process is stopped; what comes much later is a new VSAN of the same number.
+inline constexpr int64_t kDroppedKept = 300'000;
 
 struct dropped_vsan {
   std::string writer;  // who deleted it

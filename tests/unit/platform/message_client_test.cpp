@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <thread>
 
 #include "client_call.h"
 #include "fake_manager.h"
+#include "platform/messaging/local_socket.h"
+#include "platform/messaging/message_wire.h"
 #include "platform/run_dir.h"
 #include "platform/services.h"
 #include "private_dir.h"
@@ -247,6 +252,35 @@ TEST(MessageClient, RunDirectoryThatCannotHoldASocketIsRefused) {
   EXPECT_EQ(platform_set_run_dir(std::string(100, 'd').c_str()), -1);
   EXPECT_EQ(errno, ENAMETOOLONG);
   EXPECT_EQ(platform_run_dir(), dir.path);
+}
+
+// A receiver that gives up a connection takes nothing more from it: what is sent in that moment goes to the next one.
+TEST(MessageClient, ARequestThatTheConnectionDidNotTakeGoesToTheNextOne) {
+  const private_dir dir;
+  const int listener = local_socket_listen((dir.path + "/vsan-manager.sock").c_str());
+  ASSERT_GE(listener, 0);
+  std::thread receiver([&] {
+    const auto serve_one = [&](bool gives_up) {
+      pollfd polled = {listener, POLLIN, 0};
+      poll(&polled, 1, 5000);
+      const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+      uint8_t frame[256];
+      const ssize_t got = recv(fd, frame, sizeof frame, 0);
+      frame[6] = 0, frame[7] = kMessageIsAnswer;
+      send(fd, frame, static_cast<size_t>(got), MSG_NOSIGNAL);
+      if (gives_up) shutdown(fd, SHUT_RD);
+      return fd;
+    };
+    const int first = serve_one(true);
+    const int second = serve_one(false);
+    close(first);
+    close(second);
+  });
+  EXPECT_EQ(call("a").payload, "a");
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(call("b").payload, "b");
+  receiver.join();
+  close(listener);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/agent.h"
+#include "platform/cmi.h"
 #include "platform/messaging/local_socket.h"
 #include "platform/messaging/notification_wire.h"
 #include "platform/mts.h"
@@ -304,6 +305,49 @@ TEST(NotificationSubscription, ReloadSubscribesAgainAndForgetsNothing) {
     agent.load();
   }
   EXPECT_EQ(handled.size(), 20U);
+}
+
+// What a handler that needs a manager does while none answers.
+bool manager_answers;
+
+netsnmp_variable_list *on_change_that_asks(void *msg, oid *trap_oid, size_t *trap_oid_len, int *send) {
+  uint32_t size = 0;
+  void *response = nullptr;
+  cmi_req_resp(1282, 1, nullptr, &response, &size, nullptr, nullptr, 46, mts_response_q, 1);
+  free(response);
+  if (!manager_answers) return *send = 0, nullptr;
+  on_change(msg, trap_oid, trap_oid_len, send);
+  *send = 1;
+  return nullptr;
+}
+
+TEST(NotificationSubscription, OneWhoseHandlerGetsNoAnswerIsTriedAgainAheadOfTheNextOnTheSameConnection) {
+  loaded_agent agent;
+  EXPECT_EQ(register_for_notification(145, on_change_that_asks), 0);
+  fake_switch switched(agent.dir);
+  switched.subscribed();
+  manager_answers = false;
+  switched.deliver(1, "first", 512);
+  switched.deliver(2, "second", 512);
+  EXPECT_FALSE(turn_agent_until([] { return !handled.empty(); }, 500));
+  manager_answers = true;
+  EXPECT_EQ(switched.acknowledged(), 1U) << "and no new subscription";
+  EXPECT_EQ(switched.acknowledged(), 2U);
+  EXPECT_EQ(handled, (std::vector<std::string>{"first", "second"}));
+}
+
+TEST(NotificationSubscription, OneThatIsHeldWhenTheConnectionEndsIsHandledOnce) {
+  loaded_agent agent;
+  EXPECT_EQ(register_for_notification(145, on_change_that_asks), 0);
+  fake_switch switched(agent.dir);
+  switched.subscribed();
+  manager_answers = false;
+  switched.deliver(1, "first", 513);
+  EXPECT_FALSE(turn_agent_until([] { return !handled.empty(); }, 300));
+  switched.hang_up();
+  manager_answers = true;
+  EXPECT_EQ(switched.subscribed().first, 1U) << "taken, although it could not be acknowledged";
+  EXPECT_EQ(handled, (std::vector<std::string>{"first"}));
 }
 
 TEST(NotificationSubscription, NoConnectionIsKeptWithoutAHandler) {
