@@ -14,8 +14,8 @@ struct config_token {
   const char *help;
 };
 
-// Reads the files ahead. Returns false when the agent may not read one of them, as after it gave up its privileges; the
-// agent itself says nothing then.
+// Reads the files ahead. Returns false when the agent may not read one of them or of those that they include; that is
+// logged.
 bool config_tokens_read_ahead(const config_token *tokens, size_t count);
 
 // Registers the words, and takes them back, which leaves what they said as it is. The table must stay where it is

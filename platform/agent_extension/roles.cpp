@@ -32,6 +32,12 @@ role *find_role(const char *group) {
   return nullptr;
 }
 
+void add_vsans(const number_range &range, vsan_set_t *set) {
+  for (uint32_t vsan = range.first; vsan <= range.last; ++vsan) {
+    set->bits[vsan / 8] = static_cast<uint8_t>(set->bits[vsan / 8] | 1U << vsan % 8);
+  }
+}
+
 role *role_of(const char *group) {
   role *row = find_role(group);
   if (row != nullptr) {
@@ -39,16 +45,14 @@ role *role_of(const char *group) {
   }
   row = &roles.emplace_back(role{group, false, false, false, {}, {}, {}, switch_right::write});
   row->vsans.size = kVsanSetBytes;
-  memset(row->vsans.bits, 0xff, sizeof row->vsans.bits);
+  add_vsans({kVsanIdMin, kVsanIdMax}, &row->vsans);
   return row;
 }
 
 void compile_vsans(role *row) {
   bitset_clear(&row->vsans);
   for (const number_range &range : row->vsan_list) {
-    for (uint32_t vsan = range.first; vsan <= range.last; ++vsan) {
-      row->vsans.bits[vsan / 8] = static_cast<uint8_t>(row->vsans.bits[vsan / 8] | 1U << vsan % 8);
-    }
+    add_vsans(range, &row->vsans);
   }
 }
 

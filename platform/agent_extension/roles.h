@@ -20,7 +20,7 @@ struct role {
   bool has_interfaces;  // there is a list of interfaces
   number_list vsan_list;
   number_list interface_list;
-  vsan_set_t vsans;  // the VSANs that the group may use: the list, or all when there is none
+  vsan_set_t vsans;  // the VSANs that the group may use: the list, or 1 to 4095 when there is none
   switch_right right;
 };
 

@@ -66,6 +66,15 @@ void refuse_each(netsnmp_agent_request_info *info, netsnmp_request_info *request
   }
 }
 
+bool is_read(int mode) {
+  return mode == MODE_GET || mode == MODE_GETNEXT || mode == MODE_GETBULK;
+}
+
+bool is_later_phase(int mode) {
+  return mode == MODE_SET_RESERVE2 || mode == MODE_SET_ACTION || mode == MODE_SET_COMMIT || mode == MODE_SET_FREE ||
+         mode == MODE_SET_UNDO;
+}
+
 // The later phases of a SET go where its first one went, whatever becomes of the roles in between.
 bool admit_later_phase(netsnmp_request_info *requests) {
   return netsnmp_request_get_list_data(requests, kRefused) == nullptr;
@@ -84,17 +93,16 @@ void refuse_set(netsnmp_agent_request_info *info, netsnmp_request_info *requests
 
 bool roles_admit(const role_verdict &who, const netsnmp_handler_registration *object, netsnmp_agent_request_info *info,
                  netsnmp_request_info *requests) {
-  const bool read = info->mode == MODE_GET || info->mode == MODE_GETNEXT || info->mode == MODE_GETBULK;
-  if (!read && info->mode != MODE_SET_RESERVE1) {
+  if (is_later_phase(info->mode)) {
     return admit_later_phase(requests);
   }
-  const int why = refusal(who, object, !read);
+  const int why = refusal(who, object, !is_read(info->mode));
   if (why == 0) {
     return true;
   }
   if (info->mode == MODE_GET) {
     refuse_each(info, requests, SNMP_NOSUCHINSTANCE);
-  } else if (!read) {
+  } else if (info->mode == MODE_SET_RESERVE1) {
     refuse_set(info, requests, why);
   }
   return false;

@@ -87,7 +87,7 @@ const std::vector<subject> &subjects() {
   static const std::vector<subject> all = {
       {"no_lines", "", "", "vwvvww5vvvwww5v3vvww"},
       {"vsans", "", "vsanRole vsans 10,20\n", "vwv-wx2vvvxwx5-2v-wx"},
-      {"interfaces", "", "vsanRoleInterfaces interfaces 16781312\n", "vwvvww5-vvxww0v3vvww"},
+      {"interfaces", "", "vsanRoleInterfaces interfaces 16781312\n", "vwvvww5-vvxww0-3vvww"},
       {"both", "", "vsanRole both 10,20\nvsanRoleInterfaces both 16777216\n", "vwv-wx2v-vwxx1-2v-wx"},
       {"bad_vsans", "", "vsanRole bad_vsans 10,2x\n", "-x--xx0---xxx0-0--xx"},
       {"bad_interfaces", "", "vsanRoleInterfaces bad_interfaces one\n", "-x--xx0---xxx0-0--xx"},
