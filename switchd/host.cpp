@@ -30,6 +30,10 @@ const std::array<hosted_service, 5> kHostedServices = {{
     {kServiceControl, "control", control_handle, false},
 }};
 
+static std::string lock_path(const switch_host &host) {
+  return host.run_dir + "/switchd.lock";
+}
+
 static void on_log(void *, const std::string &line) {
   log_warn(line);
 }
@@ -39,7 +43,24 @@ static void on_server_log(void *, const char *text) {
   log_warn(text);
 }
 
-static void publish_distribution(const switch_host &host) {
+// Whether the lock is still the file under its name. If not, the page in the run directory is another switchd's, or
+// will be; what is published there would be taken for its state.
+static bool holds_run_dir(switch_host &host) {
+  struct stat own;
+  struct stat named;
+  const bool held = fstat(host.lock, &own) == 0 && stat(lock_path(host).c_str(), &named) == 0 &&
+                    own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+  if (!held && !host.lost_run_dir) {
+    log_error(host.run_dir + ": the run directory was removed, or is another switchd's now: it is left alone");
+  }
+  host.lost_run_dir = !held;
+  return held;
+}
+
+static void publish_distribution(switch_host &host) {
+  if (!holds_run_dir(host)) {
+    return;
+  }
   const distribution_session &session = host.managers.state.settings.distribution;
   if (platform_kdx_publish(kFcTimerApplication, session.enabled != 0, session.show_running != 0) != 0) {
     log_error(std::string("the distribution state could not be published: ") + strerror(errno));
@@ -60,7 +81,7 @@ static host_result open_run_dir(switch_host &host, std::string &error) {
     error = host.run_dir + ": " + strerror(errno);
     return kHostFailed;
   }
-  const std::string path = host.run_dir + "/switchd.lock";
+  const std::string path = lock_path(host);
   host.lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
   if (host.lock < 0) {
     error = path + ": " + strerror(errno);
@@ -129,6 +150,9 @@ host_result host_open(switch_host &host, const std::string &run_dir, const std::
 // Whoever may write to the page can also remove or cut it.
 static void on_page_timer(evutil_socket_t, short, void *context) {
   auto &host = *static_cast<switch_host *>(context);
+  if (!holds_run_dir(host)) {
+    return;
+  }
   const int kept = platform_page_keep();
   if (kept < 0) {
     log_error(std::string("the shared page cannot be made: ") + strerror(errno));

@@ -32,6 +32,7 @@ struct switch_host {
   int lock = -1;    // of the run directory
   long group = -1;  // a gid: whose members may connect; -1: those of the process's own group
   event *page_timer = nullptr;
+  bool lost_run_dir = false;  // the run directory was removed, or is another switchd's; the log was told
   std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
 

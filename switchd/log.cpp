@@ -63,3 +63,14 @@ void log_warn(const std::string &line) {
 void log_error(const std::string &line) {
   logger->error("{}", line);
 }
+
+void log_warn_limited(log_limit &limit, const std::string &line) {
+  uint32_t left_out = 0;
+  if (!log_limit_take(&limit, log_limit_now(), &left_out)) {
+    return;
+  }
+  if (left_out > 0) {
+    log_warn(std::to_string(left_out) + " lines like the next one were left out");
+  }
+  log_warn(line);
+}

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "platform/services/log_limit.h"
+
 // The words that `log_open` takes for a level, from most to least.
 inline constexpr const char *kLogLevels[] = {"debug", "info", "warn", "error"};
 
@@ -18,5 +20,9 @@ void log_debug(const std::string &line);
 void log_info(const std::string &line);
 void log_warn(const std::string &line);
 void log_error(const std::string &line);
+
+// A warning that a peer can cause at will: as many as `limit` allows. The next one that is written says how many were
+// left out.
+void log_warn_limited(log_limit &limit, const std::string &line);
 
 #endif

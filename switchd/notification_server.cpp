@@ -21,6 +21,7 @@
 #include "switchd/log.h"
 
 static constexpr size_t kConnectionsMax = 8;
+static constexpr size_t kRefusedMax = 64;
 static constexpr timeval kTimeToSubscribe{5, 0};
 // Acknowledgements are stored together: a burst must not cost a disk write each.
 static constexpr timeval kStoreAfter{0, 50000};
@@ -47,6 +48,7 @@ struct notification_server {
   std::vector<subscriber *> connections;
   std::set<pid_t> refused;  // processes of whose refusal the log knows; of the subscription that there is now
   uint64_t sent_count = 0;
+  log_limit warnings;  // lines that peers cause
 };
 
 static void note_acknowledged(subscriber *connection, uint64_t number);
@@ -194,9 +196,14 @@ static void refuse_subscription(subscriber *connection, const subscriber *holder
   const size_t size =
       notification_frame_write({kNotificationRefused, 0, 0, 0, text, static_cast<uint32_t>(why.size())}, buffer);
   send(connection->fd, buffer, size, MSG_DONTWAIT | MSG_NOSIGNAL);
-  if (connection->server->refused.insert(connection->pid).second) {
-    log_warn("process " + std::to_string(connection->pid) + " of user " + std::to_string(connection->uid) +
-             " gets no notifications: " + why);
+  auto &refused = connection->server->refused;
+  if (refused.size() == kRefusedMax) {
+    refused.clear();
+  }
+  if (refused.insert(connection->pid).second) {
+    log_warn_limited(connection->server->warnings, "process " + std::to_string(connection->pid) + " of user " +
+                                                       std::to_string(connection->uid) +
+                                                       " gets no notifications: " + why);
   }
   drop_connection(connection);
 }
@@ -258,8 +265,8 @@ static void on_readable(evutil_socket_t fd, short, void *context) {
   if (size <= 0 || notification_frame_read(buffer, static_cast<size_t>(size), &frame) != 0 ||
       (frame.kind != kNotificationSubscribe && frame.kind != kNotificationAcknowledge)) {
     if (size > 0) {
-      log_warn("a subscriber to notifications sent " + std::to_string(size) +
-               " bytes that are no frame of a subscriber");
+      log_warn_limited(connection->server->warnings, "a subscriber to notifications sent " + std::to_string(size) +
+                                                         " bytes that are no frame of a subscriber");
     }
     drop_connection(connection);
     return;
@@ -284,7 +291,8 @@ static void take_connection(void *context, int fd) {
   uid_t uid = 0;
   pid_t pid = 0;
   if (!local_socket_peer_allowed(fd, &uid, &pid) || server->connections.size() == kConnectionsMax) {
-    log_warn("a connection to notifications was refused: uid " + std::to_string(uid) + ", pid " + std::to_string(pid));
+    log_warn_limited(server->warnings, "a connection to notifications was refused: uid " + std::to_string(uid) +
+                                           ", pid " + std::to_string(pid));
     close(fd);
     return;
   }
@@ -308,7 +316,13 @@ notification_server *notification_server_open(event_base *base, const char *run_
     errno = ENAMETOOLONG;
     return nullptr;
   }
-  auto *server = new notification_server{base, &managers, nullptr, nullptr, {}, {}};
+  auto *server = new notification_server{.base = base,
+                                         .managers = &managers,
+                                         .listener = nullptr,
+                                         .store_timer = nullptr,
+                                         .connections = {},
+                                         .refused = {},
+                                         .warnings = {}};
   server->listener = socket_listener_open(base, path, {take_connection, on_listener_report}, server);
   if (server->listener == nullptr) {
     delete server;

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "feature/vsan_manager/manager/plain_text.h"
 #include "feature/vsan_manager/manager/switch_state.h"
 
 // Each reader takes one value into the target and returns an empty text, or what is wrong with the value.
@@ -49,6 +50,11 @@ inline std::string take_text(const toml::node &node, std::string &text) {
   }
   text = *value;
   return "";
+}
+
+inline std::string take_switch_name(const toml::node &node, std::string &name) {
+  const std::string problem = take_text(node, name);
+  return problem.empty() ? plain_text_problem(name, kSwitchNameMax) : problem;
 }
 
 // `number` becomes `yes` or `no`.
@@ -115,7 +121,7 @@ inline constexpr key_row<timer_map> kTimerKeys[] = {
 };
 
 inline constexpr key_row<switch_settings> kSwitchKeys[] = {
-    {"name", [](const toml::node &node, switch_settings &s) { return take_text(node, s.name); }},
+    {"name", [](const toml::node &node, switch_settings &s) { return take_switch_name(node, s.name); }},
     {"wwn", [](const toml::node &node, switch_settings &s) { return take_wwn(node, s.wwn); }},
     {"inorder_delivery",
      [](const toml::node &node, switch_settings &s) { return take_bool(node, kInorderOn, kInorderOff, s.inorder); }},

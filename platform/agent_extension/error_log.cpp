@@ -6,11 +6,10 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
-#include <time.h>
 
 #include "platform/agent.h"
-#include "platform/agent_extension/log_limit.h"
 #include "platform/agent_extension/served_pdu.h"
+#include "platform/services/log_limit.h"
 #include "platform/services/shared_page.h"
 #include "platform/syserr.h"
 
@@ -20,10 +19,8 @@ log_limit limit;
 
 // Any user can be refused without end: the log takes so many lines, `vsanctl show errors` every error.
 void log_error(const platform_error &error) {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
   uint32_t left_out = 0;
-  if (!log_limit_take(&limit, now.tv_sec, &left_out)) {
+  if (!log_limit_take(&limit, log_limit_now(), &left_out)) {
     return;
   }
   if (left_out > 0) {

@@ -94,7 +94,8 @@ message_server *message_server_open(event_base *base, const char *run_dir, int s
                                     .limits = {},
                                     .connections = {},
                                     .faults = {},
-                                    .counters = {}};
+                                    .counters = {},
+                                    .reports = {}};
   server->sweep.reset(event_new(base, -1, EV_PERSIST, on_sweep, server));
   server->listener = socket_listener_open(base, path, {take_connection, on_listener_report}, server);
   if (server->listener == nullptr || !start_sweeping(server)) {
@@ -132,10 +133,15 @@ message_counters message_server_counters(const message_server *server) {
 }
 
 void message_server_report(message_server *server, const char *format, ...) {
-  if (server->log == nullptr) {
+  uint32_t left_out = 0;
+  if (server->log == nullptr || !log_limit_take(&server->reports, log_limit_now(), &left_out)) {
     return;
   }
   char text[256];
+  if (left_out > 0) {
+    snprintf(text, sizeof text, "%u lines like the next one were left out", static_cast<unsigned>(left_out));
+    server->log(server->context, text);
+  }
   va_list arguments;
   va_start(arguments, format);
   vsnprintf(text, sizeof text, format, arguments);

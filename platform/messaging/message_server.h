@@ -46,6 +46,7 @@ message_server *message_server_open(event_base *base, const char *run_dir, int s
                                     void *context);
 
 // Where malformed requests and refused peers are reported, one line of text each; `context` is that of the handler.
+// Peers cause twenty lines at once and one a second; the next line says how many were left out.
 // Nothing is reported until then, or when `log` is null.
 using message_log = void (*)(void *context, const char *text);
 void message_server_log_to(message_server *server, message_log log);

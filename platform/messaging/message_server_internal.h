@@ -11,6 +11,7 @@
 
 #include "platform/messaging/message_server.h"
 #include "platform/messaging/socket_listener.h"
+#include "platform/services/log_limit.h"
 
 using frame_bytes = std::vector<uint8_t>;
 
@@ -47,6 +48,7 @@ struct message_server {
   std::list<server_connection> connections;
   std::vector<message_fault> faults;
   message_counters counters;
+  log_limit reports;
 };
 
 // Takes over the accepted socket `fd`. Returns false when there is no memory for it; `fd` is still the caller's then.
@@ -68,7 +70,7 @@ void server_connection_close(server_connection *connection);
 // The fault that hits a request of `opcode`, or null. Its count goes down by one.
 std::unique_ptr<message_fault> message_server_take_fault(message_server *server, int opcode);
 
-// Reports one line, formatted as printf does.
+// Reports one line, formatted as printf does, as far as the limit of lines that peers can cause allows.
 void message_server_report(message_server *server, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 #endif

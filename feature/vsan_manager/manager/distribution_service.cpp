@@ -74,7 +74,7 @@ static int handle_state(switch_managers &managers, const message_request &, mess
                                uint64_t{managers.state.pending.size()}, uint64_t{remote ? 1U : 0U}}) {
     at = put_be32(at, static_cast<uint32_t>(value));
   }
-  std::ranges::copy(session.owner.substr(0, kDistributionOwnerSize - 1), at);
+  std::ranges::copy(session.owner, at);
   return 0;
 }
 

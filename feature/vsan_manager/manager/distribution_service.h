@@ -8,7 +8,12 @@
 // GET (no payload) answers: enabled, show-running mode, session open (0 or 1 each), number of pending values, 1 while
 // another switch holds the lock, and the name of the session's owner with its NUL (64 octets).
 // SET takes a command and its argument, and answers no payload.
-enum { kOpDistribution = 9101, kDistributionAnswerSize = 84, kDistributionOwnerAt = 20, kDistributionOwnerSize = 64 };
+enum {
+  kOpDistribution = 9101,
+  kDistributionAnswerSize = 84,
+  kDistributionOwnerAt = 20,
+  kDistributionOwnerSize = kSessionOwnerMax + 1
+};
 
 // GETNEXT: VSAN (0: the whole switch), timer, value. Answers the next pending value after the VSAN and timer.
 enum { kOpPendingTimer = 9102, kPendingTimerSize = 12 };

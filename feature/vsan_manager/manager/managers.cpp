@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "feature/vsan_manager/manager/change_effects.h"
+#include "feature/vsan_manager/manager/plain_text.h"
 #include "feature/vsan_manager/manager/vsan_manager.h"
 #include "platform/services/status_texts.h"
 #include "platform/syserr.h"
@@ -61,16 +62,14 @@ int managers_first_start(switch_managers &managers, switch_change &change, std::
   return 0;
 }
 
-// What a client sent must not forge lines of the log.
-static std::string printable(std::string_view text) {
-  std::string shown(text);
-  for (char &each : shown) {
-    each = static_cast<unsigned char>(each) < 0x20 || each == 0x7F ? '?' : each;
-  }
-  return shown;
-}
-
 void managers_refuse(switch_managers &managers, const message_request &request, int status, const std::string &what) {
+  uint32_t left_out = 0;
+  if (!log_limit_take(&managers.refusals, log_limit_now(), &left_out)) {
+    return;
+  }
+  if (left_out > 0) {
+    log_line(managers, std::to_string(left_out) + " lines like the next one were left out");
+  }
   log_line(managers, "refused opcode " + std::to_string(request.opcode) + " type " + std::to_string(request.msg_type) +
                          " of user '" + printable(request.user) + "' (uid " + std::to_string(request.peer_uid) +
                          ", pid " + std::to_string(request.peer_pid) + "): " + what + ": " + syserr2str(status));

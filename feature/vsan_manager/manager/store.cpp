@@ -66,7 +66,7 @@ static bool check_database(store *opened, std::string &error) {
   std::string found;
   if (sqlite3_prepare_v2(opened->db, "PRAGMA quick_check(1)", -1, &statement, nullptr) == SQLITE_OK &&
       sqlite3_step(statement) == SQLITE_ROW) {
-    found = reinterpret_cast<const char *>(sqlite3_column_text(statement, 0));
+    found = store_column_text(statement, 0);
   }
   const int code = sqlite3_errcode(opened->db);
   const bool damaged = !found.empty() || code == SQLITE_CORRUPT || code == SQLITE_NOTADB;

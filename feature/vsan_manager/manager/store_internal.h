@@ -35,7 +35,7 @@ struct store {
   std::array<sqlite3_stmt *, kStatementCount> statements{};
 };
 
-// Settings by the name under which they are stored, with the range of the numbers.
+// Settings by the name under which they are stored, with the range of the numbers and the size of the texts.
 struct number_setting {
   const char *name;
   uint64_t &(*field)(switch_settings &settings);
@@ -44,6 +44,7 @@ struct number_setting {
 struct text_setting {
   const char *name;
   std::string &(*field)(switch_settings &settings);
+  size_t longest;  // octets
 };
 inline constexpr number_setting kNumberSettings[] = {
     {"wwn", [](switch_settings &s) -> uint64_t & { return s.wwn; }, 0, UINT64_MAX},
@@ -62,8 +63,8 @@ inline constexpr number_setting kNumberSettings[] = {
     {"kdx_session_open", [](switch_settings &s) -> uint64_t & { return s.distribution.open; }, 0, 1},
 };
 inline constexpr text_setting kTextSettings[] = {
-    {"switch_name", [](switch_settings &s) -> std::string & { return s.name; }},
-    {"kdx_session_owner", [](switch_settings &s) -> std::string & { return s.distribution.owner; }},
+    {"switch_name", [](switch_settings &s) -> std::string & { return s.name; }, kSwitchNameMax},
+    {"kdx_session_owner", [](switch_settings &s) -> std::string & { return s.distribution.owner; }, kSessionOwnerMax},
 };
 
 // What a text about a file that is no sound store ends with.
@@ -81,6 +82,13 @@ bool store_file_note_log(store *opened, std::string &error);
 // Whether the store and its log are still the files under their names. What is written to others would be gone with the
 // process. Fills `error` when not.
 bool store_file_in_place(const store *opened, std::string &error);
+
+// The column of the row as text; empty when it is null, and when SQLite has no memory left for it.
+inline std::string store_column_text(sqlite3_stmt *row, int column) {
+  const unsigned char *text = sqlite3_column_text(row, column);
+  const int size = sqlite3_column_bytes(row, column);
+  return text == nullptr ? "" : std::string(reinterpret_cast<const char *>(text), static_cast<size_t>(size));
+}
 
 // "FILE: CAUSE", the cause as SQLite tells it.
 inline std::string store_failure(const store *opened) {

@@ -1,3 +1,6 @@
+#include <set>
+
+#include "feature/vsan_manager/manager/plain_text.h"
 #include "feature/vsan_manager/manager/store_internal.h"
 #include "feature/vsan_manager/manager/vsan_rules.h"
 #include "feature/vsan_manager/vsan_records.h"
@@ -14,16 +17,16 @@ static uint32_t column_word(sqlite3_stmt *row, int column) {
   return number > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(number);
 }
 
-static std::string column_text(sqlite3_stmt *row, int column) {
-  const unsigned char *text = sqlite3_column_text(row, column);
-  const int size = sqlite3_column_bytes(row, column);
-  return text == nullptr ? "" : std::string(reinterpret_cast<const char *>(text), static_cast<size_t>(size));
-}
+// What was read so far.
+struct store_rows {
+  switch_change all;
+  std::set<std::string> settings;  // by name: those that are there
+};
 
-static std::string load_vsan(sqlite3_stmt *row, switch_change &found) {
+static std::string load_vsan(sqlite3_stmt *row, store_rows &found) {
   vsan_record vsan;
   vsan.id = column_word(row, 0);
-  vsan.name = column_text(row, 1);
+  vsan.name = store_column_text(row, 1);
   vsan.media_type = column_word(row, 2);
   vsan.admin_state = column_word(row, 3);
   vsan.mtu = column_word(row, 4);
@@ -34,14 +37,14 @@ static std::string load_vsan(sqlite3_stmt *row, switch_change &found) {
   if (const int problem = vsan_problem(vsan); problem != 0) {
     return "VSAN " + std::to_string(vsan.id) + ": " + syserr2str(problem);
   }
-  found.vsans.push_back(std::move(vsan));
+  found.all.vsans.push_back(std::move(vsan));
   return "";
 }
 
-static std::string load_interface(sqlite3_stmt *row, switch_change &found) {
+static std::string load_interface(sqlite3_stmt *row, store_rows &found) {
   interface_record interface;
   interface.index = column_word(row, 0);
-  interface.name = column_text(row, 1);
+  interface.name = store_column_text(row, 1);
   interface.vsan = column_word(row, 2);
   if (column_number(row, 3) > 1 || column_number(row, 4) > 1) {
     return "interface " + std::to_string(interface.index) + ": up and is_static are 0 or 1";
@@ -51,7 +54,7 @@ static std::string load_interface(sqlite3_stmt *row, switch_change &found) {
   if (const int problem = interface_problem(interface); problem != 0) {
     return "interface " + std::to_string(interface.index) + ": " + syserr2str(problem);
   }
-  found.interfaces.push_back(std::move(interface));
+  found.all.interfaces.push_back(std::move(interface));
   return "";
 }
 
@@ -65,30 +68,39 @@ static std::string load_timer_into(sqlite3_stmt *row, timer_map &timers) {
   return "";
 }
 
-static std::string load_timer(sqlite3_stmt *row, switch_change &found) {
-  return load_timer_into(row, found.timers);
+static std::string load_timer(sqlite3_stmt *row, store_rows &found) {
+  return load_timer_into(row, found.all.timers);
 }
-static std::string load_pending(sqlite3_stmt *row, switch_change &found) {
-  return load_timer_into(row, found.pending);
+static std::string load_pending(sqlite3_stmt *row, store_rows &found) {
+  return load_timer_into(row, found.all.pending);
 }
 
-static std::string load_kept_out(sqlite3_stmt *row, switch_change &found) {
-  found.kept_out[column_word(row, 0)] = true;
+static std::string load_kept_out(sqlite3_stmt *row, store_rows &found) {
+  found.all.kept_out[column_word(row, 0)] = true;
   return "";
 }
 
-static std::string load_number(sqlite3_stmt *row, const number_setting &setting, switch_change &found) {
+static std::string load_number(sqlite3_stmt *row, const number_setting &setting, store_rows &found) {
   const uint64_t number = column_number(row, 1);
   if (sqlite3_column_type(row, 1) != SQLITE_INTEGER || number < setting.low || number > setting.high) {
-    return std::string("setting ") + setting.name + ": '" + column_text(row, 1) + "' is no number from " +
+    return std::string("setting ") + setting.name + ": '" + store_column_text(row, 1) + "' is no number from " +
            std::to_string(setting.low) + " to " + std::to_string(setting.high);
   }
-  setting.field(found.settings) = number;
+  setting.field(found.all.settings) = number;
   return "";
 }
 
-static std::string load_setting(sqlite3_stmt *row, switch_change &found) {
-  const std::string name = column_text(row, 0);
+static std::string load_text(sqlite3_stmt *row, const text_setting &setting, store_rows &found) {
+  std::string &text = setting.field(found.all.settings);
+  text = store_column_text(row, 1);
+  const std::string problem =
+      sqlite3_column_type(row, 1) == SQLITE_TEXT ? plain_text_problem(text, setting.longest) : "no text";
+  return problem.empty() ? "" : std::string("setting ") + setting.name + ": " + problem;
+}
+
+static std::string load_setting(sqlite3_stmt *row, store_rows &found) {
+  const std::string name = store_column_text(row, 0);
+  found.settings.insert(name);
   for (const number_setting &setting : kNumberSettings) {
     if (name == setting.name) {
       return load_number(row, setting, found);
@@ -96,21 +108,20 @@ static std::string load_setting(sqlite3_stmt *row, switch_change &found) {
   }
   for (const text_setting &setting : kTextSettings) {
     if (name == setting.name) {
-      setting.field(found.settings) = column_text(row, 1);
-      return sqlite3_column_type(row, 1) == SQLITE_TEXT ? "" : "setting " + name + ": no text";
+      return load_text(row, setting, found);
     }
   }
   return "setting " + name + ": not known";
 }
 
-static std::string load_notification(sqlite3_stmt *row, switch_change &found) {
+static std::string load_notification(sqlite3_stmt *row, store_rows &found) {
   const uint64_t number = column_number(row, 0);
   const uint32_t id = column_word(row, 1);
   const int size = sqlite3_column_bytes(row, 2);
   const std::string which = "notification " + std::to_string(static_cast<int64_t>(number)) + ": ";
-  if (number == 0 || number > found.settings.last_notification) {
+  if (number == 0 || number > found.all.settings.last_notification) {
     return which + "numbers go from 1 to the setting last_notification, " +
-           std::to_string(found.settings.last_notification);
+           std::to_string(found.all.settings.last_notification);
   }
   if (id != kNotifyPortMembership && id != kNotifyVsanChange) {
     return which + "there is no kind " + std::to_string(id);
@@ -119,13 +130,13 @@ static std::string load_notification(sqlite3_stmt *row, switch_change &found) {
     return which + "a payload of " + std::to_string(size) + " bytes: 1 to " + std::to_string(kNotificationPayloadMax);
   }
   const auto *payload = static_cast<const uint8_t *>(sqlite3_column_blob(row, 2));
-  found.raised.push_back({number, static_cast<int>(id), {payload, payload + size}});
+  found.all.raised.push_back({number, static_cast<int>(id), {payload, payload + size}});
   return "";
 }
 
 struct table_loader {
   const char *sql;
-  std::string (*load)(sqlite3_stmt *row, switch_change &found);  // an empty text, or what is wrong with the row
+  std::string (*load)(sqlite3_stmt *row, store_rows &found);  // an empty text, or what is wrong with the row
 };
 
 static constexpr table_loader kLoaders[] = {
@@ -139,7 +150,7 @@ static constexpr table_loader kLoaders[] = {
     {"SELECT number, id, payload FROM notification ORDER BY number", load_notification},
 };
 
-static int load_table(store *opened, const table_loader &loader, switch_change &found, std::string &error) {
+static int load_table(store *opened, const table_loader &loader, store_rows &found, std::string &error) {
   sqlite3_stmt *statement = nullptr;
   std::string problem;
   int code = sqlite3_prepare_v2(opened->db, loader.sql, -1, &statement, nullptr);
@@ -197,9 +208,24 @@ static std::string references_problem(const switch_state &state) {
   return !problem.empty() ? problem : timers_problem(state, state.pending, "pending timer ");
 }
 
+// A store has them all from its first configuration on.
+static std::string settings_problem(const store_rows &found) {
+  std::string missing;
+  const auto look_for = [&](const char *name) {
+    missing = missing.empty() && !found.settings.contains(name) ? name : missing;
+  };
+  for (const number_setting &setting : kNumberSettings) {
+    look_for(setting.name);
+  }
+  for (const text_setting &setting : kTextSettings) {
+    look_for(setting.name);
+  }
+  return missing.empty() ? "" : "the setting " + missing + " is missing";
+}
+
 // What no single row can tell. A new store has no rows and is sound.
-static std::string whole_problem(const switch_state &state) {
-  if (state == switch_state{}) {
+static std::string whole_problem(const switch_state &state, const store_rows &found) {
+  if (state == switch_state{} && found.settings.empty()) {
     return "";
   }
   if (!state.vsans.contains(kDefaultVsan)) {
@@ -210,19 +236,23 @@ static std::string whole_problem(const switch_state &state) {
       return std::string("the switch-wide ") + kTimerRanges[key - kTimerFirst].name + " is missing";
     }
   }
-  const std::string problem = names_problem(state);
-  return !problem.empty() ? problem : references_problem(state);
+  for (const std::string &problem : {settings_problem(found), names_problem(state)}) {
+    if (!problem.empty()) {
+      return problem;
+    }
+  }
+  return references_problem(state);
 }
 
 int store_load(store *opened, switch_state &state, std::string &error) {
-  switch_change found = change_begin(state);
+  store_rows found{change_begin(state), {}};
   for (const table_loader &loader : kLoaders) {
     if (load_table(opened, loader, found, error) != 0) {
       return -1;
     }
   }
-  state_apply(state, found);
-  const std::string problem = whole_problem(state);
+  state_apply(state, found.all);
+  const std::string problem = whole_problem(state, found);
   if (!problem.empty()) {
     error = opened->path + ": " + problem;
   }

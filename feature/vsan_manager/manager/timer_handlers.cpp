@@ -1,5 +1,6 @@
 // Opcode 127: the timers of a VSAN or of the whole switch.
 #include "feature/vsan_manager/manager/handlers.h"
+#include "feature/vsan_manager/manager/plain_text.h"
 #include "feature/vsan_manager/manager/vsan_rules.h"
 #include "feature/vsan_manager/vsan_records.h"
 #include "platform/messaging/big_endian.h"
@@ -69,7 +70,8 @@ int handle_timer_set(switch_managers &managers, const message_request &request, 
   if (timer.flag > 1 || timer.force > 1) {
     return kStatusTimerFlags;
   }
-  const std::string user = request.user.empty() ? "(unknown)" : std::string(request.user);
+  // It may become the owner of a session, which is stored and shown.
+  const std::string user = request.user.empty() ? "(unknown)" : printable(request.user.substr(0, kSessionOwnerMax));
   switch_change change = change_begin(managers.state);
   const int status = plan_timer_set(managers.state, managers.engine, timer, user, change);
   return status != 0 ? status : managers_commit(managers, change);

@@ -11,6 +11,7 @@
 #include "feature/vsan_manager/manager/store.h"
 #include "feature/vsan_manager/manager/switch_state.h"
 #include "platform/messaging/message_server.h"
+#include "platform/services/log_limit.h"
 
 // What the managers of one switch share. Owned by whoever hosts them.
 struct switch_managers {
@@ -28,6 +29,7 @@ struct switch_managers {
   // acknowledged: the next change takes them off the count.
   uint64_t dropped_yet_taken = 0;
   uint64_t malformed = 0;                   // requests refused for their form
+  log_limit refusals;                       // the log's lines about them
   std::map<uint32_t, row_writers> writers;  // by VSAN; empty after a start
   dropped_vsans dropped;                    // VSANs that were deleted a moment ago
   uint64_t sessions_closed = 0;             // distribution sessions, since the start
@@ -48,7 +50,8 @@ int managers_commit(switch_managers &managers, switch_change &change);
 // with `error` filled.
 int managers_first_start(switch_managers &managers, switch_change &change, std::string &error);
 
-// Notes a request that was refused, with what is wrong with it, in the log.
+// Notes a request that was refused, with what is wrong with it, in the log, as far as the limit of lines that clients
+// can cause allows.
 void managers_refuse(switch_managers &managers, const message_request &request, int status, const std::string &what);
 
 #endif

@@ -46,6 +46,8 @@ inline constexpr bool is_timer(uint32_t key) {
 inline constexpr uint32_t kAttrState = 1, kAttrSwitchLatency = 17, kAttrNetworkLatency = 18, kAttrOperState = 19;
 
 inline constexpr uint32_t kInterfaceNameMax = 31;    // characters
+inline constexpr uint32_t kSwitchNameMax = 255;      // octets
+inline constexpr uint32_t kSessionOwnerMax = 63;     // octets of a distribution session's owner
 inline constexpr uint32_t kInterfacesMax = 4096;     // of one switch
 inline constexpr uint32_t kNotificationsMax = 1024;  // kept until they are taken
 inline constexpr uint32_t kNotificationsOn = 1, kNotificationsOff = 2;

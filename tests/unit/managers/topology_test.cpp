@@ -89,7 +89,7 @@ index = 4294967294
 
 struct topology_error {
   const char *what;
-  const char *text;
+  std::string text;
   const char *line_and_key;
 };
 class TopologyError : public Topology, public testing::WithParamInterface<topology_error> {};
@@ -117,6 +117,9 @@ INSTANTIATE_TEST_SUITE_P(
         topology_error{"VsanWithoutId", "[[vsan]]\nname = \"a\"\n", "1: vsan.id: is missing"},
         topology_error{"VsanIdRange", "[[vsan]]\nid = 4095\n", "2: vsan.id: "},
         topology_error{"VsanIdText", "[[vsan]]\nid = \"4\"\n", "2: vsan.id: "},
+        topology_error{"SwitchNameTooLong", "[switch]\nname = \"" + std::string(256, 'n') + "\"\n",
+                       "2: switch.name: 256 octets"},
+        topology_error{"SwitchNameOfTwoLines", "[switch]\nname = \"a\\nb\"\n", "2: switch.name: it has a control"},
         topology_error{"VsanIdNegative", "[[vsan]]\nid = -1\n", "2: vsan.id: "},
         topology_error{"VsanTwice", "[[vsan]]\nid = 4\n[[vsan]]\nid = 4\n", "4: vsan.id: VSAN 4 is there twice"},
         topology_error{"NameTwice", "[[vsan]]\nid = 4\nname = \"a\"\n[[vsan]]\nid = 5\nname = \"a\"\n",

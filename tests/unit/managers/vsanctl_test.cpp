@@ -191,3 +191,9 @@ TEST_F(Vsanctl, AHungManagerIsToldAfterTheTimeOut) {
   EXPECT_EQ(3, result.code);
   EXPECT_NE(std::string::npos, result.err.find("timed out")) << result.err;
 }
+
+TEST_F(Vsanctl, DeletesAVsanThatSomebodyElseMade) {
+  expect_done({"vsan", "create", "50"});  // each command is a session of its own
+  expect_done({"vsan", "delete", "50"});
+  expect_refused({"vsan", "delete", "50"}, {"VSAN 50", "no such VSAN"});
+}

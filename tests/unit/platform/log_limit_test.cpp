@@ -1,4 +1,4 @@
-#include "platform/agent_extension/log_limit.h"
+#include "platform/services/log_limit.h"
 
 #include <gtest/gtest.h>
 

@@ -6,6 +6,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "client_call.h"
 #include "fake_manager.h"
 #include "platform/messaging/message_wire.h"
@@ -260,6 +262,32 @@ TEST(MessageServer, ConnectionsAreBounded) {
     usleep(10'000);
   }
   EXPECT_EQ(again.payload, "room again");
+}
+
+TEST(MessageServer, PeersDoNotFillTheLogTheRestIsCounted) {
+  constexpr size_t kTimes = 2000;
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  const int fd = connect_raw(dir.path);
+  for (uint32_t i = 0; i < kTimes; ++i) {
+    ASSERT_TRUE(send_raw(fd, request_frame(i, 149, "x") + "too long"));
+    ASSERT_EQ(receive_raw(fd).header.status, static_cast<uint32_t>(kStatusMalformed));
+  }
+  const auto reports = [&] {
+    const std::lock_guard lock(manager.mutex);
+    return manager.reports;
+  };
+  EXPECT_EQ(manager.counters().malformed, kTimes);
+  EXPECT_GE(reports().size(), 1U);
+  EXPECT_LE(reports().size(), 200U);  // twenty at once, and some for the seconds that a busy machine takes
+  sleep(2);
+  send_raw(fd, request_frame(1, 149, "x") + "too long");
+  ASSERT_TRUE(receive_raw(fd).came);
+  const std::vector<std::string> after = reports();
+  EXPECT_TRUE(std::ranges::any_of(after, [](const std::string &line) {
+    return line.find("lines like the next one were left out") != std::string::npos;
+  }));
+  close(fd);
 }
 
 // Runs `work` in a child with another user's and group's ids; returns its exit status.

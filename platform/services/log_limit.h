@@ -1,6 +1,6 @@
 // How many lines a log may take from those who can make it grow at will.
-#ifndef PLATFORM_AGENT_EXTENSION_LOG_LIMIT_H
-#define PLATFORM_AGENT_EXTENSION_LOG_LIMIT_H
+#ifndef PLATFORM_SERVICES_LOG_LIMIT_H
+#define PLATFORM_SERVICES_LOG_LIMIT_H
 
 #include <stdint.h>
 
@@ -16,5 +16,8 @@ struct log_limit {
 // Whether a line may be written at `now`, in seconds. If so, `*left_out` says how many were not since the last one that
 // was; if not, this one is counted.
 bool log_limit_take(log_limit *limit, int64_t now, uint32_t *left_out);
+
+// Seconds of such a clock.
+int64_t log_limit_now();
 
 #endif

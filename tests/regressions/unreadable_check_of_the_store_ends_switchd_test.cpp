@@ -1,0 +1,29 @@
+// SQLite has no memory left for what its check of the store found, and switchd reads from a null pointer.
+#include <sqlite3.h>
+
+#include "tests/unit/managers/switch_under_test.h"
+
+static bool no_text;
+
+// The linker puts these around SQLite's own (--wrap).
+extern "C" const unsigned char *__real_sqlite3_column_text(sqlite3_stmt *row, int column);
+extern "C" const unsigned char *__wrap_sqlite3_column_text(sqlite3_stmt *row, int column) {
+  return no_text ? nullptr : __real_sqlite3_column_text(row, column);
+}
+
+namespace {
+
+TEST(StoreCheck, WithoutATextIsAFailureThatNamesTheFile) {
+  const temporary_directory directory;
+  const std::string path = directory.path + "/state.db";
+  std::string error;
+  store_close(store_open(path, error));
+  ASSERT_EQ("", error);
+  no_text = true;
+  EXPECT_EQ(nullptr, store_open(path, error));
+  no_text = false;
+  EXPECT_EQ(0U, error.find(path + ": ")) << error;
+  EXPECT_LT(path.size() + 2, error.size()) << error;
+}
+
+}  // namespace
