@@ -7,11 +7,12 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -92,8 +93,8 @@ constexpr struct {
 } kIncludes[] = {{"includeFile", by_name}, {"includeDir", in_directory}, {"includeSearch", by_search}};
 
 // What one line of `file` includes. The agent knows its include words in any case but for their first letter.
-file_names included_by(const std::string &file, const std::string &line) {
-  const char *text = skip_white_const(line.c_str());
+file_names included_by(const std::string &file, const char *line) {
+  const char *text = skip_white_const(line);
   char word[STRINGMAX];
   const char *rest = copy_nword_const(text, word, sizeof word);
   if (rest == nullptr || word[0] != 'i') {
@@ -111,12 +112,21 @@ void append(const file_names &more, file_names *names) {
   names->insert(names->end(), more.begin(), more.end());
 }
 
+// A directory is read like an empty file: no stream of the standard library, which throws there.
 file_names included_by_file(const std::string &file) {
+  FILE *in = fopen(file.c_str(), "r");
+  if (in == nullptr) {
+    return {};
+  }
   file_names found;
-  std::ifstream in(file);
-  for (std::string line; std::getline(in, line);) {
+  char *line = nullptr;
+  size_t room = 0;
+  for (ssize_t length; (length = getline(&line, &room, in)) > 0;) {
+    line[length - 1] = line[length - 1] == '\n' ? '\0' : line[length - 1];
     append(included_by(file, line), &found);
   }
+  free(line);
+  fclose(in);
   return found;
 }
 
