@@ -119,10 +119,8 @@ static void set_vsan(const CLI::App &command, vsan_options &options) {
 
 static void delete_vsan(vsan_options &options) {
   vsanEntry row = {};
-  int status = read_vsan(options.id, row);
-  if (status == 0) {
-    status = write_vsan(row, kMsgDelete);
-  }
+  row.vsanIndex = options.id;
+  const int status = write_vsan(row, kMsgDelete);
   if (status == kStatusVsanConflict) {
     fail(kExitRefused, "VSAN " + std::to_string(options.id) + " was not deleted: the default VSAN must stay");
   }

@@ -18,8 +18,8 @@ std::vector<vsanEntry> read_vsans();
 // The name, which may fill its field.
 std::string vsan_name(const vsanEntry &row);
 
-// Sends the row. A row that was read carries its copy along, so that only what was changed in it is written, and
-// is deleted whoever made it. Returns the manager's status.
+// Sends the row. A row that was read carries its copy along, so that only what was changed in it is written. Returns
+// the manager's status.
 int write_vsan(const vsanEntry &row, int msg_type);
 
 struct interface_row {

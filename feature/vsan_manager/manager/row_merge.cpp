@@ -1,7 +1,5 @@
 #include "feature/vsan_manager/manager/row_merge.h"
 
-#include <algorithm>
-
 // What one column's merge needs.
 struct column_merge {
   const sent_row &row;
@@ -66,20 +64,6 @@ vsan_record merge_row(const sent_row &row, const vsan_record &current, const std
 
 row_writers writers_of_new_row(const std::string &writer) {
   row_writers writers;
-  writers.creator = writer;
   writers.last.fill(writer);
   return writers;
-}
-
-static bool is_another(const std::string &remembered, const std::string &writer) {
-  return !remembered.empty() && remembered != writer;
-}
-
-bool is_created_by_another(const row_writers &writers, const std::string &writer) {
-  return is_another(writers.creator, writer);
-}
-
-bool is_written_by_another(const row_writers &writers, const std::string &writer) {
-  return is_created_by_another(writers, writer) ||
-         std::ranges::any_of(writers.last, [&](const std::string &each) { return is_another(each, writer); });
 }

@@ -21,10 +21,9 @@ inline constexpr uint32_t vsan_record::*kWordColumns[] = {
 inline constexpr size_t kNameColumn = std::size(kWordColumns);
 inline constexpr size_t kColumnCount = kNameColumn + 1;
 
-// Who created one VSAN, and wrote its columns last; kept in memory only. An empty text is nobody that is
+// Who wrote the columns of one VSAN last; kept in memory only. An empty text is nobody that is
 // remembered: after a start every write was somebody else's.
 struct row_writers {
-  std::string creator;  // who created the VSAN
   std::array<std::string, kColumnCount> last;
   std::array<std::string, kColumnCount> before;  // whose value the last writer replaced without having read it
   vsan_record replaced;                          // these values; only the columns that `before` names
@@ -36,11 +35,5 @@ vsan_record merge_row(const sent_row &row, const vsan_record &current, const std
 
 // The writers of a VSAN that `writer` creates.
 row_writers writers_of_new_row(const std::string &writer);
-
-// Whether somebody who is remembered, and is not `writer`, created the VSAN.
-bool is_created_by_another(const row_writers &writers, const std::string &writer);
-
-// The same of whoever created it or wrote a column of it last.
-bool is_written_by_another(const row_writers &writers, const std::string &writer);
 
 #endif

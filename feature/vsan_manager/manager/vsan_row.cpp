@@ -43,10 +43,6 @@ uint32_t row_vsan(row_bytes message) {
   return word(message, kRowAt);
 }
 
-bool row_has_copy(row_bytes message) {
-  return word(message, kCopyAt + offsetof(vsanRowCopy, magic)) == kRowCopyMagic;
-}
-
 // Returns whether the name has its end within its field.
 static bool read_name(row_bytes message, size_t offset, std::string &name) {
   const auto *field = reinterpret_cast<const char *>(message.data() + offset);
@@ -56,7 +52,7 @@ static bool read_name(row_bytes message, size_t offset, std::string &name) {
 }
 
 static int read_copy(row_bytes message, sent_row &row) {
-  if (!row_has_copy(message)) {
+  if (word(message, kCopyAt + offsetof(vsanRowCopy, magic)) != kRowCopyMagic) {
     return 0;
   }
   vsan_record &read = row.read.emplace();

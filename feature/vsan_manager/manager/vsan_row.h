@@ -19,9 +19,6 @@ using row_bytes = std::basic_string_view<uint8_t>;  // a whole vsanRowMessage
 // The VSAN that a request is about.
 uint32_t row_vsan(row_bytes message);
 
-// Whether a copy is behind the row: its sender has read it. The copy may be damaged.
-bool row_has_copy(row_bytes message);
-
 // Takes a row apart. Returns 0, or the status that tells what cannot be read; the values of `vsan` are not checked.
 int row_read(row_bytes message, sent_row &row);
 

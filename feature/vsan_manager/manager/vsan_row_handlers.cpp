@@ -31,17 +31,13 @@ int handle_vsan_get_next(switch_managers &managers, const message_request &reque
 }
 
 // Plans what the row does to a VSAN that is there, that its sender has just deleted, or that is new. A row that was
-// read before somebody else deleted the VSAN does not make it again, and one that was not read, which is how a creation
-// is sent, does not overwrite what somebody else created.
+// read before somebody else deleted the VSAN does not make it again.
 static int plan_row(switch_managers &managers, const sent_row &row, const std::string &writer, row_writers &writers,
                     switch_change &change) {
   const switch_state &state = managers.state;
   const vsan_record *present = find_vsan(state, row.vsan.id);
   if (present != nullptr) {
     writers = managers.writers[present->id];
-    if (!row.read && is_created_by_another(writers, writer)) {
-      return kStatusVsanConflict;
-    }
     return plan_vsan_set(state, merge_row(row, *present, writer, writers), row.row_status, change);
   }
   const dropped_vsan *taken = row.read ? find_dropped(managers.dropped, row.vsan.id) : nullptr;
@@ -74,19 +70,10 @@ int handle_vsan_set(switch_managers &managers, const message_request &request, m
   return status;
 }
 
-// Who deletes a VSAN without having read it, which is how a creation is undone, deletes nothing of somebody else's.
-static int plan_delete(switch_managers &managers, const message_request &request, switch_change &change) {
-  const uint32_t id = row_vsan(request.payload);
-  const int status = plan_vsan_delete(managers.state, id, change);
-  const bool foreign =
-      status == 0 && !row_has_copy(request.payload) && is_written_by_another(managers.writers[id], writer_of(request));
-  return foreign ? kStatusVsanConflict : status;
-}
-
 int handle_vsan_delete(switch_managers &managers, const message_request &request, message_reply &) {
   const uint32_t id = row_vsan(request.payload);
   switch_change change = change_begin(managers.state);
-  int status = plan_delete(managers, request, change);
+  int status = plan_vsan_delete(managers.state, id, change);
   if (status != 0) {
     return status;
   }
