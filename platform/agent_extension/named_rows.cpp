@@ -21,11 +21,8 @@ constexpr object_rule kObjectRules[] = {
 };
 
 const object_rule *find_rule(const netsnmp_handler_registration &registration) {
-  constexpr oid kRoot[] = {SWITCH_ROOT};
-  constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
   for (const object_rule &rule : kObjectRules) {
-    if (registration.rootoid_len >= kRootLength + rule.length &&
-        memcmp(registration.rootoid + kRootLength, rule.under, rule.length * sizeof(oid)) == 0) {
+    if (is_under_switch_root(registration.rootoid, registration.rootoid_len, rule.under, rule.length)) {
       return &rule;
     }
   }

@@ -17,7 +17,6 @@ namespace {
 
 // VSAN 0 is none: the module asks for it where a pair is hidden from restricted users.
 constexpr uint32_t kVsanIdMin = 1;
-constexpr uint32_t kVsanIdMax = 4095;
 constexpr size_t kGroupMax = VACM_MAX_STRING;
 
 std::vector<role> roles;

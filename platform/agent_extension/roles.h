@@ -9,6 +9,11 @@
 #include "platform/agent_extension/role_lists.h"
 #include "platform/bitset.h"
 
+inline constexpr uint32_t kVsanIdMax = 4095;
+
+// Detail of log_set_error: a restriction refused it, and not a manager.
+inline constexpr int kRefusedByRole = 584;
+
 // What a role may do with what belongs to no VSAN. The first is the strictest.
 enum class switch_right { none, read, write };
 

@@ -7,9 +7,6 @@
 namespace {
 
 constexpr char kRefused[] = "switch_agent_refused";
-constexpr int kRefusedByModule = 584;
-constexpr oid kRoot[] = {SWITCH_ROOT};
-constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
 
 // What belongs to no VSAN, by its name under the root. The module asks the role itself for what belongs to one.
 struct switch_object {
@@ -35,8 +32,7 @@ constexpr switch_object kSwitchObjects[] = {
 
 const switch_object *find_switch_object(const oid *name, size_t length) {
   for (const switch_object &each : kSwitchObjects) {
-    if (length >= kRootLength + each.length &&
-        snmp_oid_compare(name + kRootLength, each.length, each.name, each.length) == 0) {
+    if (is_under_switch_root(name, length, each.name, each.length)) {
       return &each;
     }
   }
@@ -86,7 +82,7 @@ void refuse_set(netsnmp_agent_request_info *info, netsnmp_request_info *requests
     netsnmp_request_add_list_data(each, netsnmp_create_data_list(kRefused, &mark, nullptr));
   }
   refuse_each(info, requests, SNMP_ERR_GENERR);
-  log_set_error(why, kRefusedByModule);
+  log_set_error(why, kRefusedByRole);
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ namespace {
 
 constexpr char kHandlerName[] = "switch_agent";
 constexpr oid kRoot[] = {SWITCH_ROOT};
+constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
 constexpr size_t kNameMax = 256;
 
 struct served_requests {
@@ -113,7 +114,6 @@ struct objects {
 };
 
 objects inject_everywhere() {
-  constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
   objects found = {};
   for (netsnmp_subtree *tree = netsnmp_subtree_find_first(""); tree != nullptr; tree = tree->next) {
     if (snmp_oidtree_compare(tree->name_a, tree->namelen, kRoot, kRootLength) != 0 || tree->namelen < kRootLength) {
@@ -144,6 +144,10 @@ __attribute__((constructor)) void watch_what_is_registered() {
 
 size_t served_pdu_objects() {
   return inject_everywhere().all;
+}
+
+bool is_under_switch_root(const oid *name, size_t length, const oid *numbers, size_t count) {
+  return length >= kRootLength + count && snmp_oid_compare(name + kRootLength, count, numbers, count) == 0;
 }
 
 int served_pdu_number() {

@@ -2,6 +2,8 @@
 #ifndef PLATFORM_AGENT_EXTENSION_SERVED_PDU_H
 #define PLATFORM_AGENT_EXTENSION_SERVED_PDU_H
 
+#include <net-snmp/net-snmp-config.h>
+#include <net-snmp/types.h>
 #include <stddef.h>
 
 #include "platform/agent_extension/roles.h"
@@ -15,6 +17,9 @@
 
 // The same for what was registered before; returns how many objects there are.
 size_t served_pdu_objects();
+
+// Whether an OID under the root goes on with these `count` numbers behind it.
+bool is_under_switch_root(const oid *name, size_t length, const oid *numbers, size_t count);
 
 // The number of the PDU that is being served; 0 when there is none.
 int served_pdu_number();

@@ -19,17 +19,28 @@ int kdx_enabled() {
   return is_kdx_enabled("fctimer", &enabled) == 0 ? enabled : -1;
 }
 
-TEST(SuccessorsRunDirectory, NothingInItIsRemovedByTheFirstOnesEnd) {
+// A switchd whose run directory was removed, and a second one that made it anew.
+struct SuccessorsRunDirectory : testing::Test {
   const temporary_directory directory;
   const std::string run_dir = directory.path + "/run";
-  std::string line;
-  const pid_t first = start_program(SWITCHD, {"--run-dir", run_dir, "--state", directory.path + "/first.db"},
-                                    directory.path + "/first.log", &line);
-  EXPECT_EQ("ready\n", line);
-  std::filesystem::remove_all(run_dir);
-  const pid_t second = start_program(SWITCHD, {"--run-dir", run_dir, "--state", directory.path + "/second.db"},
-                                     directory.path + "/second.log", &line);
-  EXPECT_EQ("ready\n", line);
+  pid_t first = 0;
+  pid_t second = 0;
+
+  void SetUp() override {
+    first = start("first");
+    std::filesystem::remove_all(run_dir);
+    second = start("second");
+  }
+  pid_t start(const std::string &name) {
+    std::string line;
+    const pid_t started = start_program(SWITCHD, {"--run-dir", run_dir, "--state", directory.path + "/" + name + ".db"},
+                                        directory.path + "/" + name + ".log", &line);
+    EXPECT_EQ("ready\n", line);
+    return started;
+  }
+};
+
+TEST_F(SuccessorsRunDirectory, NothingInItIsRemovedByTheFirstOnesEnd) {
   const auto files = [&] {
     std::set<std::string> names;
     for (const auto &each : std::filesystem::directory_iterator(run_dir)) {
@@ -46,17 +57,7 @@ TEST(SuccessorsRunDirectory, NothingInItIsRemovedByTheFirstOnesEnd) {
   EXPECT_EQ(0, wait_for_exit(second));
 }
 
-TEST(SuccessorsRunDirectory, ItsSharedPageIsLeftAloneByTheFirst) {
-  const temporary_directory directory;
-  const std::string run_dir = directory.path + "/run";
-  std::string line;
-  const pid_t first = start_program(SWITCHD, {"--run-dir", run_dir, "--state", directory.path + "/first.db"},
-                                    directory.path + "/first.log", &line);
-  EXPECT_EQ("ready\n", line);
-  std::filesystem::remove_all(run_dir);
-  const pid_t second = start_program(SWITCHD, {"--run-dir", run_dir, "--state", directory.path + "/second.db"},
-                                     directory.path + "/second.log", &line);
-  EXPECT_EQ("ready\n", line);
+TEST_F(SuccessorsRunDirectory, ItsSharedPageIsLeftAloneByTheFirst) {
   EXPECT_EQ(0, run_program(VSANCTL, {"--run-dir", run_dir, "kdx", "enable"}).code);
   ASSERT_EQ(0, platform_set_run_dir(run_dir.c_str()));
   platform_page_close();

@@ -1,60 +1,28 @@
 // Two agents on one run directory end each other's subscription to notifications again and again.
-#include <event2/event.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "platform/messaging/notification_wire.h"
-#include "platform/messaging/service_names.h"
-#include "switchd/log.h"
-#include "switchd/notification_server.h"
-#include "tests/unit/managers/programs.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "tests/unit/managers/notification_server_under_test.h"
 
 namespace {
 
-struct TwoAgents : switch_under_test {
-  event_base *base = nullptr;
-  notification_server *server = nullptr;
+struct TwoAgents : notification_server_under_test {
   pid_t first = -1;
   std::vector<int> sockets;
 
-  void SetUp() override {
-    switch_under_test::SetUp();
-    std::string error;
-    ASSERT_EQ(0, log_open("info", log_path(), error));
-    base = event_base_new();
-    server = notification_server_open(base, directory.path.c_str(), managers);
-    ASSERT_NE(nullptr, server);
-  }
   void TearDown() override {
     end_first();
     for (const int fd : sockets) {
       ::close(fd);
     }
-    notification_server_close(server);
-    event_base_free(base);
-    std::string error;
-    EXPECT_EQ(0, log_open("error", "", error));
-    switch_under_test::TearDown();
+    notification_server_under_test::TearDown();
   }
-  std::string log_path() const { return directory.path + "/log"; }
-  void turn() { event_base_loop(base, EVLOOP_NONBLOCK); }
   int subscribe() {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path, sizeof address.sun_path);
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0);
+    const int fd = connect_to_server();
     uint8_t buffer[kNotificationFrameMax];
     const size_t size = notification_frame_write({kNotificationSubscribe, 4711, 0, 0, nullptr, 0}, buffer);
-    if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-        send(fd, buffer, size, MSG_NOSIGNAL) != static_cast<ssize_t>(size)) {
-      ::close(fd);
-      return -1;
-    }
-    return fd;
+    return send(fd, buffer, size, MSG_NOSIGNAL) == static_cast<ssize_t>(size) ? fd : -1;
   }
   // The first agent is a process of its own, which subscribes and then only lives.
   void start_first() {
@@ -97,14 +65,7 @@ struct TwoAgents : switch_under_test {
     }
     return text + (size == 0 ? " closed" : " open");
   }
-  size_t refusals_in_log() const {
-    const std::string text = file_text(log_path());
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find("gets no notifications", at)) != std::string::npos; ++at) {
-      ++count;
-    }
-    return count;
-  }
+  size_t refusals_in_log() const { return lines_with("gets no notifications"); }
 };
 
 TEST_F(TwoAgents, TheSecondIsToldWhoHasItAndTheFirstKeepsIt) {
