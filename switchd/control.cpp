@@ -1,4 +1,4 @@
-#include "switchd/control.h"
+#include "control.h"
 
 #include <unistd.h>
 
@@ -6,11 +6,12 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
-#include "feature/port_manager/port_manager.h"
-#include "feature/vsan_manager/vsan_records.h"
-#include "platform/services/status_texts.h"
-#include "switchd/host.h"
-#include "switchd/log.h"
+#include "host.h"
+#include "log.h"
+#include "port_manager.h"
+#include "requests.h"
+#include "statuses.h"
+#include "vsan_values.h"
 
 using nlohmann::json;
 

@@ -1,4 +1,4 @@
-#include "switchd/host.h"
+#include "host.h"
 
 #include <errno.h>
 #include <event2/event.h>
@@ -11,16 +11,15 @@
 
 #include <algorithm>
 
-#include "feature/port_manager/port_manager.h"
-#include "feature/vsan_manager/manager/distribution_service.h"
-#include "feature/vsan_manager/vsan_records.h"
-#include "platform/messaging/local_socket.h"
+#include "control.h"
+#include "distribution_service.h"
+#include "local_socket.h"
+#include "log.h"
 #include "platform/run_dir.h"
-#include "platform/services.h"
-#include "platform/services/shared_page.h"
-#include "switchd/control.h"
-#include "switchd/log.h"
-#include "switchd/topology.h"
+#include "platform/shared_page.h"
+#include "port_manager.h"
+#include "requests.h"
+#include "topology.h"
 
 const std::array<hosted_service, 5> kHostedServices = {{
     {kServiceVsanManager, "vsan-manager", vsan_manager_handle, true},

@@ -8,9 +8,9 @@
 #include <chrono>
 #include <string>
 
-#include "feature/vsan_manager/manager/vsan_manager.h"
-#include "platform/messaging/message_server.h"
-#include "switchd/notification_server.h"
+#include "message_server.h"
+#include "notification_server.h"
+#include "vsan_manager/vsan_manager.h"
 
 struct event;
 struct event_base;

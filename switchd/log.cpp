@@ -1,4 +1,4 @@
-#include "switchd/log.h"
+#include "log.h"
 
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/services/log_limit.h"
+#include "log_limit.h"
 
 // The words that `log_open` takes for a level, from most to least.
 inline constexpr const char *kLogLevels[] = {"debug", "info", "warn", "error"};

@@ -12,9 +12,9 @@
 #include <systemd/sd-daemon.h>
 #endif
 
+#include "host.h"
+#include "log.h"
 #include "platform/run_dir.h"
-#include "switchd/host.h"
-#include "switchd/log.h"
 
 static constexpr char kFooter[] =
     "\nSIGTERM and SIGINT stop it cleanly, SIGHUP reopens the log file. It prints \"ready\" on standard output when "

@@ -1,4 +1,4 @@
-#include "switchd/notification_server.h"
+#include "notification_server.h"
 
 #include <errno.h>
 #include <event2/event.h>
@@ -14,11 +14,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/messaging/local_socket.h"
-#include "platform/messaging/notification_wire.h"
-#include "platform/messaging/service_names.h"
-#include "platform/messaging/socket_listener.h"
-#include "switchd/log.h"
+#include "local_socket.h"
+#include "log.h"
+#include "notification_frame.h"
+#include "requests.h"
+#include "socket_listener.h"
+#include "socket_path.h"
 
 static constexpr size_t kConnectionsMax = 8;
 static constexpr size_t kRefusedMax = 64;

@@ -8,7 +8,7 @@
 
 #include <stdint.h>
 
-#include "feature/vsan_manager/manager/vsan_manager.h"
+#include "vsan_manager/vsan_manager.h"
 
 struct event_base;
 struct notification_server;

@@ -1,4 +1,4 @@
-#include "switchd/topology.h"
+#include "topology.h"
 
 #include <stdio.h>
 #include <sys/random.h>
@@ -10,9 +10,11 @@
 #include <span>
 #include <string_view>
 
-#include "feature/vsan_manager/manager/vsan_rules.h"
 #include "platform/syserr.h"
-#include "switchd/topology_keys.h"
+#include "rules/vsan_rules.h"
+#include "topology_keys.h"
+#include "vsan_records.h"
+#include "vsan_values.h"
 
 // Where a problem is. The first one sticks.
 struct topology_reader {

@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "feature/vsan_manager/manager/switch_state.h"
+#include "state/switch_state.h"
 
 // The configuration of a switch without a topology file, as a change of an empty state.
 switch_change default_topology();

@@ -10,8 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "feature/vsan_manager/manager/plain_text.h"
-#include "feature/vsan_manager/manager/switch_state.h"
+#include "plain_text.h"
+#include "state/switch_state.h"
+#include "vsan_values.h"
 
 // Each reader takes one value into the target and returns an empty text, or what is wrong with the value.
 template <typename Target>

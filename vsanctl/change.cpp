@@ -1,13 +1,16 @@
 // vsanctl vsan …, interface …, timer …, switch …
 #include <string.h>
 
-#include "feature/port_manager/port_manager.h"
-#include "platform/messaging/big_endian.h"
-#include "platform/services.h"
-#include "platform/services/status_texts.h"
-#include "vsanctl/commands.h"
-#include "vsanctl/exchange.h"
-#include "vsanctl/rows.h"
+#include "big_endian.h"
+#include "commands.h"
+#include "exchange.h"
+#include "port_records.h"
+#include "record_words.h"
+#include "requests.h"
+#include "rows.h"
+#include "statuses.h"
+#include "vsan_records.h"
+#include "vsan_values.h"
 
 // Words for the values of row fields.
 using word_map = std::map<std::string, uint32_t>;
@@ -151,21 +154,18 @@ struct interface_options {
 
 static void move_interface(const interface_options &options) {
   const interface_row row = find_interface_row(options.interface);
-  std::vector<uint8_t> request(sizeof(vsanIfEntry));
-  put_be32(request.data() + offsetof(vsanIfEntry, ifIndex), row.index);
-  put_be32(request.data() + offsetof(vsanIfEntry, vsanIfVsan), options.vsan);
-  put_be32(request.data() + offsetof(vsanIfEntry, vsanIfRowStatus), kRowStatusActive);
+  const vsanIfEntry wanted = {row.index, options.vsan, 0, kRowStatusActive};
   ask_or_fail("interface " + options.interface + " was not moved",
-              {kServiceVsanManager, kOpInterfaceVsan, kMsgSet, request, 0},
+              {kServiceVsanManager, kOpInterfaceVsan, kMsgSet, record_bytes(wanted), 0},
               {{"vsan", std::to_string(options.vsan)}, {"interface", options.interface}});
 }
 
 static void set_interface(const interface_options &options, bool up) {
   const interface_row row = find_interface_row(options.interface);
-  std::vector<uint8_t> request(kInterfaceRecordSize);
-  put_be32(put_be32(request.data(), row.index), up ? 1 : 0);
+  const switch_interface wanted = {row.index, up ? 1U : 0U, {}};
   ask_or_fail("interface " + options.interface + " was not taken " + (up ? "up" : "down"),
-              {kServicePortManager, kOpInterface, kMsgSet, request, 0}, {{"interface", options.interface}});
+              {kServicePortManager, kOpInterface, kMsgSet, record_bytes(wanted), 0},
+              {{"interface", options.interface}});
 }
 
 static void add_interface_commands(CLI::App &app) {
@@ -192,16 +192,18 @@ struct timer_options {
 
 static void set_timer(const CLI::App &command, const timer_options &options) {
   const bool of_vsan = command.count("--vsan") > 0;
-  std::vector<uint8_t> request(sizeof(vsanFcTimerEntry));
-  put_be32(request.data() + offsetof(vsanFcTimerEntry, timer_type), options.key);
-  put_be32(request.data() + offsetof(vsanFcTimerEntry, timer_value), options.value);
-  request[offsetof(vsanFcTimerEntry, flag)] = of_vsan ? 1 : 0;
-  request[offsetof(vsanFcTimerEntry, force)] = options.force ? 1 : 0;
-  put_be32(request.data() + offsetof(vsanFcTimerEntry, vsan_id), options.vsan);
+  const vsanFcTimerEntry timer = {
+      .timer_type = options.key,
+      .timer_value = options.value,
+      .flag = of_vsan ? uint8_t{1} : uint8_t{0},
+      .force = options.force ? uint8_t{1} : uint8_t{0},
+      .vsan_id = options.vsan,
+      .reserved = 0,
+  };
   const timer_range &range = kTimerRanges[options.key - kTimerFirst];
   ask_or_fail(std::string(range.name) + " was not set (it can be " + std::to_string(range.low) + " to " +
                   std::to_string(range.high) + " ms)",
-              {kServiceVsanManager, kOpFcTimer, kMsgSet, request, 0},
+              {kServiceVsanManager, kOpFcTimer, kMsgSet, record_bytes(timer), 0},
               {{"value", std::to_string(options.value)}, {"vsan", std::to_string(options.vsan)}});
 }
 
@@ -228,10 +230,8 @@ struct switch_options {
 };
 
 static void set_latency(uint32_t type, uint32_t value, const char *name) {
-  std::vector<uint8_t> request(sizeof(vsanLatency));
-  put_be32(put_be32(request.data(), type), value);
   ask_or_fail(std::string(name) + " " + std::to_string(value) + " was not set",
-              {kServiceVsanManager, kOpLatency, kMsgSet, request, 0});
+              {kServiceVsanManager, kOpLatency, kMsgSet, record_bytes(vsanLatency{type, value, 0}), 0});
 }
 
 static void set_word(int opcode, uint32_t value, const char *name) {

@@ -1,4 +1,4 @@
-#include "vsanctl/exchange.h"
+#include "exchange.h"
 
 #include <errno.h>
 #include <pwd.h>
@@ -9,11 +9,11 @@
 
 #include <algorithm>
 
-#include "feature/vsan_manager/vsan_records.h"
 #include "platform/cmi.h"
 #include "platform/run_dir.h"
-#include "platform/services/status_texts.h"
 #include "platform/syserr.h"
+#include "requests.h"
+#include "statuses.h"
 
 // Which field a status is about.
 struct status_field {

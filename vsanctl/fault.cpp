@@ -1,12 +1,10 @@
 // vsanctl fault …: faults in switchd on purpose, for people who test what is in front of it.
 #include <nlohmann/json.hpp>
 
-#include "feature/vsan_manager/vsan_records.h"
-#include "platform/services.h"
-#include "switchd/control.h"
-#include "vsanctl/commands.h"
-#include "vsanctl/exchange.h"
-#include "vsanctl/writer.h"
+#include "commands.h"
+#include "exchange.h"
+#include "requests.h"
+#include "writer.h"
 
 using nlohmann::json;
 

@@ -6,10 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "commands.h"
+#include "exchange.h"
 #include "platform/run_dir.h"
-#include "platform/services/shared_page.h"
-#include "vsanctl/commands.h"
-#include "vsanctl/exchange.h"
+#include "platform/shared_page.h"
 
 static constexpr useconds_t kFollowEvery = 100000;  // microseconds
 

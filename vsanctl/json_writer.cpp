@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "vsanctl/writer.h"
+#include "writer.h"
 
 using json = nlohmann::ordered_json;
 

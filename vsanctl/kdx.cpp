@@ -1,10 +1,9 @@
 // vsanctl kdx …: distribution of the timers.
-#include "feature/vsan_manager/manager/distribution_service.h"
-#include "feature/vsan_manager/vsan_records.h"
-#include "platform/messaging/big_endian.h"
-#include "platform/services.h"
-#include "vsanctl/commands.h"
-#include "vsanctl/exchange.h"
+#include "commands.h"
+#include "distribution_records.h"
+#include "exchange.h"
+#include "record_words.h"
+#include "requests.h"
 
 enum class kdx_argument { none, on_off, vsan };
 
@@ -28,9 +27,8 @@ static constexpr kdx_row kCommands[] = {
 };
 
 static void command_kdx(const kdx_row &row, uint32_t argument) {
-  std::vector<uint8_t> request(8);
-  put_be32(put_be32(request.data(), row.command), row.argument == kdx_argument::none ? row.fixed : argument);
-  ask_or_fail(std::string("kdx ") + row.name, {kServiceDistribution, kOpDistribution, kMsgSet, request, 0},
+  const distribution_order order = {row.command, row.argument == kdx_argument::none ? row.fixed : argument};
+  ask_or_fail(std::string("kdx ") + row.name, {kServiceDistribution, kOpDistribution, kMsgSet, record_bytes(order), 0},
               {{"vsan", std::to_string(argument)}});
 }
 

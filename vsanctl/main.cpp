@@ -4,9 +4,9 @@
 
 #include <exception>
 
+#include "commands.h"
+#include "exchange.h"
 #include "platform/run_dir.h"
-#include "vsanctl/commands.h"
-#include "vsanctl/exchange.h"
 
 static constexpr char kFooter[] =
     "\nExit codes: 0 done; 1 switchd refused; 2 command line; 3 no switchd, no answer in time, or an answer that is "

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "feature/vsan_manager/vsan_records.h"
+#include "vsan_records.h"
 
 // Reads VSAN `id`. Returns the manager's status.
 int read_vsan(uint32_t id, vsanEntry &row);

@@ -4,18 +4,19 @@
 
 #include <nlohmann/json.hpp>
 
-#include "feature/vsan_manager/manager/distribution_service.h"
-#include "platform/messaging/big_endian.h"
+#include "commands.h"
+#include "distribution_records.h"
+#include "exchange.h"
 #include "platform/port_manager.h"
 #include "platform/run_dir.h"
-#include "platform/services.h"
-#include "platform/services/shared_page.h"
-#include "platform/services/status_texts.h"
-#include "switchd/control.h"
-#include "vsanctl/commands.h"
-#include "vsanctl/exchange.h"
-#include "vsanctl/rows.h"
-#include "vsanctl/writer.h"
+#include "platform/shared_page.h"
+#include "record_words.h"
+#include "requests.h"
+#include "rows.h"
+#include "statuses.h"
+#include "vsan_records.h"
+#include "vsan_values.h"
+#include "writer.h"
 
 using nlohmann::json;
 
@@ -117,31 +118,29 @@ static void show_timers(const writer &to, const show_options &options) {
 }
 
 static void show_kdx(const writer &to, const show_options &) {
-  const auto state = ask_or_fail("distribution",
-                                 {kServiceDistribution, kOpDistribution, kMsgGet, {}, size_t{kDistributionAnswerSize}});
-  const auto *owner = reinterpret_cast<const char *>(state.data() + kDistributionOwnerAt);
-  write_field(to, "enabled", get_be32(state.data()) != 0);
-  write_field(to, "show_running", get_be32(state.data() + 4) != 0);
-  write_field(to, "session", get_be32(state.data() + 8) != 0);
-  write_field(to, "owner", std::string(owner, strnlen(owner, kDistributionOwnerSize)));
-  write_field(to, "remote_lock", get_be32(state.data() + 16) != 0);
+  const auto bytes =
+      ask_or_fail("distribution", {kServiceDistribution, kOpDistribution, kMsgGet, {}, sizeof(distribution_status)});
+  const auto state = record_read<distribution_status>(bytes.data());
+  write_field(to, "enabled", state.enabled != 0);
+  write_field(to, "show_running", state.show_running != 0);
+  write_field(to, "session", state.open != 0);
+  write_field(to, "owner", std::string(state.owner, strnlen(state.owner, sizeof state.owner)));
+  write_field(to, "remote_lock", state.remote_lock != 0);
   write_table(to, "pending", {"vsan", "timer", "value"});
   walk("pending timers",
-       {kServiceDistribution, kOpPendingTimer, kMsgGetNext, std::vector<uint8_t>(kPendingTimerSize),
-        size_t{kPendingTimerSize}},
+       {kServiceDistribution, kOpPendingTimer, kMsgGetNext, record_bytes(pending_timer{}), sizeof(pending_timer)},
        kStatusNoEntry, [&](const std::vector<uint8_t> &answer, std::vector<uint8_t> &next) {
-         const uint32_t vsan = get_be32(answer.data());
-         const uint32_t key = get_be32(answer.data() + 4);
-         write_row(to, {vsan == 0 ? cell(std::string("switch")) : cell(number(vsan)),
-                        std::string(is_timer(key) ? kTimerWords[key - kTimerFirst] : "?"),
-                        number(get_be32(answer.data() + 8))});
+         const auto timer = record_read<pending_timer>(answer.data());
+         const uint32_t key = timer.key;
+         write_row(to, {timer.vsan == 0 ? cell(std::string("switch")) : cell(number(timer.vsan)),
+                        std::string(is_timer(key) ? kTimerWords[key - kTimerFirst] : "?"), number(timer.value)});
          next = answer;
        });
   write_table(to, "kept_out", {"vsan"});
   walk("VSANs kept out",
-       {kServiceDistribution, kOpKeptOut, kMsgGetNext, std::vector<uint8_t>(kKeptOutSize), size_t{kKeptOutSize}},
+       {kServiceDistribution, kOpKeptOut, kMsgGetNext, record_bytes(kept_out_vsan{}), sizeof(kept_out_vsan)},
        kStatusNoEntry, [&](const std::vector<uint8_t> &answer, std::vector<uint8_t> &next) {
-         write_row(to, {number(get_be32(answer.data()))});
+         write_row(to, {number(record_read<kept_out_vsan>(answer.data()).vsan)});
          next = answer;
        });
 }

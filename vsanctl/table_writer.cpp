@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "vsanctl/writer.h"
+#include "writer.h"
 
 struct printed_table {
   std::vector<std::vector<std::string>> rows;  // the first is the heading

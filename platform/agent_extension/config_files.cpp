@@ -1,4 +1,4 @@
-#include "platform/agent_extension/config_files.h"
+#include "config_files.h"
 
 #include <net-snmp/net-snmp-config.h>
 

@@ -1,4 +1,4 @@
-#include "platform/agent_extension/config_tokens.h"
+#include "config_tokens.h"
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/agent_extension/config_files.h"
+#include "config_files.h"
 
 namespace {
 

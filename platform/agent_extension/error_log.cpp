@@ -7,11 +7,11 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "log_limit.h"
 #include "platform/agent.h"
-#include "platform/agent_extension/served_pdu.h"
-#include "platform/services/log_limit.h"
-#include "platform/services/shared_page.h"
+#include "platform/shared_page.h"
 #include "platform/syserr.h"
+#include "served_pdu.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "platform/agent_extension/named_rows.h"
+#include "named_rows.h"
 
 #include <net-snmp/agent/old_api.h>
 #include <string.h>
 
-#include "platform/agent_extension/served_pdu.h"
+#include "served_pdu.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/agent_extension/notification_subscription.h"
+#include "notification_subscription.h"
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -14,12 +14,13 @@
 
 #include <vector>
 
+#include "notification_frame.h"
+#include "notification_message.h"
 #include "platform/agent.h"
-#include "platform/messaging/notification_message.h"
-#include "platform/messaging/notification_wire.h"
-#include "platform/messaging/served_pdu_scope.h"
-#include "platform/messaging/service_names.h"
 #include "platform/run_dir.h"
+#include "requests.h"
+#include "served_pdu_scope.h"
+#include "socket_path.h"
 
 namespace {
 

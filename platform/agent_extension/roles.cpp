@@ -1,4 +1,4 @@
-#include "platform/agent_extension/roles.h"
+#include "roles.h"
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -10,8 +10,8 @@
 
 #include <algorithm>
 
-#include "platform/agent_extension/config_tokens.h"
-#include "platform/services/status_texts.h"
+#include "config_tokens.h"
+#include "statuses.h"
 
 namespace {
 

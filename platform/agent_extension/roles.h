@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/agent_extension/role_lists.h"
 #include "platform/bitset.h"
+#include "role_lists.h"
 
 inline constexpr uint32_t kVsanIdMax = 4095;
 

@@ -1,14 +1,14 @@
 // What a role answers when the module asks.
-#include <arpa/inet.h>
 #include <errno.h>
 #include <stdlib.h>
-#include <string.h>
 
-#include "feature/vsan_manager/vsan_records.h"
 #include "platform/agent.h"
-#include "platform/agent_extension/served_pdu.h"
 #include "platform/cmi.h"
-#include "platform/services/status_texts.h"
+#include "record_words.h"
+#include "requests.h"
+#include "served_pdu.h"
+#include "statuses.h"
+#include "vsan_records.h"
 
 namespace {
 
@@ -21,8 +21,8 @@ bool holds(const vsan_set_t &set, uint32_t vsan) {
 
 // Asks the VSAN manager which VSAN the interface is in. Returns 0, or the status of an exchange that failed.
 int ask_for_vsan(uint32_t if_index, uint32_t *vsan) {
-  vsanIfEntry record = {};
-  record.ifIndex = htonl(if_index);
+  vsanIfEntry record = {if_index, 0, 0, 0};
+  record_swap(&record);
   uint32_t size = sizeof record;
   void *response = nullptr;
   int status = cmi_req_resp(kOpInterfaceVsan, kMsgGet, &record, &response, &size, nullptr, nullptr, kServiceVsanManager,
@@ -32,8 +32,7 @@ int ask_for_vsan(uint32_t if_index, uint32_t *vsan) {
     status = -1;
   }
   if (status == 0) {
-    memcpy(&record, response, sizeof record);
-    *vsan = ntohl(record.vsanIfVsan);
+    *vsan = record_read<vsanIfEntry>(static_cast<const uint8_t *>(response)).vsanIfVsan;
   }
   free(response);
   return status;

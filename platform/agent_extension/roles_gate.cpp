@@ -1,8 +1,8 @@
-#include "platform/agent_extension/roles_gate.h"
+#include "roles_gate.h"
 
 #include "platform/agent.h"
-#include "platform/agent_extension/served_pdu.h"
-#include "platform/services/status_texts.h"
+#include "served_pdu.h"
+#include "statuses.h"
 
 namespace {
 

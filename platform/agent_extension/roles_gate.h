@@ -8,7 +8,7 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include "platform/agent_extension/roles.h"
+#include "roles.h"
 
 // Whether the requests of one object, all of one PDU and one phase, go on to the module. If not, they are answered
 // here: a GET with noSuchInstance, a GETNEXT or GETBULK with nothing, so that the agent goes on to the next object, a

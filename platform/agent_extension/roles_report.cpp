@@ -1,12 +1,12 @@
-#include "platform/agent_extension/roles_report.h"
+#include "roles_report.h"
 
 #include <net-snmp/net-snmp-config.h>
 
 #include <net-snmp/net-snmp-includes.h>
 
-#include "platform/agent_extension/roles.h"
-#include "platform/agent_extension/served_pdu.h"
 #include "platform/syserr.h"
+#include "roles.h"
+#include "served_pdu.h"
 
 namespace {
 

@@ -1,14 +1,16 @@
-#include "platform/agent_extension/served_exchanges.h"
+#include "served_exchanges.h"
 
 #include <errno.h>
 #include <stddef.h>
 #include <string.h>
 
-#include "feature/vsan_manager/vsan_records.h"
-#include "platform/messaging/big_endian.h"
-#include "platform/messaging/repairs.h"
-#include "platform/messaging/served_pdu_scope.h"
+#include "big_endian.h"
 #include "platform/syserr.h"
+#include "repairs.h"
+#include "requests.h"
+#include "served_pdu_scope.h"
+#include "statuses.h"
+#include "vsan_records.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/agent_extension/served_pdu.h"
+#include "served_pdu.h"
 
 #include <net-snmp/net-snmp-config.h>
 
@@ -15,11 +15,12 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "named_rows.h"
 #include "platform/agent.h"
-#include "platform/agent_extension/named_rows.h"
-#include "platform/agent_extension/roles_gate.h"
-#include "platform/agent_extension/roles_report.h"
-#include "platform/agent_extension/served_exchanges.h"
+#include "roles_gate.h"
+#include "roles_report.h"
+#include "served_exchanges.h"
+#include "switch_root.h"
 
 namespace {
 

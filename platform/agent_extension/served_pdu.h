@@ -6,14 +6,11 @@
 #include <net-snmp/types.h>
 #include <stddef.h>
 
-#include "platform/agent_extension/roles.h"
+#include "roles.h"
 
-// The enterprise root under which objects tell us which PDU they are asked for.
-#define SWITCH_ROOT 1, 3, 6, 1, 4, 1, 32473, 9, 282
-
-// A handler of ours stands in front of every object under the root, from the moment this library is mapped: the first
-// library that needs it registers its objects after that. So objects are closed, not open, while the extension is not
-// loaded.
+// A handler of ours stands in front of every object under the switch's root, from the moment this library is mapped:
+// the first library that needs it registers its objects after that. So objects are closed, not open, while the
+// extension is not loaded.
 
 // The same for what was registered before; returns how many objects there are.
 size_t served_pdu_objects();

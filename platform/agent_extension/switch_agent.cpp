@@ -11,14 +11,14 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "platform/agent_extension/config_tokens.h"
-#include "platform/agent_extension/notification_subscription.h"
-#include "platform/agent_extension/roles.h"
-#include "platform/agent_extension/roles_report.h"
-#include "platform/agent_extension/served_exchanges.h"
-#include "platform/agent_extension/served_pdu.h"
+#include "config_tokens.h"
+#include "notification_subscription.h"
 #include "platform/run_dir.h"
-#include "platform/services/status_texts.h"
+#include "roles.h"
+#include "roles_report.h"
+#include "served_exchanges.h"
+#include "served_pdu.h"
+#include "statuses.h"
 
 namespace {
 

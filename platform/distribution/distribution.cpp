@@ -1,7 +1,6 @@
-#include "platform/distribution/distribution.h"
+#include "distribution.h"
 
-#include "feature/vsan_manager/vsan_records.h"
-#include "platform/services/status_texts.h"
+#include "statuses.h"
 
 static std::string single_remote_holder(void *context, const char *) {
   return static_cast<single_switch_fabric *>(context)->played_holder;

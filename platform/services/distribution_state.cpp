@@ -2,8 +2,8 @@
 #include <errno.h>
 #include <string.h>
 
+#include "page_layout.h"
 #include "platform/kdx.h"
-#include "platform/services/page_layout.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <string.h>
 #include <time.h>
 
+#include "page_layout.h"
 #include "platform/sdwrap.h"
-#include "platform/services/page_layout.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <stdio.h>
 #include <time.h>
 
+#include "page_layout.h"
 #include "platform/sdwrap.h"
-#include "platform/services/page_layout.h"
 
 namespace {
 

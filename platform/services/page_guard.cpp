@@ -1,4 +1,4 @@
-#include "platform/services/page_guard.h"
+#include "page_guard.h"
 
 #include <signal.h>
 #include <stdint.h>

@@ -5,8 +5,8 @@
 
 #include <stdint.h>
 
-#include "platform/services/shared_page.h"
-#include "platform/services/slot_ring.h"
+#include "platform/shared_page.h"
+#include "slot_ring.h"
 
 inline constexpr uint32_t kPageMagic = 0x56535750;
 inline constexpr uint32_t kPageVersion = 1;

@@ -1,5 +1,5 @@
 // Making, opening and keeping the page.
-#include "platform/services/shared_page.h"
+#include "platform/shared_page.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -11,9 +11,9 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "page_guard.h"
+#include "page_layout.h"
 #include "platform/run_dir.h"
-#include "platform/services/page_guard.h"
-#include "platform/services/page_layout.h"
 
 namespace {
 

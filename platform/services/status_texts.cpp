@@ -1,9 +1,8 @@
-#include "platform/services/status_texts.h"
+#include "platform/syserr.h"
 
 #include <stdio.h>
 
-#include "feature/vsan_manager/vsan_records.h"
-#include "platform/syserr.h"
+#include "statuses.h"
 
 namespace {
 
@@ -29,10 +28,8 @@ constexpr status_text kStatusTexts[] = {
     {kStatusUnknownOpcode, "unknown opcode"},
     {kStatusBadMessageType, "the opcode does not have this message type"},
     {kStatusWrongService, "the request is for another receiver"},
-    {kStatusInternal, "the manager failed; its log says why"},
     {kStatusStoreFailed, "the store could not be written; nothing was changed"},
     {kStatusAnswerTooLarge, "the answer does not fit a message"},
-    {kStatusNotAllowed, "the caller may read but not write"},
     {kStatusBusy, "the manager is busy"},
 
     {kStatusVsanRange, "VSAN id out of range: 1 to 4094"},
@@ -51,29 +48,22 @@ constexpr status_text kStatusTexts[] = {
     {kStatusTimerRange, "timer value out of range"},
     {kStatusTimerFlags, "a timer's flag and force bytes must be 0 or 1"},
     {kStatusNotificationRange, "notification control out of range: 1 (on) or 2 (off)"},
-    {kStatusTimerRelation, "E_D_TOV must be below R_A_TOV"},
     {kStatusNameMalformed, "VSAN name without an end in its field, or with a blank"},
     {kStatusRowCopyDamaged, "the copy of the row as it was read, which comes back with it, is damaged"},
 
     {kStatusTimerMustForce, "the VSAN is operational: its timers must be forced"},
-    {kStatusTooManyVsans, "too many VSANs"},
-    {kStatusTooManyInterfaces, "too many interfaces"},
     {kStatusNoInterface, "no such interface"},
-    {kStatusInterfaceExists, "the interface exists already"},
 
     {kStatusNoMembership, "the interface is not an active member of the VSAN"},
     {kStatusEndOfMemberships, "no further active membership"},
 
-    {kStatusNotDistributed, "the application is not distributed"},
     {kStatusDistributionOff, "distribution is off"},
     {kStatusNoSession, "no distribution session is open"},
     {kStatusSessionOpen, "a distribution session is open: commit or abort it first"},
     {kStatusSessionOther, "another user's distribution session is open"},
-    {kStatusNothingPending, "the session has no pending value"},
 
     {kStatusInterfaceDenied, "the user's role does not hold the interface"},
     {kStatusUnknownFault, "unknown kind of fault"},
-    {kStatusQueueEmpty, "the notification queue is empty"},
     {kStatusRoleClosed, "the user's role is closed: one of its configuration lines is malformed"},
     {kStatusNoGroup, "roles are in force and the user is in no group"},
     {kStatusNoExtension, "the agent extension is not loaded: its line \"dlmod switch_agent\" is missing"},

@@ -2,7 +2,7 @@
 #include <string.h>
 #include <time.h>
 
-#include "platform/services/page_layout.h"
+#include "page_layout.h"
 
 namespace {
 

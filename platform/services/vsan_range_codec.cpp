@@ -1,6 +1,7 @@
-#include "platform/services/vsan_range_codec.h"
+#include "vsan_range_codec.h"
 
-#include "platform/messaging/big_endian.h"
+#include "big_endian.h"
+#include "notification_payloads.h"
 #include "platform/vsan_range.h"
 
 namespace {

@@ -1,24 +1,15 @@
-// The payload of notification 145: a head, then the attributes that changed. Its readers are in platform/vsan_range.h.
-//
-// All big-endian words: format (kVsanRangeFormat), first, second, VSAN, created, third, fourth, fifth, number of
-// attributes; then for each attribute its key, its width in bytes, and its value. Nothing follows the last one.
+// Writes the payload of kNotifyVsanChange; its layout is in notification_payloads.h.
 #ifndef PLATFORM_SERVICES_VSAN_RANGE_CODEC_H
 #define PLATFORM_SERVICES_VSAN_RANGE_CODEC_H
 
 #include <stddef.h>
 #include <stdint.h>
 
+#include "notification_payloads.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-enum {
-  kVsanRangeFormat = 0x56524331,
-  kVsanRangeHeadSize = 36,
-  kVsanRangeAttributeSize = 12,
-  kVsanRangeAttributesMax = 32,
-  kVsanRangePayloadMax = kVsanRangeHeadSize + kVsanRangeAttributesMax * kVsanRangeAttributeSize,
-};
 
 // The head. A manager that does not group changes fills `vsan_id` and `is_vsan_created` and leaves the others 0.
 typedef struct {

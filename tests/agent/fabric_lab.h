@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "tests/agent/set_lab.h"
+#include "set_lab.h"
 
 namespace fabric_lab {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The timers of VSANs through a real snmpd: force flags, distribution sessions, what is refused.
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
 
 namespace {
 

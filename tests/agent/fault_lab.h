@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/agent/lab.h"
+#include "lab.h"
 
 namespace fault_lab {
 

@@ -1,4 +1,4 @@
-#include "tests/agent/lab.h"
+#include "lab.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -16,7 +16,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/agent/snmp_client.h"
+#include "snmp_client.h"
 
 namespace lab {
 

@@ -1,4 +1,4 @@
-#include "tests/agent/mib_file.h"
+#include "mib_file.h"
 
 // clang-format off
 #include <net-snmp/net-snmp-config.h>
@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "tests/agent/lab.h"
+#include "lab.h"
 
 namespace mib {
 namespace {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/agent/snmp_client.h"
+#include "snmp_client.h"
 
 namespace mib {
 

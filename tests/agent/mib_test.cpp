@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <map>
 
-#include "tests/agent/lab.h"
-#include "tests/agent/mib_file.h"
-#include "tests/agent/snmp_client.h"
+#include "lab.h"
+#include "mib_file.h"
+#include "snmp_client.h"
 
 namespace {
 

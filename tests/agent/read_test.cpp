@@ -7,8 +7,8 @@
 #include <chrono>
 #include <fstream>
 
-#include "tests/agent/lab.h"
-#include "tests/agent/snmp_client.h"
+#include "lab.h"
+#include "snmp_client.h"
 
 namespace {
 

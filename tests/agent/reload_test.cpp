@@ -9,8 +9,8 @@
 #include <set>
 #include <sstream>
 
-#include "tests/agent/lab.h"
-#include "tests/agent/snmp_client.h"
+#include "lab.h"
+#include "snmp_client.h"
 
 namespace {
 

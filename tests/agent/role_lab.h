@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
 
 namespace role_lab {
 

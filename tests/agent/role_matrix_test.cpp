@@ -2,7 +2,7 @@
 // that it prints when it fails.
 #include <functional>
 
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

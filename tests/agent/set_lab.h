@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/agent/lab.h"
-#include "tests/agent/snmp_client.h"
+#include "lab.h"
+#include "snmp_client.h"
 
 namespace set_lab {
 

@@ -1,9 +1,10 @@
-#include "tests/agent/set_model.h"
+#include "set_model.h"
 
 #include <algorithm>
 #include <sstream>
 
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
+#include "vsan_values.h"
 
 namespace set_model {
 namespace {

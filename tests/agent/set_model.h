@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/agent/snmp_client.h"
+#include "snmp_client.h"
 
 namespace set_model {
 

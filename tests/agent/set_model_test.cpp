@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <random>
 
-#include "tests/agent/fabric_lab.h"
-#include "tests/agent/set_model.h"
+#include "fabric_lab.h"
+#include "set_model.h"
 
 namespace {
 

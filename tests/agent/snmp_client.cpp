@@ -1,4 +1,4 @@
-#include "tests/agent/snmp_client.h"
+#include "snmp_client.h"
 
 // clang-format off
 #include <net-snmp/net-snmp-config.h>
@@ -11,7 +11,7 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "tests/agent/lab.h"
+#include "lab.h"
 
 namespace snmp {
 

@@ -1,4 +1,4 @@
-#include "tests/agent/trap_lab.h"
+#include "trap_lab.h"
 
 // clang-format off
 #include <net-snmp/net-snmp-config.h>
@@ -16,10 +16,11 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "big_endian.h"
 #include "platform/cmi.h"
-#include "platform/messaging/big_endian.h"
 #include "platform/mts.h"
 #include "platform/run_dir.h"
+#include "requests.h"
 
 namespace trap_lab {
 namespace {

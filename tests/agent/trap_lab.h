@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "tests/agent/lab.h"
-#include "tests/agent/snmp_client.h"
+#include "lab.h"
+#include "snmp_client.h"
 
 namespace trap_lab {
 

@@ -3,7 +3,7 @@
 // twice for each time that the agent is killed; at most 1,024 are kept for an agent that is away, the oldest go first
 // and are counted. From the agent on it is SNMP: a trap that nobody hears is gone, an inform is repeated for some
 // seconds.
-#include "tests/agent/trap_lab.h"
+#include "trap_lab.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

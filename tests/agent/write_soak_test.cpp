@@ -10,7 +10,7 @@
 #include <random>
 #include <thread>
 
-#include "tests/agent/set_lab.h"
+#include "set_lab.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // a refused PDU leaves behind.
 #include <nlohmann/json.hpp>
 
-#include "tests/agent/set_lab.h"
+#include "set_lab.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tests/agent/set_lab.h"
+#include "set_lab.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <random>
 #include <thread>
 
-#include "platform/messaging/message_wire.h"
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
+#include "message_frame.h"
 
 namespace {
 

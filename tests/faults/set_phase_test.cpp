@@ -2,8 +2,8 @@
 #include <chrono>
 #include <thread>
 
-#include "tests/agent/fault_lab.h"
-#include "tests/agent/set_lab.h"
+#include "fault_lab.h"
+#include "set_lab.h"
 
 namespace {
 

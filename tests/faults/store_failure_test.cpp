@@ -8,7 +8,7 @@
 #include <fstream>
 #include <thread>
 
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The frames of the two local protocols: what a receiver takes for a frame lies within its bytes and reads back as it
 // was.
-#include "platform/messaging/message_wire.h"
-#include "platform/messaging/notification_wire.h"
-#include "tests/fuzz/fuzz_input.h"
+#include "fuzz_input.h"
+#include "message_frame.h"
+#include "notification_frame.h"
 
 static void read_message(const std::vector<uint8_t> &bytes) {
   message_header header;

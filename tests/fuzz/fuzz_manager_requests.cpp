@@ -5,12 +5,12 @@
 #include <filesystem>
 #include <iterator>
 
-#include "feature/port_manager/port_manager.h"
-#include "feature/vsan_manager/manager/distribution_service.h"
-#include "feature/vsan_manager/manager/vsan_manager.h"
-#include "feature/vsan_manager/manager/vsan_rules.h"
-#include "feature/vsan_manager/vsan_records.h"
-#include "tests/fuzz/fuzz_input.h"
+#include "distribution_service.h"
+#include "fuzz_input.h"
+#include "port_manager.h"
+#include "rules/vsan_rules.h"
+#include "vsan_manager/vsan_manager.h"
+#include "vsan_values.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 // broken agent, might make them.
 #include <iterator>
 
-#include "tests/fuzz/fuzz_input.h"
-#include "tests/unit/module/mini_agent.h"
+#include "fuzz_input.h"
+#include "mini_agent.h"
 
 namespace {
 

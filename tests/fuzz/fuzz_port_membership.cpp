@@ -1,5 +1,5 @@
 // Payloads of notification 102 through the module's handler, with every answer that the identity service may give.
-#include "tests/fuzz/handled.h"
+#include "handled.h"
 
 namespace {
 

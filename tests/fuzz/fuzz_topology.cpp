@@ -5,9 +5,10 @@
 #include <set>
 #include <string>
 
-#include "feature/vsan_manager/manager/vsan_rules.h"
-#include "switchd/topology.h"
-#include "tests/fuzz/fuzz_input.h"
+#include "fuzz_input.h"
+#include "rules/vsan_rules.h"
+#include "topology.h"
+#include "vsan_values.h"
 
 static void check(const switch_change &change) {
   std::set<uint32_t> ids;

@@ -1,7 +1,7 @@
 // Payloads of notification 145 through its two readers and the module's handler.
-#include "platform/services/vsan_range_codec.h"
+#include "handled.h"
 #include "platform/vsan_range.h"
-#include "tests/fuzz/handled.h"
+#include "vsan_range_codec.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "tests/fuzz/fuzz_input.h"
-#include "tests/unit/module/fake_platform.h"
+#include "fake_platform.h"
+#include "fuzz_input.h"
 
 struct handled_varbind {
   std::vector<oid> name;

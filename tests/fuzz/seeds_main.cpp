@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/fuzz/fuzz_input.h"
+#include "fuzz_input.h"
 
 int main(int argc, char **argv) {
   size_t count = 0;

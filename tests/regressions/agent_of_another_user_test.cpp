@@ -1,6 +1,6 @@
 // A switchd of root and an agent that had given up root, as Debian's does, shared nothing: no answers, no history, no
 // distribution state.
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A group with a malformed role line still read and wrote scalars and interface rows.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

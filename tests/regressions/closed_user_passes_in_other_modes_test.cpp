@@ -9,7 +9,8 @@
 
 #include <initializer_list>
 
-#include "platform/agent_extension/served_pdu.h"
+#include "served_pdu.h"
+#include "switch_root.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // A destroy that is undone, or that is followed by a column of the same VSAN in one SET, leaves the VSAN without its
 // interfaces and timers.
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/unit/managers/programs.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "programs.h"
+#include "switch_under_test.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // A PDU was refused in ACTION by an agent that ends ACTION at its first failure; a value of it that had not been sent
 // went out with a later PDU.
-#include "tests/unit/module/module_test.h"
+#include "module_test.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A tenant took an interface out of a VSAN that was not its own into one that was.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <functional>
 
-#include "tests/agent/fabric_lab.h"
-#include "tests/agent/fault_lab.h"
+#include "fabric_lab.h"
+#include "fault_lab.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A vsanRoleInterfaces line without a vsanRole line of the same group restricted nobody.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

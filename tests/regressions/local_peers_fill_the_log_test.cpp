@@ -1,5 +1,6 @@
 // A process that is refused again and again, or sends nonsense again and again, fills switchd's log without limit.
-#include "tests/unit/managers/notification_server_under_test.h"
+#include "notification_server_under_test.h"
+#include "requests.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <chrono>
 
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "statuses.h"
+#include "switch_under_test.h"
 
 namespace {
 

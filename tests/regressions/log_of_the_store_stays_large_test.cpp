@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "tests/unit/managers/switch_under_test.h"
+#include "switch_under_test.h"
 
 namespace {
 

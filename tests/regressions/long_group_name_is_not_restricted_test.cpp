@@ -1,5 +1,5 @@
 // A role for a group whose name has 32 characters, the longest there is, restricted nobody.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The first membership traps were lost while the identity service did not answer: the notification was acknowledged,
 // although the handler could make no trap.
-#include "tests/agent/fabric_lab.h"
-#include "tests/agent/fault_lab.h"
+#include "fabric_lab.h"
+#include "fault_lab.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A VSAN name with a NUL in it was acknowledged, and stored up to the NUL.
-#include "tests/agent/set_lab.h"
+#include "set_lab.h"
 
 namespace {
 

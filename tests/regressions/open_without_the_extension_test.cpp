@@ -1,7 +1,7 @@
 // Without "dlmod switch_agent", after SIGHUP or after unloading it, every user saw and set everything.
 #include <filesystem>
 
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/agent/set_lab.h"
+#include "set_lab.h"
 
 namespace {
 

@@ -11,13 +11,13 @@
 #include <fstream>
 #include <functional>
 
+#include "client_call.h"
+#include "fake_manager.h"
+#include "local_socket.h"
+#include "page_layout.h"
 #include "platform/kdx.h"
-#include "platform/messaging/local_socket.h"
 #include "platform/sdwrap.h"
-#include "platform/services/page_layout.h"
-#include "tests/unit/platform/client_call.h"
-#include "tests/unit/platform/fake_manager.h"
-#include "tests/unit/platform/private_dir.h"
+#include "private_dir.h"
 
 namespace {
 

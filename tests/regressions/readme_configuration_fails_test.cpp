@@ -1,5 +1,5 @@
 // The lines of snmpd.conf in README.md failed when they were pasted.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

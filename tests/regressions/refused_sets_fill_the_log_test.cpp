@@ -1,7 +1,7 @@
 // Every refused SET wrote a line into the agent's log, without limit.
 #include <chrono>
 
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

@@ -6,10 +6,11 @@
 #include <thread>
 
 #include "platform/cmi.h"
-#include "platform/messaging/big_endian.h"
 #include "platform/run_dir.h"
-#include "tests/unit/managers/programs.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "programs.h"
+#include "requests.h"
+#include "switch_under_test.h"
+#include "vsan_records.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Role lines above the "dlmod switch_agent" line were unknown words, and restricted nobody.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A role with thousands of ranges held the agent for seconds at every GETNEXT of many varbinds.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

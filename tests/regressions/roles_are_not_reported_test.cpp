@@ -1,5 +1,5 @@
 // Nothing said which roles were in force, nor that a role was for a group that the agent does not know.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A SET of a timer of a VSAN that is kept out of distribution answered noError and changed the next VSAN's.
-#include "tests/agent/fabric_lab.h"
+#include "fabric_lab.h"
 
 namespace {
 

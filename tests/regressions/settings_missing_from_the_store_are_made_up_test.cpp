@@ -2,8 +2,10 @@
 // agent takes for a store's.
 #include <sqlite3.h>
 
-#include "feature/vsan_manager/manager/distribution_service.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "distribution_records.h"
+#include "distribution_service.h"
+#include "requests.h"
+#include "switch_under_test.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // A value that no switch can have is loaded from the store: one payload too large stops all notifications for good.
 #include <sqlite3.h>
 
-#include "tests/unit/managers/switch_under_test.h"
+#include "switch_under_test.h"
 
 namespace {
 

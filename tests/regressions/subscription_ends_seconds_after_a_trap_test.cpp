@@ -4,11 +4,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "platform/messaging/notification_wire.h"
-#include "platform/messaging/service_names.h"
-#include "switchd/log.h"
-#include "switchd/notification_server.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "log.h"
+#include "notification_frame.h"
+#include "notification_server.h"
+#include "requests.h"
+#include "socket_path.h"
+#include "switch_under_test.h"
 
 namespace {
 

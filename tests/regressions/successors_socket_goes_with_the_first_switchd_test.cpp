@@ -7,9 +7,9 @@
 
 #include "platform/kdx.h"
 #include "platform/run_dir.h"
-#include "platform/services/shared_page.h"
-#include "tests/unit/managers/programs.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "platform/shared_page.h"
+#include "programs.h"
+#include "switch_under_test.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A group restricted to its VSANs read and set every switch-wide object, and no line could close them.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <signal.h>
 #include <sys/wait.h>
 
-#include "platform/messaging/notification_wire.h"
-#include "tests/unit/managers/notification_server_under_test.h"
+#include "notification_frame.h"
+#include "notification_server_under_test.h"
 
 namespace {
 

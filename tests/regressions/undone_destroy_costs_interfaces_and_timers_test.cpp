@@ -2,9 +2,12 @@
 // its mark of being kept out of distribution.
 #include <string.h>
 
-#include "feature/vsan_manager/manager/distribution_service.h"
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "distribution_records.h"
+#include "distribution_service.h"
+#include "requests.h"
+#include "statuses.h"
+#include "switch_under_test.h"
+#include "vsan_records.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SQLite has no memory left for what its check of the store found, and switchd reads from a null pointer.
 #include <sqlite3.h>
 
-#include "tests/unit/managers/switch_under_test.h"
+#include "switch_under_test.h"
 
 static bool no_text;
 

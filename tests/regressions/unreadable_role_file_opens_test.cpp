@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

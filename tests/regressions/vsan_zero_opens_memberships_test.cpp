@@ -1,5 +1,5 @@
 // A role with VSAN 0 opened every membership to a GET, also of VSANs outside the role.
-#include "tests/agent/role_lab.h"
+#include "role_lab.h"
 
 namespace {
 

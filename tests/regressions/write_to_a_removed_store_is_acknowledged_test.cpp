@@ -1,8 +1,8 @@
 // Writes are acknowledged although the store was removed or replaced under switchd: they are gone after a restart.
 #include <filesystem>
 
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "statuses.h"
+#include "switch_under_test.h"
 
 namespace {
 

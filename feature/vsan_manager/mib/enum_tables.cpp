@@ -1,7 +1,7 @@
 // The VSAN manager's enumerations, each as a table of values and names. The values are a contract with the manager.
 #include <strings.h>
 
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "vsan_mib.h"
 
 namespace {
 

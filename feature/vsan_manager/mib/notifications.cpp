@@ -3,15 +3,17 @@
 
 #include <memory>
 
-#include "feature/vsan_manager/mib/channel.h"
-#include "feature/vsan_manager/mib/set_value.h"
-#include "feature/vsan_manager/mib/standard_error.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "module_frame/exchange.h"
+#include "module_frame/standard_error.h"
+#include "module_frame/trace.h"
+#include "module_frame/written_value.h"
 #include "platform/agent.h"
 #include "platform/cmi.h"
 #include "platform/mts.h"
 #include "platform/vsan_range.h"
+#include "requests.h"
+#include "vsan_mib.h"
+#include "vsan_values.h"
 
 using namespace vsan_mib;
 

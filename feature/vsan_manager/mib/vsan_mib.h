@@ -22,8 +22,8 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 // clang-format on
 
-#include "feature/vsan_manager/vsan_records.h"
 #include "platform/indxobj.h"
+#include "vsan_records.h"
 
 enum { kVsanMibObjects = 28, kVsanMibRootLen = 9 };
 

@@ -7,11 +7,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "platform/messaging/service_names.h"
-#include "switchd/log.h"
-#include "switchd/notification_server.h"
-#include "tests/unit/managers/programs.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "log.h"
+#include "notification_server.h"
+#include "programs.h"
+#include "requests.h"
+#include "socket_path.h"
+#include "switch_under_test.h"
 
 struct notification_server_under_test : switch_under_test {
   event_base *base = nullptr;

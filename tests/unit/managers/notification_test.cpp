@@ -7,14 +7,16 @@
 
 #include <deque>
 
-#include "platform/messaging/big_endian.h"
-#include "platform/messaging/notification_wire.h"
-#include "platform/messaging/service_names.h"
-#include "platform/services/status_texts.h"
+#include "big_endian.h"
+#include "log.h"
+#include "notification_frame.h"
+#include "notification_server.h"
 #include "platform/vsan_range.h"
-#include "switchd/log.h"
-#include "switchd/notification_server.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "requests.h"
+#include "socket_path.h"
+#include "statuses.h"
+#include "switch_under_test.h"
+#include "vsan_records.h"
 
 struct Notifications : switch_under_test {
   // "102 101 10>30" and "145 30 created admin oper", for each notification in the queue.

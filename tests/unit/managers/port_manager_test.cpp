@@ -1,9 +1,11 @@
 // Interfaces and active memberships.
-#include "feature/port_manager/port_manager.h"
+#include "port_manager.h"
 
-#include "platform/services.h"
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "port_records.h"
+#include "requests.h"
+#include "statuses.h"
+#include "switch_under_test.h"
+#include "vsan_records.h"
 
 struct PortManager : switch_under_test {
   message_reply membership(int msg_type, uint32_t vsan, uint32_t interface) {
@@ -11,7 +13,7 @@ struct PortManager : switch_under_test {
   }
   int admin(uint32_t index, uint32_t up) {
     bytes payload = words({index, up});
-    payload.resize(kInterfaceRecordSize);
+    payload.resize(sizeof(switch_interface));
     return ask_of(port_manager_handle, kOpInterface, kMsgSet, payload).status;
   }
   std::vector<std::pair<uint32_t, uint32_t>> all_memberships() {
@@ -80,12 +82,12 @@ TEST_F(PortManager, AnAbsentInterfaceOrABadStateIsRefused) {
 }
 
 TEST_F(PortManager, InterfacesAreReadInOrderWithTheirNames) {
-  bytes at(kInterfaceRecordSize);
+  bytes at(sizeof(switch_interface));
   std::vector<std::string> names;
   message_reply reply;
   while (names.size() < 10 && (reply = ask_of(port_manager_handle, kOpInterface, kMsgGetNext, at)).status == 0) {
     at = reply.payload;
-    names.emplace_back(reinterpret_cast<const char *>(at.data()) + kInterfaceNameAt);
+    names.emplace_back(reinterpret_cast<const char *>(at.data()) + offsetof(switch_interface, name));
   }
   EXPECT_EQ((std::vector<std::string>{"fc1/1", "fc1/2", "fc1/3", "fc1/4", "fc1/5"}), names);
   EXPECT_EQ(kStatusNoEntry, reply.status);

@@ -1,12 +1,14 @@
 // Rows that several clients read, change and write back; and VSANs that one of them deletes.
-#include "feature/vsan_manager/manager/row_merge.h"
+#include "vsan_manager/row_merge.h"
 
 #include <string.h>
 
-#include "feature/vsan_manager/vsan_row_copy.h"
-#include "platform/messaging/big_endian.h"
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "big_endian.h"
+#include "requests.h"
+#include "statuses.h"
+#include "switch_under_test.h"
+#include "vsan_records.h"
+#include "vsan_row_copy.h"
 
 struct RowMerge : switch_under_test {
   int set_as(const std::string &user, const vsanEntry &row) {

@@ -1,5 +1,5 @@
 // The store: what survives, what is refused, and what a failed write leaves.
-#include "feature/vsan_manager/manager/store.h"
+#include "store/store.h"
 
 #include <signal.h>
 #include <sqlite3.h>
@@ -10,9 +10,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "feature/port_manager/port_manager.h"
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "port_manager.h"
+#include "port_records.h"
+#include "requests.h"
+#include "statuses.h"
+#include "switch_under_test.h"
 
 struct Store : switch_under_test {
   // Runs SQL in the file, which no switch has open.
@@ -45,7 +47,7 @@ TEST_F(Store, EverythingSurvivesARestart) {
   ASSERT_EQ(0, ask(kOpInorderDelivery, kMsgSet, words({1})).status);
   ASSERT_EQ(0, ask(kOpNotificationControl, kMsgSet, words({2})).status);
   bytes down = words({102, 0});
-  down.resize(kInterfaceRecordSize);
+  down.resize(sizeof(switch_interface));
   ASSERT_EQ(0, ask_of(port_manager_handle, kOpInterface, kMsgSet, down).status);
   const switch_state before = managers.state;
   ASSERT_FALSE(before.notifications.empty());

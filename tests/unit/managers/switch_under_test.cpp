@@ -1,4 +1,4 @@
-#include "tests/unit/managers/switch_under_test.h"
+#include "switch_under_test.h"
 
 #include <sqlite3.h>
 #include <string.h>
@@ -6,7 +6,10 @@
 
 #include <filesystem>
 
-#include "platform/messaging/big_endian.h"
+#include "big_endian.h"
+#include "requests.h"
+#include "vsan_records.h"
+#include "vsan_values.h"
 
 temporary_directory::temporary_directory() {
   std::string pattern = (std::filesystem::temp_directory_path() / "managers-XXXXXX").string();

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "feature/vsan_manager/manager/vsan_manager.h"
-#include "feature/vsan_manager/vsan_records.h"
+#include "vsan_manager/vsan_manager.h"
+#include "vsan_records.h"
 
 using bytes = std::vector<uint8_t>;
 

@@ -1,7 +1,9 @@
 // Timers of the switch and of its VSANs, and their distribution.
-#include "feature/vsan_manager/manager/distribution_service.h"
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "distribution_records.h"
+#include "distribution_service.h"
+#include "requests.h"
+#include "statuses.h"
+#include "switch_under_test.h"
 
 struct Timers : switch_under_test {
   int set(uint32_t type, uint32_t value, uint32_t vsan = 0, bool force = false, const std::string &user = "operator") {
@@ -193,9 +195,9 @@ TEST_F(Distribution, StateAndListsAreReadableAndUnknownCommandsRefused) {
   ASSERT_EQ(0, set(7, 3000, 30, false, "ann"));
   ASSERT_EQ(0, command(kDistributionKeepOut, 20));
   const message_reply state = ask_of(distribution_handle, kOpDistribution, kMsgGet, {});
-  ASSERT_EQ(size_t{kDistributionAnswerSize}, state.payload.size());
+  ASSERT_EQ(size_t{84}, state.payload.size());
   EXPECT_EQ(words({1, 0, 1, 1, 0}), bytes(state.payload.begin(), state.payload.begin() + 20));
-  EXPECT_STREQ("ann", reinterpret_cast<const char *>(state.payload.data()) + kDistributionOwnerAt);
+  EXPECT_STREQ("ann", reinterpret_cast<const char *>(state.payload.data()) + 20);
   EXPECT_EQ(words({30, 7, 3000}), ask_of(distribution_handle, kOpPendingTimer, kMsgGetNext, words({0, 0, 0})).payload);
   EXPECT_EQ(kStatusNoEntry, ask_of(distribution_handle, kOpPendingTimer, kMsgGetNext, words({30, 7, 0})).status);
   EXPECT_EQ(words({20}), ask_of(distribution_handle, kOpKeptOut, kMsgGetNext, words({0})).payload);

@@ -1,11 +1,11 @@
 // Topology files: what they say, and how their errors are told.
-#include "switchd/topology.h"
+#include "topology.h"
 
 #include <stdlib.h>
 
 #include <fstream>
 
-#include "tests/unit/managers/switch_under_test.h"
+#include "switch_under_test.h"
 
 struct Topology : testing::Test {
   temporary_directory directory;

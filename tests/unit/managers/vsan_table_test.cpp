@@ -1,8 +1,10 @@
 // The VSAN and interface tables: what is answered, what is refused, and what follows from a change.
 #include <string.h>
 
-#include "platform/services/status_texts.h"
-#include "tests/unit/managers/switch_under_test.h"
+#include "requests.h"
+#include "statuses.h"
+#include "switch_under_test.h"
+#include "vsan_records.h"
 
 using VsanTable = switch_under_test;
 

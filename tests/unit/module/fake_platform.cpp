@@ -1,4 +1,4 @@
-#include "tests/unit/module/fake_platform.h"
+#include "fake_platform.h"
 
 #include <arpa/inet.h>
 #include <errno.h>
@@ -17,6 +17,9 @@
 #include "platform/syserr.h"
 #include "platform/sysmgr.h"
 #include "platform/vsan_range.h"
+#include "requests.h"
+#include "statuses.h"
+#include "vsan_records.h"
 
 namespace fake {
 namespace {

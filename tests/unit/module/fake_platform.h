@@ -11,9 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "feature/vsan_manager/mib/vsan_mib.h"
 #include "platform/agent.h"
 #include "platform/mts.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 namespace fake {
 

@@ -1,4 +1,4 @@
-#include "tests/unit/module/mini_agent.h"
+#include "mini_agent.h"
 
 #include <string.h>
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/module/fake_platform.h"
+#include "fake_platform.h"
 
 namespace mini {
 

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "feature/vsan_manager/mib/vsan_table_write/set_lists.h"
-#include "tests/unit/module/fake_platform.h"
-#include "tests/unit/module/mini_agent.h"
+#include "fake_platform.h"
+#include "mini_agent.h"
+#include "vsan_table_write/set_lists.h"
 
 class ModuleTest : public ::testing::Test {
  protected:

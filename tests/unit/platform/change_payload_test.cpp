@@ -2,8 +2,9 @@
 
 #include <vector>
 
-#include "platform/services/vsan_range_codec.h"
+#include "notification_payloads.h"
 #include "platform/vsan_range.h"
+#include "vsan_range_codec.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/sdwrap.h"
-#include "platform/services/shared_page.h"
+#include "platform/shared_page.h"
 #include "private_dir.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/messaging/message_server.h"
+#include "message_server.h"
 
 struct event_base;
 

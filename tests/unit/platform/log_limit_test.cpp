@@ -1,4 +1,4 @@
-#include "platform/services/log_limit.h"
+#include "log_limit.h"
 
 #include <gtest/gtest.h>
 

@@ -9,10 +9,9 @@
 
 #include "client_call.h"
 #include "fake_manager.h"
-#include "platform/messaging/local_socket.h"
-#include "platform/messaging/message_wire.h"
+#include "local_socket.h"
+#include "message_frame.h"
 #include "platform/run_dir.h"
-#include "platform/services.h"
 #include "private_dir.h"
 
 namespace {

@@ -8,12 +8,12 @@
 
 #include "client_call.h"
 #include "fake_manager.h"
-#include "platform/messaging/local_socket.h"
-#include "platform/messaging/message_wire.h"
+#include "local_socket.h"
+#include "message_frame.h"
 #include "platform/run_dir.h"
-#include "platform/services/status_texts.h"
 #include "private_dir.h"
 #include "raw_client.h"
+#include "statuses.h"
 
 namespace {
 

@@ -10,11 +10,10 @@
 
 #include "client_call.h"
 #include "fake_manager.h"
-#include "platform/messaging/message_wire.h"
-#include "platform/services.h"
-#include "platform/services/status_texts.h"
+#include "message_frame.h"
 #include "private_dir.h"
 #include "raw_client.h"
+#include "statuses.h"
 
 namespace {
 

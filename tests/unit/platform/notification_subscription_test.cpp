@@ -15,10 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "local_socket.h"
+#include "notification_frame.h"
 #include "platform/agent.h"
 #include "platform/cmi.h"
-#include "platform/messaging/local_socket.h"
-#include "platform/messaging/notification_wire.h"
 #include "platform/mts.h"
 #include "platform/run_dir.h"
 #include "private_dir.h"

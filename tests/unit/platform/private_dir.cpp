@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "platform/run_dir.h"
-#include "platform/services/shared_page.h"
+#include "platform/shared_page.h"
 
 private_dir::private_dir() {
   char name[] = "/tmp/vsanXXXXXX";

@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include "platform/messaging/message_wire.h"
+#include "message_frame.h"
 
 // Connects to the VSAN manager of the run directory; receiving waits two seconds at most. Returns -1 when refused.
 inline int connect_raw(const std::string &run_dir) {

@@ -6,10 +6,10 @@
 
 #include "client_call.h"
 #include "fake_manager.h"
-#include "platform/messaging/repairs.h"
-#include "platform/messaging/served_pdu_scope.h"
-#include "platform/services.h"
 #include "private_dir.h"
+#include "repairs.h"
+#include "requests.h"
+#include "served_pdu_scope.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/agent_extension/role_lists.h"
+#include "role_lists.h"
 
 #include <gtest/gtest.h>
 

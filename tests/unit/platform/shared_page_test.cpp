@@ -1,4 +1,4 @@
-#include "platform/services/shared_page.h"
+#include "platform/shared_page.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -13,10 +13,10 @@
 #include <string>
 #include <thread>
 
+#include "page_layout.h"
 #include "platform/kdx.h"
 #include "platform/run_dir.h"
 #include "platform/sdwrap.h"
-#include "platform/services/page_layout.h"
 #include "private_dir.h"
 
 namespace {

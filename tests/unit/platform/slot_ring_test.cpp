@@ -1,4 +1,4 @@
-#include "platform/services/slot_ring.h"
+#include "slot_ring.h"
 
 #include <gtest/gtest.h>
 

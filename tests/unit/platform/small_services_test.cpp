@@ -8,13 +8,12 @@
 
 #include <string>
 
-#include "feature/vsan_manager/vsan_records.h"
 #include "platform/bitset.h"
 #include "platform/sdwrap.h"
-#include "platform/services/status_texts.h"
 #include "platform/syserr.h"
 #include "platform/sysmgr.h"
 #include "private_dir.h"
+#include "statuses.h"
 
 namespace {
 
@@ -45,7 +44,7 @@ TEST(StatusTexts, UnknownStatusesShowTheirNumber) {
 
 TEST(StatusTexts, OwnStatusesAllHaveATextThatFitsAnErrorRecord) {
   for (const int status : {int{kStatusMalformed}, int{kStatusVsanReserved}, int{kStatusEndOfMemberships},
-                           int{kStatusSessionOther}, int{kStatusInterfaceDenied}, int{kStatusQueueEmpty}}) {
+                           int{kStatusSessionOther}, int{kStatusInterfaceDenied}, int{kStatusRolesUnknown}}) {
     EXPECT_EQ(strstr(syserr2str(status), "status 0x"), nullptr) << status;
     EXPECT_LT(strlen(syserr_format(status)), 159U);
   }

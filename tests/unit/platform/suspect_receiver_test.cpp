@@ -4,8 +4,8 @@
 
 #include "client_call.h"
 #include "fake_manager.h"
-#include "platform/services.h"
 #include "private_dir.h"
+#include "requests.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/services/shared_page.h"
+#include "platform/shared_page.h"
 #include "private_dir.h"
 
 namespace {

@@ -1,13 +1,16 @@
 // The per-VSAN timers and their force flag. A timer is one row of kTimers; its ACTION sends one request, and nothing is
 // undone.
-#include "feature/vsan_manager/mib/channel.h"
-#include "feature/vsan_manager/mib/fc_timer_state.h"
-#include "feature/vsan_manager/mib/oid_index.h"
-#include "feature/vsan_manager/mib/restriction.h"
-#include "feature/vsan_manager/mib/set_value.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "fabric_write/force_flags.h"
+#include "module_frame/exchange.h"
+#include "module_frame/oid_index.h"
+#include "module_frame/restriction.h"
+#include "module_frame/trace.h"
+#include "module_frame/written_value.h"
 #include "platform/sysmgr.h"
+#include "requests.h"
+#include "statuses.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 using namespace vsan_mib;
 

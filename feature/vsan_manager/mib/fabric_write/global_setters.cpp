@@ -1,11 +1,13 @@
 // The switch-wide timers, latencies and in-order delivery: one row of the tables below each, one sender for all.
 // Nothing is kept between phases and nothing is undone.
-#include "feature/vsan_manager/mib/channel.h"
-#include "feature/vsan_manager/mib/set_value.h"
-#include "feature/vsan_manager/mib/standard_error.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "module_frame/exchange.h"
+#include "module_frame/standard_error.h"
+#include "module_frame/trace.h"
+#include "module_frame/written_value.h"
 #include "platform/sysmgr.h"
+#include "requests.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 using namespace vsan_mib;
 

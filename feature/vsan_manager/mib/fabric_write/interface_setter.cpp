@@ -1,9 +1,11 @@
 // Moving an interface into another VSAN: its row is read, changed and sent back. Nothing is undone.
-#include "feature/vsan_manager/mib/channel.h"
-#include "feature/vsan_manager/mib/oid_index.h"
-#include "feature/vsan_manager/mib/set_value.h"
-#include "feature/vsan_manager/mib/standard_error.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "module_frame/exchange.h"
+#include "module_frame/oid_index.h"
+#include "module_frame/standard_error.h"
+#include "module_frame/written_value.h"
+#include "requests.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 using namespace vsan_mib;
 

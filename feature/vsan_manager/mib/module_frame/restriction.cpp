@@ -1,9 +1,10 @@
-#include "feature/vsan_manager/mib/restriction.h"
+#include "module_frame/restriction.h"
 
 #include <stdio.h>
 
 #include "platform/agent.h"
 #include "platform/syserr.h"
+#include "statuses.h"
 
 namespace vsan_mib {
 

@@ -1,8 +1,10 @@
-#include "feature/vsan_manager/mib/row_message.h"
+#include "module_frame/row_message.h"
 
 #include <string.h>
 
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "requests.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 namespace vsan_mib {
 namespace {

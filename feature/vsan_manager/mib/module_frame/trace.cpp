@@ -1,4 +1,4 @@
-#include "feature/vsan_manager/mib/trace.h"
+#include "module_frame/trace.h"
 
 #include <stdarg.h>
 #include <stdint.h>

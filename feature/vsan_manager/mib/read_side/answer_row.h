@@ -2,7 +2,7 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_READ_SIDE_ANSWER_ROW_H
 #define FEATURE_VSAN_MANAGER_MIB_READ_SIDE_ANSWER_ROW_H
 
-#include "feature/vsan_manager/vsan_records.h"
+#include "vsan_records.h"
 
 namespace vsan_mib {
 

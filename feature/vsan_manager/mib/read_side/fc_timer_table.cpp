@@ -1,15 +1,18 @@
 // GET and GETNEXT of the per-VSAN timers: find the VSAN, ask for one timer of it, running or pending.
 #include <string.h>
 
-#include "feature/vsan_manager/mib/fc_timer_state.h"
-#include "feature/vsan_manager/mib/object_magic.h"
-#include "feature/vsan_manager/mib/oid_index.h"
-#include "feature/vsan_manager/mib/read_side/answer_row.h"
-#include "feature/vsan_manager/mib/restriction.h"
-#include "feature/vsan_manager/mib/row_message.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "fabric_write/force_flags.h"
+#include "module_frame/oid_index.h"
+#include "module_frame/restriction.h"
+#include "module_frame/row_message.h"
+#include "module_frame/trace.h"
+#include "objects/object_magic.h"
 #include "platform/kdx.h"
+#include "read_side/answer_row.h"
+#include "requests.h"
+#include "statuses.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 using namespace vsan_mib;
 

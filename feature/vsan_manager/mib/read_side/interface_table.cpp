@@ -1,11 +1,14 @@
 // GET and GETNEXT of the interface membership table. Every call is one message; nothing is cached.
 #include <string.h>
 
-#include "feature/vsan_manager/mib/channel.h"
-#include "feature/vsan_manager/mib/object_magic.h"
-#include "feature/vsan_manager/mib/oid_index.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "module_frame/exchange.h"
+#include "module_frame/oid_index.h"
+#include "module_frame/trace.h"
+#include "objects/object_magic.h"
+#include "requests.h"
+#include "statuses.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 using namespace vsan_mib;
 

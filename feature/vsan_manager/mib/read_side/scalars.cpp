@@ -1,8 +1,10 @@
 // GET of the ten scalars: one exchange each, nothing kept.
-#include "feature/vsan_manager/mib/channel.h"
-#include "feature/vsan_manager/mib/object_magic.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "module_frame/exchange.h"
+#include "module_frame/trace.h"
+#include "objects/object_magic.h"
+#include "requests.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 // Last: it uses the agent's types without including them.
 #include <net-snmp/agent/util_funcs/header_generic.h>

@@ -1,13 +1,15 @@
 // The VSAN table's columns other than row status: one row of kSetters a column, one procedure for all.
 // RESERVE1 checks; the later phases are the set lists' (see set_lists.h for the chart).
-#include "feature/vsan_manager/mib/object_magic.h"
-#include "feature/vsan_manager/mib/restriction.h"
-#include "feature/vsan_manager/mib/set_value.h"
-#include "feature/vsan_manager/mib/standard_error.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
-#include "feature/vsan_manager/mib/vsan_table_write/set_lists.h"
+#include "module_frame/restriction.h"
+#include "module_frame/standard_error.h"
+#include "module_frame/trace.h"
+#include "module_frame/written_value.h"
+#include "objects/object_magic.h"
 #include "platform/agent.h"
+#include "statuses.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
+#include "vsan_table_write/set_lists.h"
 
 using namespace vsan_mib;
 

@@ -15,16 +15,19 @@
 //                UNDO      nothing                                   SET of the saved row
 //
 //   COMMIT and FREE drop whatever of the VSAN is still listed. All other values are refused in RESERVE1.
-#include "feature/vsan_manager/mib/oid_index.h"
-#include "feature/vsan_manager/mib/read_side/answer_row.h"
-#include "feature/vsan_manager/mib/restriction.h"
-#include "feature/vsan_manager/mib/row_message.h"
-#include "feature/vsan_manager/mib/set_value.h"
-#include "feature/vsan_manager/mib/standard_error.h"
-#include "feature/vsan_manager/mib/trace.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
-#include "feature/vsan_manager/mib/vsan_table_write/set_lists.h"
+#include "module_frame/oid_index.h"
+#include "module_frame/restriction.h"
+#include "module_frame/row_message.h"
+#include "module_frame/standard_error.h"
+#include "module_frame/trace.h"
+#include "module_frame/written_value.h"
 #include "platform/syserr.h"
+#include "read_side/answer_row.h"
+#include "requests.h"
+#include "statuses.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
+#include "vsan_table_write/set_lists.h"
 
 using namespace vsan_mib;
 

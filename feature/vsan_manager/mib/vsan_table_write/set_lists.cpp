@@ -1,15 +1,18 @@
 // One PDU, one row, one message: the columns of a row are gathered here and sent together.
-#include "feature/vsan_manager/mib/vsan_table_write/set_lists.h"
+#include "vsan_table_write/set_lists.h"
 
 #include <string.h>
 
-#include "feature/vsan_manager/mib/object_magic.h"
-#include "feature/vsan_manager/mib/oid_index.h"
-#include "feature/vsan_manager/mib/row_message.h"
-#include "feature/vsan_manager/mib/set_value.h"
-#include "feature/vsan_manager/mib/trace.h"
+#include "module_frame/oid_index.h"
+#include "module_frame/row_message.h"
+#include "module_frame/trace.h"
+#include "module_frame/written_value.h"
+#include "objects/object_magic.h"
 #include "platform/agent.h"
 #include "platform/syserr.h"
+#include "requests.h"
+#include "statuses.h"
+#include "vsan_records.h"
 
 namespace vsan_mib {
 namespace {

@@ -22,8 +22,9 @@
 
 #include <memory>
 
-#include "feature/vsan_manager/mib/channel.h"
-#include "feature/vsan_manager/mib/vsan_mib.h"
+#include "module_frame/exchange.h"
+#include "vsan_mib.h"
+#include "vsan_records.h"
 
 namespace vsan_mib {
 

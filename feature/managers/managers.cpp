@@ -1,0 +1,76 @@
+// Committing changes, and what every manager needs around it.
+#include <algorithm>
+
+#include "plain_text.h"
+#include "platform/syserr.h"
+#include "state/change_effects.h"
+#include "statuses.h"
+#include "vsan_manager/vsan_manager.h"
+
+static bool changes_nothing(const switch_state &state, const switch_change &change) {
+  return change.vsans.empty() && change.vsans_removed.empty() && change.interfaces.empty() && change.timers.empty() &&
+         change.pending.empty() && change.kept_out.empty() && change.taken == 0 && change.settings == state.settings;
+}
+
+static void log_line(const switch_managers &managers, const std::string &line) {
+  if (managers.log != nullptr) {
+    managers.log(managers.context, line);
+  }
+}
+
+int managers_commit(switch_managers &managers, switch_change &change) {
+  if (changes_nothing(managers.state, change)) {
+    return 0;
+  }
+  // First, so that what was acknowledged neither fills the queue nor counts as dropped.
+  change.taken = std::max(change.taken, managers.acknowledged);
+  const uint64_t not_dropped = std::min(managers.dropped_yet_taken, change.settings.dropped_notifications);
+  change.settings.dropped_notifications -= not_dropped;
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  change_complete(managers.state, change, now);
+  const bool was_open = managers.state.settings.distribution.open != 0;
+  const bool will_be_open = change.settings.distribution.open != 0;
+  std::string error;
+  if (store_write(managers.kept, managers.state, change, error) != 0) {
+    log_line(managers, "the change was not made: " + error);
+    if (!was_open && will_be_open) {
+      distribution_release(managers.engine);
+    }
+    return kStatusStoreFailed;
+  }
+  state_apply(managers.state, change);
+  managers.dropped_yet_taken -= not_dropped;
+  if (was_open && !will_be_open) {
+    distribution_release(managers.engine);
+    ++managers.sessions_closed;
+  }
+  for (const vsan_record &vsan : change.vsans) {
+    managers.dropped.erase(vsan.id);  // it is there, however it came
+  }
+  if (managers.changed != nullptr) {
+    managers.changed(managers.context);
+  }
+  return 0;
+}
+
+int managers_first_start(switch_managers &managers, switch_change &change, std::string &error) {
+  if (store_write(managers.kept, managers.state, change, error) != 0) {
+    return -1;
+  }
+  state_apply(managers.state, change);
+  return 0;
+}
+
+void managers_refuse(switch_managers &managers, const message_request &request, int status, const std::string &what) {
+  uint32_t left_out = 0;
+  if (!log_limit_take(&managers.refusals, log_limit_now(), &left_out)) {
+    return;
+  }
+  if (left_out > 0) {
+    log_line(managers, std::to_string(left_out) + " lines like the next one were left out");
+  }
+  log_line(managers, "refused opcode " + std::to_string(request.opcode) + " type " + std::to_string(request.msg_type) +
+                         " of user '" + printable(request.user) + "' (uid " + std::to_string(request.peer_uid) +
+                         ", pid " + std::to_string(request.peer_pid) + "): " + what + ": " + syserr2str(status));
+}

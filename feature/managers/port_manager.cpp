@@ -1,0 +1,101 @@
+#include "port_manager.h"
+
+#include <algorithm>
+
+#include "opcode_table.h"
+#include "port_records.h"
+#include "record_words.h"
+#include "requests.h"
+#include "rules/vsan_rules.h"
+#include "statuses.h"
+#include "vsan_values.h"
+
+using membership = std::pair<uint32_t, uint32_t>;
+
+static bool vsan_is_active(const switch_state &state, uint32_t id) {
+  const vsan_record *vsan = find_vsan(state, id);
+  return vsan != nullptr && vsan->admin_state == kAdminActive;
+}
+
+bool next_active_membership(const switch_state &state, membership after, membership &found) {
+  auto at = state.memberships_up.upper_bound(after);
+  while (at != state.memberships_up.end() && !vsan_is_active(state, at->first)) {
+    at = state.memberships_up.upper_bound({at->first, UINT32_MAX});  // over the whole VSAN
+  }
+  if (at == state.memberships_up.end()) {
+    return false;
+  }
+  found = *at;
+  return true;
+}
+
+static int answer_membership(const switch_state &state, const membership &pair, message_reply &reply) {
+  const uint8_t is_static = find_interface(state, pair.second)->is_static ? 1 : 0;
+  reply.payload = record_bytes(active_membership{pair.first, pair.second, is_static, {}});
+  return 0;
+}
+
+static membership asked_membership(const message_request &request) {
+  const auto asked = record_read<active_membership>(request.payload.data());
+  return {asked.vsan, asked.interface};
+}
+
+static int membership_get(switch_managers &managers, const message_request &request, message_reply &reply) {
+  const membership pair = asked_membership(request);
+  if (!managers.state.memberships_up.contains(pair) || !vsan_is_active(managers.state, pair.first)) {
+    return kStatusNoMembership;
+  }
+  return answer_membership(managers.state, pair, reply);
+}
+
+static int membership_get_next(switch_managers &managers, const message_request &request, message_reply &reply) {
+  membership pair;
+  if (!next_active_membership(managers.state, asked_membership(request), pair)) {
+    return kStatusEndOfMemberships;
+  }
+  return answer_membership(managers.state, pair, reply);
+}
+
+static switch_interface asked_interface(const message_request &request) {
+  return record_read<switch_interface>(request.payload.data());
+}
+
+static int answer_interface(const interface_record *interface, message_reply &reply) {
+  if (interface == nullptr) {
+    return kStatusNoEntry;
+  }
+  switch_interface record = {interface->index, interface->up ? 1U : 0U, {}};
+  std::ranges::copy(interface->name, record.name);
+  reply.payload = record_bytes(record);
+  return 0;
+}
+
+static int interface_get(switch_managers &managers, const message_request &request, message_reply &reply) {
+  return answer_interface(find_interface(managers.state, asked_interface(request).index), reply);
+}
+
+static int interface_get_next(switch_managers &managers, const message_request &request, message_reply &reply) {
+  return answer_interface(next_interface(managers.state, asked_interface(request).index), reply);
+}
+
+static int interface_set(switch_managers &managers, const message_request &request, message_reply &) {
+  const switch_interface wanted = asked_interface(request);
+  if (wanted.up > 1) {
+    return kStatusAdminStateRange;
+  }
+  switch_change change = change_begin(managers.state);
+  const int status = plan_interface_admin(managers.state, wanted.index, wanted.up == 1, change);
+  return status != 0 ? status : managers_commit(managers, change);
+}
+
+static constexpr opcode_row kOpcodes[] = {
+    {kOpActiveMembership, kMsgGet, sizeof(active_membership), membership_get},
+    {kOpActiveMembership, kMsgGetNext, sizeof(active_membership), membership_get_next},
+    {kOpInterface, kMsgGet, sizeof(switch_interface), interface_get},
+    {kOpInterface, kMsgGetNext, sizeof(switch_interface), interface_get_next},
+    {kOpInterface, kMsgSet, sizeof(switch_interface), interface_set},
+};
+
+void port_manager_handle(void *context, const message_request &request, message_reply &reply) {
+  answer_by_table(kOpcodes, *static_cast<switch_managers *>(context), request, reply);
+}

@@ -1,0 +1,56 @@
+// The request channel: one exchange with a manager a call.
+#ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_EXCHANGE_H
+#define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_EXCHANGE_H
+
+#include <stdint.h>
+#include <stdlib.h>
+
+#include <memory>
+
+#include "requests.h"
+
+namespace vsan_mib {
+
+struct free_buffer {
+  void operator()(void *buffer) const { free(buffer); }
+};
+using response_ptr = std::unique_ptr<void, free_buffer>;
+
+struct answer {
+  int status;            // 0, a manager's status, or -1 with `errno`
+  response_ptr payload;  // may be there although the status is not 0, and missing although it is
+  uint32_t size;         // of the payload, as the platform says
+
+  bool complete() const { return status == 0 && payload != nullptr; }
+};
+
+// Who asks, and whom. Reads are made in nobody's name.
+struct exchange_party {
+  const char *user = nullptr;
+  const char *session = nullptr;
+  int service = kServiceVsanManager;
+};
+
+// Asks for `size` bytes of request (or, when `request` is null, names the answer's expected size). An answer that is
+// shorter than the `needed` bytes that the caller is about to copy counts as a broken exchange: -1 with `errno` EPROTO.
+// `errno` is kept until the caller has reported it.
+answer ask(int opcode, int msg_type, void *request, uint32_t size, uint32_t needed, const exchange_party &party = {});
+
+// Sends a write in the name of the PDU's user and wants no payload back. `timeout` is in seconds. Returns the status.
+int tell(int opcode, int msg_type, void *request, uint32_t size, int timeout);
+
+enum { kTimeout = 4, kBlockingTimeout = 10 };
+
+// The text of a failed exchange's status, right after it: -1 means that `errno` holds the cause.
+const char *failure_text(int status);
+
+// The big-endian word at `offset` of a payload, in host order, and back.
+uint32_t word_at(const void *payload, size_t offset);
+uint32_t to_wire(uint32_t host);
+
+// Records a refused write and returns the SET status that the agent answers with.
+int refused_write(int status);
+
+}  // namespace vsan_mib
+
+#endif

@@ -1,0 +1,49 @@
+// What the user of the PDU may see and change. Sets are copied before every call that takes one: the platform may
+// change them.
+#ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
+#define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
+
+#include "vsan_mib.h"
+
+namespace vsan_mib {
+
+struct allowed_vsans {
+  bool restricted;  // false: the user sees everything and `set` says nothing
+  vsan_set_t set;
+};
+
+// `pdu_type` is SNMP_MSG_GET for every read, GETNEXT included, and SNMP_MSG_SET for every write.
+allowed_vsans allowed_for_user(const oid *name, size_t name_len, int pdu_type);
+
+// The platform's answers, non-zero for yes.
+int vsan_in_set(uint32_t vsan, const vsan_set_t &set);
+int next_vsan_in_set(uint32_t *vsan, const vsan_set_t &set);
+
+// Whether a write to the VSAN is denied to the user.
+bool write_is_denied(uint32_t vsan, const oid *name, size_t name_len);
+
+// Reports a denial (kStatusVsanDenied or kStatusRowDenied) to the agent. Returns the SET status, genErr.
+int report_denial(uint32_t code);
+
+// Walks on until a row of an allowed VSAN is found. `fetch(vsan)` reads the next row and stores its VSAN, or returns
+// false at the end; `resume(present, vsan)` is told the next allowed VSAN, or that there is none, and places the walk
+// before it. Returns false when the table holds no further row for this user. A manager that goes backwards ends the
+// walk too.
+template <typename Fetch, typename Resume>
+bool walk_to_allowed(const vsan_set_t &set, Fetch fetch, Resume resume) {
+  int64_t previous = -1;
+  for (;;) {
+    uint32_t vsan = 0;
+    if (!fetch(vsan)) return false;
+    if (vsan_in_set(vsan, set) != 0) return true;
+    if (vsan <= previous) return false;
+    previous = vsan;
+    const int present = next_vsan_in_set(&vsan, set);
+    resume(present, vsan);
+    if (present == 0) return false;
+  }
+}
+
+}  // namespace vsan_mib
+
+#endif

@@ -1,0 +1,115 @@
+// The page that the processes of one switch share: `switch.page` in the run directory.
+//
+// 1. It holds the state of configuration distribution, the level switches of event history and debug printing, the
+// event
+//    history itself, and the last errors of SNMP users. Readers never stop a writer, and writers never wait.
+// 2. switchd owns it: only switchd makes it, mode 0660. Everyone else maps it on first use, and again within a second
+//    after the file was replaced; platform_page_open is for those who want to know why it cannot be.
+// 3. Each process uses it from one thread. Numbers are counted modulo 2^32.
+#ifndef PLATFORM_SHARED_PAGE_H
+#define PLATFORM_SHARED_PAGE_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum {
+  kEventTextSize = 512,  // a longer text is cut
+  kErrorTextSize = 256,
+  kErrorUserSize = 64,
+  kErrorsKept = 128,
+  kLevelMax = 255,  // levels are 0 to 255
+};
+
+// Maps the page of the run directory. Returns 0, or -1 with `errno`: ENOENT when switchd has made none, EPROTO for one
+// of a foreign version or size, else what open or mmap said.
+int platform_page_open(void);
+
+// The same for its owner, switchd: a page that is absent, foreign, or cannot be opened or given to `group` (a gid; -1:
+// leave the group as it is) is replaced by a new one. Processes that have the old one mapped keep it intact. Returns 0,
+// or -1 with `errno`.
+int platform_page_own(long group);
+
+// For the owner, now and then: makes a new page when the one in use was removed, replaced or cut. Returns 1 when it
+// did, so that what was published is published again; 0 when all is well; -1 with `errno`.
+int platform_page_keep(void);
+
+// Unmaps the page. The file stays. The next use maps it again.
+void platform_page_close(void);
+
+// Publishes the distribution state that is_kdx_enabled and get_kdx_show_run_mode answer. `application` is "fctimer";
+// `enabled` is 0 or 1; `show_run_mode` is 0 (reads show pending values) or 1 (reads show the running ones). Returns 0,
+// or -1 with `errno`: EINVAL for another application or value, else what kept the page from being opened.
+int platform_kdx_publish(const char *application, int enabled, int show_run_mode);
+
+// The two switches that each level has: whether its events are recorded, and whether they are printed.
+enum { kLevelRecorded = 0, kLevelPrinted = 1 };
+
+// Whether the switch `which` of `level` is on: 1 or 0; -1 with `errno` as platform_kdx_publish has it.
+int platform_level_get(int which, int level);
+
+// Turns the switch `which` of `level` on (non-zero) or off, for all processes at once. Returns 0, or -1 with `errno`.
+// In a new page levels 100 and 101 are recorded, and nothing is printed.
+int platform_level_set(int which, int level, int on);
+
+// One event as it is read. Times are since the epoch.
+typedef struct {
+  uint32_t number;  // events are numbered from 1
+  uint32_t seconds;
+  uint32_t nanoseconds;
+  uint32_t pid;
+  uint32_t module_id;
+  uint32_t level;
+  char text[kEventTextSize];  // NUL-terminated
+} platform_event;
+
+// A reader's place in the history. Its owner may copy it; only `lost` is for the owner to look at.
+typedef struct {
+  uint32_t page;  // which page `next` counts in
+  uint32_t next;  // the number of the next event to read
+  uint32_t lost;  // events that were overwritten or dropped before they were read
+} platform_event_reader;
+
+// Puts the reader before the last `last` events that are still there (0: follow from now on; UINT32_MAX: all of them).
+// Returns 0, or -1 with `errno`.
+int platform_events_open(platform_event_reader *reader, uint32_t last);
+
+// Reads the next event. Returns 1, or 0 when there is none yet (try again later to follow), or -1 with `errno` when
+// there is no page. May wait up to 20 ms for an event that is being written. When the page was replaced, goes on with
+// the first event of the new one.
+int platform_events_next(platform_event_reader *reader, platform_event *event);
+
+typedef struct {
+  uint32_t written;  // the number of the newest event
+  uint32_t dropped;  // events that found their place taken by a stalled writer
+  uint32_t kept;     // how many events the history holds at most
+} platform_event_counters;
+
+// Fills `counters`. Returns 0, or -1 with `errno`.
+int platform_events_counters(platform_event_counters *counters);
+
+// One error of an SNMP user.
+typedef struct {
+  uint32_t number;            // set by the page, counted from 1
+  uint32_t seconds;           // since the epoch; set by the page
+  uint32_t pdu;               // get_pdu_reqid of the PDU; 0 outside one
+  uint32_t code;              // a status
+  int32_t detail;             // as log_set_error has it; 0 when there is none
+  char user[kErrorUserSize];  // NUL-terminated
+  char text[kErrorTextSize];  // NUL-terminated
+} platform_error;
+
+// Keeps an error. A later one of the same user and PDU takes its place. Returns 0, or -1 with `errno`.
+int platform_errors_write(const platform_error *error);
+
+// Reads the errors that are kept, newest first, one for each user and PDU, into `errors`, which has room for `room` of
+// them (kErrorsKept is always enough). Returns how many were read, or -1 with `errno`.
+int platform_errors_read(platform_error *errors, int room);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,93 @@
+// The receiving side of the messaging library: one listening socket a service, inside a libevent loop.
+//
+// 1. All calls are made on the loop's thread. A handler answers before it returns.
+// 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame
+// itself cannot be read.
+// 3. Peers are checked with SO_PEERCRED: root, the server's own user, and members of the server's group may connect.
+// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from, an idle
+// connection is closed after a while, and gives way sooner when all places are taken. A client connects again.
+#ifndef PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
+#define PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
+
+#include <stdint.h>
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct event_base;
+
+// One request as it arrived. The views are valid until the handler returns.
+struct message_request {
+  int opcode;
+  int msg_type;
+  std::basic_string_view<uint8_t> payload;
+  std::string_view user;     // empty for a read
+  std::string_view session;  // empty for a read
+  bool wants_payload;        // the client has room for an answer's payload
+  uid_t peer_uid;
+  pid_t peer_pid;
+};
+
+// What a handler answers. `payload` is sent when the client wants one.
+struct message_reply {
+  int status = 0;
+  std::vector<uint8_t> payload;
+};
+
+using message_handler = void (*)(void *context, const message_request &request, message_reply &reply);
+
+struct message_server;
+
+// Serves `service` in the run directory: an AF_UNIX SOCK_SEQPACKET socket of mode 0660. A socket file left over by a
+// dead server is replaced. Returns null with `errno` on failure (EADDRINUSE: another server answers there).
+message_server *message_server_open(event_base *base, const char *run_dir, int service, message_handler handler,
+                                    void *context);
+
+// Where malformed requests and refused peers are reported, one line of text each; `context` is that of the handler.
+// Peers cause twenty lines at once and one a second; the next line says how many were left out.
+// Nothing is reported until then, or when `log` is null.
+using message_log = void (*)(void *context, const char *text);
+void message_server_log_to(message_server *server, message_log log);
+
+// How long a connection may be idle, in milliseconds: nothing is asked on it and nothing to be answered.
+struct message_limits {
+  int64_t idle = 60'000;      // then it is closed: whoever has nothing to ask for a minute can connect again
+  int64_t gives_way = 5'000;  // then it is closed when a new peer finds no place; as long as a client waits for an
+                              // answer, so that no exchange is cut
+};
+void message_server_limit(message_server *server, const message_limits &limits);
+
+// Closes every connection and removes the socket file, unless another server has put its own there. Null is allowed.
+void message_server_close(message_server *server);
+
+// Counters since the start, for `vsanctl show status`.
+struct message_counters {
+  uint64_t requests = 0;
+  uint64_t refused = 0;    // answered with a status other than 0
+  uint64_t malformed = 0;  // frames that could not be read
+  uint64_t connections = 0;
+  uint64_t peers_refused = 0;
+};
+message_counters message_server_counters(const message_server *server);
+
+// A fault switched on on purpose, for people who test what is in front of the managers.
+enum class fault_kind { delay, status, drop, short_answer, hang };
+
+struct message_fault {
+  fault_kind kind;
+  int opcode = -1;  // -1: every opcode
+  int count = -1;   // how many requests it hits; -1: until it is cleared
+  int value = 0;    // delay: milliseconds; status: the status; short_answer: bytes of payload left
+};
+
+// Faults are tried in the order they were added; the first that matches a request is applied to it.
+// A request that gets a fault's status is not handled. A delayed answer is sent later without blocking the loop; a hang
+// never answers, nor does a drop, which closes the connection. A request that is hung or dropped is not handled; one
+// that is delayed or cut short is.
+void message_server_add_fault(message_server *server, const message_fault &fault);
+void message_server_clear_faults(message_server *server);
+std::vector<message_fault> message_server_faults(const message_server *server);
+
+#endif

@@ -1,0 +1,76 @@
+// What the files of the message server share.
+#ifndef PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_INTERNAL_H
+#define PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_INTERNAL_H
+
+#include <stdint.h>
+
+#include <deque>
+#include <list>
+#include <memory>
+#include <vector>
+
+#include "log_limit.h"
+#include "message_server.h"
+#include "socket_listener.h"
+
+using frame_bytes = std::vector<uint8_t>;
+
+struct server_connection;
+
+// An answer that a fault holds back.
+struct delayed_answer {
+  server_connection *connection;
+  frame_bytes frame;
+  event_ptr timer;
+};
+
+struct server_connection {
+  message_server *server;
+  int fd;
+  uid_t uid;
+  pid_t pid;
+  event_ptr readable;
+  event_ptr writable;
+  int64_t used = 0;                // when it last carried a frame; monotonic milliseconds
+  std::deque<frame_bytes> output;  // answers that the socket had no room for
+  std::list<delayed_answer> delayed;
+};
+
+struct message_server {
+  event_base *base;
+  int service;
+  message_handler handler;
+  message_log log = nullptr;
+  void *context;
+  socket_listener *listener;
+  event_ptr sweep;  // closes idle connections
+  message_limits limits;
+  std::list<server_connection> connections;
+  std::vector<message_fault> faults;
+  message_counters counters;
+  log_limit reports;
+};
+
+// Takes over the accepted socket `fd`. Returns false when there is no memory for it; `fd` is still the caller's then.
+bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid);
+
+// Milliseconds for which nothing was outstanding on the connection, which may then be closed; -1 while something is.
+int64_t server_connection_idle(const server_connection *connection, int64_t now);
+
+// Closes a connection that is idle, if no request has arrived in the meantime; that is answered first. Returns whether
+// it is closed.
+bool server_connection_retire(server_connection *connection);
+
+// Milliseconds on the monotonic clock.
+int64_t server_now_ms();
+
+// Closes the connection and frees it.
+void server_connection_close(server_connection *connection);
+
+// The fault that hits a request of `opcode`, or null. Its count goes down by one.
+std::unique_ptr<message_fault> message_server_take_fault(message_server *server, int opcode);
+
+// Reports one line, formatted as printf does, as far as the limit of lines that peers can cause allows.
+void message_server_report(message_server *server, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+#endif

@@ -1,0 +1,58 @@
+// Who is asked, for what, and how: receivers, opcodes, message types, notifications.
+//
+// Services 15 and 46, the message types, the notifications and the opcodes of the VSAN manager and the identity service
+// are the switch's; the others are this platform's own.
+#ifndef PROTOCOL_RECORDS_REQUESTS_H
+#define PROTOCOL_RECORDS_REQUESTS_H
+
+// Receivers.
+enum {
+  kServiceVsanManager = 15,
+  kServiceIdentity = 46,
+  kServicePortManager = 60,
+  kServiceDistribution = 61,
+  kServiceControl = 62,        // switchd itself: status, faults, notification queue
+  kServiceNotifications = 63,  // subscriptions; not a request/response service
+};
+
+// Message types. kMsgKdxGet reads what a distribution session holds.
+enum { kMsgGet = 1, kMsgGetNext = 2, kMsgSet = 3, kMsgDelete = 4, kMsgKdxGet = 5 };
+
+// Opcodes of the VSAN manager. Payloads are in vsan_records.h; those not named there are one or two words.
+enum {
+  kOpInterfaceVsan = 124,    // vsanIfEntry
+  kOpVsanNumber = 125,       // answers the number of VSANs
+  kOpTableLastChange = 126,  // answers seconds and microseconds since the epoch
+  kOpFcTimer = 127,          // vsanFcTimerEntry
+  kOpInterfaceNumber = 128,  // answers the number of interfaces
+  kOpLatency = 136,          // vsanLatency
+  kOpInorderDelivery = 140,  // 1 on, 2 off
+  kOpVsanRow = 149,          // vsanRowMessage
+  kOpNotificationControl = 8018,
+};
+
+// Of the identity service: answers the switch's world wide name, eight octets.
+enum { kOpSwitchWwn = 1282 };
+
+// Of the port manager; payloads in port_records.h.
+enum { kOpActiveMembership = 9001, kOpInterface = 9002 };
+
+// Of distribution; payloads in distribution_records.h.
+enum { kOpDistribution = 9101, kOpPendingTimer = 9102, kOpKeptOut = 9103 };
+
+// Of switchd itself. Payloads are JSON texts, without a NUL; a SET's request is an object, a GET asks with no payload
+// and answers an object.
+enum {
+  // GET: name, wwn, pid, uptime, vsans, interfaces, store, per-service counters, notification counters.
+  kOpStatus = 9201,
+  // GET: the faults in force, by service. SET adds one: {"service": NAME, "kind": delay|status|drop|short-answer|hang,
+  // "opcode": N or -1, "count": N or -1, "value": N}. DELETE clears all.
+  kOpFaults = 9202,
+  // GET: counters of the notification queue, and its oldest entries.
+  kOpNotificationQueue = 9203,
+};
+
+// Notifications; payloads in notification_payloads.h.
+enum { kNotifyPortMembership = 102, kNotifyVsanChange = 145 };
+
+#endif

@@ -1,0 +1,115 @@
+// The program switchd: starting, refusing to start, and stopping.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+
+#include "programs.h"
+#include "switch_under_test.h"
+
+struct Switchd : testing::Test {
+  temporary_directory directory;
+  std::vector<pid_t> children;
+
+  // Starts switchd and waits until it prints a line or ends. Returns its process id.
+  pid_t start(const std::vector<std::string> &arguments, std::string *first_line = nullptr) {
+    children.push_back(start_program(SWITCHD, arguments, directory.path + "/stderr", first_line));
+    return children.back();
+  }
+  int exit_code(pid_t child) {
+    std::erase(children, child);
+    return wait_for_exit(child);
+  }
+  std::vector<std::string> options(const std::string &state = "s.db") const {
+    return {"--run-dir", directory.path + "/run", "--state", directory.path + "/" + state};
+  }
+  void TearDown() override {
+    for (const pid_t child : children) {
+      kill(child, SIGKILL);
+      waitpid(child, nullptr, 0);
+    }
+  }
+};
+
+TEST_F(Switchd, SaysReadyWhenItsSocketsListenAndStopsCleanly) {
+  std::string line;
+  const pid_t child = start(options(), &line);
+  EXPECT_EQ("ready\n", line);
+  for (const char *name : {"vsan-manager", "identity", "port-manager", "distribution", "control", "notifications"}) {
+    EXPECT_TRUE(std::filesystem::is_socket(directory.path + "/run/" + name + ".sock")) << name;
+  }
+  kill(child, SIGTERM);
+  EXPECT_EQ(0, exit_code(child));
+  EXPECT_FALSE(std::filesystem::exists(directory.path + "/run/vsan-manager.sock"));
+}
+
+TEST_F(Switchd, ASecondInstanceOnOneRunDirectoryIsRefused) {
+  const pid_t first = start(options());
+  EXPECT_EQ(5, exit_code(start(options("other.db"))));
+  EXPECT_NE(std::string::npos, file_text(directory.path + "/stderr").find("another switchd uses this run directory"));
+  EXPECT_EQ(0, kill(first, 0));
+}
+
+TEST_F(Switchd, ASecondInstanceOnOneStoreIsRefused) {
+  start(options());
+  std::vector<std::string> second = options();
+  second[1] = directory.path + "/run2";
+  EXPECT_EQ(4, exit_code(start(second)));
+}
+
+TEST_F(Switchd, AKilledOneIsReplacedByTheNext) {
+  const pid_t first = start(options());
+  kill(first, SIGKILL);
+  exit_code(first);
+  std::string line;
+  start(options(), &line);
+  EXPECT_EQ("ready\n", line);
+}
+
+TEST_F(Switchd, ATopologyErrorNamesFileLineAndKey) {
+  const std::string topology = directory.path + "/bad.toml";
+  std::ofstream(topology) << "[switch]\nname = 7\n";
+  std::vector<std::string> with_topology = options();
+  with_topology.insert(with_topology.end(), {"--topology", topology});
+  EXPECT_EQ(3, exit_code(start(with_topology)));
+  EXPECT_NE(std::string::npos, file_text(directory.path + "/stderr").find(topology + ":2: switch.name: "));
+  EXPECT_FALSE(std::filesystem::exists(directory.path + "/s.db"));
+}
+
+TEST_F(Switchd, AWrongCommandLineIsRefused) {
+  EXPECT_EQ(2, exit_code(start({"--run-dir", directory.path + "/run"})));
+  EXPECT_EQ(2, exit_code(start({"--state", directory.path + "/s.db", "--log-level", "loud"})));
+}
+
+TEST_F(Switchd, AHangupReopensTheLogFile) {
+  const std::string log = directory.path + "/log";
+  std::vector<std::string> with_log = options();
+  with_log.insert(with_log.end(), {"--log-file", log});
+  const pid_t child = start(with_log);
+  EXPECT_NE(std::string::npos, file_text(log).find("ready"));
+  std::filesystem::rename(log, log + ".1");
+  kill(child, SIGHUP);
+  for (int i = 0; i < 200 && !std::filesystem::exists(log); ++i) {
+    usleep(10000);
+  }
+  kill(child, SIGTERM);
+  EXPECT_EQ(0, exit_code(child));
+  EXPECT_NE(std::string::npos, file_text(log).find("stopping"));
+  EXPECT_EQ(std::string::npos, file_text(log + ".1").find("stopping"));
+}
+
+TEST_F(Switchd, TheLargestTopologyStartsWithinThreeSeconds) {
+  const std::string topology = directory.path + "/large.toml";
+  ASSERT_EQ(
+      0, system(("python3 " TOPOLOGIES "/generate-topology.py --vsans 4094 --interfaces 4096 > " + topology).c_str()));
+  std::vector<std::string> with_topology = options();
+  with_topology.insert(with_topology.end(), {"--topology", topology});
+  std::string line;
+  const auto begin = std::chrono::steady_clock::now();
+  start(with_topology, &line);
+  EXPECT_EQ("ready\n", line) << file_text(directory.path + "/stderr");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
+}
