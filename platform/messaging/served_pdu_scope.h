@@ -1,7 +1,7 @@
 // What the agent extension tells the messaging library of the PDU that it serves: a PDU waits out one time-out,
 // whatever it asks for.
-#ifndef PLATFORM_MESSAGING_CLIENT_SERVED_PDU_SCOPE_H
-#define PLATFORM_MESSAGING_CLIENT_SERVED_PDU_SCOPE_H
+#ifndef PLATFORM_MESSAGING_SERVED_PDU_SCOPE_H
+#define PLATFORM_MESSAGING_SERVED_PDU_SCOPE_H
 
 #ifdef __cplusplus
 extern "C" {

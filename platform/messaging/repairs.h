@@ -9,8 +9,8 @@
 // 3. A repair whose connection ended before its answer came is sent again: putting a row back twice does no harm.
 // 4. After half a minute a repair is given up: by then others may have built on what it would undo. One that was sent
 //    may be made all the same, when the switch goes on.
-#ifndef PLATFORM_MESSAGING_CLIENT_REPAIRS_H
-#define PLATFORM_MESSAGING_CLIENT_REPAIRS_H
+#ifndef PLATFORM_MESSAGING_REPAIRS_H
+#define PLATFORM_MESSAGING_REPAIRS_H
 
 #include <stdint.h>
 

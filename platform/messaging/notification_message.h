@@ -1,6 +1,6 @@
 // What a notification handler gets as `msg`; read with mts_payload_get and mts_payload_size.
-#ifndef PLATFORM_MESSAGING_CLIENT_NOTIFICATION_MESSAGE_H
-#define PLATFORM_MESSAGING_CLIENT_NOTIFICATION_MESSAGE_H
+#ifndef PLATFORM_MESSAGING_NOTIFICATION_MESSAGE_H
+#define PLATFORM_MESSAGING_NOTIFICATION_MESSAGE_H
 
 #include <stdint.h>
 
