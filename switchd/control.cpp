@@ -3,38 +3,40 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <nlohmann/json.hpp>
 
 #include "host.h"
 #include "log.h"
+#include "monotonic_clock.h"
 #include "port_manager.h"
 #include "requests.h"
 #include "statuses.h"
 #include "vsan_values.h"
 
+namespace {
+
 using nlohmann::json;
 
-static constexpr size_t kQueueEntriesShown = 64;
-static constexpr int kFaultDelayMax = 600000;  // milliseconds
-static constexpr size_t kFaultsMax = 64;       // of one service
+constexpr size_t kQueueEntriesShown = 64;
+constexpr int kFaultDelayMax = 600000;  // milliseconds
+constexpr size_t kFaultsMax = 64;       // of one service
 
 struct fault_name {
   const char *name;
   fault_kind kind;
 };
-static constexpr fault_name kFaultNames[] = {
+constexpr fault_name kFaultNames[] = {
     {"delay", fault_kind::delay}, {"status", fault_kind::status},
     {"drop", fault_kind::drop},   {"short-answer", fault_kind::short_answer},
     {"hang", fault_kind::hang},
 };
 
-static void answer(const json &object, message_reply &reply) {
+void answer(const json &object, message_reply &reply) {
   const std::string text = object.dump(-1, ' ', false, json::error_handler_t::replace);
   reply.payload.assign(text.begin(), text.end());
 }
 
-static std::string hexadecimal(const std::vector<uint8_t> &bytes) {
+std::string hexadecimal(const std::vector<uint8_t> &bytes) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
   for (const uint8_t byte : bytes) {
@@ -44,7 +46,7 @@ static std::string hexadecimal(const std::vector<uint8_t> &bytes) {
   return text;
 }
 
-static std::string wwn_text(uint64_t wwn) {
+std::string wwn_text(uint64_t wwn) {
   std::string text;
   for (int shift = 56; shift >= 0; shift -= 8) {
     text += hexadecimal({static_cast<uint8_t>(wwn >> shift)});
@@ -53,7 +55,7 @@ static std::string wwn_text(uint64_t wwn) {
   return text;
 }
 
-static json queue_counters(const switch_host &host) {
+json queue_counters(const switch_host &host) {
   const switch_settings &settings = host.managers.state.settings;
   const notification_counters counters = notification_server_counters(host.notifications);
   return {{"enabled", settings.notifications == kNotificationsOn},
@@ -66,7 +68,7 @@ static json queue_counters(const switch_host &host) {
           {"acknowledged", counters.acknowledged}};
 }
 
-static json service_counters(const switch_host &host) {
+json service_counters(const switch_host &host) {
   json services = json::array();
   for (size_t i = 0; i < kHostedServices.size(); ++i) {
     const message_counters counters = message_server_counters(host.servers[i]);
@@ -81,7 +83,7 @@ static json service_counters(const switch_host &host) {
   return services;
 }
 
-static size_t count_active_memberships(const switch_state &state) {
+size_t count_active_memberships(const switch_state &state) {
   size_t count = 0;
   std::pair<uint32_t, uint32_t> pair;
   while (next_active_membership(state, pair, pair)) {
@@ -90,13 +92,12 @@ static size_t count_active_memberships(const switch_state &state) {
   return count;
 }
 
-static int get_status(switch_host &host, const message_request &, message_reply &reply) {
-  const auto uptime = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - host.started);
+int get_status(switch_host &host, const message_request &, message_reply &reply) {
   const switch_state &state = host.managers.state;
   answer({{"name", state.settings.name},
           {"wwn", wwn_text(state.settings.wwn)},
           {"pid", getpid()},
-          {"uptime", uptime.count()},
+          {"uptime", monotonic_seconds() - host.started},
           {"run_dir", host.run_dir},
           {"schema", kStoreSchemaVersion},
           {"vsans", state.vsans.size()},
@@ -110,7 +111,7 @@ static int get_status(switch_host &host, const message_request &, message_reply 
   return 0;
 }
 
-static int get_queue(switch_host &host, const message_request &, message_reply &reply) {
+int get_queue(switch_host &host, const message_request &, message_reply &reply) {
   json queue = queue_counters(host);
   json entries = json::array();
   for (const notification_record &record : host.managers.state.notifications) {
@@ -124,7 +125,7 @@ static int get_queue(switch_host &host, const message_request &, message_reply &
   return 0;
 }
 
-static int get_faults(switch_host &host, const message_request &, message_reply &reply) {
+int get_faults(switch_host &host, const message_request &, message_reply &reply) {
   json faults = json::array();
   for (size_t i = 0; i < kHostedServices.size(); ++i) {
     for (const message_fault &fault : message_server_faults(host.servers[i])) {
@@ -141,7 +142,7 @@ static int get_faults(switch_host &host, const message_request &, message_reply 
 }
 
 // A whole number of the object within the range, or the default when it is absent. Returns false for anything else.
-static bool number_of(const json &object, const char *key, int64_t low, int64_t high, int standard, int &number) {
+bool number_of(const json &object, const char *key, int64_t low, int64_t high, int standard, int &number) {
   const auto value = object.find(key);
   if (value == object.end()) {
     number = standard;
@@ -156,7 +157,7 @@ static bool number_of(const json &object, const char *key, int64_t low, int64_t 
   return true;
 }
 
-static int set_fault(switch_host &host, const message_request &request, message_reply &) {
+int set_fault(switch_host &host, const message_request &request, message_reply &) {
   const json object = json::parse(request.payload.begin(), request.payload.end(), nullptr, false);
   if (!object.is_object() || !object.contains("service") || !object.contains("kind")) {
     return kStatusUnknownFault;
@@ -182,7 +183,7 @@ static int set_fault(switch_host &host, const message_request &request, message_
   return 0;
 }
 
-static int clear_faults(switch_host &host, const message_request &, message_reply &) {
+int clear_faults(switch_host &host, const message_request &, message_reply &) {
   for (message_server *server : host.servers) {
     message_server_clear_faults(server);
   }
@@ -195,10 +196,12 @@ struct control_row {
   int msg_type;
   int (*handle)(switch_host &host, const message_request &request, message_reply &reply);
 };
-static constexpr control_row kOpcodes[] = {
+constexpr control_row kOpcodes[] = {
     {kOpStatus, kMsgGet, get_status},      {kOpFaults, kMsgGet, get_faults},           {kOpFaults, kMsgSet, set_fault},
     {kOpFaults, kMsgDelete, clear_faults}, {kOpNotificationQueue, kMsgGet, get_queue},
 };
+
+}  // namespace
 
 void control_handle(void *context, const message_request &request, message_reply &reply) {
   auto &host = *static_cast<switch_host *>(context);

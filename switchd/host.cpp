@@ -20,6 +20,7 @@
 #include "port_manager.h"
 #include "requests.h"
 #include "topology.h"
+#include "vsan_manager/vsan_manager.h"
 
 const std::array<hosted_service, 5> kHostedServices = {{
     {kServiceVsanManager, "vsan-manager", vsan_manager_handle, true},
@@ -29,22 +30,24 @@ const std::array<hosted_service, 5> kHostedServices = {{
     {kServiceControl, "control", control_handle, false},
 }};
 
-static std::string lock_path(const switch_host &host) {
+namespace {
+
+std::string lock_path(const switch_host &host) {
   return host.run_dir + "/switchd.lock";
 }
 
-static void on_log(void *, const std::string &line) {
+void on_log(void *, const std::string &line) {
   log_warn(line);
 }
 
 // Of a message server, whose context is the switch_managers.
-static void on_server_log(void *, const char *text) {
+void on_server_log(void *, const char *text) {
   log_warn(text);
 }
 
 // Whether the lock is still the file under its name. If not, the page in the run directory is another switchd's, or
 // will be; what is published there would be taken for its state.
-static bool holds_run_dir(switch_host &host) {
+bool holds_run_dir(switch_host &host) {
   struct stat own;
   struct stat named;
   const bool held = fstat(host.lock, &own) == 0 && stat(lock_path(host).c_str(), &named) == 0 &&
@@ -56,7 +59,7 @@ static bool holds_run_dir(switch_host &host) {
   return held;
 }
 
-static void publish_distribution(switch_host &host) {
+void publish_distribution(switch_host &host) {
   if (!holds_run_dir(host)) {
     return;
   }
@@ -66,7 +69,7 @@ static void publish_distribution(switch_host &host) {
   }
 }
 
-static void on_changed(void *context) {
+void on_changed(void *context) {
   auto &host = *static_cast<switch_host *>(context);
   publish_distribution(host);
   if (host.notifications != nullptr) {
@@ -75,7 +78,7 @@ static void on_changed(void *context) {
 }
 
 // A directory that the agent's user can enter; what is in it has modes of its own.
-static host_result open_run_dir(switch_host &host, std::string &error) {
+host_result open_run_dir(switch_host &host, std::string &error) {
   if (mkdir(host.run_dir.c_str(), 0755) != 0 && errno != EEXIST) {
     error = host.run_dir + ": " + strerror(errno);
     return kHostFailed;
@@ -97,8 +100,8 @@ static host_result open_run_dir(switch_host &host, std::string &error) {
   return kHostOk;
 }
 
-static host_result open_store(switch_host &host, const std::string &state_file, switch_change &topology,
-                              bool has_topology, std::string &error) {
+host_result open_store(switch_host &host, const std::string &state_file, switch_change &topology, bool has_topology,
+                       std::string &error) {
   host.managers.kept = store_open(state_file, error);
   if (host.managers.kept == nullptr || store_load(host.managers.kept, host.managers.state, error) != 0) {
     return kHostStore;
@@ -120,6 +123,8 @@ static host_result open_store(switch_host &host, const std::string &state_file, 
            std::to_string(host.managers.state.interfaces.size()) + " interfaces");
   return kHostOk;
 }
+
+}  // namespace
 
 host_result host_open(switch_host &host, const std::string &run_dir, const std::string &state_file,
                       const std::string &topology_file, std::string &error) {
@@ -146,8 +151,10 @@ host_result host_open(switch_host &host, const std::string &run_dir, const std::
   return result;
 }
 
+namespace {
+
 // Whoever may write to the page can also remove or cut it.
-static void on_page_timer(evutil_socket_t, short, void *context) {
+void on_page_timer(evutil_socket_t, short, void *context) {
   auto &host = *static_cast<switch_host *>(context);
   if (!holds_run_dir(host)) {
     return;
@@ -161,16 +168,18 @@ static void on_page_timer(evutil_socket_t, short, void *context) {
   }
 }
 
-static bool watch_page(switch_host &host) {
+bool watch_page(switch_host &host) {
   static constexpr timeval kEvery{1, 0};
-  host.page_timer = event_new(host.base, -1, EV_PERSIST, on_page_timer, &host);
-  return host.page_timer != nullptr && event_add(host.page_timer, &kEvery) == 0;
+  host.page_timer.reset(event_new(host.base, -1, EV_PERSIST, on_page_timer, &host));
+  return host.page_timer && event_add(host.page_timer.get(), &kEvery) == 0;
 }
 
-static host_result socket_failure(const char *name, std::string &error) {
+host_result socket_failure(const char *name, std::string &error) {
   error = std::string(name) + ": " + strerror(errno);
   return kHostFailed;
 }
+
+}  // namespace
 
 host_result host_listen(switch_host &host, std::string &error) {
   local_socket_set_group(host.group);
@@ -194,10 +203,7 @@ host_result host_listen(switch_host &host, std::string &error) {
 }
 
 void host_close(switch_host &host) {
-  if (host.page_timer != nullptr) {
-    event_free(host.page_timer);
-    host.page_timer = nullptr;
-  }
+  host.page_timer.reset();
   for (message_server *&server : host.servers) {
     message_server_close(server);
     server = nullptr;

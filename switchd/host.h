@@ -5,14 +5,14 @@
 #include <stddef.h>
 
 #include <array>
-#include <chrono>
 #include <string>
 
+#include "event_ptr.h"
+#include "managers.h"
 #include "message_server.h"
+#include "monotonic_clock.h"
 #include "notification_server.h"
-#include "vsan_manager/vsan_manager.h"
 
-struct event;
 struct event_base;
 
 struct hosted_service {
@@ -31,9 +31,9 @@ struct switch_host {
   notification_server *notifications = nullptr;
   int lock = -1;    // of the run directory
   long group = -1;  // a gid: whose members may connect; -1: those of the process's own group
-  event *page_timer = nullptr;
+  event_ptr page_timer = {};
   bool lost_run_dir = false;  // the run directory was removed, or is another switchd's; the log was told
-  std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
+  int64_t started = monotonic_seconds();
 };
 
 // What starting a switch ended with; the values are the exit codes of switchd.

@@ -6,10 +6,14 @@
 
 #include <memory>
 
-static std::shared_ptr<spdlog::logger> logger;
-static std::string log_file;
+#include "monotonic_clock.h"
 
-static std::shared_ptr<spdlog::logger> make_logger(spdlog::sink_ptr sink, spdlog::level::level_enum level) {
+namespace {
+
+std::shared_ptr<spdlog::logger> logger;
+std::string log_file;
+
+std::shared_ptr<spdlog::logger> make_logger(spdlog::sink_ptr sink, spdlog::level::level_enum level) {
   auto made = std::make_shared<spdlog::logger>("switchd", std::move(sink));
   made->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %v");
   made->set_level(level);
@@ -18,7 +22,7 @@ static std::shared_ptr<spdlog::logger> make_logger(spdlog::sink_ptr sink, spdlog
 }
 
 // Null with `error` filled when the file cannot be opened.
-static spdlog::sink_ptr open_sink(const std::string &file, std::string &error) {
+spdlog::sink_ptr open_sink(const std::string &file, std::string &error) {
   if (file.empty()) {
     return std::make_shared<spdlog::sinks::stderr_sink_mt>();
   }
@@ -29,6 +33,8 @@ static spdlog::sink_ptr open_sink(const std::string &file, std::string &error) {
     return nullptr;
   }
 }
+
+}  // namespace
 
 int log_open(const std::string &level, const std::string &file, std::string &error) {
   spdlog::sink_ptr sink = open_sink(file, error);
@@ -51,9 +57,6 @@ void log_reopen() {
   logger->info("log reopened");
 }
 
-void log_debug(const std::string &line) {
-  logger->debug("{}", line);
-}
 void log_info(const std::string &line) {
   logger->info("{}", line);
 }
@@ -66,7 +69,7 @@ void log_error(const std::string &line) {
 
 void log_warn_limited(log_limit &limit, const std::string &line) {
   uint32_t left_out = 0;
-  if (!log_limit_take(&limit, log_limit_now(), &left_out)) {
+  if (!log_limit_take(&limit, monotonic_seconds(), &left_out)) {
     return;
   }
   if (left_out > 0) {

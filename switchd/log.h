@@ -16,7 +16,6 @@ int log_open(const std::string &level, const std::string &file, std::string &err
 // Opens the log file again under its name; goes on with the old one when that fails, and says so there.
 void log_reopen();
 
-void log_debug(const std::string &line);
 void log_info(const std::string &line);
 void log_warn(const std::string &line);
 void log_error(const std::string &line);

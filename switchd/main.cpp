@@ -12,11 +12,14 @@
 #include <systemd/sd-daemon.h>
 #endif
 
+#include "event_ptr.h"
 #include "host.h"
 #include "log.h"
 #include "platform/run_dir.h"
 
-static constexpr char kFooter[] =
+namespace {
+
+constexpr char kFooter[] =
     "\nSIGTERM and SIGINT stop it cleanly, SIGHUP reopens the log file. It prints \"ready\" on standard output when "
     "its sockets\n"
     "listen.\n\n"
@@ -34,7 +37,7 @@ struct options {
 };
 
 // The gid of a group given by name or number; -1 when there is none.
-static long group_id(const std::string &group) {
+long group_id(const std::string &group) {
   if (const struct group *entry = getgrnam(group.c_str()); entry != nullptr) {
     return static_cast<long>(entry->gr_gid);
   }
@@ -42,68 +45,58 @@ static long group_id(const std::string &group) {
   return number ? std::stol(group) : -1;
 }
 
-static std::string group_problem(const std::string &group) {
+std::string group_problem(const std::string &group) {
   return group_id(group) < 0 ? "no such group: " + group : "";
 }
 
-static void on_stop(evutil_socket_t signal_number, short, void *context) {
+void on_stop(evutil_socket_t signal_number, short, void *context) {
   log_info(std::string("stopping on ") + strsignal(static_cast<int>(signal_number)));
   event_base_loopbreak(static_cast<event_base *>(context));
 }
 
-static void on_hangup(evutil_socket_t, short, void *) {
+void on_hangup(evutil_socket_t, short, void *) {
   log_reopen();
 }
 
-static void tell_system_manager([[maybe_unused]] const char *state) {
+void tell_system_manager([[maybe_unused]] const char *state) {
 #ifdef HAVE_LIBSYSTEMD
   sd_notify(0, state);
 #endif
 }
 
-#ifdef HAVE_LIBSYSTEMD
-static void on_watchdog(evutil_socket_t, short, void *) {
-  sd_notify(0, "WATCHDOG=1");
-}
-#endif
-
 // Shows the system manager, where it watches, that the loop turns. Null when nobody does.
-static event *watch([[maybe_unused]] event_base *base) {
+event_ptr watch([[maybe_unused]] event_base *base) {
 #ifdef HAVE_LIBSYSTEMD
   uint64_t microseconds = 0;
   if (sd_watchdog_enabled(0, &microseconds) > 0) {
     const uint64_t half = microseconds / 2;
     const timeval every{static_cast<time_t>(half / 1000000), static_cast<suseconds_t>(half % 1000000)};
-    event *timer = event_new(base, -1, EV_PERSIST, on_watchdog, nullptr);
-    event_add(timer, &every);
+    const auto on_watchdog = [](evutil_socket_t, short, void *) { tell_system_manager("WATCHDOG=1"); };
+    event_ptr timer(event_new(base, -1, EV_PERSIST, on_watchdog, nullptr));
+    event_add(timer.get(), &every);
     return timer;
   }
 #endif
   return nullptr;
 }
 
-static void serve(event_base *base) {
-  event *stops[] = {evsignal_new(base, SIGTERM, on_stop, base), evsignal_new(base, SIGINT, on_stop, base),
-                    evsignal_new(base, SIGHUP, on_hangup, nullptr)};
-  for (event *each : stops) {
-    event_add(each, nullptr);
+void serve(event_base *base) {
+  const event_ptr signals[] = {event_ptr(evsignal_new(base, SIGTERM, on_stop, base)),
+                               event_ptr(evsignal_new(base, SIGINT, on_stop, base)),
+                               event_ptr(evsignal_new(base, SIGHUP, on_hangup, nullptr))};
+  for (const event_ptr &each : signals) {
+    event_add(each.get(), nullptr);
   }
-  event *watchdog = watch(base);
+  const event_ptr watchdog = watch(base);
   log_info("ready");
   printf("ready\n");
   fflush(stdout);
   tell_system_manager("READY=1");
   event_base_dispatch(base);
   tell_system_manager("STOPPING=1");
-  for (event *each : stops) {
-    event_free(each);
-  }
-  if (watchdog != nullptr) {
-    event_free(watchdog);
-  }
 }
 
-static int run(const options &chosen) {
+int run(const options &chosen) {
   std::string error;
   if (log_open(chosen.log_level, chosen.log_file, error) != 0) {
     fprintf(stderr, "switchd: %s\n", error.c_str());
@@ -128,7 +121,7 @@ static int run(const options &chosen) {
   return result;
 }
 
-static int parse_and_run(int argc, char **argv) {
+int parse_and_run(int argc, char **argv) {
   options chosen;
   CLI::App app("The managers of one switch: VSANs, interfaces, timers, distribution, notifications.", "switchd");
   app.add_option("--run-dir", chosen.run_dir, "where the sockets and the shared page are")->capture_default_str();
@@ -150,6 +143,8 @@ static int parse_and_run(int argc, char **argv) {
   }
   return run(chosen);
 }
+
+}  // namespace
 
 int main(int argc, char **argv) {
   try {

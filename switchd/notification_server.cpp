@@ -1,19 +1,18 @@
 #include "notification_server.h"
 
 #include <errno.h>
-#include <event2/event.h>
 #include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <deque>
+#include <list>
 #include <set>
 #include <string>
-#include <vector>
 
+#include "event_ptr.h"
 #include "local_socket.h"
 #include "log.h"
 #include "notification_frame.h"
@@ -21,43 +20,49 @@
 #include "socket_listener.h"
 #include "socket_path.h"
 
-static constexpr size_t kConnectionsMax = 8;
-static constexpr size_t kRefusedMax = 64;
-static constexpr timeval kTimeToSubscribe{5, 0};
+namespace {
+
+constexpr size_t kConnectionsMax = 8;
+constexpr size_t kRefusedMax = 64;
+constexpr timeval kTimeToSubscribe{5, 0};
 // Acknowledgements are stored together: a burst must not cost a disk write each.
-static constexpr timeval kStoreAfter{0, 50000};
-static constexpr timeval kStoreAgainAfter{1, 0};
+constexpr timeval kStoreAfter{0, 50000};
+constexpr timeval kStoreAgainAfter{1, 0};
 
 struct subscriber {
   notification_server *server;
   int fd;
   uid_t uid;
   pid_t pid;
-  event *readable;
-  event *writable;
-  event *deadline;  // of a connection that has not subscribed
+  event_ptr readable;
+  event_ptr writable;
+  event_ptr deadline;  // of a connection that has not subscribed
   bool subscribed = false;
   uint64_t sent = 0;               // the last number that was sent
   std::deque<uint64_t> under_way;  // sent and not acknowledged
 };
 
+}  // namespace
+
 struct notification_server {
   event_base *base;
   switch_managers *managers;
-  socket_listener *listener;
-  event *store_timer;
-  std::vector<subscriber *> connections;
-  std::set<pid_t> refused;  // processes of whose refusal the log knows; of the subscription that there is now
+  socket_listener *listener = nullptr;
+  event_ptr store_timer = {};
+  std::list<subscriber> connections = {};
+  std::set<pid_t> refused = {};  // processes of whose refusal the log knows; of the subscription that there is now
   uint64_t sent_count = 0;
-  log_limit warnings;  // lines that peers cause
+  log_limit warnings = {};  // lines that peers cause
 };
 
-static void note_acknowledged(subscriber *connection, uint64_t number);
-static uint32_t store_number(const switch_managers &managers);
+namespace {
+
+void note_acknowledged(subscriber *connection, uint64_t number);
+uint32_t store_number(const switch_managers &managers);
 
 // Reads what the subscriber acknowledged before the connection ended: an agent that is killed has often taken more than
 // was read so far, and what is not noted here is sent again to the next one.
-static void read_last_acknowledgements(subscriber *connection) {
+void read_last_acknowledgements(subscriber *connection) {
   uint8_t buffer[kNotificationFrameMax + 1];
   for (int i = 0; i <= kNotificationWindow + 1; ++i) {
     const ssize_t size = recv(connection->fd, buffer, sizeof buffer, MSG_DONTWAIT);
@@ -73,25 +78,24 @@ static void read_last_acknowledgements(subscriber *connection) {
   }
 }
 
-static void drop_connection(subscriber *connection) {
+void drop_connection(subscriber *connection) {
   if (connection->subscribed) {
     read_last_acknowledgements(connection);
     connection->server->refused.clear();
   }
-  std::erase(connection->server->connections, connection);
-  event_free(connection->readable);
-  event_free(connection->writable);
-  event_free(connection->deadline);
+  connection->readable.reset();
+  connection->writable.reset();
+  connection->deadline.reset();
   close(connection->fd);
-  delete connection;
+  connection->server->connections.remove_if([connection](const subscriber &each) { return &each == connection; });
 }
 
-static uint32_t store_number(const switch_managers &managers) {
+uint32_t store_number(const switch_managers &managers) {
   return static_cast<uint32_t>(managers.state.settings.store_id);
 }
 
 // Returns 1 when it was sent, 0 when the socket is full, -1 when the connection is gone.
-static int send_one(subscriber *connection, const notification_record &record) {
+int send_one(subscriber *connection, const notification_record &record) {
   uint8_t buffer[kNotificationFrameMax];
   const notification_frame frame{kNotificationDeliver,  store_number(*connection->server->managers),
                                  record.number,         static_cast<uint32_t>(record.id),
@@ -104,7 +108,7 @@ static int send_one(subscriber *connection, const notification_record &record) {
 }
 
 // Sends in order until the window or the socket is full. Returns false when the connection had to be dropped.
-static bool pump_connection(subscriber *connection) {
+bool pump_connection(subscriber *connection) {
   notification_server *server = connection->server;
   const auto &queue = server->managers->state.notifications;
   auto next = std::ranges::upper_bound(queue, connection->sent, {}, &notification_record::number);
@@ -116,7 +120,7 @@ static bool pump_connection(subscriber *connection) {
       return false;
     }
     if (result == 0) {
-      event_add(connection->writable, nullptr);
+      event_add(connection->writable.get(), nullptr);
       return true;
     }
     connection->sent = next->number;
@@ -126,15 +130,19 @@ static bool pump_connection(subscriber *connection) {
   return true;
 }
 
+}  // namespace
+
 void notification_server_pump(notification_server *server) {
   const auto connection = std::ranges::find_if(server->connections, &subscriber::subscribed);
   if (connection != server->connections.end()) {
-    pump_connection(*connection);
+    pump_connection(&*connection);
   }
 }
 
+namespace {
+
 // Forgets in the store what was acknowledged. Returns whether it is done.
-static bool store_taken(notification_server *server) {
+bool store_taken(notification_server *server) {
   const auto &queue = server->managers->state.notifications;
   const bool all_forgotten = queue.empty() || queue.front().number > server->managers->acknowledged;
   if (all_forgotten && server->managers->dropped_yet_taken == 0) {
@@ -145,23 +153,23 @@ static bool store_taken(notification_server *server) {
   return managers_commit(*server->managers, change) == 0;
 }
 
-static void on_store_timer(evutil_socket_t, short, void *context) {
+void on_store_timer(evutil_socket_t, short, void *context) {
   auto *server = static_cast<notification_server *>(context);
   if (!store_taken(server)) {
-    event_add(server->store_timer, &kStoreAgainAfter);
+    event_add(server->store_timer.get(), &kStoreAgainAfter);
   }
 }
 
-static void take(notification_server *server, uint64_t number) {
+void take(notification_server *server, uint64_t number) {
   server->managers->acknowledged =
       std::max(server->managers->acknowledged, std::min(number, server->managers->state.settings.last_notification));
-  if (event_pending(server->store_timer, EV_TIMEOUT, nullptr) == 0) {
-    event_add(server->store_timer, &kStoreAfter);
+  if (event_pending(server->store_timer.get(), EV_TIMEOUT, nullptr) == 0) {
+    event_add(server->store_timer.get(), &kStoreAfter);
   }
 }
 
 // What was sent up to `number` is taken. One that is no longer in the queue was counted as dropped, and was not.
-static void note_acknowledged(subscriber *connection, uint64_t number) {
+void note_acknowledged(subscriber *connection, uint64_t number) {
   switch_managers &managers = *connection->server->managers;
   const auto &queue = managers.state.notifications;
   auto &under_way = connection->under_way;
@@ -172,25 +180,25 @@ static void note_acknowledged(subscriber *connection, uint64_t number) {
   take(connection->server, std::min(number, connection->sent));
 }
 
-static std::string holder_text(const subscriber *holder) {
+std::string holder_text(const subscriber *holder) {
   return "process " + std::to_string(holder->pid) + " of user " + std::to_string(holder->uid) +
          " has the subscription to notifications";
 }
 
 // Whether the peer has closed its end, or is gone with it. What it sent before may still be there to read.
-static bool is_gone(const subscriber *connection) {
+bool is_gone(const subscriber *connection) {
   pollfd look{connection->fd, POLLRDHUP, 0};
   return poll(&look, 1, 0) > 0 && (look.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
 // A process may give up its own subscription for a new one. Where process ids cannot be told, as between containers,
 // they are 0.
-static bool is_same_process(const subscriber *a, const subscriber *b) {
+bool is_same_process(const subscriber *a, const subscriber *b) {
   return a->pid == b->pid && a->uid == b->uid && a->pid != 0;
 }
 
 // Tells the peer who has the subscription, and ends its connection. It will ask again: the log is told once.
-static void refuse_subscription(subscriber *connection, const subscriber *holder) {
+void refuse_subscription(subscriber *connection, const subscriber *holder) {
   const std::string why = holder_text(holder);
   const auto *text = reinterpret_cast<const uint8_t *>(why.data());
   uint8_t buffer[kNotificationFrameMax];
@@ -210,14 +218,14 @@ static void refuse_subscription(subscriber *connection, const subscriber *holder
 }
 
 // Makes way for the connection's subscription. Returns whether it may be.
-static bool replace_holder(subscriber *connection) {
+bool replace_holder(subscriber *connection) {
   auto &connections = connection->server->connections;
   const auto found =
-      std::ranges::find_if(connections, [&](const subscriber *each) { return each != connection && each->subscribed; });
+      std::ranges::find_if(connections, [&](const subscriber &each) { return &each != connection && each.subscribed; });
   if (found == connections.end()) {
     return true;
   }
-  subscriber *holder = *found;
+  subscriber *holder = &*found;
   if (!is_same_process(holder, connection) && !is_gone(holder)) {
     refuse_subscription(connection, holder);
     return false;
@@ -227,7 +235,7 @@ static bool replace_holder(subscriber *connection) {
   return true;
 }
 
-static void on_subscribe(subscriber *connection, const notification_frame &frame) {
+void on_subscribe(subscriber *connection, const notification_frame &frame) {
   notification_server *server = connection->server;
   if (!replace_holder(connection)) {
     return;
@@ -238,7 +246,7 @@ static void on_subscribe(subscriber *connection, const notification_frame &frame
   // acknowledged.
   connection->sent = std::max(resumes ? frame.number : 0, server->managers->acknowledged);
   connection->under_way.clear();
-  event_del(connection->deadline);
+  event_del(connection->deadline.get());
   log_info("notifications are subscribed to, " +
            (connection->sent > 0 ? "after number " + std::to_string(connection->sent) : "all"));
   if (resumes) {
@@ -247,7 +255,7 @@ static void on_subscribe(subscriber *connection, const notification_frame &frame
   pump_connection(connection);
 }
 
-static void on_acknowledge(subscriber *connection, const notification_frame &frame) {
+void on_acknowledge(subscriber *connection, const notification_frame &frame) {
   if (!connection->subscribed || frame.store != store_number(*connection->server->managers)) {
     return;  // of an earlier store: nothing of ours was taken
   }
@@ -255,7 +263,7 @@ static void on_acknowledge(subscriber *connection, const notification_frame &fra
   pump_connection(connection);
 }
 
-static void on_readable(evutil_socket_t fd, short, void *context) {
+void on_readable(evutil_socket_t fd, short, void *context) {
   auto *connection = static_cast<subscriber *>(context);
   uint8_t buffer[kNotificationFrameMax + 1];
   const ssize_t size = recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
@@ -279,57 +287,64 @@ static void on_readable(evutil_socket_t fd, short, void *context) {
   }
 }
 
-static void on_writable(evutil_socket_t, short, void *context) {
+void on_writable(evutil_socket_t, short, void *context) {
   pump_connection(static_cast<subscriber *>(context));
 }
 
-static void on_deadline(evutil_socket_t, short, void *context) {
+void on_deadline(evutil_socket_t, short, void *context) {
   drop_connection(static_cast<subscriber *>(context));
 }
 
-static void take_connection(void *context, int fd) {
+// Takes over the accepted socket `fd`. Returns false when there is no memory for it; `fd` is still the caller's then.
+bool add_connection(notification_server *server, int fd, uid_t uid, pid_t pid) {
+  subscriber &connection = server->connections.emplace_back(server, fd, uid, pid);
+  connection.readable.reset(event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, &connection));
+  connection.writable.reset(event_new(server->base, fd, EV_WRITE, on_writable, &connection));
+  // A timer of its own: a time-out of `readable` could not be taken off again, a persistent event keeps it.
+  connection.deadline.reset(event_new(server->base, -1, 0, on_deadline, &connection));
+  if (connection.readable && connection.writable && connection.deadline &&
+      event_add(connection.readable.get(), nullptr) == 0 &&
+      event_add(connection.deadline.get(), &kTimeToSubscribe) == 0) {
+    return true;
+  }
+  server->connections.pop_back();
+  return false;
+}
+
+void take_connection(void *context, int fd) {
   auto *server = static_cast<notification_server *>(context);
   uid_t uid = 0;
   pid_t pid = 0;
-  if (!local_socket_peer_allowed(fd, &uid, &pid) || server->connections.size() == kConnectionsMax) {
+  const bool welcome = local_socket_peer_allowed(fd, &uid, &pid) && server->connections.size() < kConnectionsMax;
+  if (!welcome || !add_connection(server, fd, uid, pid)) {
     log_warn_limited(server->warnings, "a connection to notifications was refused: uid " + std::to_string(uid) +
                                            ", pid " + std::to_string(pid));
     close(fd);
-    return;
   }
-  auto *connection = new subscriber{server, fd, uid, pid, nullptr, nullptr, nullptr, false, 0, {}};
-  connection->readable = event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, connection);
-  connection->writable = event_new(server->base, fd, EV_WRITE, on_writable, connection);
-  // A timer of its own: a time-out of `readable` could not be taken off again, a persistent event keeps it.
-  connection->deadline = event_new(server->base, -1, 0, on_deadline, connection);
-  event_add(connection->readable, nullptr);
-  event_add(connection->deadline, &kTimeToSubscribe);
-  server->connections.push_back(connection);
 }
 
-static void on_listener_report(void *, const char *text) {
+void on_listener_report(void *, const char *text) {
   log_warn(text);
 }
 
+}  // namespace
+
 notification_server *notification_server_open(event_base *base, const char *run_dir, switch_managers &managers) {
-  char path[sizeof sockaddr_un{}.sun_path];
+  char path[kSocketPathRoom];
   if (service_socket_path(run_dir, kServiceNotifications, path, sizeof path) != 0) {
     errno = ENAMETOOLONG;
     return nullptr;
   }
-  auto *server = new notification_server{.base = base,
-                                         .managers = &managers,
-                                         .listener = nullptr,
-                                         .store_timer = nullptr,
-                                         .connections = {},
-                                         .refused = {},
-                                         .warnings = {}};
+  auto *server = new notification_server{.base = base, .managers = &managers};
+  server->store_timer.reset(event_new(base, -1, 0, on_store_timer, server));
   server->listener = socket_listener_open(base, path, {take_connection, on_listener_report}, server);
-  if (server->listener == nullptr) {
+  if (server->listener == nullptr || !server->store_timer) {
+    const int why = server->listener == nullptr ? errno : ENOMEM;
+    socket_listener_close(server->listener);
     delete server;
+    errno = why;
     return nullptr;
   }
-  server->store_timer = event_new(base, -1, 0, on_store_timer, server);
   return server;
 }
 
@@ -343,10 +358,9 @@ void notification_server_close(notification_server *server) {
     return;
   }
   while (!server->connections.empty()) {
-    drop_connection(server->connections.front());
+    drop_connection(&server->connections.front());
   }
   store_taken(server);
-  event_free(server->store_timer);
   socket_listener_close(server->listener);
   delete server;
 }

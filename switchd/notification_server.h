@@ -8,7 +8,7 @@
 
 #include <stdint.h>
 
-#include "vsan_manager/vsan_manager.h"
+#include "managers.h"
 
 struct event_base;
 struct notification_server;

@@ -16,22 +16,23 @@
 #include "vsan_records.h"
 #include "vsan_values.h"
 
+namespace {
+
 // Where a problem is. The first one sticks.
 struct topology_reader {
   std::string path;
   std::string problem;
 };
 
-static void complain(topology_reader &reader, const toml::node &where, const std::string &key,
-                     const std::string &what) {
+void complain(topology_reader &reader, const toml::node &where, const std::string &key, const std::string &what) {
   if (reader.problem.empty()) {
     reader.problem = reader.path + ":" + std::to_string(where.source().begin.line) + ": " + key + ": " + what;
   }
 }
 
 template <typename Target>
-static void read_keys(topology_reader &reader, const toml::table &table, const std::string &section,
-                      std::span<const key_row<Target>> rows, Target &target) {
+void read_keys(topology_reader &reader, const toml::table &table, const std::string &section,
+               std::span<const key_row<Target>> rows, Target &target) {
   for (const auto &[key, node] : table) {
     const auto row = std::ranges::find(rows, key.str(), &key_row<Target>::name);
     const std::string path = section + "." + std::string(key.str());
@@ -43,8 +44,8 @@ static void read_keys(topology_reader &reader, const toml::table &table, const s
 }
 
 template <typename Target>
-static void read_section(topology_reader &reader, const toml::table &root, const char *section,
-                         std::span<const key_row<Target>> rows, Target &target) {
+void read_section(topology_reader &reader, const toml::table &root, const char *section,
+                  std::span<const key_row<Target>> rows, Target &target) {
   const toml::node *node = root.get(section);
   if (node == nullptr) {
     return;
@@ -58,7 +59,7 @@ static void read_section(topology_reader &reader, const toml::table &root, const
 
 // Calls `read` for each table of the array `section`.
 template <typename Read>
-static void read_array(topology_reader &reader, const toml::table &root, const char *section, const Read &read) {
+void read_array(topology_reader &reader, const toml::table &root, const char *section, const Read &read) {
   const toml::node *node = root.get(section);
   if (node == nullptr) {
     return;
@@ -73,12 +74,12 @@ static void read_array(topology_reader &reader, const toml::table &root, const c
 }
 
 // The node to blame for a key of the table: the key's value when it is there, else the table.
-static const toml::node &blame(const toml::table &table, const char *key) {
+const toml::node &blame(const toml::table &table, const char *key) {
   const toml::node *node = table.get(key);
   return node != nullptr ? *node : table;
 }
 
-static std::string default_vsan_name(uint32_t id) {
+std::string default_vsan_name(uint32_t id) {
   char name[kVsanNameMax + 1];
   snprintf(name, sizeof name, "VSAN%.4u", id);
   return name;
@@ -89,7 +90,7 @@ struct seen_values {
   std::set<std::string> names;
 };
 
-static void read_vsan(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
+void read_vsan(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
   vsan_section section;
   read_keys<vsan_section>(reader, table, "vsan", kVsanKeys, section);
   vsan_record &vsan = section.vsan;
@@ -112,8 +113,7 @@ static void read_vsan(topology_reader &reader, const toml::table &table, seen_va
   change.vsans.push_back(std::move(vsan));
 }
 
-static void read_interface(topology_reader &reader, const toml::table &table, seen_values &seen,
-                           switch_change &change) {
+void read_interface(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
   interface_section section;
   read_keys<interface_section>(reader, table, "interface", kInterfaceKeys, section);
   interface_record &interface = section.interface;
@@ -136,7 +136,7 @@ static void read_interface(topology_reader &reader, const toml::table &table, se
   change.interfaces.push_back(std::move(interface));
 }
 
-static void check_sections(topology_reader &reader, const toml::table &root) {
+void check_sections(topology_reader &reader, const toml::table &root) {
   static constexpr std::string_view kSections[] = {"switch", "timers", "distribution", "vsan", "interface"};
   for (const auto &[key, node] : root) {
     if (std::ranges::find(kSections, key.str()) == std::end(kSections)) {
@@ -146,7 +146,7 @@ static void check_sections(topology_reader &reader, const toml::table &root) {
 }
 
 // VSAN 1 is always there; a file need not name it.
-static void add_default_vsan(switch_change &change, std::set<uint32_t> &ids) {
+void add_default_vsan(switch_change &change, std::set<uint32_t> &ids) {
   if (ids.insert(kDefaultVsan).second) {
     vsan_record vsan;
     vsan.id = kDefaultVsan;
@@ -155,7 +155,7 @@ static void add_default_vsan(switch_change &change, std::set<uint32_t> &ids) {
   }
 }
 
-static switch_change fresh_change() {
+switch_change fresh_change() {
   switch_change change;
   change.settings.name = "switch";
   change.settings.wwn = 0x2000020000000001;  // a locally administered name
@@ -172,6 +172,8 @@ static switch_change fresh_change() {
   return change;
 }
 
+}  // namespace
+
 switch_change default_topology() {
   switch_change change = fresh_change();
   std::set<uint32_t> none;
@@ -179,7 +181,9 @@ switch_change default_topology() {
   return change;
 }
 
-static void read_root(topology_reader &reader, const toml::table &root, switch_change &change) {
+namespace {
+
+void read_root(topology_reader &reader, const toml::table &root, switch_change &change) {
   check_sections(reader, root);
   read_section<switch_settings>(reader, root, "switch", kSwitchKeys, change.settings);
   read_section<timer_map>(reader, root, "timers", kTimerKeys, change.timers);
@@ -199,7 +203,7 @@ static void read_root(topology_reader &reader, const toml::table &root, switch_c
 
 // The TOML library misjudges the characters U+FB26 to U+FEFE when one stands where a key or a value may start, with
 // undefined results. Returns the line of the first one, or 0.
-static size_t line_of_misjudged_character(const std::string &path) {
+size_t line_of_misjudged_character(const std::string &path) {
   std::ifstream file(path, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(file), {}};
   for (size_t at = text.find('\xEF'); at != std::string::npos; at = text.find('\xEF', at + 1)) {
@@ -210,6 +214,8 @@ static size_t line_of_misjudged_character(const std::string &path) {
   }
   return 0;
 }
+
+}  // namespace
 
 int read_topology(const std::string &path, switch_change &change, std::string &error) {
   if (const size_t line = line_of_misjudged_character(path); line != 0) {

@@ -12,13 +12,14 @@
 #include "vsan_records.h"
 #include "vsan_values.h"
 
+namespace {
+
 // Words for the values of row fields.
 using word_map = std::map<std::string, uint32_t>;
-static const word_map kStateWords{{"active", kAdminActive}, {"suspended", kAdminSuspended}};
-static const word_map kMediaWords{{"fibre-channel", kMediaFibreChannel}, {"ethernet", kMediaEthernet}};
-static const word_map kBalancingWords{{"src-dst", kLoadBalancingSourceDestination},
-                                      {"src-dst-ox", kLoadBalancingExchange}};
-static const word_map kSwitchWords{{"on", kInorderOn}, {"off", kInorderOff}};
+const word_map kStateWords{{"active", kAdminActive}, {"suspended", kAdminSuspended}};
+const word_map kMediaWords{{"fibre-channel", kMediaFibreChannel}, {"ethernet", kMediaEthernet}};
+const word_map kBalancingWords{{"src-dst", kLoadBalancingSourceDestination}, {"src-dst-ox", kLoadBalancingExchange}};
+const word_map kSwitchWords{{"on", kInorderOn}, {"off", kInorderOff}};
 
 struct vsan_options {
   uint32_t id = 0;
@@ -32,7 +33,7 @@ struct row_option {
   uint32_t vsanEntry::*field;
   const word_map *words;  // null: a number
 };
-static constexpr row_option kRowOptions[] = {
+constexpr row_option kRowOptions[] = {
     {"--state", "administrative state", &vsanEntry::vsanAdminState, &kStateWords},
     {"--media", "media type", &vsanEntry::vsanMediaType, &kMediaWords},
     {"--mtu", "largest frame payload in bytes, 256 to 2112", &vsanEntry::vsanMtu, nullptr},
@@ -42,7 +43,7 @@ static constexpr row_option kRowOptions[] = {
     {"--drop-latency", "network drop latency in milliseconds, 1 to 60000", &vsanEntry::vsanNetworkDropLatency, nullptr},
 };
 
-static void add_row_options(CLI::App &command, vsan_options &options) {
+void add_row_options(CLI::App &command, vsan_options &options) {
   command.add_option("vsan", options.id, "the VSAN, 1 to 4094")->required();
   command.add_option("--name", options.name, "name, at most 32 octets without a blank");
   for (const row_option &each : kRowOptions) {
@@ -54,7 +55,7 @@ static void add_row_options(CLI::App &command, vsan_options &options) {
 }
 
 // The values by field, as a refusal names them.
-static std::vector<named_value> named_values(const vsan_options &options, const vsanEntry &row) {
+std::vector<named_value> named_values(const vsan_options &options, const vsanEntry &row) {
   std::vector<named_value> values{{"vsan", std::to_string(options.id)}, {"name", "\"" + options.name + "\""}};
   for (const row_option &each : kRowOptions) {
     values.push_back({each.name + 2, std::to_string(row.*each.field)});
@@ -63,7 +64,7 @@ static std::vector<named_value> named_values(const vsan_options &options, const 
 }
 
 // Puts what was given into the row.
-static void put_given(const CLI::App &command, const vsan_options &options, const std::string &what, vsanEntry &row) {
+void put_given(const CLI::App &command, const vsan_options &options, const std::string &what, vsanEntry &row) {
   if (command.count("--name") > 0) {
     if (options.name.size() >= kVsanNameField) {
       fail_refused(what, kStatusNameRange, named_values(options, row));
@@ -84,14 +85,14 @@ static void put_given(const CLI::App &command, const vsan_options &options, cons
   }
 }
 
-static void send_vsan(const vsan_options &options, const std::string &what, const vsanEntry &row, int msg_type) {
+void send_vsan(const vsan_options &options, const std::string &what, const vsanEntry &row, int msg_type) {
   const int status = write_vsan(row, msg_type);
   if (status != 0) {
     fail_refused(what, status, named_values(options, row));
   }
 }
 
-static void create_vsan(const CLI::App &command, vsan_options &options) {
+void create_vsan(const CLI::App &command, vsan_options &options) {
   const std::string what = "VSAN " + std::to_string(options.id) + " was not created";
   vsanEntry row = {};
   if (read_vsan(options.id, row) == 0) {
@@ -109,7 +110,7 @@ static void create_vsan(const CLI::App &command, vsan_options &options) {
   send_vsan(options, what, row, kMsgSet);
 }
 
-static void set_vsan(const CLI::App &command, vsan_options &options) {
+void set_vsan(const CLI::App &command, vsan_options &options) {
   const std::string what = "VSAN " + std::to_string(options.id) + " was not changed";
   vsanEntry row = {};
   const int status = read_vsan(options.id, row);
@@ -120,7 +121,7 @@ static void set_vsan(const CLI::App &command, vsan_options &options) {
   send_vsan(options, what, row, kMsgSet);
 }
 
-static void delete_vsan(vsan_options &options) {
+void delete_vsan(vsan_options &options) {
   vsanEntry row = {};
   row.vsanIndex = options.id;
   const int status = write_vsan(row, kMsgDelete);
@@ -133,7 +134,7 @@ static void delete_vsan(vsan_options &options) {
   }
 }
 
-static void add_vsan_commands(CLI::App &app) {
+void add_vsan_commands(CLI::App &app) {
   static vsan_options options;
   CLI::App *vsan = app.add_subcommand("vsan", "create, delete or change a VSAN")->require_subcommand(1);
   CLI::App *create = vsan->add_subcommand("create", "create a VSAN; what is not given has its default");
@@ -152,7 +153,7 @@ struct interface_options {
   uint32_t vsan = 0;
 };
 
-static void move_interface(const interface_options &options) {
+void move_interface(const interface_options &options) {
   const interface_row row = find_interface_row(options.interface);
   const vsanIfEntry wanted = {row.index, options.vsan, 0, kRowStatusActive};
   ask_or_fail("interface " + options.interface + " was not moved",
@@ -160,7 +161,7 @@ static void move_interface(const interface_options &options) {
               {{"vsan", std::to_string(options.vsan)}, {"interface", options.interface}});
 }
 
-static void set_interface(const interface_options &options, bool up) {
+void set_interface(const interface_options &options, bool up) {
   const interface_row row = find_interface_row(options.interface);
   const switch_interface wanted = {row.index, up ? 1U : 0U, {}};
   ask_or_fail("interface " + options.interface + " was not taken " + (up ? "up" : "down"),
@@ -168,7 +169,7 @@ static void set_interface(const interface_options &options, bool up) {
               {{"interface", options.interface}});
 }
 
-static void add_interface_commands(CLI::App &app) {
+void add_interface_commands(CLI::App &app) {
   static interface_options options;
   CLI::App *interface = app.add_subcommand("interface", "move an interface, take it up or down")->require_subcommand(1);
   CLI::App *move = interface->add_subcommand("move", "put an interface into another VSAN");
@@ -190,7 +191,7 @@ struct timer_options {
   bool force = false;
 };
 
-static void set_timer(const CLI::App &command, const timer_options &options) {
+void set_timer(const CLI::App &command, const timer_options &options) {
   const bool of_vsan = command.count("--vsan") > 0;
   const vsanFcTimerEntry timer = {
       .timer_type = options.key,
@@ -207,7 +208,7 @@ static void set_timer(const CLI::App &command, const timer_options &options) {
               {{"value", std::to_string(options.value)}, {"vsan", std::to_string(options.vsan)}});
 }
 
-static void add_timer_commands(CLI::App &app) {
+void add_timer_commands(CLI::App &app) {
   static timer_options options;
   word_map words;
   for (uint32_t i = 0; i < kTimerKinds; ++i) {
@@ -229,18 +230,18 @@ struct switch_options {
   uint32_t notifications = 0;
 };
 
-static void set_latency(uint32_t type, uint32_t value, const char *name) {
+void set_latency(uint32_t type, uint32_t value, const char *name) {
   ask_or_fail(std::string(name) + " " + std::to_string(value) + " was not set",
               {kServiceVsanManager, kOpLatency, kMsgSet, record_bytes(vsanLatency{type, value, 0}), 0});
 }
 
-static void set_word(int opcode, uint32_t value, const char *name) {
+void set_word(int opcode, uint32_t value, const char *name) {
   std::vector<uint8_t> request(4);
   put_be32(request.data(), value);
   ask_or_fail(std::string(name) + " was not set", {kServiceVsanManager, opcode, kMsgSet, request, 0});
 }
 
-static void set_switch(const CLI::App &command, const switch_options &options) {
+void set_switch(const CLI::App &command, const switch_options &options) {
   if (command.count("--switch-latency") > 0) {
     set_latency(kAttrSwitchLatency, options.switch_latency, "switch-latency");
   }
@@ -255,7 +256,7 @@ static void set_switch(const CLI::App &command, const switch_options &options) {
   }
 }
 
-static void add_switch_commands(CLI::App &app) {
+void add_switch_commands(CLI::App &app) {
   static switch_options options;
   CLI::App *whole = app.add_subcommand("switch", "set what applies to the whole switch")->require_subcommand(1);
   CLI::App *set = whole->add_subcommand("set", "each option that is given is one request, in this order");
@@ -267,6 +268,8 @@ static void add_switch_commands(CLI::App &app) {
   set->require_option(1, 4);
   set->callback([set] { set_switch(*set, options); });
 }
+
+}  // namespace
 
 void add_change_commands(CLI::App &app) {
   add_vsan_commands(app);

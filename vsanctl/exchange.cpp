@@ -15,12 +15,14 @@
 #include "requests.h"
 #include "statuses.h"
 
+namespace {
+
 // Which field a status is about.
 struct status_field {
   int status;
   const char *field;
 };
-static constexpr status_field kStatusFields[] = {
+constexpr status_field kStatusFields[] = {
     {kStatusNoVsan, "vsan"},
     {kStatusVsanRange, "vsan"},
     {kStatusVsanReserved, "vsan"},
@@ -41,19 +43,25 @@ static constexpr status_field kStatusFields[] = {
     {kStatusNoEntry, "interface"},
 };
 
+}  // namespace
+
 void fail(int exit_code, const std::string &text) {
   fprintf(stderr, "vsanctl: %s\n", text.c_str());
   exit(exit_code);
 }
 
-static std::string user_name() {
+namespace {
+
+std::string user_name() {
   const passwd *entry = getpwuid(getuid());
   return entry != nullptr ? entry->pw_name : std::to_string(getuid());
 }
 
-static bool is_read(int msg_type) {
+bool is_read(int msg_type) {
   return msg_type != kMsgSet && msg_type != kMsgDelete;
 }
+
+}  // namespace
 
 int ask(const question &asked, std::vector<uint8_t> &answer) {
   static const std::string kUser = user_name();

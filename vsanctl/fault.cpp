@@ -6,6 +6,8 @@
 #include "requests.h"
 #include "writer.h"
 
+namespace {
+
 using nlohmann::json;
 
 struct fault_options {
@@ -20,7 +22,7 @@ struct fault_row {
   const char *about;
   const char *value;  // what the value is called; null when there is none
 };
-static constexpr fault_row kFaults[] = {
+constexpr fault_row kFaults[] = {
     {"delay", "answer late", "milliseconds"},
     {"status", "answer this status and do nothing", "status"},
     {"drop", "close the connection instead of an answer", nullptr},
@@ -28,7 +30,7 @@ static constexpr fault_row kFaults[] = {
     {"hang", "never answer", nullptr},
 };
 
-static void set_fault(const fault_row &row, const fault_options &options) {
+void set_fault(const fault_row &row, const fault_options &options) {
   const std::string text = json{
       {"service", options.service},
       {"kind", row.kind},
@@ -38,7 +40,7 @@ static void set_fault(const fault_row &row, const fault_options &options) {
   ask_or_fail(std::string("fault ") + text, {kServiceControl, kOpFaults, kMsgSet, {text.begin(), text.end()}, 0});
 }
 
-static void list_faults(bool as_json) {
+void list_faults(bool as_json) {
   const auto answer = ask_or_fail("faults", {kServiceControl, kOpFaults, kMsgGet, {}, kAnyAnswer});
   const json object = json::parse(answer.begin(), answer.end());
   const writer to = writer_open(as_json);
@@ -53,6 +55,8 @@ static void list_faults(bool as_json) {
   }
   writer_close(to);
 }
+
+}  // namespace
 
 void add_fault_commands(CLI::App &app, const common_options &common) {
   static fault_options options;

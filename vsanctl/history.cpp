@@ -11,13 +11,15 @@
 #include "platform/run_dir.h"
 #include "platform/shared_page.h"
 
-static constexpr useconds_t kFollowEvery = 100000;  // microseconds
+namespace {
 
-[[noreturn]] static void fail_page() {
+constexpr useconds_t kFollowEvery = 100000;  // microseconds
+
+[[noreturn]] void fail_page() {
   fail(kExitNoSwitch, std::string("no shared page in ") + platform_run_dir() + ": " + strerror(errno));
 }
 
-static std::string time_text(const platform_event &event) {
+std::string time_text(const platform_event &event) {
   const time_t seconds = event.seconds;
   tm broken = {};
   char text[40];
@@ -27,7 +29,7 @@ static std::string time_text(const platform_event &event) {
 }
 
 // One line an event, also as JSON, so that a reader can follow.
-static void print_event(const platform_event &event, bool json) {
+void print_event(const platform_event &event, bool json) {
   std::string text = event.text;
   if (json) {
     const nlohmann::ordered_json line{{"number", event.number},    {"time", time_text(event)}, {"pid", event.pid},
@@ -42,7 +44,7 @@ static void print_event(const platform_event &event, bool json) {
   printf("%s %u 0x%x %u %s\n", time_text(event).c_str(), event.pid, event.module_id, event.level, text.c_str());
 }
 
-static void show_history(uint32_t last, bool follow, bool json) {
+void show_history(uint32_t last, bool follow, bool json) {
   platform_event_reader reader = {};
   if (platform_events_open(&reader, last) != 0) {
     fail_page();
@@ -71,13 +73,15 @@ static void show_history(uint32_t last, bool follow, bool json) {
   }
 }
 
-static void switch_levels(const std::vector<int> &levels, bool record, bool on) {
+void switch_levels(const std::vector<int> &levels, bool record, bool on) {
   for (const int level : levels) {
     if (platform_level_set(record ? kLevelRecorded : kLevelPrinted, level, on ? 1 : 0) != 0) {
       fail_page();
     }
   }
 }
+
+}  // namespace
 
 void add_history_commands(CLI::App &app, const common_options &common) {
   static uint32_t last = UINT32_MAX;

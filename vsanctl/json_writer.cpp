@@ -4,6 +4,8 @@
 
 #include "writer.h"
 
+namespace {
+
 using json = nlohmann::ordered_json;
 
 struct json_state {
@@ -12,22 +14,22 @@ struct json_state {
   std::vector<std::string> columns;
 };
 
-static json value_of(const cell &value) {
+json value_of(const cell &value) {
   return std::visit([](const auto &each) { return json(each); }, value);
 }
 
-static writer_state *json_open() {
+writer_state *json_open() {
   return new json_state;
 }
 
-static void json_table(writer_state *opaque, const char *name, const std::vector<const char *> &columns) {
+void json_table(writer_state *opaque, const char *name, const std::vector<const char *> &columns) {
   auto *state = static_cast<json_state *>(opaque);
   state->table = name;
   state->columns.assign(columns.begin(), columns.end());
   state->document[name] = json::array();
 }
 
-static void json_row(writer_state *opaque, const std::vector<cell> &cells) {
+void json_row(writer_state *opaque, const std::vector<cell> &cells) {
   auto *state = static_cast<json_state *>(opaque);
   json row = json::object();
   for (size_t i = 0; i < cells.size(); ++i) {
@@ -36,15 +38,17 @@ static void json_row(writer_state *opaque, const std::vector<cell> &cells) {
   state->document[state->table].push_back(std::move(row));
 }
 
-static void json_field(writer_state *opaque, const char *name, const cell &value) {
+void json_field(writer_state *opaque, const char *name, const cell &value) {
   static_cast<json_state *>(opaque)->document[name] = value_of(value);
 }
 
-static void json_close(writer_state *opaque) {
+void json_close(writer_state *opaque) {
   auto *state = static_cast<json_state *>(opaque);
   // A name may hold octets that are no UTF-8; JSON cannot.
   printf("%s\n", state->document.dump(2, ' ', false, json::error_handler_t::replace).c_str());
   delete state;
 }
+
+}  // namespace
 
 const writer_calls kJsonWriter = {json_open, json_table, json_row, json_field, json_close};

@@ -5,6 +5,8 @@
 #include "record_words.h"
 #include "requests.h"
 
+namespace {
+
 enum class kdx_argument { none, on_off, vsan };
 
 struct kdx_row {
@@ -14,7 +16,7 @@ struct kdx_row {
   kdx_argument argument;
   uint32_t fixed;  // the argument when the command line has none
 };
-static constexpr kdx_row kCommands[] = {
+constexpr kdx_row kCommands[] = {
     {"enable", "collect timer changes in a session", kDistributionEnable, kdx_argument::none, 1},
     {"disable", "let timer changes work at once", kDistributionEnable, kdx_argument::none, 0},
     {"show-running", "whether reads show running values while a session is open", kDistributionShowRunning,
@@ -26,11 +28,13 @@ static constexpr kdx_row kCommands[] = {
     {"remote-lock", "play another switch that holds the lock", kDistributionRemoteLock, kdx_argument::on_off, 0},
 };
 
-static void command_kdx(const kdx_row &row, uint32_t argument) {
+void command_kdx(const kdx_row &row, uint32_t argument) {
   const distribution_order order = {row.command, row.argument == kdx_argument::none ? row.fixed : argument};
   ask_or_fail(std::string("kdx ") + row.name, {kServiceDistribution, kOpDistribution, kMsgSet, record_bytes(order), 0},
               {{"vsan", std::to_string(argument)}});
 }
+
+}  // namespace
 
 void add_kdx_commands(CLI::App &app) {
   static uint32_t argument = 0;

@@ -8,11 +8,13 @@
 #include "exchange.h"
 #include "platform/run_dir.h"
 
-static constexpr char kFooter[] =
+namespace {
+
+constexpr char kFooter[] =
     "\nExit codes: 0 done; 1 switchd refused; 2 command line; 3 no switchd, no answer in time, or an answer that is "
     "none.";
 
-static int run(int argc, char **argv) {
+int run(int argc, char **argv) {
   common_options common;
   std::string run_dir = platform_run_dir();
   CLI::App app("Shows and changes the VSANs, interfaces, timers and notifications of a switch.", "vsanctl");
@@ -39,6 +41,8 @@ static int run(int argc, char **argv) {
   }
   return kExitOk;
 }
+
+}  // namespace
 
 int main(int argc, char **argv) {
   try {

@@ -11,17 +11,21 @@
 #include "statuses.h"
 #include "vsan_records.h"
 
-static constexpr size_t kRowAt = offsetof(vsanRowMessage, row);
+namespace {
 
-static std::vector<uint8_t> encode_row(const vsanEntry &row) {
+constexpr size_t kRowAt = offsetof(vsanRowMessage, row);
+
+std::vector<uint8_t> encode_row(const vsanEntry &row) {
   std::vector<uint8_t> message(sizeof(vsanRowMessage));
   record_write(row, message.data() + kRowAt);
   return message;
 }
 
-static vsanEntry decode_row(const std::vector<uint8_t> &message) {
+vsanEntry decode_row(const std::vector<uint8_t> &message) {
   return record_read<vsanEntry>(message.data() + kRowAt);
 }
+
+}  // namespace
 
 int read_vsan(uint32_t id, vsanEntry &row) {
   vsanEntry asked = {};
@@ -55,12 +59,16 @@ int write_vsan(const vsanEntry &row, int msg_type) {
   return ask({kServiceVsanManager, kOpVsanRow, msg_type, encode_row(row), 0}, none);
 }
 
-static uint32_t vsan_of_interface(uint32_t index) {
+namespace {
+
+uint32_t vsan_of_interface(uint32_t index) {
   const auto answer = ask_or_fail(
       "interface " + std::to_string(index),
       {kServiceVsanManager, kOpInterfaceVsan, kMsgGet, record_bytes(vsanIfEntry{index, 0, 0, 0}), sizeof(vsanIfEntry)});
   return record_read<vsanIfEntry>(answer.data()).vsanIfVsan;
 }
+
+}  // namespace
 
 std::vector<interface_row> read_interfaces() {
   std::vector<interface_row> rows;

@@ -18,6 +18,8 @@
 #include "vsan_values.h"
 #include "writer.h"
 
+namespace {
+
 using nlohmann::json;
 
 // What a `show` was asked for.
@@ -26,18 +28,18 @@ struct show_options {
   bool pending = false;
 };
 
-static std::string word(uint32_t value, const char *first, const char *second) {
+std::string word(uint32_t value, const char *first, const char *second) {
   if (value == 1 || value == 2) {
     return value == 1 ? first : second;
   }
   return std::to_string(value);
 }
 
-static uint64_t number(uint32_t value) {
+uint64_t number(uint32_t value) {
   return value;
 }
 
-static std::vector<vsanEntry> chosen_vsans(uint32_t id) {
+std::vector<vsanEntry> chosen_vsans(uint32_t id) {
   if (id == 0) {
     return read_vsans();
   }
@@ -49,7 +51,7 @@ static std::vector<vsanEntry> chosen_vsans(uint32_t id) {
   return {row};
 }
 
-static void show_vsan(const writer &to, const show_options &options) {
+void show_vsan(const writer &to, const show_options &options) {
   write_table(
       to, "vsans",
       {"vsan", "name", "admin", "oper", "media", "mtu", "load_balancing", "interop", "inorder", "drop_latency"});
@@ -63,14 +65,14 @@ static void show_vsan(const writer &to, const show_options &options) {
   }
 }
 
-static void show_interface(const writer &to, const show_options &) {
+void show_interface(const writer &to, const show_options &) {
   write_table(to, "interfaces", {"index", "name", "state", "vsan"});
   for (const interface_row &row : read_interfaces()) {
     write_row(to, {number(row.index), row.name, std::string(row.up ? "up" : "down"), number(row.vsan)});
   }
 }
 
-static void show_membership(const writer &to, const show_options &) {
+void show_membership(const writer &to, const show_options &) {
   write_table(to, "memberships", {"vsan", "interface", "static"});
   uint32_t vsan = 0;
   uint32_t interface = 0;
@@ -89,7 +91,7 @@ static void show_membership(const writer &to, const show_options &) {
 }
 
 // The timers of a VSAN, or of the whole switch.
-static void timer_row(const writer &to, uint32_t vsan, bool pending) {
+void timer_row(const writer &to, uint32_t vsan, bool pending) {
   std::vector<cell> row{vsan == 0 ? cell(std::string("switch")) : cell(number(vsan))};
   for (uint32_t i = 0; i < kTimerKinds; ++i) {
     uint32_t value = 0;
@@ -105,7 +107,7 @@ static void timer_row(const writer &to, uint32_t vsan, bool pending) {
   write_row(to, row);
 }
 
-static void show_timers(const writer &to, const show_options &options) {
+void show_timers(const writer &to, const show_options &options) {
   std::vector<const char *> columns{"vsan"};
   columns.insert(columns.end(), std::begin(kTimerWords), std::end(kTimerWords));
   write_table(to, options.pending ? "pending_timers" : "timers", columns);
@@ -117,7 +119,7 @@ static void show_timers(const writer &to, const show_options &options) {
   }
 }
 
-static void show_kdx(const writer &to, const show_options &) {
+void show_kdx(const writer &to, const show_options &) {
   const auto bytes =
       ask_or_fail("distribution", {kServiceDistribution, kOpDistribution, kMsgGet, {}, sizeof(distribution_status)});
   const auto state = record_read<distribution_status>(bytes.data());
@@ -145,7 +147,7 @@ static void show_kdx(const writer &to, const show_options &) {
        });
 }
 
-static void show_errors(const writer &to, const show_options &) {
+void show_errors(const writer &to, const show_options &) {
   std::vector<platform_error> errors(kErrorsKept);
   const int count = platform_errors_read(errors.data(), kErrorsKept);
   if (count < 0) {
@@ -165,7 +167,7 @@ static void show_errors(const writer &to, const show_options &) {
   }
 }
 
-static cell cell_of(const json &value) {
+cell cell_of(const json &value) {
   if (value.is_boolean()) {
     return value.get<bool>();
   }
@@ -174,7 +176,7 @@ static cell cell_of(const json &value) {
 }
 
 // The object's values as fields; an array of objects in it is a table.
-static void write_object(const writer &to, const std::string &prefix, const json &object) {
+void write_object(const writer &to, const std::string &prefix, const json &object) {
   for (const auto &[key, value] : object.items()) {
     if (value.is_object()) {
       write_object(to, key + "_", value);
@@ -184,8 +186,7 @@ static void write_object(const writer &to, const std::string &prefix, const json
   }
 }
 
-static void write_array(const writer &to, const char *name, const json &rows,
-                        const std::vector<const char *> &columns) {
+void write_array(const writer &to, const char *name, const json &rows, const std::vector<const char *> &columns) {
   write_table(to, name, columns);
   for (const json &row : rows) {
     std::vector<cell> cells;
@@ -197,19 +198,19 @@ static void write_array(const writer &to, const char *name, const json &rows,
   }
 }
 
-static json control_answer(const char *what, int opcode) {
+json control_answer(const char *what, int opcode) {
   const auto answer = ask_or_fail(what, {kServiceControl, opcode, kMsgGet, {}, kAnyAnswer});
   return json::parse(answer.begin(), answer.end());
 }
 
-static void show_status(const writer &to, const show_options &) {
+void show_status(const writer &to, const show_options &) {
   const json status = control_answer("status", kOpStatus);
   write_object(to, "", status);
   write_array(to, "services", status.at("services"),
               {"service", "requests", "refused", "malformed", "connections", "peers_refused", "faults"});
 }
 
-static void show_notifications(const writer &to, const show_options &) {
+void show_notifications(const writer &to, const show_options &) {
   const json queue = control_answer("notifications", kOpNotificationQueue);
   write_object(to, "", queue);
   write_array(to, "oldest", queue.at("oldest"), {"number", "id", "payload"});
@@ -221,7 +222,7 @@ struct show_row {
   void (*show)(const writer &to, const show_options &options);
   bool takes_vsan;
 };
-static constexpr show_row kShows[] = {
+constexpr show_row kShows[] = {
     {"vsan", "the VSANs, or one", show_vsan, true},
     {"interface", "interfaces and the VSANs they are in", show_interface, false},
     {"membership", "active memberships: interfaces that are up, in active VSANs", show_membership, false},
@@ -231,6 +232,8 @@ static constexpr show_row kShows[] = {
     {"notifications", "the notification queue and its counters", show_notifications, false},
     {"status", "switchd and its services", show_status, false},
 };
+
+}  // namespace
 
 void add_show_commands(CLI::App &app, const common_options &common) {
   CLI::App *show = app.add_subcommand("show", "show something")->require_subcommand(1);

@@ -4,6 +4,8 @@
 
 #include "writer.h"
 
+namespace {
+
 struct printed_table {
   std::vector<std::vector<std::string>> rows;  // the first is the heading
   std::vector<bool> right;                     // by column: numbers stand right
@@ -15,7 +17,7 @@ struct table_state {
 };
 
 // A terminal must not obey what somebody put into a name.
-static std::string printable(const std::string &text) {
+std::string printable(const std::string &text) {
   std::string shown;
   for (const char each : text) {
     const auto octet = static_cast<unsigned char>(each);
@@ -30,7 +32,7 @@ static std::string printable(const std::string &text) {
   return shown;
 }
 
-static std::string shown(const cell &value) {
+std::string shown(const cell &value) {
   if (const auto *number = std::get_if<uint64_t>(&value)) {
     return std::to_string(*number);
   }
@@ -40,18 +42,18 @@ static std::string shown(const cell &value) {
   return printable(std::get<std::string>(value));
 }
 
-static writer_state *table_open() {
+writer_state *table_open() {
   return new table_state;
 }
 
-static void table_table(writer_state *state, const char *, const std::vector<const char *> &columns) {
+void table_table(writer_state *state, const char *, const std::vector<const char *> &columns) {
   printed_table table;
   table.rows.emplace_back(columns.begin(), columns.end());
   table.right.resize(columns.size());
   static_cast<table_state *>(state)->tables.push_back(std::move(table));
 }
 
-static void table_row(writer_state *state, const std::vector<cell> &cells) {
+void table_row(writer_state *state, const std::vector<cell> &cells) {
   printed_table &table = static_cast<table_state *>(state)->tables.back();
   std::vector<std::string> row;
   for (size_t i = 0; i < cells.size(); ++i) {
@@ -61,11 +63,11 @@ static void table_row(writer_state *state, const std::vector<cell> &cells) {
   table.rows.push_back(std::move(row));
 }
 
-static void table_field(writer_state *state, const char *name, const cell &value) {
+void table_field(writer_state *state, const char *name, const cell &value) {
   static_cast<table_state *>(state)->fields.emplace_back(name, shown(value));
 }
 
-static void print_table(const printed_table &table) {
+void print_table(const printed_table &table) {
   std::vector<size_t> widths(table.right.size());
   for (const auto &row : table.rows) {
     for (size_t i = 0; i < row.size(); ++i) {
@@ -83,7 +85,7 @@ static void print_table(const printed_table &table) {
   }
 }
 
-static void table_close(writer_state *opaque) {
+void table_close(writer_state *opaque) {
   auto *state = static_cast<table_state *>(opaque);
   size_t width = 0;
   for (const auto &[name, value] : state->fields) {
@@ -100,5 +102,7 @@ static void table_close(writer_state *opaque) {
   }
   delete state;
 }
+
+}  // namespace
 
 const writer_calls kTableWriter = {table_open, table_table, table_row, table_field, table_close};

@@ -6,36 +6,38 @@
 #include "opcode_table.h"
 #include "record_words.h"
 #include "requests.h"
-#include "rules/vsan_rules.h"
+#include "rules/timer_rules.h"
 #include "statuses.h"
 
-static int plan_enable(switch_managers &managers, uint32_t on, switch_change &change) {
+namespace {
+
+int plan_enable(switch_managers &managers, uint32_t on, switch_change &change) {
   return distribution_enable(managers.state.settings.distribution, on != 0, change.settings.distribution);
 }
 
-static int plan_show_running(switch_managers &, uint32_t on, switch_change &change) {
+int plan_show_running(switch_managers &, uint32_t on, switch_change &change) {
   change.settings.distribution.show_running = on != 0 ? 1 : 0;
   return 0;
 }
 
-static int plan_commit(switch_managers &managers, uint32_t, switch_change &change) {
+int plan_commit(switch_managers &managers, uint32_t, switch_change &change) {
   return plan_distribution_commit(managers.state, managers.engine, change);
 }
 
-static int plan_abort(switch_managers &managers, uint32_t, switch_change &change) {
+int plan_abort(switch_managers &managers, uint32_t, switch_change &change) {
   return plan_distribution_abort(managers.state, change);
 }
 
-static int plan_keep_out(switch_managers &managers, uint32_t vsan, switch_change &change) {
+int plan_keep_out(switch_managers &managers, uint32_t vsan, switch_change &change) {
   return plan_distribution_keep_out(managers.state, vsan, true, change);
 }
 
-static int plan_take_in(switch_managers &managers, uint32_t vsan, switch_change &change) {
+int plan_take_in(switch_managers &managers, uint32_t vsan, switch_change &change) {
   return plan_distribution_keep_out(managers.state, vsan, false, change);
 }
 
 // A lock is held by a living switch: it is played in memory only and gone after a restart.
-static int plan_remote_lock(switch_managers &managers, uint32_t on, switch_change &) {
+int plan_remote_lock(switch_managers &managers, uint32_t on, switch_change &) {
   if (on != 0 && managers.state.settings.distribution.open != 0) {
     return kStatusSessionOpen;
   }
@@ -48,14 +50,14 @@ struct command_row {
   int (*plan)(switch_managers &managers, uint32_t argument, switch_change &change);
 };
 
-static constexpr command_row kCommands[] = {
+constexpr command_row kCommands[] = {
     {kDistributionEnable, plan_enable},          {kDistributionShowRunning, plan_show_running},
     {kDistributionCommit, plan_commit},          {kDistributionAbort, plan_abort},
     {kDistributionKeepOut, plan_keep_out},       {kDistributionTakeIn, plan_take_in},
     {kDistributionRemoteLock, plan_remote_lock},
 };
 
-static int handle_command(switch_managers &managers, const message_request &request, message_reply &) {
+int handle_command(switch_managers &managers, const message_request &request, message_reply &) {
   const auto order = record_read<distribution_order>(request.payload.data());
   const auto row =
       std::ranges::find_if(kCommands, [&](const command_row &each) { return each.command == order.command; });
@@ -67,7 +69,7 @@ static int handle_command(switch_managers &managers, const message_request &requ
   return status != 0 ? status : managers_commit(managers, change);
 }
 
-static int handle_state(switch_managers &managers, const message_request &, message_reply &reply) {
+int handle_state(switch_managers &managers, const message_request &, message_reply &reply) {
   const distribution_session &session = managers.state.settings.distribution;
   const bool remote = !managers.engine.remote_holder(managers.engine.context, kFcTimerApplication).empty();
   distribution_status status = {
@@ -83,7 +85,7 @@ static int handle_state(switch_managers &managers, const message_request &, mess
   return 0;
 }
 
-static int handle_next_pending(switch_managers &managers, const message_request &request, message_reply &reply) {
+int handle_next_pending(switch_managers &managers, const message_request &request, message_reply &reply) {
   const auto after = record_read<pending_timer>(request.payload.data());
   const auto next = managers.state.pending.upper_bound({after.vsan, after.key});
   if (next == managers.state.pending.end()) {
@@ -93,7 +95,7 @@ static int handle_next_pending(switch_managers &managers, const message_request 
   return 0;
 }
 
-static int handle_next_kept_out(switch_managers &managers, const message_request &request, message_reply &reply) {
+int handle_next_kept_out(switch_managers &managers, const message_request &request, message_reply &reply) {
   const auto next = managers.state.kept_out.upper_bound(record_read<kept_out_vsan>(request.payload.data()).vsan);
   if (next == managers.state.kept_out.end()) {
     return kStatusNoEntry;
@@ -102,12 +104,14 @@ static int handle_next_kept_out(switch_managers &managers, const message_request
   return 0;
 }
 
-static constexpr opcode_row kOpcodes[] = {
+constexpr opcode_row kOpcodes[] = {
     {kOpDistribution, kMsgGet, 0, handle_state},
     {kOpDistribution, kMsgSet, sizeof(distribution_order), handle_command},
     {kOpPendingTimer, kMsgGetNext, sizeof(pending_timer), handle_next_pending},
     {kOpKeptOut, kMsgGetNext, sizeof(kept_out_vsan), handle_next_kept_out},
 };
+
+}  // namespace
 
 void distribution_handle(void *context, const message_request &request, message_reply &reply) {
   answer_by_table(kOpcodes, *static_cast<switch_managers *>(context), request, reply);

@@ -2,7 +2,7 @@
 #ifndef FEATURE_MANAGERS_DISTRIBUTION_SERVICE_DISTRIBUTION_SERVICE_H
 #define FEATURE_MANAGERS_DISTRIBUTION_SERVICE_DISTRIBUTION_SERVICE_H
 
-#include "vsan_manager/vsan_manager.h"
+#include "managers.h"
 
 // Serves kServiceDistribution; `context` is the switch_managers. Past the last row a GETNEXT answers kStatusNoEntry.
 void distribution_handle(void *context, const message_request &request, message_reply &reply);

@@ -1,22 +1,29 @@
-// Committing changes, and what every manager needs around it.
+#include "managers.h"
+
+#include <sys/time.h>
+
 #include <algorithm>
 
+#include "monotonic_clock.h"
 #include "plain_text.h"
 #include "platform/syserr.h"
 #include "state/change_effects.h"
 #include "statuses.h"
-#include "vsan_manager/vsan_manager.h"
 
-static bool changes_nothing(const switch_state &state, const switch_change &change) {
+namespace {
+
+bool changes_nothing(const switch_state &state, const switch_change &change) {
   return change.vsans.empty() && change.vsans_removed.empty() && change.interfaces.empty() && change.timers.empty() &&
          change.pending.empty() && change.kept_out.empty() && change.taken == 0 && change.settings == state.settings;
 }
 
-static void log_line(const switch_managers &managers, const std::string &line) {
+void log_line(const switch_managers &managers, const std::string &line) {
   if (managers.log != nullptr) {
     managers.log(managers.context, line);
   }
 }
+
+}  // namespace
 
 int managers_commit(switch_managers &managers, switch_change &change) {
   if (changes_nothing(managers.state, change)) {
@@ -64,7 +71,7 @@ int managers_first_start(switch_managers &managers, switch_change &change, std::
 
 void managers_refuse(switch_managers &managers, const message_request &request, int status, const std::string &what) {
   uint32_t left_out = 0;
-  if (!log_limit_take(&managers.refusals, log_limit_now(), &left_out)) {
+  if (!log_limit_take(&managers.refusals, monotonic_seconds(), &left_out)) {
     return;
   }
   if (left_out > 0) {

@@ -4,13 +4,15 @@
 
 #include "statuses.h"
 
+namespace {
+
 // Whether a status says that a request's form or values are wrong, and not that they do not fit the configuration.
-static bool is_malformed(int status) {
+bool is_malformed(int status) {
   return (status & ~0x1FF) == (kStatusMalformed & ~0x1FF) && status != kStatusStoreFailed;
 }
 
-static int answer(std::span<const opcode_row> rows, switch_managers &managers, const message_request &request,
-                  message_reply &reply, std::string &what) {
+int answer(std::span<const opcode_row> rows, switch_managers &managers, const message_request &request,
+           message_reply &reply, std::string &what) {
   const auto same_opcode = [&](const opcode_row &row) { return row.opcode == request.opcode; };
   if (std::ranges::none_of(rows, same_opcode)) {
     what = "unknown opcode";
@@ -30,6 +32,8 @@ static int answer(std::span<const opcode_row> rows, switch_managers &managers, c
   what = "its values";
   return row->handle(managers, request, reply);
 }
+
+}  // namespace
 
 void answer_by_table(std::span<const opcode_row> rows, switch_managers &managers, const message_request &request,
                      message_reply &reply) {

@@ -4,7 +4,7 @@
 
 #include <span>
 
-#include "vsan_manager/vsan_manager.h"
+#include "managers.h"
 
 // Fills the answer's payload and returns the status. A refused request's payload is not sent.
 using opcode_handler = int (*)(switch_managers &managers, const message_request &request, message_reply &reply);

@@ -10,12 +10,16 @@
 #include "statuses.h"
 #include "vsan_values.h"
 
+namespace {
+
 using membership = std::pair<uint32_t, uint32_t>;
 
-static bool vsan_is_active(const switch_state &state, uint32_t id) {
+bool vsan_is_active(const switch_state &state, uint32_t id) {
   const vsan_record *vsan = find_vsan(state, id);
   return vsan != nullptr && vsan->admin_state == kAdminActive;
 }
+
+}  // namespace
 
 bool next_active_membership(const switch_state &state, membership after, membership &found) {
   auto at = state.memberships_up.upper_bound(after);
@@ -29,18 +33,20 @@ bool next_active_membership(const switch_state &state, membership after, members
   return true;
 }
 
-static int answer_membership(const switch_state &state, const membership &pair, message_reply &reply) {
+namespace {
+
+int answer_membership(const switch_state &state, const membership &pair, message_reply &reply) {
   const uint8_t is_static = find_interface(state, pair.second)->is_static ? 1 : 0;
   reply.payload = record_bytes(active_membership{pair.first, pair.second, is_static, {}});
   return 0;
 }
 
-static membership asked_membership(const message_request &request) {
+membership asked_membership(const message_request &request) {
   const auto asked = record_read<active_membership>(request.payload.data());
   return {asked.vsan, asked.interface};
 }
 
-static int membership_get(switch_managers &managers, const message_request &request, message_reply &reply) {
+int membership_get(switch_managers &managers, const message_request &request, message_reply &reply) {
   const membership pair = asked_membership(request);
   if (!managers.state.memberships_up.contains(pair) || !vsan_is_active(managers.state, pair.first)) {
     return kStatusNoMembership;
@@ -48,7 +54,7 @@ static int membership_get(switch_managers &managers, const message_request &requ
   return answer_membership(managers.state, pair, reply);
 }
 
-static int membership_get_next(switch_managers &managers, const message_request &request, message_reply &reply) {
+int membership_get_next(switch_managers &managers, const message_request &request, message_reply &reply) {
   membership pair;
   if (!next_active_membership(managers.state, asked_membership(request), pair)) {
     return kStatusEndOfMemberships;
@@ -56,11 +62,11 @@ static int membership_get_next(switch_managers &managers, const message_request 
   return answer_membership(managers.state, pair, reply);
 }
 
-static switch_interface asked_interface(const message_request &request) {
+switch_interface asked_interface(const message_request &request) {
   return record_read<switch_interface>(request.payload.data());
 }
 
-static int answer_interface(const interface_record *interface, message_reply &reply) {
+int answer_interface(const interface_record *interface, message_reply &reply) {
   if (interface == nullptr) {
     return kStatusNoEntry;
   }
@@ -70,15 +76,15 @@ static int answer_interface(const interface_record *interface, message_reply &re
   return 0;
 }
 
-static int interface_get(switch_managers &managers, const message_request &request, message_reply &reply) {
+int interface_get(switch_managers &managers, const message_request &request, message_reply &reply) {
   return answer_interface(find_interface(managers.state, asked_interface(request).index), reply);
 }
 
-static int interface_get_next(switch_managers &managers, const message_request &request, message_reply &reply) {
+int interface_get_next(switch_managers &managers, const message_request &request, message_reply &reply) {
   return answer_interface(next_interface(managers.state, asked_interface(request).index), reply);
 }
 
-static int interface_set(switch_managers &managers, const message_request &request, message_reply &) {
+int interface_set(switch_managers &managers, const message_request &request, message_reply &) {
   const switch_interface wanted = asked_interface(request);
   if (wanted.up > 1) {
     return kStatusAdminStateRange;
@@ -88,13 +94,15 @@ static int interface_set(switch_managers &managers, const message_request &reque
   return status != 0 ? status : managers_commit(managers, change);
 }
 
-static constexpr opcode_row kOpcodes[] = {
+constexpr opcode_row kOpcodes[] = {
     {kOpActiveMembership, kMsgGet, sizeof(active_membership), membership_get},
     {kOpActiveMembership, kMsgGetNext, sizeof(active_membership), membership_get_next},
     {kOpInterface, kMsgGet, sizeof(switch_interface), interface_get},
     {kOpInterface, kMsgGetNext, sizeof(switch_interface), interface_get_next},
     {kOpInterface, kMsgSet, sizeof(switch_interface), interface_set},
 };
+
+}  // namespace
 
 void port_manager_handle(void *context, const message_request &request, message_reply &reply) {
   answer_by_table(kOpcodes, *static_cast<switch_managers *>(context), request, reply);

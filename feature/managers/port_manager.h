@@ -7,7 +7,7 @@
 
 #include <utility>
 
-#include "vsan_manager/vsan_manager.h"
+#include "managers.h"
 
 // Serves kServicePortManager; `context` is the switch_managers. An absent pair answers kStatusNoMembership, no further
 // pair kStatusEndOfMemberships, an absent interface and no further interface kStatusNoEntry.

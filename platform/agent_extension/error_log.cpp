@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include "log_limit.h"
+#include "monotonic_clock.h"
 #include "platform/agent.h"
 #include "platform/shared_page.h"
 #include "platform/syserr.h"
@@ -20,7 +21,7 @@ log_limit limit;
 // Any user can be refused without end: the log takes so many lines, `vsanctl show errors` every error.
 void log_error(const platform_error &error) {
   uint32_t left_out = 0;
-  if (!log_limit_take(&limit, log_limit_now(), &left_out)) {
+  if (!log_limit_take(&limit, monotonic_seconds(), &left_out)) {
     return;
   }
   if (left_out > 0) {

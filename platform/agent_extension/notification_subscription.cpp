@@ -14,6 +14,7 @@
 
 #include <vector>
 
+#include "monotonic_clock.h"
 #include "notification_frame.h"
 #include "notification_message.h"
 #include "platform/agent.h"
@@ -68,12 +69,6 @@ struct {
 
 void connect_again_later();
 void on_readable(int fd, void *);
-
-time_t monotonic_seconds() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now.tv_sec;
-}
 
 handler_row *find_handler(int id) {
   for (handler_row &row : handlers) {

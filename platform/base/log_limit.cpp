@@ -1,7 +1,5 @@
 #include "log_limit.h"
 
-#include <time.h>
-
 namespace {
 
 void fill(log_limit *limit, int64_t now) {
@@ -23,10 +21,4 @@ bool log_limit_take(log_limit *limit, int64_t now, uint32_t *left_out) {
   *left_out = limit->left_out;
   limit->left_out = 0;
   return true;
-}
-
-int64_t log_limit_now() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now.tv_sec;
 }

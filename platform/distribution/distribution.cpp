@@ -2,19 +2,23 @@
 
 #include "statuses.h"
 
-static std::string single_remote_holder(void *context, const char *) {
+namespace {
+
+std::string single_remote_holder(void *context, const char *) {
   return static_cast<single_switch_fabric *>(context)->played_holder;
 }
 
-static int single_lock(void *context, const char *application) {
+int single_lock(void *context, const char *application) {
   return single_remote_holder(context, application).empty() ? 0 : kStatusRemoteLock;
 }
 
-static void single_unlock(void *, const char *) {}
+void single_unlock(void *, const char *) {}
 
-static int single_spread(void *context, const char *application, const std::vector<distribution_value> &) {
+int single_spread(void *context, const char *application, const std::vector<distribution_value> &) {
   return single_lock(context, application);
 }
+
+}  // namespace
 
 distribution_engine single_switch_engine(single_switch_fabric *fabric) {
   return {fabric, single_remote_holder, single_lock, single_unlock, single_spread};
@@ -54,11 +58,15 @@ int distribution_open(const distribution_engine &engine, const distribution_sess
   return 0;
 }
 
-static void close_session(const distribution_session &now, distribution_session &next) {
+namespace {
+
+void close_session(const distribution_session &now, distribution_session &next) {
   next = now;
   next.open = 0;
   next.owner.clear();
 }
+
+}  // namespace
 
 int distribution_commit(const distribution_engine &engine, const distribution_session &now,
                         const std::vector<distribution_value> &values, distribution_session &next) {

@@ -11,6 +11,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "monotonic_clock.h"
 #include "page_guard.h"
 #include "page_layout.h"
 #include "platform/run_dir.h"
@@ -24,8 +25,8 @@ struct page_use {
   switch_page *page = nullptr;
   dev_t device = 0;
   ino_t inode = 0;
-  time_t looked_at = -1;  // monotonic seconds; -1: never
-  int why_not = ENOENT;   // errno of the last failure
+  int64_t looked_at = -1;  // monotonic seconds; -1: never
+  int why_not = ENOENT;    // errno of the last failure
 };
 
 page_use use;
@@ -34,12 +35,6 @@ uint32_t own_pid;
 
 void refresh_pid() {
   own_pid = static_cast<uint32_t>(getpid());
-}
-
-time_t monotonic_seconds() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return now.tv_sec;
 }
 
 struct page_file {
@@ -160,7 +155,7 @@ int open_page(const char *path, bool own) {
     munmap(page, sizeof(switch_page));
     return fail(EPROTO);
   }
-  use = {page, found.st_dev, found.st_ino, monotonic_seconds(), 0};
+  use = {page, found.st_dev, found.st_ino, monotonic_coarse_seconds(), 0};
   return 0;
 }
 
@@ -207,7 +202,7 @@ int platform_page_keep() {
 }
 
 switch_page *page_in_use() {
-  const time_t now = monotonic_seconds();
+  const int64_t now = monotonic_coarse_seconds();
   if (now != use.looked_at || page_guard_tripped()) {
     page_file path;
     if (use.page != nullptr && (page_guard_tripped() || was_replaced(path.name))) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "fuzz_input.h"
+#include "rules/timer_rules.h"
 #include "rules/vsan_rules.h"
 #include "topology.h"
 #include "vsan_values.h"

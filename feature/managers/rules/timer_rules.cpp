@@ -1,4 +1,4 @@
-#include "rules/vsan_rules.h"
+#include "rules/timer_rules.h"
 #include "statuses.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
@@ -11,15 +11,19 @@ int timer_problem(uint32_t key, uint32_t value) {
   return value < range.low || value > range.high ? kStatusTimerRange : 0;
 }
 
+namespace {
+
 // Puts the value into the session of the user, opening it when there is none.
-static int plan_pending_timer(const switch_state &state, const distribution_engine &engine, const timer_key &key,
-                              uint32_t value, const std::string &user, switch_change &change) {
+int plan_pending_timer(const switch_state &state, const distribution_engine &engine, const timer_key &key,
+                       uint32_t value, const std::string &user, switch_change &change) {
   const int status = distribution_open(engine, state.settings.distribution, user, change.settings.distribution);
   if (status == 0) {
     change.pending[key] = value;
   }
   return status;
 }
+
+}  // namespace
 
 int plan_timer_set(const switch_state &state, const distribution_engine &engine, const vsanFcTimerEntry &timer,
                    const std::string &user, switch_change &change) {
@@ -47,11 +51,15 @@ int plan_timer_set(const switch_state &state, const distribution_engine &engine,
   return 0;
 }
 
-static void drop_pending(const switch_state &state, switch_change &change) {
+namespace {
+
+void drop_pending(const switch_state &state, switch_change &change) {
   for (const auto &[key, value] : state.pending) {
     change.pending[key] = 0;
   }
 }
+
+}  // namespace
 
 int plan_distribution_commit(const switch_state &state, const distribution_engine &engine, switch_change &change) {
   std::vector<distribution_value> values;

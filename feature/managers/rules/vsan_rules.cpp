@@ -61,12 +61,16 @@ int plan_vsan_set(const switch_state &state, vsan_record vsan, uint32_t row_stat
   return 0;
 }
 
+namespace {
+
 // Every timer of the map that belongs to the VSAN, as removals.
-static void remove_timers_of(const timer_map &timers, uint32_t vsan, timer_map &removals) {
+void remove_timers_of(const timer_map &timers, uint32_t vsan, timer_map &removals) {
   for (auto timer = timers.lower_bound({vsan, 0}); timer != timers.end() && timer->first.first == vsan; ++timer) {
     removals[timer->first] = 0;
   }
 }
+
+}  // namespace
 
 int plan_vsan_delete(const switch_state &state, uint32_t id, switch_change &change) {
   if (find_vsan(state, id) == nullptr) {

@@ -1,22 +1,18 @@
-// What may be changed, and into what. Every operation checks a request against the state and adds what it wants to a
-// change; it returns 0, or the status of the refusal and then leaves the change unused.
+// What may be changed of VSANs and interfaces, and into what. Every operation checks a request against the state and
+// adds what it wants to a change; it returns 0, or the status of the refusal and then leaves the change unused.
 //
 // Decided here:
 // 1. An empty VSAN name means "no name"; any number of VSANs may be without one.
 // 2. A new VSAN that brings 0 for its in-order delivery or its drop latency gets the defaults: off (2) and 2000 ms.
 // 3. Interoperability 0 is another way to say "the default mode" and is kept as 100.
-// 4. A VSAN's operational state is never taken from a client, and what follows a row on the wire only tells which of
-// its
+// 4. A VSAN's operational state is never taken from a client, and what follows a row on the wire only tells which of its
 //    columns are the client's own writes (row_merge.h).
 #ifndef FEATURE_MANAGERS_RULES_VSAN_RULES_H
 #define FEATURE_MANAGERS_RULES_VSAN_RULES_H
 
 #include <stdint.h>
 
-#include <string>
-
 #include "state/switch_state.h"
-#include "vsan_records.h"
 
 // 0, or the status that tells which field of the record no VSAN (interface) can have.
 int vsan_problem(const vsan_record &vsan);
@@ -33,21 +29,5 @@ int plan_interface_move(const switch_state &state, uint32_t index, uint32_t vsan
 
 // Takes an interface up or down.
 int plan_interface_admin(const switch_state &state, uint32_t index, bool up, switch_change &change);
-
-// 0, or the status that tells why no timer `key` can have `value` milliseconds.
-int timer_problem(uint32_t key, uint32_t value);
-
-// Sets a timer of one VSAN, or of the whole switch when `vsan` is 0. An operational VSAN's timer must be forced. While
-// distribution is on the value goes to the session of `user`, which is opened when there is none, except for a VSAN
-// that is kept out of distribution: its timers are this switch's own matter.
-int plan_timer_set(const switch_state &state, const distribution_engine &engine, const vsanFcTimerEntry &timer,
-                   const std::string &user, switch_change &change);
-
-// The administrator's commands for a distribution session: its pending values come into force, or are dropped.
-int plan_distribution_commit(const switch_state &state, const distribution_engine &engine, switch_change &change);
-int plan_distribution_abort(const switch_state &state, switch_change &change);
-
-// Keeps a VSAN out of distribution, or takes it in again. Pending values of the VSAN are dropped when it is kept out.
-int plan_distribution_keep_out(const switch_state &state, uint32_t vsan, bool out, switch_change &change);
 
 #endif

@@ -8,8 +8,10 @@
 #include "vsan_range_codec.h"
 #include "vsan_values.h"
 
+namespace {
+
 // Interfaces that are up, more or fewer, by VSAN; a VSAN whose interfaces only changed otherwise is there with 0.
-static std::map<uint32_t, int64_t> membership_deltas(const switch_state &state, const switch_change &change) {
+std::map<uint32_t, int64_t> membership_deltas(const switch_state &state, const switch_change &change) {
   std::map<uint32_t, int64_t> deltas;
   for (const interface_record &after : change.interfaces) {
     if (const interface_record *before = find_interface(state, after.index); before != nullptr) {
@@ -26,7 +28,7 @@ static std::map<uint32_t, int64_t> membership_deltas(const switch_state &state, 
   return deltas;
 }
 
-static const vsan_record *vsan_after(const switch_state &state, const switch_change &change, uint32_t id) {
+const vsan_record *vsan_after(const switch_state &state, const switch_change &change, uint32_t id) {
   const auto put = std::ranges::find(change.vsans, id, &vsan_record::id);
   if (put != change.vsans.end()) {
     return &*put;
@@ -35,13 +37,13 @@ static const vsan_record *vsan_after(const switch_state &state, const switch_cha
   return removed ? nullptr : find_vsan(state, id);
 }
 
-static void raise(switch_change &change, int id, std::vector<uint8_t> payload) {
+void raise(switch_change &change, int id, std::vector<uint8_t> payload) {
   if (change.settings.notifications == kNotificationsOn) {
     change.raised.push_back({++change.settings.last_notification, id, std::move(payload)});
   }
 }
 
-static void raise_moves(const switch_state &state, switch_change &change) {
+void raise_moves(const switch_state &state, switch_change &change) {
   for (const interface_record &after : change.interfaces) {
     const interface_record *before = find_interface(state, after.index);
     if (before == nullptr || before->vsan == after.vsan) {
@@ -51,7 +53,7 @@ static void raise_moves(const switch_state &state, switch_change &change) {
   }
 }
 
-static std::vector<uint8_t> encode_vsan_change(uint32_t id, bool created, uint32_t admin, uint32_t oper) {
+std::vector<uint8_t> encode_vsan_change(uint32_t id, bool created, uint32_t admin, uint32_t oper) {
   const platform_vsan_range_head head{0, 0, id, created ? 1U : 0U, 0, 0, 0};
   const platform_vsan_range_attribute attributes[] = {{kAttrOperState, 4, oper}, {kAttrState, 4, admin}};
   std::vector<uint8_t> payload(kVsanRangePayloadMax);
@@ -60,7 +62,7 @@ static std::vector<uint8_t> encode_vsan_change(uint32_t id, bool created, uint32
 }
 
 // Returns whether the VSAN's row reads differently after the change.
-static bool complete_vsan(const switch_state &state, switch_change &change, uint32_t id, int64_t delta) {
+bool complete_vsan(const switch_state &state, switch_change &change, uint32_t id, int64_t delta) {
   const vsan_record *before = find_vsan(state, id);
   const vsan_record *after = vsan_after(state, change, id);
   if (before == nullptr && after == nullptr) {
@@ -79,7 +81,7 @@ static bool complete_vsan(const switch_state &state, switch_change &change, uint
   return row_changed;
 }
 
-static void count_drops(const switch_state &state, switch_change &change) {
+void count_drops(const switch_state &state, switch_change &change) {
   const auto kept = std::ranges::count_if(
       state.notifications, [&](const notification_record &record) { return record.number > change.taken; });
   const size_t total = static_cast<size_t>(kept) + change.raised.size();
@@ -87,6 +89,8 @@ static void count_drops(const switch_state &state, switch_change &change) {
     change.settings.dropped_notifications += total - kNotificationsMax;
   }
 }
+
+}  // namespace
 
 void change_complete(const switch_state &state, switch_change &change, const timeval &now) {
   raise_moves(state, change);

@@ -8,7 +8,9 @@ switch_change change_begin(const switch_state &state) {
   return change;
 }
 
-static void put_timers(timer_map &timers, const timer_map &changed) {
+namespace {
+
+void put_timers(timer_map &timers, const timer_map &changed) {
   for (const auto &[key, value] : changed) {
     if (value == 0) {
       timers.erase(key);
@@ -18,7 +20,7 @@ static void put_timers(timer_map &timers, const timer_map &changed) {
   }
 }
 
-static void put_vsan(switch_state &state, const vsan_record &vsan) {
+void put_vsan(switch_state &state, const vsan_record &vsan) {
   vsan_record &kept = state.vsans[vsan.id];
   const auto named = state.vsan_of_name.find(kept.name);
   if (named != state.vsan_of_name.end() && named->second == vsan.id) {
@@ -30,7 +32,7 @@ static void put_vsan(switch_state &state, const vsan_record &vsan) {
   }
 }
 
-static void remove_vsan(switch_state &state, uint32_t id) {
+void remove_vsan(switch_state &state, uint32_t id) {
   const auto found = state.vsans.find(id);
   if (found == state.vsans.end()) {
     return;
@@ -42,7 +44,7 @@ static void remove_vsan(switch_state &state, uint32_t id) {
   state.vsans.erase(found);
 }
 
-static void count_membership(switch_state &state, const interface_record &interface, bool present) {
+void count_membership(switch_state &state, const interface_record &interface, bool present) {
   if (!interface.up) {
     return;
   }
@@ -58,7 +60,7 @@ static void count_membership(switch_state &state, const interface_record &interf
   }
 }
 
-static void put_interface(switch_state &state, const interface_record &interface) {
+void put_interface(switch_state &state, const interface_record &interface) {
   const auto found = state.interfaces.find(interface.index);
   if (found != state.interfaces.end()) {
     count_membership(state, found->second, false);
@@ -67,7 +69,7 @@ static void put_interface(switch_state &state, const interface_record &interface
   count_membership(state, interface, true);
 }
 
-static void apply_notifications(switch_state &state, const switch_change &change) {
+void apply_notifications(switch_state &state, const switch_change &change) {
   for (const notification_record &raised : change.raised) {
     state.notifications.push_back(raised);
   }
@@ -76,6 +78,8 @@ static void apply_notifications(switch_state &state, const switch_change &change
     state.notifications.pop_front();
   }
 }
+
+}  // namespace
 
 void state_apply(switch_state &state, const switch_change &change) {
   for (const uint32_t id : change.vsans_removed) {
@@ -100,17 +104,21 @@ void state_apply(switch_state &state, const switch_change &change) {
   apply_notifications(state, change);
 }
 
+namespace {
+
 template <typename Table>
-static auto *find_in(Table &table, uint32_t key) {
+auto *find_in(Table &table, uint32_t key) {
   const auto found = table.find(key);
   return found == table.end() ? nullptr : &found->second;
 }
 
 template <typename Table>
-static auto *next_in(Table &table, uint32_t key) {
+auto *next_in(Table &table, uint32_t key) {
   const auto found = table.upper_bound(key);
   return found == table.end() ? nullptr : &found->second;
 }
+
+}  // namespace
 
 const vsan_record *find_vsan(const switch_state &state, uint32_t id) {
   return find_in(state.vsans, id);

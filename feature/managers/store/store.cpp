@@ -6,14 +6,16 @@
 
 #include "store/store_internal.h"
 
+namespace {
+
 // Marks the file as a store of this program; "VSAN" in ASCII.
-static constexpr int kApplicationId = 0x5653414E;
+constexpr int kApplicationId = 0x5653414E;
 
 // Bytes to which SQLite's log is cut again after a long reader let it grow.
-static constexpr int kLogKept = 4 << 20;
+constexpr int kLogKept = 4 << 20;
 
 // Step n brings a store of version n to version n + 1. A step that was released is never edited.
-static constexpr const char *kSchemaSteps[] = {
+constexpr const char *kSchemaSteps[] = {
     "CREATE TABLE vsan (id INTEGER PRIMARY KEY, name TEXT NOT NULL, media_type INTEGER NOT NULL,"
     " admin_state INTEGER NOT NULL, mtu INTEGER NOT NULL, load_balancing INTEGER NOT NULL, interop INTEGER NOT NULL,"
     " inorder INTEGER NOT NULL, drop_latency INTEGER NOT NULL);"
@@ -27,9 +29,13 @@ static constexpr const char *kSchemaSteps[] = {
     "CREATE TABLE notification (number INTEGER PRIMARY KEY, id INTEGER NOT NULL, payload BLOB NOT NULL);",
 };
 
+}  // namespace
+
 const int kStoreSchemaVersion = static_cast<int>(std::size(kSchemaSteps));
 
-static constexpr const char *kStatements[kStatementCount] = {
+namespace {
+
+constexpr const char *kStatements[kStatementCount] = {
     "INSERT OR REPLACE INTO vsan VALUES (?,?,?,?,?,?,?,?,?)",
     "DELETE FROM vsan WHERE id = ?",
     "INSERT OR REPLACE INTO interface VALUES (?,?,?,?,?)",
@@ -44,12 +50,12 @@ static constexpr const char *kStatements[kStatementCount] = {
     "DELETE FROM notification WHERE number <= ?",
 };
 
-static bool run(store *opened, const std::string &sql) {
+bool run(store *opened, const std::string &sql) {
   return sqlite3_exec(opened->db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 // The first column of the first row as a number; -1 when there is none.
-static int query_number(store *opened, const char *sql) {
+int query_number(store *opened, const char *sql) {
   sqlite3_stmt *statement = nullptr;
   int number = -1;
   if (sqlite3_prepare_v2(opened->db, sql, -1, &statement, nullptr) == SQLITE_OK &&
@@ -61,7 +67,7 @@ static int query_number(store *opened, const char *sql) {
 }
 
 // Whether the file is a sound database, as far as SQLite can tell.
-static bool check_database(store *opened, std::string &error) {
+bool check_database(store *opened, std::string &error) {
   sqlite3_stmt *statement = nullptr;
   std::string found;
   if (sqlite3_prepare_v2(opened->db, "PRAGMA quick_check(1)", -1, &statement, nullptr) == SQLITE_OK &&
@@ -78,7 +84,7 @@ static bool check_database(store *opened, std::string &error) {
   return found == "ok";
 }
 
-static bool open_database(store *opened, std::string &error) {
+bool open_database(store *opened, std::string &error) {
   // While switchd starts, a backup of the store that is being made may be waited for.
   if (sqlite3_open_v2(opened->path.c_str(), &opened->db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) !=
           SQLITE_OK ||
@@ -97,7 +103,7 @@ static bool open_database(store *opened, std::string &error) {
   return true;
 }
 
-static bool upgrade(store *opened, int from, std::string &error) {
+bool upgrade(store *opened, int from, std::string &error) {
   bool done = run(opened, "BEGIN IMMEDIATE");
   for (int version = from; done && version < kStoreSchemaVersion; ++version) {
     done = run(opened, kSchemaSteps[version]);
@@ -111,7 +117,7 @@ static bool upgrade(store *opened, int from, std::string &error) {
   return done;
 }
 
-static bool bring_up_to_date(store *opened, std::string &error) {
+bool bring_up_to_date(store *opened, std::string &error) {
   const int version = query_number(opened, "PRAGMA user_version");
   const int application = query_number(opened, "PRAGMA application_id");
   if (version < 0 || application < 0) {
@@ -130,7 +136,7 @@ static bool bring_up_to_date(store *opened, std::string &error) {
   return version == kStoreSchemaVersion || upgrade(opened, version, error);
 }
 
-static bool prepare_statements(store *opened, std::string &error) {
+bool prepare_statements(store *opened, std::string &error) {
   for (unsigned i = 0; i < kStatementCount; ++i) {
     if (sqlite3_prepare_v3(opened->db, kStatements[i], -1, SQLITE_PREPARE_PERSISTENT, &opened->statements[i],
                            nullptr) != SQLITE_OK) {
@@ -142,7 +148,7 @@ static bool prepare_statements(store *opened, std::string &error) {
 }
 
 // Makes a store without rows in the empty file. It has no log or journal beside it that could be left over.
-static bool fill_file(const std::string &path, std::string &error) {
+bool fill_file(const std::string &path, std::string &error) {
   store fresh;
   fresh.path = path;
   const bool open =
@@ -157,7 +163,7 @@ static bool fill_file(const std::string &path, std::string &error) {
 }
 
 // In service reads are answered on the same thread: whoever else locks the database must not stop them.
-static bool enter_service(store *opened, std::string &error) {
+bool enter_service(store *opened, std::string &error) {
   // A write makes the log.
   const bool written = run(opened, "BEGIN IMMEDIATE") &&
                        run(opened, "PRAGMA user_version=" + std::to_string(kStoreSchemaVersion)) &&
@@ -167,6 +173,8 @@ static bool enter_service(store *opened, std::string &error) {
   }
   return written && store_file_note_log(opened, error) && store_file_in_place(opened, error);
 }
+
+}  // namespace
 
 store *store_open(const std::string &path, std::string &error) {
   store *opened = new store;

@@ -9,24 +9,26 @@
 
 #include "store/store_internal.h"
 
-static bool failed(const std::string &path, const std::string &why, std::string &error) {
+namespace {
+
+bool failed(const std::string &path, const std::string &why, std::string &error) {
   error = path + ": " + why;
   return false;
 }
 
-static bool is_same(const struct stat &a, const struct stat &b) {
+bool is_same(const struct stat &a, const struct stat &b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 // SQLite's own locks would let a second switch share the file; two of them would overwrite each other's state.
-static bool lock_file(const store *opened, std::string &error) {
+bool lock_file(const store *opened, std::string &error) {
   if (flock(opened->lock, LOCK_EX | LOCK_NB) == 0) {
     return true;
   }
   return failed(opened->path, errno == EWOULDBLOCK ? "another switchd uses this store" : strerror(errno), error);
 }
 
-static bool sync_directory_of(const std::string &path) {
+bool sync_directory_of(const std::string &path) {
   const std::string directory = std::filesystem::path(path).parent_path().string();
   const int fd = open(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const bool synced = fd >= 0 && fsync(fd) == 0;
@@ -36,13 +38,13 @@ static bool sync_directory_of(const std::string &path) {
   return synced;
 }
 
-static bool is_there(const std::string &path) {
+bool is_there(const std::string &path) {
   struct stat found;
   return lstat(path.c_str(), &found) == 0;
 }
 
 // Whether the file that is locked is the one to be made, and nobody has made the store in the meantime.
-static bool may_make(const store *opened, const std::string &fresh) {
+bool may_make(const store *opened, const std::string &fresh) {
   struct stat locked;
   struct stat named;
   return fstat(opened->lock, &locked) == 0 && stat(fresh.c_str(), &named) == 0 && is_same(locked, named) &&
@@ -51,7 +53,7 @@ static bool may_make(const store *opened, const std::string &fresh) {
 
 // The file gets its final name only when it is complete and on the disk. What a killed switchd left of its own try is
 // nobody's.
-static bool fill_and_rename(const store *opened, const std::string &fresh, store_filler fill, std::string &error) {
+bool fill_and_rename(const store *opened, const std::string &fresh, store_filler fill, std::string &error) {
   if (ftruncate(opened->lock, 0) != 0) {
     return failed(opened->path, strerror(errno), error);
   }
@@ -65,7 +67,7 @@ static bool fill_and_rename(const store *opened, const std::string &fresh, store
   return true;
 }
 
-static bool make_file(store *opened, store_filler fill, std::string &error) {
+bool make_file(store *opened, store_filler fill, std::string &error) {
   if (is_there(opened->path)) {
     return failed(opened->path, "a link to a file that does not exist", error);
   }
@@ -95,6 +97,8 @@ static bool make_file(store *opened, store_filler fill, std::string &error) {
   return true;
 }
 
+}  // namespace
+
 bool store_file_take(store *opened, store_filler fill, std::string &error) {
   opened->lock = open(opened->path.c_str(), O_RDWR | O_CLOEXEC);
   if (opened->lock < 0) {
@@ -110,9 +114,13 @@ bool store_file_take(store *opened, store_filler fill, std::string &error) {
   return found.st_size > 0 || failed(opened->path, std::string("the file is empty, ") + kStoreNotSound, error);
 }
 
-static std::string log_path(const store *opened) {
+namespace {
+
+std::string log_path(const store *opened) {
   return sqlite3_filename_wal(sqlite3_db_filename(opened->db, "main"));
 }
+
+}  // namespace
 
 bool store_file_note_log(store *opened, std::string &error) {
   const std::string path = log_path(opened);

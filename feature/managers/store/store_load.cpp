@@ -4,16 +4,19 @@
 #include "plain_text.h"
 #include "platform/syserr.h"
 #include "requests.h"
+#include "rules/timer_rules.h"
 #include "rules/vsan_rules.h"
 #include "store/store_internal.h"
 #include "vsan_values.h"
 
-static uint64_t column_number(sqlite3_stmt *row, int column) {
+namespace {
+
+uint64_t column_number(sqlite3_stmt *row, int column) {
   return static_cast<uint64_t>(sqlite3_column_int64(row, column));
 }
 
 // A stored number that no 32-bit field can have reads as one that no rule allows.
-static uint32_t column_word(sqlite3_stmt *row, int column) {
+uint32_t column_word(sqlite3_stmt *row, int column) {
   const uint64_t number = column_number(row, column);
   return number > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(number);
 }
@@ -24,7 +27,7 @@ struct store_rows {
   std::set<std::string> settings;  // by name: those that are there
 };
 
-static std::string load_vsan(sqlite3_stmt *row, store_rows &found) {
+std::string load_vsan(sqlite3_stmt *row, store_rows &found) {
   vsan_record vsan;
   vsan.id = column_word(row, 0);
   vsan.name = store_column_text(row, 1);
@@ -42,7 +45,7 @@ static std::string load_vsan(sqlite3_stmt *row, store_rows &found) {
   return "";
 }
 
-static std::string load_interface(sqlite3_stmt *row, store_rows &found) {
+std::string load_interface(sqlite3_stmt *row, store_rows &found) {
   interface_record interface;
   interface.index = column_word(row, 0);
   interface.name = store_column_text(row, 1);
@@ -59,7 +62,7 @@ static std::string load_interface(sqlite3_stmt *row, store_rows &found) {
   return "";
 }
 
-static std::string load_timer_into(sqlite3_stmt *row, timer_map &timers) {
+std::string load_timer_into(sqlite3_stmt *row, timer_map &timers) {
   const timer_key key{column_word(row, 0), column_word(row, 1)};
   const uint32_t value = column_word(row, 2);
   if (const int problem = timer_problem(key.second, value); problem != 0) {
@@ -69,19 +72,19 @@ static std::string load_timer_into(sqlite3_stmt *row, timer_map &timers) {
   return "";
 }
 
-static std::string load_timer(sqlite3_stmt *row, store_rows &found) {
+std::string load_timer(sqlite3_stmt *row, store_rows &found) {
   return load_timer_into(row, found.all.timers);
 }
-static std::string load_pending(sqlite3_stmt *row, store_rows &found) {
+std::string load_pending(sqlite3_stmt *row, store_rows &found) {
   return load_timer_into(row, found.all.pending);
 }
 
-static std::string load_kept_out(sqlite3_stmt *row, store_rows &found) {
+std::string load_kept_out(sqlite3_stmt *row, store_rows &found) {
   found.all.kept_out[column_word(row, 0)] = true;
   return "";
 }
 
-static std::string load_number(sqlite3_stmt *row, const number_setting &setting, store_rows &found) {
+std::string load_number(sqlite3_stmt *row, const number_setting &setting, store_rows &found) {
   const uint64_t number = column_number(row, 1);
   if (sqlite3_column_type(row, 1) != SQLITE_INTEGER || number < setting.low || number > setting.high) {
     return std::string("setting ") + setting.name + ": '" + store_column_text(row, 1) + "' is no number from " +
@@ -91,7 +94,7 @@ static std::string load_number(sqlite3_stmt *row, const number_setting &setting,
   return "";
 }
 
-static std::string load_text(sqlite3_stmt *row, const text_setting &setting, store_rows &found) {
+std::string load_text(sqlite3_stmt *row, const text_setting &setting, store_rows &found) {
   std::string &text = setting.field(found.all.settings);
   text = store_column_text(row, 1);
   const std::string problem =
@@ -99,7 +102,7 @@ static std::string load_text(sqlite3_stmt *row, const text_setting &setting, sto
   return problem.empty() ? "" : std::string("setting ") + setting.name + ": " + problem;
 }
 
-static std::string load_setting(sqlite3_stmt *row, store_rows &found) {
+std::string load_setting(sqlite3_stmt *row, store_rows &found) {
   const std::string name = store_column_text(row, 0);
   found.settings.insert(name);
   for (const number_setting &setting : kNumberSettings) {
@@ -115,7 +118,7 @@ static std::string load_setting(sqlite3_stmt *row, store_rows &found) {
   return "setting " + name + ": not known";
 }
 
-static std::string load_notification(sqlite3_stmt *row, store_rows &found) {
+std::string load_notification(sqlite3_stmt *row, store_rows &found) {
   const uint64_t number = column_number(row, 0);
   const uint32_t id = column_word(row, 1);
   const int size = sqlite3_column_bytes(row, 2);
@@ -140,7 +143,7 @@ struct table_loader {
   std::string (*load)(sqlite3_stmt *row, store_rows &found);  // an empty text, or what is wrong with the row
 };
 
-static constexpr table_loader kLoaders[] = {
+constexpr table_loader kLoaders[] = {
     {"SELECT id, name, media_type, admin_state, mtu, load_balancing, interop, inorder, drop_latency FROM vsan",
      load_vsan},
     {"SELECT ifindex, name, vsan, up, is_static FROM interface", load_interface},
@@ -151,7 +154,7 @@ static constexpr table_loader kLoaders[] = {
     {"SELECT number, id, payload FROM notification ORDER BY number", load_notification},
 };
 
-static int load_table(store *opened, const table_loader &loader, store_rows &found, std::string &error) {
+int load_table(store *opened, const table_loader &loader, store_rows &found, std::string &error) {
   sqlite3_stmt *statement = nullptr;
   std::string problem;
   int code = sqlite3_prepare_v2(opened->db, loader.sql, -1, &statement, nullptr);
@@ -171,11 +174,11 @@ static int load_table(store *opened, const table_loader &loader, store_rows &fou
   return code == SQLITE_DONE ? 0 : -1;
 }
 
-static std::string absent_vsan(const std::string &what, uint32_t vsan) {
+std::string absent_vsan(const std::string &what, uint32_t vsan) {
   return what + " VSAN " + std::to_string(vsan) + ", which does not exist";
 }
 
-static std::string timers_problem(const switch_state &state, const timer_map &timers, const char *kind) {
+std::string timers_problem(const switch_state &state, const timer_map &timers, const char *kind) {
   for (const auto &[key, value] : timers) {
     if (key.first != 0 && !state.vsans.contains(key.first)) {
       return absent_vsan(std::string(kind) + std::to_string(key.second) + " is of", key.first);
@@ -184,7 +187,7 @@ static std::string timers_problem(const switch_state &state, const timer_map &ti
   return "";
 }
 
-static std::string names_problem(const switch_state &state) {
+std::string names_problem(const switch_state &state) {
   for (const auto &[id, vsan] : state.vsans) {
     if (!vsan.name.empty() && state.vsan_of_name.at(vsan.name) != id) {
       return "VSAN " + std::to_string(id) + ": its name \"" + vsan.name + "\" is that of VSAN " +
@@ -194,7 +197,7 @@ static std::string names_problem(const switch_state &state) {
   return "";
 }
 
-static std::string references_problem(const switch_state &state) {
+std::string references_problem(const switch_state &state) {
   for (const auto &[index, interface] : state.interfaces) {
     if (!state.vsans.contains(interface.vsan)) {
       return absent_vsan("interface " + std::to_string(index) + " is in", interface.vsan);
@@ -210,7 +213,7 @@ static std::string references_problem(const switch_state &state) {
 }
 
 // A store has them all from its first configuration on.
-static std::string settings_problem(const store_rows &found) {
+std::string settings_problem(const store_rows &found) {
   std::string missing;
   const auto look_for = [&](const char *name) {
     missing = missing.empty() && !found.settings.contains(name) ? name : missing;
@@ -225,7 +228,7 @@ static std::string settings_problem(const store_rows &found) {
 }
 
 // What no single row can tell. A new store has no rows and is sound.
-static std::string whole_problem(const switch_state &state, const store_rows &found) {
+std::string whole_problem(const switch_state &state, const store_rows &found) {
   if (state == switch_state{} && found.settings.empty()) {
     return "";
   }
@@ -244,6 +247,8 @@ static std::string whole_problem(const switch_state &state, const store_rows &fo
   }
   return references_problem(state);
 }
+
+}  // namespace
 
 int store_load(store *opened, switch_state &state, std::string &error) {
   store_rows found{change_begin(state), {}};

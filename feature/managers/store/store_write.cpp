@@ -1,34 +1,36 @@
 #include "state/change_effects.h"
 #include "store/store_internal.h"
 
+namespace {
+
 // Each binds one argument and returns whether it could.
-static bool bind(sqlite3_stmt *statement, int at, int64_t value) {
+bool bind(sqlite3_stmt *statement, int at, int64_t value) {
   return sqlite3_bind_int64(statement, at, value) == SQLITE_OK;
 }
 
-static bool bind(sqlite3_stmt *statement, int at, uint64_t value) {
+bool bind(sqlite3_stmt *statement, int at, uint64_t value) {
   return bind(statement, at, static_cast<int64_t>(value));
 }
 
-static bool bind(sqlite3_stmt *statement, int at, uint32_t value) {
+bool bind(sqlite3_stmt *statement, int at, uint32_t value) {
   return bind(statement, at, uint64_t{value});
 }
 
-static bool bind(sqlite3_stmt *statement, int at, int value) {
+bool bind(sqlite3_stmt *statement, int at, int value) {
   return bind(statement, at, int64_t{value});
 }
 
-static bool bind(sqlite3_stmt *statement, int at, const std::string &value) {
+bool bind(sqlite3_stmt *statement, int at, const std::string &value) {
   return sqlite3_bind_text(statement, at, value.data(), static_cast<int>(value.size()), SQLITE_STATIC) == SQLITE_OK;
 }
 
-static bool bind(sqlite3_stmt *statement, int at, const std::vector<uint8_t> &value) {
+bool bind(sqlite3_stmt *statement, int at, const std::vector<uint8_t> &value) {
   return sqlite3_bind_blob(statement, at, value.data(), static_cast<int>(value.size()), SQLITE_STATIC) == SQLITE_OK;
 }
 
 // Binds the arguments in order and runs the statement. Returns whether it was done.
 template <typename... Values>
-static bool execute(store *opened, store_statement which, const Values &...values) {
+bool execute(store *opened, store_statement which, const Values &...values) {
   sqlite3_stmt *statement = opened->statements[which];
   int at = 0;
   const bool bound = (bind(statement, ++at, values) && ...);
@@ -37,7 +39,7 @@ static bool execute(store *opened, store_statement which, const Values &...value
   return done && code == SQLITE_OK;
 }
 
-static bool write_rows(store *opened, const switch_change &change) {
+bool write_rows(store *opened, const switch_change &change) {
   for (const uint32_t id : change.vsans_removed) {
     if (!execute(opened, kDeleteVsan, id)) {
       return false;
@@ -58,7 +60,7 @@ static bool write_rows(store *opened, const switch_change &change) {
   return true;
 }
 
-static bool write_timers(store *opened, const timer_map &timers, store_statement put, store_statement remove) {
+bool write_timers(store *opened, const timer_map &timers, store_statement put, store_statement remove) {
   for (const auto &[key, value] : timers) {
     const bool done = value == 0 ? execute(opened, remove, key.first, key.second)
                                  : execute(opened, put, key.first, key.second, value);
@@ -69,7 +71,7 @@ static bool write_timers(store *opened, const timer_map &timers, store_statement
   return true;
 }
 
-static bool write_distribution(store *opened, const switch_change &change) {
+bool write_distribution(store *opened, const switch_change &change) {
   for (const auto &[vsan, out] : change.kept_out) {
     if (!execute(opened, out ? kPutKeptOut : kDeleteKeptOut, vsan)) {
       return false;
@@ -80,7 +82,7 @@ static bool write_distribution(store *opened, const switch_change &change) {
 }
 
 // Only what differs is written; all of it the first time, so that later defaults leave an older store alone.
-static bool write_settings(store *opened, const switch_state &state, const switch_change &change) {
+bool write_settings(store *opened, const switch_state &state, const switch_change &change) {
   const bool all = state.vsans.empty();
   switch_settings before = state.settings;
   switch_settings after = change.settings;
@@ -99,7 +101,7 @@ static bool write_settings(store *opened, const switch_state &state, const switc
   return true;
 }
 
-static bool write_notifications(store *opened, const switch_change &change) {
+bool write_notifications(store *opened, const switch_change &change) {
   const uint64_t floor = notification_floor(change);
   for (const notification_record &raised : change.raised) {
     if (raised.number > floor && !execute(opened, kPutNotification, raised.number, raised.id, raised.payload)) {
@@ -108,6 +110,8 @@ static bool write_notifications(store *opened, const switch_change &change) {
   }
   return (change.raised.empty() && change.taken == 0) || execute(opened, kTrimNotifications, floor);
 }
+
+}  // namespace
 
 int store_write(store *opened, const switch_state &before, const switch_change &change, std::string &error) {
   const auto run = [opened](const char *sql) {

@@ -3,7 +3,7 @@
 #ifndef FEATURE_MANAGERS_VSAN_MANAGER_HANDLERS_H
 #define FEATURE_MANAGERS_VSAN_MANAGER_HANDLERS_H
 
-#include "vsan_manager/vsan_manager.h"
+#include "managers.h"
 
 int handle_vsan_get(switch_managers &managers, const message_request &request, message_reply &reply);
 int handle_vsan_get_next(switch_managers &managers, const message_request &request, message_reply &reply);

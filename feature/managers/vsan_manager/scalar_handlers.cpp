@@ -6,11 +6,15 @@
 #include "vsan_records.h"
 #include "vsan_values.h"
 
-static int answer_word(uint64_t value, message_reply &reply) {
+namespace {
+
+int answer_word(uint64_t value, message_reply &reply) {
   reply.payload.resize(4);
   put_be32(reply.payload.data(), static_cast<uint32_t>(value));
   return 0;
 }
+
+}  // namespace
 
 int handle_vsan_count(switch_managers &managers, const message_request &, message_reply &reply) {
   return answer_word(managers.state.vsans.size(), reply);
@@ -27,8 +31,10 @@ int handle_last_change(switch_managers &managers, const message_request &, messa
   return 0;
 }
 
+namespace {
+
 // The setting that a latency type names, or null.
-static uint64_t *latency_of(switch_settings &settings, const vsanLatency &latency) {
+uint64_t *latency_of(switch_settings &settings, const vsanLatency &latency) {
   switch (latency.latency_type) {
     case kAttrSwitchLatency:
       return &settings.switch_latency;
@@ -38,6 +44,8 @@ static uint64_t *latency_of(switch_settings &settings, const vsanLatency &latenc
       return nullptr;
   }
 }
+
+}  // namespace
 
 int handle_latency_get(switch_managers &managers, const message_request &request, message_reply &reply) {
   auto latency = record_read<vsanLatency>(request.payload.data());

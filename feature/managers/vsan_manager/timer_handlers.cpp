@@ -1,18 +1,20 @@
 // Opcode 127: the timers of a VSAN or of the whole switch.
 #include "plain_text.h"
 #include "record_words.h"
-#include "rules/vsan_rules.h"
+#include "rules/timer_rules.h"
 #include "statuses.h"
 #include "vsan_manager/handlers.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
 
-static vsanFcTimerEntry read_timer(const message_request &request) {
+namespace {
+
+vsanFcTimerEntry read_timer(const message_request &request) {
   return record_read<vsanFcTimerEntry>(request.payload.data());
 }
 
 // 0, or what is wrong with a read. Type 0 is asked for a VSAN when its force flag, which the asker keeps, is read.
-static int read_problem(const switch_state &state, const vsanFcTimerEntry &timer) {
+int read_problem(const switch_state &state, const vsanFcTimerEntry &timer) {
   if (timer.flag > 1 || timer.force > 1) {
     return kStatusTimerFlags;
   }
@@ -23,11 +25,13 @@ static int read_problem(const switch_state &state, const vsanFcTimerEntry &timer
 }
 
 // The record that was asked with, its value filled.
-static int answer_timer(vsanFcTimerEntry timer, uint32_t value, message_reply &reply) {
+int answer_timer(vsanFcTimerEntry timer, uint32_t value, message_reply &reply) {
   timer.timer_value = value;
   reply.payload = record_bytes(timer);
   return 0;
 }
+
+}  // namespace
 
 int handle_timer_get(switch_managers &managers, const message_request &request, message_reply &reply) {
   const vsanFcTimerEntry timer = read_timer(request);

@@ -1,17 +1,20 @@
 #include "vsan_manager/vsan_manager.h"
 
 #include "big_endian.h"
+#include "managers.h"
 #include "opcode_table.h"
 #include "requests.h"
 #include "vsan_manager/handlers.h"
 #include "vsan_records.h"
 
-static constexpr size_t kRowSize = sizeof(vsanRowMessage);
-static constexpr size_t kInterfaceSize = sizeof(vsanIfEntry);
-static constexpr size_t kTimerSize = sizeof(vsanFcTimerEntry);
-static constexpr size_t kLatencySize = sizeof(vsanLatency);
+namespace {
 
-static constexpr opcode_row kOpcodes[] = {
+constexpr size_t kRowSize = sizeof(vsanRowMessage);
+constexpr size_t kInterfaceSize = sizeof(vsanIfEntry);
+constexpr size_t kTimerSize = sizeof(vsanFcTimerEntry);
+constexpr size_t kLatencySize = sizeof(vsanLatency);
+
+constexpr opcode_row kOpcodes[] = {
     {kOpVsanRow, kMsgGet, kRowSize, handle_vsan_get},
     {kOpVsanRow, kMsgGetNext, kRowSize, handle_vsan_get_next},
     {kOpVsanRow, kMsgSet, kRowSize, handle_vsan_set},
@@ -32,13 +35,15 @@ static constexpr opcode_row kOpcodes[] = {
     {kOpNotificationControl, kMsgSet, 4, handle_notification_control},
 };
 
-static int handle_switch_wwn(switch_managers &managers, const message_request &, message_reply &reply) {
+int handle_switch_wwn(switch_managers &managers, const message_request &, message_reply &reply) {
   reply.payload.resize(8);
   put_be64(reply.payload.data(), managers.state.settings.wwn);
   return 0;
 }
 
-static constexpr opcode_row kIdentityOpcodes[] = {{kOpSwitchWwn, kMsgGet, 0, handle_switch_wwn}};
+constexpr opcode_row kIdentityOpcodes[] = {{kOpSwitchWwn, kMsgGet, 0, handle_switch_wwn}};
+
+}  // namespace
 
 void vsan_manager_handle(void *context, const message_request &request, message_reply &reply) {
   answer_by_table(kOpcodes, *static_cast<switch_managers *>(context), request, reply);

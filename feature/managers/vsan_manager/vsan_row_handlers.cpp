@@ -6,20 +6,24 @@
 #include "vsan_records.h"
 #include "vsan_values.h"
 
-static vsanIfEntry asked_interface(const message_request &request) {
+namespace {
+
+vsanIfEntry asked_interface(const message_request &request) {
   return record_read<vsanIfEntry>(request.payload.data());
 }
 
 // Who writes. What is longer is cut: these texts are kept for every column of every VSAN.
-static std::string writer_of(const message_request &request) {
+std::string writer_of(const message_request &request) {
   static constexpr size_t kPartMax = 128;
   return std::string(request.user.substr(0, kPartMax)) + '\0' + std::string(request.session.substr(0, kPartMax));
 }
 
-static int answer_vsan(const switch_state &state, const vsan_record &vsan, message_reply &reply) {
+int answer_vsan(const switch_state &state, const vsan_record &vsan, message_reply &reply) {
   reply.payload = row_answer(state, vsan);
   return 0;
 }
+
+}  // namespace
 
 int handle_vsan_get(switch_managers &managers, const message_request &request, message_reply &reply) {
   const vsan_record *vsan = find_vsan(managers.state, row_vsan(request.payload));
@@ -31,10 +35,12 @@ int handle_vsan_get_next(switch_managers &managers, const message_request &reque
   return vsan == nullptr ? kStatusNoEntry : answer_vsan(managers.state, *vsan, reply);
 }
 
+namespace {
+
 // Plans what the row does to a VSAN that is there, that its sender has just deleted, or that is new. A row that was
 // read before somebody else deleted the VSAN does not make it again.
-static int plan_row(switch_managers &managers, const sent_row &row, const std::string &writer, row_writers &writers,
-                    switch_change &change) {
+int plan_row(switch_managers &managers, const sent_row &row, const std::string &writer, row_writers &writers,
+             switch_change &change) {
   const switch_state &state = managers.state;
   const vsan_record *present = find_vsan(state, row.vsan.id);
   if (present != nullptr) {
@@ -53,6 +59,8 @@ static int plan_row(switch_managers &managers, const sent_row &row, const std::s
   plan_give_back(state, *taken, managers.sessions_closed, change);
   return plan_vsan_set(state, merge_row(row, taken->vsan, writer, writers), row.row_status, change);
 }
+
+}  // namespace
 
 int handle_vsan_set(switch_managers &managers, const message_request &request, message_reply &) {
   sent_row row;
@@ -90,13 +98,17 @@ int handle_vsan_delete(switch_managers &managers, const message_request &request
   return status;
 }
 
-static int answer_interface(const interface_record *interface, message_reply &reply) {
+namespace {
+
+int answer_interface(const interface_record *interface, message_reply &reply) {
   if (interface == nullptr) {
     return kStatusNoEntry;
   }
   reply.payload = record_bytes(vsanIfEntry{interface->index, interface->vsan, 0, kRowStatusActive});
   return 0;
 }
+
+}  // namespace
 
 int handle_interface_get(switch_managers &managers, const message_request &request, message_reply &reply) {
   return answer_interface(find_interface(managers.state, asked_interface(request).ifIndex), reply);

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "message_frame.h"
+#include "monotonic_clock.h"
 #include "platform/run_dir.h"
 #include "repair_queue.h"
 #include "served_pdu_scope.h"
@@ -128,12 +129,6 @@ int platform_exchanges_of_pdu(int number) {
   const int before = pdu_at_hand;
   pdu_at_hand = number;
   return before;
-}
-
-int64_t monotonic_ms() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
 int64_t exchange_deadline(int seconds) {

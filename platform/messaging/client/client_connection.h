@@ -15,9 +15,6 @@ struct receiver_connection {
   int timed_out_pdu = 0;  // the last PDU that had its time-out here
 };
 
-// Milliseconds on the monotonic clock.
-int64_t monotonic_ms();
-
 // When an exchange that begins now and may take `seconds` is over: sooner for a PDU that had its time-out, which goes
 // on with receivers that answer promptly.
 int64_t exchange_deadline(int seconds);

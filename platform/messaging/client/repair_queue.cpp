@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <deque>
 
+#include "monotonic_clock.h"
 #include "repairs.h"
 
 namespace {

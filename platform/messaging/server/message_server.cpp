@@ -11,6 +11,7 @@
 
 #include "local_socket.h"
 #include "message_server_internal.h"
+#include "monotonic_clock.h"
 #include "socket_path.h"
 
 namespace {
@@ -19,7 +20,7 @@ constexpr size_t kConnectionsMax = 256;
 
 // The connection that is idle longest makes room for a new one. Returns whether one did.
 bool make_room(message_server *server) {
-  const int64_t now = server_now_ms();
+  const int64_t now = monotonic_ms();
   server_connection *longest = nullptr;
   int64_t idle = server->limits.gives_way - 1;
   for (server_connection &each : server->connections) {
@@ -60,7 +61,7 @@ void on_listener_report(void *context, const char *text) {
 
 void on_sweep(evutil_socket_t, short, void *context) {
   auto *server = static_cast<message_server *>(context);
-  const int64_t now = server_now_ms();
+  const int64_t now = monotonic_ms();
   for (auto at = server->connections.begin(); at != server->connections.end();) {
     server_connection &connection = *at++;
     if (server_connection_idle(&connection, now) >= server->limits.idle) {
@@ -85,17 +86,7 @@ message_server *message_server_open(event_base *base, const char *run_dir, int s
     errno = service_row(service) < 0 ? ENOENT : ENAMETOOLONG;
     return nullptr;
   }
-  auto *server = new message_server{.base = base,
-                                    .service = service,
-                                    .handler = handler,
-                                    .context = context,
-                                    .listener = nullptr,
-                                    .sweep = {},
-                                    .limits = {},
-                                    .connections = {},
-                                    .faults = {},
-                                    .counters = {},
-                                    .reports = {}};
+  auto *server = new message_server{.base = base, .service = service, .handler = handler, .context = context};
   server->sweep.reset(event_new(base, -1, EV_PERSIST, on_sweep, server));
   server->listener = socket_listener_open(base, path, {take_connection, on_listener_report}, server);
   if (server->listener == nullptr || !start_sweeping(server)) {
@@ -134,7 +125,7 @@ message_counters message_server_counters(const message_server *server) {
 
 void message_server_report(message_server *server, const char *format, ...) {
   uint32_t left_out = 0;
-  if (server->log == nullptr || !log_limit_take(&server->reports, log_limit_now(), &left_out)) {
+  if (server->log == nullptr || !log_limit_take(&server->reports, monotonic_seconds(), &left_out)) {
     return;
   }
   char text[256];

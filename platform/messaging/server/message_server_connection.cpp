@@ -9,6 +9,7 @@
 
 #include "message_frame.h"
 #include "message_server_internal.h"
+#include "monotonic_clock.h"
 #include "statuses.h"
 
 namespace {
@@ -54,7 +55,7 @@ bool send_output(server_connection *connection) {
       return true;
     }
     connection->output.pop_front();
-    connection->used = server_now_ms();
+    connection->used = monotonic_ms();
   }
   return true;
 }
@@ -195,7 +196,7 @@ progress read_one(server_connection *connection) {
 
 void on_readable(evutil_socket_t, short, void *context) {
   auto *connection = static_cast<server_connection *>(context);
-  connection->used = server_now_ms();
+  connection->used = monotonic_ms();
   progress after = progress::go_on;
   for (int i = 0; i < kRequestsAtOnce && after == progress::go_on && answers_held(connection) < kAnswersHeldMax; ++i) {
     after = read_one(connection);
@@ -222,7 +223,7 @@ bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid)
   connection.fd = fd;
   connection.uid = uid;
   connection.pid = pid;
-  connection.used = server_now_ms();
+  connection.used = monotonic_ms();
   connection.readable.reset(event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, &connection));
   connection.writable.reset(event_new(server->base, fd, EV_WRITE, on_writable, &connection));
   if (connection.readable && connection.writable && event_add(connection.readable.get(), nullptr) == 0) {
@@ -230,12 +231,6 @@ bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid)
   }
   server->connections.pop_back();
   return false;
-}
-
-int64_t server_now_ms() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
 int64_t server_connection_idle(const server_connection *connection, int64_t now) {

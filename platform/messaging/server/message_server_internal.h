@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "event_ptr.h"
 #include "log_limit.h"
 #include "message_server.h"
 #include "socket_listener.h"
@@ -40,15 +41,15 @@ struct message_server {
   event_base *base;
   int service;
   message_handler handler;
-  message_log log = nullptr;
   void *context;
-  socket_listener *listener;
-  event_ptr sweep;  // closes idle connections
-  message_limits limits;
-  std::list<server_connection> connections;
-  std::vector<message_fault> faults;
-  message_counters counters;
-  log_limit reports;
+  message_log log = nullptr;
+  socket_listener *listener = nullptr;
+  event_ptr sweep = {};  // closes idle connections
+  message_limits limits = {};
+  std::list<server_connection> connections = {};
+  std::vector<message_fault> faults = {};
+  message_counters counters = {};
+  log_limit reports = {};
 };
 
 // Takes over the accepted socket `fd`. Returns false when there is no memory for it; `fd` is still the caller's then.
@@ -60,9 +61,6 @@ int64_t server_connection_idle(const server_connection *connection, int64_t now)
 // Closes a connection that is idle, if no request has arrived in the meantime; that is answered first. Returns whether
 // it is closed.
 bool server_connection_retire(server_connection *connection);
-
-// Milliseconds on the monotonic clock.
-int64_t server_now_ms();
 
 // Closes the connection and frees it.
 void server_connection_close(server_connection *connection);

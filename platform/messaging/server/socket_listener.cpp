@@ -1,17 +1,17 @@
 #include "socket_listener.h"
 
 #include <errno.h>
-#include <event2/event.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <string>
 
+#include "event_ptr.h"
 #include "local_socket.h"
+#include "monotonic_clock.h"
 
 struct socket_listener {
   std::string path;
@@ -21,20 +21,14 @@ struct socket_listener {
   int fd;
   event_ptr acceptable;
   event_ptr again;
-  time_t silent_until = 0;  // monotonic seconds; 0: connections are accepted
+  int64_t silent_until = 0;  // monotonic seconds; 0: connections are accepted
 };
 
 namespace {
 
 constexpr int kAcceptsAtOnce = 16;
 constexpr timeval kPause = {0, 100'000};
-constexpr time_t kReportEvery = 60;  // seconds, while it lasts
-
-time_t monotonic_seconds() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now.tv_sec;
-}
+constexpr int64_t kReportEvery = 60;  // seconds, while it lasts
 
 void report(const socket_listener *listener, const char *what, const char *why) {
   char text[256];
@@ -44,7 +38,7 @@ void report(const socket_listener *listener, const char *what, const char *why) 
 
 // When descriptors run out the listener stays readable; looking away for a moment keeps the loop from spinning.
 void pause_accepting(socket_listener *listener, int why) {
-  const time_t now = monotonic_seconds();
+  const int64_t now = monotonic_seconds();
   if (now >= listener->silent_until) {
     report(listener, "cannot accept connections for now: ", strerror(why));
     listener->silent_until = now + kReportEvery;
@@ -86,10 +80,6 @@ void on_again(evutil_socket_t, short, void *context) {
 }
 
 }  // namespace
-
-void event_deleter::operator()(event *owned) const {
-  event_free(owned);
-}
 
 socket_listener *socket_listener_open(event_base *base, const char *path, const listener_calls &calls, void *context) {
   const int fd = local_socket_listen(path);

@@ -2,15 +2,7 @@
 #ifndef PLATFORM_MESSAGING_SERVER_SOCKET_LISTENER_H
 #define PLATFORM_MESSAGING_SERVER_SOCKET_LISTENER_H
 
-#include <memory>
-
-struct event;
 struct event_base;
-
-struct event_deleter {
-  void operator()(event *owned) const;
-};
-using event_ptr = std::unique_ptr<event, event_deleter>;
 
 // What the owner of a listener does. `context` is the owner's.
 struct listener_calls {

@@ -1,5 +1,5 @@
 // Rows that several clients read, change and write back; and VSANs that one of them deletes.
-#include "vsan_manager/row_merge.h"
+#include "rows/row_merge.h"
 
 #include <string.h>
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "managers.h"
 #include "vsan_manager/vsan_manager.h"
 #include "vsan_records.h"
 

@@ -1,9 +1,9 @@
 // What a DELETE takes from a VSAN, kept for a while: a client that undoes its DELETE sends the row only, and gets the
 // rest back with it.
-#ifndef FEATURE_MANAGERS_VSAN_MANAGER_DROPPED_VSANS_H
-#define FEATURE_MANAGERS_VSAN_MANAGER_DROPPED_VSANS_H
+#ifndef FEATURE_MANAGERS_ROWS_DROPPED_VSANS_H
+#define FEATURE_MANAGERS_ROWS_DROPPED_VSANS_H
 
-#include "vsan_manager/row_merge.h"
+#include "rows/row_merge.h"
 
 // Milliseconds. An UNDO follows its DELETE within the time-outs of one SNMP request, but may wait in a socket for as
 // long as this process is stopped; what comes much later is a new VSAN of the same number.

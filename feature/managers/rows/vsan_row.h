@@ -1,6 +1,6 @@
 // Rows of the VSAN table as they travel under kOpVsanRow.
-#ifndef FEATURE_MANAGERS_VSAN_MANAGER_VSAN_ROW_H
-#define FEATURE_MANAGERS_VSAN_MANAGER_VSAN_ROW_H
+#ifndef FEATURE_MANAGERS_ROWS_VSAN_ROW_H
+#define FEATURE_MANAGERS_ROWS_VSAN_ROW_H
 
 #include <optional>
 #include <string_view>

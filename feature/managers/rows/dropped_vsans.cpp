@@ -1,21 +1,19 @@
-#include "vsan_manager/dropped_vsans.h"
+#include "rows/dropped_vsans.h"
 
-#include <chrono>
-
+#include "monotonic_clock.h"
 #include "vsan_values.h"
 
-static int64_t now_ms() {
-  const auto since = std::chrono::steady_clock::now().time_since_epoch();
-  return std::chrono::duration_cast<std::chrono::milliseconds>(since).count();
-}
+namespace {
 
-static timer_map timers_of(const timer_map &timers, uint32_t vsan) {
+timer_map timers_of(const timer_map &timers, uint32_t vsan) {
   return {timers.lower_bound({vsan, 0}), timers.lower_bound({vsan + 1, 0})};
 }
 
+}  // namespace
+
 dropped_vsan take_down(const switch_state &state, uint32_t id) {
   dropped_vsan taken;
-  taken.at = now_ms();
+  taken.at = monotonic_ms();
   taken.vsan = *find_vsan(state, id);
   for (const auto &[index, interface] : state.interfaces) {
     if (interface.vsan == id) {
@@ -28,10 +26,14 @@ dropped_vsan take_down(const switch_state &state, uint32_t id) {
   return taken;
 }
 
-static void forget_old(dropped_vsans &dropped) {
-  const int64_t now = now_ms();
+namespace {
+
+void forget_old(dropped_vsans &dropped) {
+  const int64_t now = monotonic_ms();
   std::erase_if(dropped, [now](const auto &each) { return now - each.second.at > kDroppedKept; });
 }
+
+}  // namespace
 
 void keep_dropped(dropped_vsans &dropped, dropped_vsan taken) {
   forget_old(dropped);

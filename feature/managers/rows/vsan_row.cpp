@@ -1,4 +1,4 @@
-#include "vsan_manager/vsan_row.h"
+#include "rows/vsan_row.h"
 
 #include <string.h>
 

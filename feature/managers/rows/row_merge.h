@@ -5,13 +5,13 @@
 // 2. What does not differ is left as it is, unless the client itself wrote it last: then it takes its own write back, as
 //    it does with a whole row, and the column becomes again what that write found, which may be somebody else's.
 // 3. A row that was not read, one without a copy, is a write of all its columns.
-#ifndef FEATURE_MANAGERS_VSAN_MANAGER_ROW_MERGE_H
-#define FEATURE_MANAGERS_VSAN_MANAGER_ROW_MERGE_H
+#ifndef FEATURE_MANAGERS_ROWS_ROW_MERGE_H
+#define FEATURE_MANAGERS_ROWS_ROW_MERGE_H
 
 #include <array>
 
+#include "rows/vsan_row.h"
 #include "state/vsan_fields.h"
-#include "vsan_manager/vsan_row.h"
 
 // A row's columns: its numbers, by their place in kVsanFields, and the name after them.
 inline constexpr size_t kNameColumn = std::size(kVsanFields);

@@ -1,4 +1,6 @@
-#include "vsan_manager/row_merge.h"
+#include "rows/row_merge.h"
+
+namespace {
 
 // What one column's merge needs.
 struct column_merge {
@@ -11,7 +13,7 @@ struct column_merge {
 
 // The client's own write. What it replaces without having been read there is kept, should the write be taken back.
 template <typename Value>
-static void write_column(const column_merge &merge, Value vsan_record::*field, size_t column) {
+void write_column(const column_merge &merge, Value vsan_record::*field, size_t column) {
   std::string &last = merge.writers.last[column];
   std::string &before = merge.writers.before[column];
   const bool was_read = !merge.row.read || merge.current.*field == (*merge.row.read).*field;
@@ -27,7 +29,7 @@ static void write_column(const column_merge &merge, Value vsan_record::*field, s
 
 // The client's own write is undone.
 template <typename Value>
-static void take_back_column(const column_merge &merge, Value vsan_record::*field, size_t column) {
+void take_back_column(const column_merge &merge, Value vsan_record::*field, size_t column) {
   std::string &last = merge.writers.last[column];
   std::string &before = merge.writers.before[column];
   merge.merged.*field = before.empty() ? merge.row.vsan.*field : merge.writers.replaced.*field;
@@ -36,7 +38,7 @@ static void take_back_column(const column_merge &merge, Value vsan_record::*fiel
 }
 
 template <typename Value>
-static void merge_column(const column_merge &merge, Value vsan_record::*field, size_t column) {
+void merge_column(const column_merge &merge, Value vsan_record::*field, size_t column) {
   const Value &sent = merge.row.vsan.*field;
   const std::string &last = merge.writers.last[column];
   if (!merge.row.read || sent != (*merge.row.read).*field) {
@@ -45,6 +47,8 @@ static void merge_column(const column_merge &merge, Value vsan_record::*field, s
     take_back_column(merge, field, column);
   }
 }
+
+}  // namespace
 
 vsan_record merge_row(const sent_row &row, const vsan_record &current, const std::string &writer,
                       row_writers &writers) {
