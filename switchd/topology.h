@@ -1,8 +1,7 @@
 // The topology file: the configuration that a switch starts with the first time, in TOML.
 //
 // 1. It is read at every start and must be sound, but it is applied only when the store holds no configuration yet:
-// from then
-//    on the store is what counts.
+//    from then on the store is what counts.
 // 2. Without a file a switch starts with VSAN 1 alone, and no interfaces.
 // 3. Errors name file, line and key. The first one found is told.
 #ifndef SWITCHD_TOPOLOGY_H

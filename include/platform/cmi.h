@@ -16,8 +16,7 @@ extern "C" {
 //   opcode, msg_type  what is asked for
 //   request           the payload, `*size` bytes, big-endian; null when there is none
 //   response          where to put the answer's payload, `malloc`ed, for the caller to `free`; null when none is
-//   wanted.
-//                     Set it to a null pointer before the call. It may be set on a refused request too.
+//                     wanted. Set it to a null pointer before the call. It may be set on a refused request too.
 //   size              in: the request's size (the expected answer's size when `request` is null, and then no payload is
 //                     sent); out: the answer's payload size. Left as it was when no response was wanted or none came.
 //   user, session     who asks; null for a read

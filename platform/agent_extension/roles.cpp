@@ -12,11 +12,11 @@
 
 #include "config_tokens.h"
 #include "statuses.h"
+#include "vsan_values.h"
 
 namespace {
 
 // VSAN 0 is none: the module asks for it where a pair is hidden from restricted users.
-constexpr uint32_t kVsanIdMin = 1;
 constexpr size_t kGroupMax = VACM_MAX_STRING;
 
 std::vector<role> roles;
@@ -44,7 +44,7 @@ role *role_of(const char *group) {
   }
   row = &roles.emplace_back(role{group, false, false, false, {}, {}, {}, switch_right::write});
   row->vsans.size = kVsanSetBytes;
-  add_vsans({kVsanIdMin, kVsanIdMax}, &row->vsans);
+  add_vsans({kVsanFirst, kVsanReserved}, &row->vsans);
   return row;
 }
 
@@ -58,7 +58,7 @@ void compile_vsans(role *row) {
 // Each reads what follows the group and returns what is wrong with it, or null.
 const char *take_vsans(const char *text, role *row) {
   row->has_vsans = true;
-  const char *wrong = number_list_read(text, kVsanIdMin, kVsanIdMax, &row->vsan_list);
+  const char *wrong = number_list_read(text, kVsanFirst, kVsanReserved, &row->vsan_list);
   compile_vsans(row);
   return wrong;
 }

@@ -9,8 +9,6 @@
 #include "platform/bitset.h"
 #include "role_lists.h"
 
-inline constexpr uint32_t kVsanIdMax = 4095;
-
 // Detail of log_set_error: a restriction refused it, and not a manager.
 inline constexpr int kRefusedByRole = 584;
 

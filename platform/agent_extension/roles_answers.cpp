@@ -9,6 +9,7 @@
 #include "served_pdu.h"
 #include "statuses.h"
 #include "vsan_records.h"
+#include "vsan_values.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ constexpr int kModeWrite = 1;
 constexpr int kTimeoutSeconds = 4;
 
 bool holds(const vsan_set_t &set, uint32_t vsan) {
-  return vsan <= kVsanIdMax && (set.bits[vsan / 8] >> vsan % 8 & 1) != 0;
+  return vsan <= kVsanReserved && (set.bits[vsan / 8] >> vsan % 8 & 1) != 0;
 }
 
 // Asks the VSAN manager which VSAN the interface is in. Returns 0, or the status of an exchange that failed.
@@ -81,10 +82,10 @@ int snmp_is_vsan_allowed_in_list(uint32_t vsan_id, vsan_set_t *set) {
 }
 
 int snmp_get_next_allowed_vsan_in_list(uint32_t *vsan_id, vsan_set_t *set) {
-  if (*vsan_id >= kVsanIdMax) {
+  if (*vsan_id >= kVsanReserved) {
     return 0;
   }
-  for (uint32_t next = *vsan_id + 1; next <= kVsanIdMax; ++next) {
+  for (uint32_t next = *vsan_id + 1; next <= kVsanReserved; ++next) {
     if (!holds(*set, next)) {
       continue;
     }

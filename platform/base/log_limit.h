@@ -13,8 +13,8 @@ struct log_limit {
   uint32_t left_out = 0;  // lines that were not written since the last one that was
 };
 
-// Whether a line may be written at `now`, in monotonic seconds. If so, `*left_out` says how many were not since the last one that
-// was; if not, this one is counted.
+// Whether a line may be written at `now`, in monotonic seconds. If so, `*left_out` says how many were not since the
+// last one that was; if not, this one is counted.
 bool log_limit_take(log_limit *limit, int64_t now, uint32_t *left_out);
 
 #endif

@@ -2,8 +2,7 @@
 // aborted.
 //
 // 1. The session is a plain record that its owner stores; every operation takes it as it is and gives it as it is to
-// be, or
-//    refuses with a status and gives nothing.
+//    be, or refuses with a status and gives nothing.
 // 2. The values themselves belong to the application. What reaches beyond this switch goes through an engine.
 #ifndef PLATFORM_DISTRIBUTION_DISTRIBUTION_H
 #define PLATFORM_DISTRIBUTION_DISTRIBUTION_H

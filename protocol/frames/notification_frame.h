@@ -7,7 +7,7 @@
 //    then forgets them. What was not acknowledged is sent again to the next subscription, so a subscriber skips numbers
 //    of the same store that it has taken already, and acknowledges them again.
 // 4. All integers are big-endian. One message of the socket is one frame. A frame that cannot be read ends the
-// connection.
+//    connection.
 // 5. There is one subscriber. A new subscription of the same process replaces the one before, and the server closes the
 //    older connection. While another process has it, the server answers the subscribe frame with a refused frame, whose
 //    payload is a text that names that process, and closes the connection. The subscriber may try again, and gets the

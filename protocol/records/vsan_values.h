@@ -1,10 +1,11 @@
-// Ranges and defaults of what the VSAN manager keeps.
+// Ranges, defaults and key numbers of what the switch keeps, named once for all.
 #ifndef PROTOCOL_RECORDS_VSAN_LIMITS_H
 #define PROTOCOL_RECORDS_VSAN_LIMITS_H
 
 #include <stddef.h>
 #include <stdint.h>
 
+// VSANs are kVsanFirst to kVsanLast. SNMP's indexes and the roles know one number more, which no VSAN has.
 inline constexpr uint32_t kVsanFirst = 1;
 inline constexpr uint32_t kVsanLast = 4094;
 inline constexpr uint32_t kVsanReserved = 4095;

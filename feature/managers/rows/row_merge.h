@@ -2,8 +2,8 @@
 // undone by another who only carried the column along.
 //
 // 1. What differs from the row as its client read it is the client's write.
-// 2. What does not differ is left as it is, unless the client itself wrote it last: then it takes its own write back, as
-//    it does with a whole row, and the column becomes again what that write found, which may be somebody else's.
+// 2. What does not differ is left as it is, unless the client itself wrote it last: then it takes its own write back,
+//    as it does with a whole row, and the column becomes again what that write found, which may be somebody else's.
 // 3. A row that was not read, one without a copy, is a write of all its columns.
 #ifndef FEATURE_MANAGERS_ROWS_ROW_MERGE_H
 #define FEATURE_MANAGERS_ROWS_ROW_MERGE_H

@@ -5,8 +5,8 @@
 // 1. An empty VSAN name means "no name"; any number of VSANs may be without one.
 // 2. A new VSAN that brings 0 for its in-order delivery or its drop latency gets the defaults: off (2) and 2000 ms.
 // 3. Interoperability 0 is another way to say "the default mode" and is kept as 100.
-// 4. A VSAN's operational state is never taken from a client, and what follows a row on the wire only tells which of its
-//    columns are the client's own writes (row_merge.h).
+// 4. A VSAN's operational state is never taken from a client, and what follows a row on the wire only tells which of
+//    its columns are the client's own writes (row_merge.h).
 #ifndef FEATURE_MANAGERS_RULES_VSAN_RULES_H
 #define FEATURE_MANAGERS_RULES_VSAN_RULES_H
 

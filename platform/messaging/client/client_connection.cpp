@@ -27,7 +27,9 @@ constexpr int kLateAnswersReadAtOnce = 1024;
 struct receiver_table {
   receiver_connection rows[kServiceCount];
   constexpr receiver_table() {
-    for (size_t row = 0; row < kServiceCount; ++row) rows[row].service = kServiceNames[row].service;
+    for (size_t row = 0; row < kServiceCount; ++row) {
+      rows[row].service = kServiceNames[row].service;
+    }
   }
 };
 constinit receiver_table receivers;
@@ -188,8 +190,21 @@ void receiver_read_late(receiver_connection &to) {
       return lost(to);
     }
     to.suspect = false;
-    repairs_take_answer(to, header);
+    repairs_take_answer(to.service, header);
   }
+}
+
+bool receiver_send_repairs(receiver_connection &to) {
+  if (to.fd < 0) {
+    return repairs_all_sent(to.service);
+  }
+  if (repairs_send(to.service, to.fd) == 0) {
+    return true;
+  }
+  if (errno != EAGAIN) {
+    receiver_close(to);
+  }
+  return false;
 }
 
 int receiver_ready(receiver_connection &to, int64_t deadline) {
@@ -202,7 +217,7 @@ int receiver_ready(receiver_connection &to, int64_t deadline) {
     return -1;
   }
   // Repairs go first: what is asked after them must meet what they put back.
-  if ((to.suspect && !shows_life(to)) || !repairs_sent(to)) {
+  if ((to.suspect && !shows_life(to)) || !receiver_send_repairs(to)) {
     errno = ETIMEDOUT;
     return -1;
   }
@@ -235,7 +250,7 @@ void receiver_close(receiver_connection &to) {
   const int why = errno;
   if (to.fd >= 0) {
     close(to.fd);
-    repairs_are_unsent(to);
+    repairs_are_unsent(to.service);
   }
   to.fd = -1;
   errno = why;

@@ -37,6 +37,10 @@ int receiver_connect(receiver_connection &to);
 // Reads what came and nobody waits for: late answers, answers to probes and repairs, the end of the connection.
 void receiver_read_late(receiver_connection &to);
 
+// Sends the repairs that the receiver has not got yet, as far as the connection takes them. Returns whether nothing is
+// left unsent.
+bool receiver_send_repairs(receiver_connection &to);
+
 // Waits until the connection has one of poll's `events` or broke. Returns 0, or -1 with `errno` ETIMEDOUT at
 // `deadline`: all receivers are suspect then, and the PDU at hand has had its time-out.
 int receiver_wait(receiver_connection &to, short events, int64_t deadline);

@@ -11,6 +11,7 @@
 #include "message_frame.h"
 #include "platform/cmi.h"
 #include "repair_queue.h"
+#include "repairs.h"
 #include "served_pdu_scope.h"
 
 namespace {
@@ -18,6 +19,7 @@ namespace {
 constexpr int kDefaultTimeoutSeconds = 5;
 
 unsigned exchanges_begun;
+bool making_repairs;
 uint8_t answer_frame[kMessageMax];
 
 struct outgoing {
@@ -89,7 +91,7 @@ int receive_answer(receiver_connection &to, const message_header &request, int64
     }
     to.suspect = false;
     if (answer->sequence != request.sequence) {
-      repairs_take_answer(to, *answer);
+      repairs_take_answer(to.service, *answer);
       continue;  // late
     }
     return answer->opcode == request.opcode ? 0 : broken(to, EPROTO);
@@ -124,7 +126,7 @@ void append(std::vector<uint8_t> &frame, const void *from, size_t size) {
 }
 
 // Queues the repair, sends what can be sent, and waits for its answer where that is still allowed.
-int repair(receiver_connection &to, const outgoing &request, int64_t deadline) {
+int send_repair(receiver_connection &to, const outgoing &request, int64_t deadline) {
   const message_header &header = request.header;
   std::vector<uint8_t> frame(kMessageHeaderSize);
   message_header_write(header, frame.data());
@@ -136,7 +138,7 @@ int repair(receiver_connection &to, const outgoing &request, int64_t deadline) {
   }
   receiver_read_late(to);
   if (receiver_connect(to) == 0) {
-    repairs_sent(to);
+    receiver_send_repairs(to);
   }
   int why = to.fd < 0 ? errno : ETIMEDOUT;
   int status = 0;
@@ -146,13 +148,21 @@ int repair(receiver_connection &to, const outgoing &request, int64_t deadline) {
       return fail(why);
     }
     receiver_read_late(to);
-    repairs_sent(to);  // the socket may have had no room before
+    receiver_send_repairs(to);  // the socket may have had no room before
     why = to.fd < 0 ? ECONNRESET : ETIMEDOUT;
   }
   return status;
 }
 
 }  // namespace
+
+void platform_repairs_begin() {
+  making_repairs = true;
+}
+
+void platform_repairs_end() {
+  making_repairs = false;
+}
 
 unsigned platform_exchanges_begun() {
   return exchanges_begun;
@@ -183,8 +193,8 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
                             user,
                             session,
                             request};
-  if (response == nullptr && repairs_are_made()) {
-    return repair(*to, message, deadline);
+  if (response == nullptr && making_repairs) {
+    return send_repair(*to, message, deadline);
   }
   if (receiver_ready(*to, deadline) != 0) {
     return -1;

@@ -2,10 +2,10 @@
 //
 // 1. All calls are made on the loop's thread. A handler answers before it returns.
 // 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame
-// itself cannot be read.
+//    itself cannot be read.
 // 3. Peers are checked with SO_PEERCRED: root, the server's own user, and members of the server's group may connect.
 // 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from, an idle
-// connection is closed after a while, and gives way sooner when all places are taken. A client connects again.
+//    connection is closed after a while, and gives way sooner when all places are taken. A client connects again.
 #ifndef PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
 #define PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
 
