@@ -1,34 +1,53 @@
 # What people type. The build itself is CMake's: see CMakePresets.json.
 BUILD := build/release
+DEPS := packaging/install-deps.sh
 
-.PHONY: all deps build demo run test fuzz clean
+.PHONY: all deps build demo run test check fuzz clean
 
 all: build
 
+# Everything that any target needs.
 deps:
-	packaging/install-deps.sh
+	$(DEPS) build demo test check
 
-build: deps
+# What ships: the module, the libraries beside it, switchd and vsanctl.
+build:
+	$(DEPS) build
 	@test -f $(BUILD)/build.ninja || cmake --preset release >/dev/null
-	cmake --build --preset release
+	cmake --build --preset release --target product
 
 demo: build
+	$(DEPS) demo
 	demo/demo.sh $(BUILD)
 
 run: build
+	$(DEPS) demo
 	demo/run.sh $(BUILD)
 
-# The unit tests under the sanitizers, then everything.
-test: build
-	@test -f build/asan/build.ninja || cmake --preset asan >/dev/null
+# Every test, under the sanitizers and then as it ships.
+test:
+	$(DEPS) build demo test
+	cmake --preset asan >/dev/null
 	cmake --build --preset asan
 	ctest --test-dir build/asan --output-on-failure -j 2
+	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --build --preset release
 	ctest --test-dir $(BUILD) --output-on-failure -j 2
+
+# What the compilers' warnings do not see: the other compiler, the format, and clang-tidy over what ships.
+SOURCES = $(shell git ls-files 'feature/*.cpp' 'platform/*.cpp' 'switchd/*.cpp' 'vsanctl/*.cpp')
+check:
+	$(DEPS) build check
+	cmake --preset clang >/dev/null
+	cmake --build --preset clang --target product
+	git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+	printf '%s\n' $(SOURCES) | xargs -n 4 -P 2 clang-tidy --quiet -p build/clang
 
 # Each fuzzer for FUZZ_SECONDS, under the sanitizers, from the seeds in the tree. What it finds stays in build/fuzz/found.
 FUZZ_SECONDS ?= 60
-fuzz: deps
-	@test -f build/fuzz/build.ninja || cmake --preset fuzz >/dev/null
+fuzz:
+	$(DEPS) build test check
+	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz
 	@set -e; for seeds in tests/fuzz/seeds/*; do \
 	  name=$$(basename $$seeds); echo "== $$name"; \

@@ -1,17 +1,23 @@
 # A lab on loopback: switchd, a stock snmpd with the module, and snmptrapd, in a temporary directory. Sourced by demo.sh and run.sh.
 # Sets LAB (the directory), SNMP_PORT, TRAP_PORT and the client commands' common options.
 
-# The tools print names: our MIB file, and the standard modules that it builds on.
+# The tools print names: our MIB file, and what it imports.
 SOURCE=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-export MIBDIRS=$SOURCE/mibs:$SOURCE/tests/agent/npm/node_modules/net-snmp/lib/mibs
-export MIBS=VSAN-MIB
+export MIBDIRS=$SOURCE/mibs:$SOURCE/demo/mibs
+export MIBS=VSAN-MIB:SNMPv2-MIB
 
-ROOT_OID=1.3.6.1.4.1.32473.9.282
-V3_OPERATOR=(-v3 -l authPriv -u operator -a SHA-256 -A operator-auth-key -x AES -X operator-priv-key)
-V3_TENANT=(-v3 -l authPriv -u tenant -a SHA-256 -A tenant-auth-key -x AES -X tenant-priv-key)
+V3_OPERATOR="-v3 -l authPriv -u operator -a SHA-256 -A operator-auth-key -x AES -X operator-priv-key"
+V3_TENANT="-v3 -l authPriv -u tenant -a SHA-256 -A tenant-auth-key -x AES -X tenant-priv-key"
 
+# A port other than $1 that no socket has now; the kernel lists them in hexadecimal.
 free_udp_port() {
-  python3 -c 'import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+  local port
+  for _ in $(seq 100); do
+    port=$((20000 + RANDOM % 12000))
+    [ "$port" != "${1:-}" ] || continue
+    grep -qi "$(printf ':%04x ' "$port")" /proc/net/udp /proc/net/udp6 2>/dev/null || break
+  done
+  echo "$port"
 }
 
 # Waits, ten seconds at most, until a command succeeds.
@@ -48,22 +54,25 @@ EOF
   echo 'disableAuthorization yes' >"$LAB/snmptrapd.conf"
 }
 
-# lab_start BUILD_DIRECTORY [TOPOLOGY]
+# lab_start BUILD_DIRECTORY [TOPOLOGY]: starts all three and goes to LAB, with vsanctl on the PATH.
 lab_start() {
-  local build
+  local build topology
   build=$(cd "$1" && pwd)
+  topology=$(realpath "${2:-$SOURCE/packaging/topologies/small-fabric.toml}")
   LIB=$build/lib
   BIN=$build/bin
+  PATH=$BIN:$PATH
   LAB=$(mktemp -d)
   SNMP_PORT=$(free_udp_port)
-  TRAP_PORT=$(free_udp_port)
+  TRAP_PORT=$(free_udp_port "$SNMP_PORT")
   AGENT=udp:127.0.0.1:$SNMP_PORT
   mkdir -p "$LAB/run" "$LAB/agent" "$LAB/traps"
   lab_configure
   trap lab_stop EXIT
+  cd "$LAB"
 
   "$BIN/switchd" --run-dir "$LAB/run" --state "$LAB/switch.db" \
-    --topology "${2:-$HERE/../packaging/topologies/small-fabric.toml}" >"$LAB/switchd.log" 2>&1 &
+    --topology "$topology" >"$LAB/switchd.log" 2>&1 &
   SWITCHD_PID=$!
   wait_for "$BIN/vsanctl" --run-dir "$LAB/run" show status
   snmptrapd -f -n -OQ -C -c "$LAB/snmptrapd.conf" --persistentDir="$LAB/traps" -Lf "$LAB/traps.log" \
@@ -72,12 +81,13 @@ lab_start() {
   snmpd -f -C -c "$LAB/snmpd.conf" -I -smux --persistentDir="$LAB/agent" -Lf "$LAB/snmpd.log" "$AGENT" \
     >"$LAB/snmpd.out" 2>&1 &
   SNMPD_PID=$!
-  wait_for snmpget -v2c -c public -t 0.2 -r 0 "$AGENT" "$ROOT_OID.1.1.1.0"
+  wait_for snmpget -v2c -c public -t 0.2 -r 0 "$AGENT" vsanNumber.0
 }
 
 lab_stop() {
   trap - EXIT
   kill "${SNMPD_PID:-}" "${TRAPD_PID:-}" "${SWITCHD_PID:-}" 2>/dev/null || true
   wait "${SNMPD_PID:-}" "${TRAPD_PID:-}" "${SWITCHD_PID:-}" 2>/dev/null || true
+  cd /
   rm -rf "$LAB"
 }

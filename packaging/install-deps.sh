@@ -1,15 +1,29 @@
 #!/bin/bash
-# Installs the packages of packages.txt that this machine lacks. Does nothing, and needs no network, when all are there.
+# Installs what this machine lacks of the parts of packages.txt that are named. Does nothing, and needs no network, when
+# all is there.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 
-missing=()
-while read -r package; do
-  [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
-done < <(grep -vE '^(#|$)' "$here/packages.txt")
+# The packages of one part.
+packages_of() {
+  awk -v part="[$1]" '/^\[/ { inside = $0 == part; known = known || inside; next } /^#/ || !NF { next } inside { print }
+    END { exit !known }' "$here/packages.txt" || { echo "install-deps.sh: no part [$1] in packages.txt" >&2; exit 1; }
+}
 
-# Any node will do, wherever it came from.
-command -v npm >/dev/null || missing+=(npm)
+missing=()
+for part in "$@"; do
+  listed=$(packages_of "$part")
+  for package in $listed; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+  done
+done
+
+# Test clients come from npm; any node will do, wherever it came from.
+tests=false
+case " $* " in *" test "*) tests=true ;; esac
+if $tests && ! command -v npm >/dev/null; then
+  missing+=(npm)
+fi
 
 if [ ${#missing[@]} -gt 0 ]; then
   echo "Installing: ${missing[*]}"
@@ -18,8 +32,7 @@ if [ ${#missing[@]} -gt 0 ]; then
   apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
-# Test clients from npm, and the standard MIB modules that come with one of them.
 clients="$here/../tests/agent/npm"
-if [ "$clients/package-lock.json" -nt "$clients/node_modules/.package-lock.json" ]; then
+if $tests && [ "$clients/package-lock.json" -nt "$clients/node_modules/.package-lock.json" ]; then
   npm --prefix "$clients" ci --loglevel=error --prefer-offline --no-audit --no-fund --no-update-notifier --ignore-scripts
 fi

@@ -34,12 +34,12 @@ struct subscriber {
   int fd;
   uid_t uid;
   pid_t pid;
-  event_ptr readable;
-  event_ptr writable;
-  event_ptr deadline;  // of a connection that has not subscribed
+  event_ptr readable = {};
+  event_ptr writable = {};
+  event_ptr deadline = {};  // of a connection that has not subscribed
   bool subscribed = false;
-  uint64_t sent = 0;               // the last number that was sent
-  std::deque<uint64_t> under_way;  // sent and not acknowledged
+  uint64_t sent = 0;                    // the last number that was sent
+  std::deque<uint64_t> under_way = {};  // sent and not acknowledged
 };
 
 }  // namespace
@@ -297,7 +297,7 @@ void on_deadline(evutil_socket_t, short, void *context) {
 
 // Takes over the accepted socket `fd`. Returns false when there is no memory for it; `fd` is still the caller's then.
 bool add_connection(notification_server *server, int fd, uid_t uid, pid_t pid) {
-  subscriber &connection = server->connections.emplace_back(server, fd, uid, pid);
+  subscriber &connection = server->connections.emplace_back(subscriber{server, fd, uid, pid});
   connection.readable.reset(event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, &connection));
   connection.writable.reset(event_new(server->base, fd, EV_WRITE, on_writable, &connection));
   // A timer of its own: a time-out of `readable` could not be taken off again, a persistent event keeps it.

@@ -28,9 +28,12 @@ const char *read_number(const char **text, uint32_t lowest, uint32_t highest, ui
 // Reads "N" or "N-M". Returns what is wrong, or null.
 const char *read_range(const char **text, uint32_t lowest, uint32_t highest, number_range *range) {
   const char *wrong = read_number(text, lowest, highest, &range->first);
-  range->last = range->first;
-  if (wrong != nullptr || **text != '-') {
+  if (wrong != nullptr) {
     return wrong;
+  }
+  range->last = range->first;
+  if (**text != '-') {
+    return nullptr;
   }
   ++*text;
   wrong = read_number(text, lowest, highest, &range->last);

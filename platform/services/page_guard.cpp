@@ -8,13 +8,14 @@
 
 namespace {
 
-std::atomic<uintptr_t> watched_at;
+std::atomic<void *> watched_at;
 std::atomic<size_t> watched_size;
 std::atomic<bool> tripped;
 struct sigaction handler_before;
 
 bool is_watched(const void *at) {
-  const uintptr_t start = watched_at.load(), address = reinterpret_cast<uintptr_t>(at);
+  const auto start = reinterpret_cast<uintptr_t>(watched_at.load());
+  const auto address = reinterpret_cast<uintptr_t>(at);
   return start != 0 && address >= start && address - start < watched_size.load();
 }
 
@@ -35,9 +36,8 @@ void on_bus_error(int number, siginfo_t *info, void *context) {
   if (!is_watched(info->si_addr)) {
     return pass_on(number, info, context);
   }
-  void *at = reinterpret_cast<void *>(watched_at.load());
-  if (mmap(at, watched_size.load(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) ==
-      MAP_FAILED) {
+  if (mmap(watched_at.load(), watched_size.load(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1,
+           0) == MAP_FAILED) {
     return pass_on(number, info, context);
   }
   tripped.store(true);
@@ -55,7 +55,7 @@ bool install() {
 
 void page_guard_watch(void *at, size_t size) {
   static const bool installed = install();
-  watched_at.store(installed ? reinterpret_cast<uintptr_t>(at) : 0);
+  watched_at.store(installed ? at : nullptr);
   watched_size.store(size);
   tripped.store(false);
 }
