@@ -7,10 +7,10 @@
 
 #include "distribution_service.h"
 #include "fuzz_input.h"
+#include "managers.h"
 #include "port_manager.h"
 #include "rules/timer_rules.h"
 #include "rules/vsan_rules.h"
-#include "managers.h"
 #include "vsan_manager/vsan_manager.h"
 #include "vsan_values.h"
 

@@ -1,11 +1,9 @@
-// Writes the payload of kNotifyVsanChange; its layout is in notification_payloads.h.
-#ifndef PLATFORM_SERVICES_VSAN_RANGE_CODEC_H
-#define PLATFORM_SERVICES_VSAN_RANGE_CODEC_H
+// The payload of notification 145, a change of a range of VSANs, as a manager writes it. Its readers are in vsan_range.h.
+#ifndef PLATFORM_VSAN_RANGE_CODEC_H
+#define PLATFORM_VSAN_RANGE_CODEC_H
 
 #include <stddef.h>
 #include <stdint.h>
-
-#include "notification_payloads.h"
 
 #ifdef __cplusplus
 extern "C" {
