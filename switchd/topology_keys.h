@@ -12,6 +12,7 @@
 
 #include "plain_text.h"
 #include "state/switch_state.h"
+#include "value_words.h"
 #include "vsan_values.h"
 
 // Each reader takes one value into the target and returns an empty text, or what is wrong with the value.
@@ -69,14 +70,13 @@ inline std::string take_bool(const toml::node &node, uint32_t yes, uint32_t no, 
   return "";
 }
 
-// `number` becomes `first` or `second`, by the word.
-inline std::string take_word(const toml::node &node, const char *first_word, const char *second_word, uint32_t first,
-                             uint32_t second, uint32_t &number) {
+// `number` becomes 1 or 2, by the word.
+inline std::string take_word(const toml::node &node, const value_words &words, uint32_t &number) {
   const auto value = node.value_exact<std::string>();
-  if (!value || (*value != first_word && *value != second_word)) {
-    return std::string("\"") + first_word + "\" or \"" + second_word + "\" is wanted";
+  if (!value || (*value != words.of_1 && *value != words.of_2)) {
+    return std::string("\"") + words.of_1 + "\" or \"" + words.of_2 + "\" is wanted";
   }
-  number = *value == first_word ? first : second;
+  number = *value == words.of_1 ? 1 : 2;
   return "";
 }
 
@@ -105,7 +105,7 @@ inline std::string take_wwn(const toml::node &node, uint64_t &wwn) {
 
 template <uint32_t Key>
 inline std::string take_timer(const toml::node &node, timer_map &timers) {
-  constexpr timer_range kRange = kTimerRanges[Key - kTimerFirst];
+  constexpr timer_range kRange = range_of_timer(Key);
   uint32_t value = 0;
   std::string problem = take_number(node, kRange.low, kRange.high, value);
   if (problem.empty()) {
@@ -114,12 +114,10 @@ inline std::string take_timer(const toml::node &node, timer_map &timers) {
   return problem;
 }
 
-inline constexpr key_row<timer_map> kTimerKeys[] = {
-    {"e_d_tov", take_timer<kTimerEdtov>},
-    {"r_a_tov", take_timer<kTimerRatov>},
-    {"d_s_tov", take_timer<kTimerDstov>},
-    {"f_s_tov", take_timer<kTimerFstov>},
-};
+template <uint32_t Key>
+inline constexpr key_row<timer_map> kTimerKey = {range_of_timer(Key).word, take_timer<Key>};
+inline constexpr key_row<timer_map> kTimerKeys[] = {kTimerKey<kTimerEdtov>, kTimerKey<kTimerRatov>,
+                                                    kTimerKey<kTimerDstov>, kTimerKey<kTimerFstov>};
 
 inline constexpr key_row<switch_settings> kSwitchKeys[] = {
     {"name", [](const toml::node &node, switch_settings &s) { return take_switch_name(node, s.name); }},
@@ -187,20 +185,11 @@ inline constexpr key_row<vsan_section> kVsanKeys[] = {
        s.has_name = true;
        return take_text(node, s.vsan.name);
      }},
-    {"state",
-     [](const toml::node &node, vsan_section &s) {
-       return take_word(node, "active", "suspended", kAdminActive, kAdminSuspended, s.vsan.admin_state);
-     }},
-    {"media",
-     [](const toml::node &node, vsan_section &s) {
-       return take_word(node, "fibre-channel", "ethernet", kMediaFibreChannel, kMediaEthernet, s.vsan.media_type);
-     }},
+    {"state", [](const toml::node &node, vsan_section &s) { return take_word(node, kAdminWords, s.vsan.admin_state); }},
+    {"media", [](const toml::node &node, vsan_section &s) { return take_word(node, kMediaWords, s.vsan.media_type); }},
     {"mtu", [](const toml::node &node, vsan_section &s) { return take_number(node, kMtuMin, kMtuMax, s.vsan.mtu); }},
-    {"load_balancing",
-     [](const toml::node &node, vsan_section &s) {
-       return take_word(node, "src-dst", "src-dst-ox", kLoadBalancingSourceDestination, kLoadBalancingExchange,
-                        s.vsan.load_balancing);
-     }},
+    {"load_balancing", [](const toml::node &node,
+                          vsan_section &s) { return take_word(node, kLoadBalancingWords, s.vsan.load_balancing); }},
     {"interop",
      [](const toml::node &node, vsan_section &s) { return take_number(node, 0, kInteropMax, s.vsan.interop); }},
     {"inorder_delivery",

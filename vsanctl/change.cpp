@@ -9,6 +9,7 @@
 #include "requests.h"
 #include "rows.h"
 #include "statuses.h"
+#include "value_words.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
 
@@ -16,10 +17,9 @@ namespace {
 
 // Words for the values of row fields.
 using word_map = std::map<std::string, uint32_t>;
-const word_map kStateWords{{"active", kAdminActive}, {"suspended", kAdminSuspended}};
-const word_map kMediaWords{{"fibre-channel", kMediaFibreChannel}, {"ethernet", kMediaEthernet}};
-const word_map kBalancingWords{{"src-dst", kLoadBalancingSourceDestination}, {"src-dst-ox", kLoadBalancingExchange}};
-const word_map kSwitchWords{{"on", kInorderOn}, {"off", kInorderOff}};
+word_map map_of(const value_words &words) {
+  return {{words.of_1, 1}, {words.of_2, 2}};
+}
 
 struct vsan_options {
   uint32_t id = 0;
@@ -31,13 +31,13 @@ struct row_option {
   const char *name;
   const char *about;
   uint32_t vsanEntry::*field;
-  const word_map *words;  // null: a number
+  const value_words *words;  // null: a number
 };
 constexpr row_option kRowOptions[] = {
-    {"--state", "administrative state", &vsanEntry::vsanAdminState, &kStateWords},
+    {"--state", "administrative state", &vsanEntry::vsanAdminState, &kAdminWords},
     {"--media", "media type", &vsanEntry::vsanMediaType, &kMediaWords},
     {"--mtu", "largest frame payload in bytes, 256 to 2112", &vsanEntry::vsanMtu, nullptr},
-    {"--load-balancing", "load balancing", &vsanEntry::vsanLoadBalancingType, &kBalancingWords},
+    {"--load-balancing", "load balancing", &vsanEntry::vsanLoadBalancingType, &kLoadBalancingWords},
     {"--interop", "interoperability mode, 0 (default) to 4", &vsanEntry::vsanInteropMode, nullptr},
     {"--inorder", "in-order delivery", &vsanEntry::vsanInorderDelivery, &kSwitchWords},
     {"--drop-latency", "network drop latency in milliseconds, 1 to 60000", &vsanEntry::vsanNetworkDropLatency, nullptr},
@@ -49,7 +49,7 @@ void add_row_options(CLI::App &command, vsan_options &options) {
   for (const row_option &each : kRowOptions) {
     CLI::Option *option = command.add_option(each.name, options.row.*each.field, each.about);
     if (each.words != nullptr) {
-      option->transform(CLI::CheckedTransformer(*each.words));
+      option->transform(CLI::CheckedTransformer(map_of(*each.words)));
     }
   }
 }
@@ -201,7 +201,7 @@ void set_timer(const CLI::App &command, const timer_options &options) {
       .vsan_id = options.vsan,
       .reserved = 0,
   };
-  const timer_range &range = kTimerRanges[options.key - kTimerFirst];
+  const timer_range &range = range_of_timer(options.key);
   ask_or_fail(std::string(range.name) + " was not set (it can be " + std::to_string(range.low) + " to " +
                   std::to_string(range.high) + " ms)",
               {kServiceVsanManager, kOpFcTimer, kMsgSet, record_bytes(timer), 0},
@@ -212,7 +212,7 @@ void add_timer_commands(CLI::App &app) {
   static timer_options options;
   word_map words;
   for (uint32_t i = 0; i < kTimerKinds; ++i) {
-    words[kTimerWords[i]] = kTimerFirst + i;
+    words[kTimerRanges[i].word] = kTimerFirst + i;
   }
   CLI::App *timer = app.add_subcommand("timer", "set a timer")->require_subcommand(1);
   CLI::App *set = timer->add_subcommand("set", "set a timer of the switch, or of one VSAN");
@@ -262,9 +262,10 @@ void add_switch_commands(CLI::App &app) {
   CLI::App *set = whole->add_subcommand("set", "each option that is given is one request, in this order");
   set->add_option("--switch-latency", options.switch_latency, "milliseconds, 0 to 60000");
   set->add_option("--network-latency", options.network_latency, "milliseconds, 0 to 60000");
-  set->add_option("--inorder", options.inorder, "in-order delivery")->transform(CLI::CheckedTransformer(kSwitchWords));
+  set->add_option("--inorder", options.inorder, "in-order delivery")
+      ->transform(CLI::CheckedTransformer(map_of(kSwitchWords)));
   set->add_option("--notifications", options.notifications, "whether changes raise notifications")
-      ->transform(CLI::CheckedTransformer(kSwitchWords));
+      ->transform(CLI::CheckedTransformer(map_of(kSwitchWords)));
   set->require_option(1, 4);
   set->callback([set] { set_switch(*set, options); });
 }

@@ -39,7 +39,4 @@ interface_row find_interface_row(const std::string &name_or_index);
 // the manager's status.
 int read_timer(uint32_t vsan, uint32_t key, int msg_type, uint32_t &value);
 
-// The timers' names on the command line and in output, by attribute key from kTimerFirst on.
-inline constexpr const char *kTimerWords[] = {"e_d_tov", "r_a_tov", "d_s_tov", "f_s_tov"};
-
 #endif

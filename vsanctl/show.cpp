@@ -14,6 +14,7 @@
 #include "requests.h"
 #include "rows.h"
 #include "statuses.h"
+#include "value_words.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
 #include "writer.h"
@@ -28,9 +29,9 @@ struct show_options {
   bool pending = false;
 };
 
-std::string word(uint32_t value, const char *first, const char *second) {
+std::string word(uint32_t value, const value_words &words) {
   if (value == 1 || value == 2) {
-    return value == 1 ? first : second;
+    return value == 1 ? words.of_1 : words.of_2;
   }
   return std::to_string(value);
 }
@@ -57,11 +58,11 @@ void show_vsan(const writer &to, const show_options &options) {
       {"vsan", "name", "admin", "oper", "media", "mtu", "load_balancing", "interop", "inorder", "drop_latency"});
   for (const vsanEntry &row : chosen_vsans(options.vsan)) {
     write_row(
-        to, {number(row.vsanIndex), vsan_name(row), word(row.vsanAdminState, "active", "suspended"),
-             word(row.vsanOperState, "up", "down"), word(row.vsanMediaType, "fibre-channel", "ethernet"),
-             number(row.vsanMtu), word(row.vsanLoadBalancingType, "src-dst", "src-dst-ox"),
+        to, {number(row.vsanIndex), vsan_name(row), word(row.vsanAdminState, kAdminWords),
+             word(row.vsanOperState, kOperWords), word(row.vsanMediaType, kMediaWords), number(row.vsanMtu),
+             word(row.vsanLoadBalancingType, kLoadBalancingWords),
              row.vsanInteropMode == kVsanInteropDefault ? std::string("default") : std::to_string(row.vsanInteropMode),
-             word(row.vsanInorderDelivery, "on", "off"), number(row.vsanNetworkDropLatency)});
+             word(row.vsanInorderDelivery, kSwitchWords), number(row.vsanNetworkDropLatency)});
   }
 }
 
@@ -109,7 +110,9 @@ void timer_row(const writer &to, uint32_t vsan, bool pending) {
 
 void show_timers(const writer &to, const show_options &options) {
   std::vector<const char *> columns{"vsan"};
-  columns.insert(columns.end(), std::begin(kTimerWords), std::end(kTimerWords));
+  for (const timer_range &timer : kTimerRanges) {
+    columns.push_back(timer.word);
+  }
   write_table(to, options.pending ? "pending_timers" : "timers", columns);
   if (options.vsan == 0) {
     timer_row(to, 0, options.pending);
@@ -135,7 +138,7 @@ void show_kdx(const writer &to, const show_options &) {
          const auto timer = record_read<pending_timer>(answer.data());
          const uint32_t key = timer.key;
          write_row(to, {timer.vsan == 0 ? cell(std::string("switch")) : cell(number(timer.vsan)),
-                        std::string(is_timer(key) ? kTimerWords[key - kTimerFirst] : "?"), number(timer.value)});
+                        std::string(is_timer(key) ? range_of_timer(key).word : "?"), number(timer.value)});
          next = answer;
        });
   write_table(to, "kept_out", {"vsan"});

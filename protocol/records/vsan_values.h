@@ -31,16 +31,21 @@ inline constexpr uint32_t kTimerFirst = kTimerEdtov;
 inline constexpr size_t kTimerKinds = 4;
 struct timer_range {
   const char *name;
+  const char *word;  // in topology files and in vsanctl
   uint32_t low, high, standard;
 };
 inline constexpr timer_range kTimerRanges[kTimerKinds] = {
-    {"E_D_TOV", 1000, 4000, 2000},
-    {"R_A_TOV", 5000, 10000, 10000},
-    {"D_S_TOV", 5000, 10000, 5000},
-    {"F_S_TOV", 5000, 10000, 5000},
+    {"E_D_TOV", "e_d_tov", 1000, 4000, 2000},
+    {"R_A_TOV", "r_a_tov", 5000, 10000, 10000},
+    {"D_S_TOV", "d_s_tov", 5000, 10000, 5000},
+    {"F_S_TOV", "f_s_tov", 5000, 10000, 5000},
 };
 inline constexpr bool is_timer(uint32_t key) {
   return key >= kTimerFirst && key < kTimerFirst + kTimerKinds;
+}
+// Of a key that is a timer's.
+inline constexpr const timer_range &range_of_timer(uint32_t key) {
+  return kTimerRanges[key - kTimerFirst];
 }
 
 // Attribute keys of the latencies and of a notification's states.

@@ -7,7 +7,7 @@ int timer_problem(uint32_t key, uint32_t value) {
   if (!is_timer(key)) {
     return kStatusTimerType;
   }
-  const timer_range &range = kTimerRanges[key - kTimerFirst];
+  const timer_range &range = range_of_timer(key);
   return value < range.low || value > range.high ? kStatusTimerRange : 0;
 }
 
