@@ -43,7 +43,9 @@ constexpr bool kVsanStatusTrapOn = true;
 constexpr bool kPortMembershipTrapOn = true;
 
 bool is_trap_on(bool on, const char *handler) {
-  if (!on) TRACE("This Trap is Disabled (%s)\n", handler);
+  if (!on) {
+    TRACE("This Trap is Disabled (%s)\n", handler);
+  }
   return on;
 }
 
@@ -57,10 +59,14 @@ struct trap {
 };
 
 void add(trap &t, const oid *name, size_t name_len, u_char type, const void *value, size_t size) {
-  if (!t.complete) return;
+  if (!t.complete) {
+    return;
+  }
   netsnmp_variable_list *grown = build_varbind(t.list.get(), value, type, size, name, name_len);
   t.complete = grown != nullptr;
-  if (!t.complete) return;
+  if (!t.complete) {
+    return;
+  }
   static_cast<void>(t.list.release());
   t.list.reset(grown);
 }
@@ -80,7 +86,9 @@ void add_instance(trap &t, const oid (&column)[N], uint32_t instance, uint32_t v
 // Hands the trap to the agent; one that could not be built wholly is not sent.
 template <size_t N>
 netsnmp_variable_list *hand_over(trap &t, const oid (&trap_name)[N], oid *trap_oid, size_t *trap_oid_len, int *send) {
-  if (!t.complete) return nullptr;
+  if (!t.complete) {
+    return nullptr;
+  }
   memcpy(trap_oid, trap_name, sizeof trap_name);
   *trap_oid_len = N;
   *send = 1;
@@ -115,10 +123,14 @@ bool read_change(void *payload, uint32_t size, vsan_change *change) {
 // Fills the cached name when it is all zero. Returns false while it is not known.
 bool know_switch_wwn() {
   constexpr uint8_t unknown[kWwnSize] = {};
-  if (memcmp(switch_wwn, unknown, kWwnSize) != 0) return true;
+  if (memcmp(switch_wwn, unknown, kWwnSize) != 0) {
+    return true;
+  }
   const answer got =
       ask(kOpSwitchWwn, kMsgGet, nullptr, 0, kWwnSize, {get_snmp_username(0), get_snmp_sessionid(0), kServiceIdentity});
-  if (!got.complete()) return false;
+  if (!got.complete()) {
+    return false;
+  }
   memcpy(switch_wwn, got.payload.get(), kWwnSize);
   return true;
 }
@@ -127,11 +139,17 @@ bool know_switch_wwn() {
 
 netsnmp_variable_list *handle_notifications(void *msg, oid *trap_oid, size_t *trap_oid_len, int *send) {
   *send = 0;
-  if (msg == nullptr) return nullptr;
-  if (!is_trap_on(kVsanStatusTrapOn, __func__)) return nullptr;
+  if (msg == nullptr) {
+    return nullptr;
+  }
+  if (!is_trap_on(kVsanStatusTrapOn, __func__)) {
+    return nullptr;
+  }
 
   vsan_change change = {};
-  if (!read_change(mts_payload_get(msg), mts_payload_size(msg), &change)) return nullptr;
+  if (!read_change(mts_payload_get(msg), mts_payload_size(msg), &change)) {
+    return nullptr;
+  }
 
   trap t;
   add_integer(t, kNotifiedVsan, OID_LENGTH(kNotifiedVsan), change.vsan);
@@ -145,12 +163,20 @@ netsnmp_variable_list *handle_port_memb_change_notifications(void *msg, oid *tra
   enum { kIfIndexAt = 0, kVsanAt = 8, kPayloadSize = 12 };
 
   *send = 0;
-  if (!is_trap_on(kPortMembershipTrapOn, __func__)) return nullptr;
+  if (!is_trap_on(kPortMembershipTrapOn, __func__)) {
+    return nullptr;
+  }
   // Asked for even without a message: the name is known first.
-  if (!know_switch_wwn()) return nullptr;
-  if (msg == nullptr) return nullptr;
+  if (!know_switch_wwn()) {
+    return nullptr;
+  }
+  if (msg == nullptr) {
+    return nullptr;
+  }
   const void *payload = mts_payload_get(msg);
-  if (payload == nullptr || mts_payload_size(msg) < kPayloadSize) return nullptr;
+  if (payload == nullptr || mts_payload_size(msg) < kPayloadSize) {
+    return nullptr;
+  }
 
   const uint32_t interface = word_at(payload, kIfIndexAt);
   trap t;
@@ -182,9 +208,13 @@ int check_control(u_char *value, u_char type, size_t length) {
 
 int write_vsanNotificationCntl(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *, oid *,
                                size_t) {
-  if (action == RESERVE1) return check_control(var_val, var_val_type, var_val_len);
+  if (action == RESERVE1) {
+    return check_control(var_val, var_val_type, var_val_len);
+  }
   // Always 1, whichever of the two values was written: kept, managers rely on it.
-  if (action == ACTION) return vsan_trap_vsan_set(1) == 0 ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
+  if (action == ACTION) {
+    return vsan_trap_vsan_set(1) == 0 ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
+  }
   return SNMP_ERR_NOERROR;
 }
 
@@ -193,7 +223,9 @@ int vsan_trap_vsan_set(uint32_t value) {
   uint32_t size = sizeof payload;
   const int status = cmi_req_resp(kOpNotificationControl, kMsgSet, &payload, nullptr, &size, nullptr, nullptr,
                                   kServiceVsanManager, mts_response_q, 0);
-  if (status == 0) return 0;
+  if (status == 0) {
+    return 0;
+  }
   TRACE("****Ret_Value:%d [%d(%s)]\n", status, __LINE__, __func__);
   return -1;
 }

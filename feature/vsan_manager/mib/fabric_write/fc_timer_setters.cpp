@@ -36,7 +36,9 @@ int resolve(const written &w, vsanFcTimerEntry *record) {
 }
 
 int check_right(const char *setter, uint32_t vsan, const written &w) {
-  if (!write_is_denied(vsan, w.name, w.name_len)) return SNMP_ERR_NOERROR;
+  if (!write_is_denied(vsan, w.name, w.name_len)) {
+    return SNMP_ERR_NOERROR;
+  }
   TRACE_AT(kTraceError, "%s : vsan restricted user -- not allowed in this vsan\n", setter);
   return report_denial(kStatusVsanDenied);
 }
@@ -60,7 +62,9 @@ int check_force_flag(const written &w) {
   TRACE("%s : ACTION flag i/p %x ", self, state.flag_input);
   vsanFcTimerEntry record;
   state.last_status = resolve(w, &record);
-  if (state.last_status != 0) return SNMP_ERR_INCONSISTENTNAME;
+  if (state.last_status != 0) {
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   return check_right(self, record.vsan_id, w);
 }
 
@@ -79,14 +83,18 @@ int store_force_flag(const written &w) {
   const char *self = "set_vsanFcTimerForceFlag";
   vsanFcTimerEntry record;
   state.last_status = resolve(w, &record);
-  if (state.last_status != 0) return to_snmp_error_code(state.last_status, kMsgSet);
+  if (state.last_status != 0) {
+    return to_snmp_error_code(state.last_status, kMsgSet);
+  }
 
   state.flag_input = first_octet(w);
   uint8_t &flags = state.force_flags[record.vsan_id];
   flags = 0;
   TRACE("%s : i/p :  %x ", self, state.flag_input);
   for (const force_bit &force : kForceBits) {
-    if ((state.flag_input & force.bit) == 0) continue;
+    if ((state.flag_input & force.bit) == 0) {
+      continue;
+    }
     flags = static_cast<uint8_t>(flags | force.bit);
     TRACE(force.trace, self, flags);
   }
@@ -163,7 +171,9 @@ constexpr timer_setter kRatov = {"set_vsanFcTimerRatov",
                                  &state.ratov_status};
 
 int keep_status(const timer_setter &setter, int status) {
-  if (setter.status != nullptr) *setter.status = status;
+  if (setter.status != nullptr) {
+    *setter.status = status;
+  }
   return status;
 }
 
@@ -173,20 +183,28 @@ int refuse(const timer_setter &setter, const char *format, int status) {
 }
 
 int check_timer(const timer_setter &setter, const written &w) {
-  if (w.type != ASN_UNSIGNED) return refuse(setter, setter.wrong_type, SNMP_ERR_WRONGTYPE);
-  if (!is_integer_length(w.length)) return refuse(setter, setter.bad_length, SNMP_ERR_WRONGLENGTH);
+  if (w.type != ASN_UNSIGNED) {
+    return refuse(setter, setter.wrong_type, SNMP_ERR_WRONGTYPE);
+  }
+  if (!is_integer_length(w.length)) {
+    return refuse(setter, setter.bad_length, SNMP_ERR_WRONGLENGTH);
+  }
   if (!in_range(read_set_integer(w.value, w.length), setter.low, setter.high)) {
     return refuse(setter, setter.wrong_value, SNMP_ERR_WRONGVALUE);
   }
   vsanFcTimerEntry record;
-  if (keep_status(setter, resolve(w, &record)) != 0) return SNMP_ERR_INCONSISTENTNAME;
+  if (keep_status(setter, resolve(w, &record)) != 0) {
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   return check_right(setter.name, record.vsan_id, w);
 }
 
 uint8_t force_of(const timer_setter &setter, uint32_t vsan) {
   const uint8_t flags = state.force_flags[vsan];
   const bool forced = (flags & setter.force) != 0;
-  if (setter.all_flags != nullptr) TRACE(setter.all_flags, setter.name, static_cast<int>(vsan), flags);
+  if (setter.all_flags != nullptr) {
+    TRACE(setter.all_flags, setter.name, static_cast<int>(vsan), flags);
+  }
   TRACE(forced ? setter.forced : setter.not_forced, setter.name, static_cast<int>(vsan));
   return forced ? 1 : 0;
 }
@@ -194,7 +212,9 @@ uint8_t force_of(const timer_setter &setter, uint32_t vsan) {
 int send_timer(const timer_setter &setter, const written &w) {
   vsanFcTimerEntry record;
   int status = keep_status(setter, resolve(w, &record));
-  if (status != 0) return to_snmp_error_code(status, kMsgSet);
+  if (status != 0) {
+    return to_snmp_error_code(status, kMsgSet);
+  }
   record.force = force_of(setter, record.vsan_id);
   record.timer_type = setter.type;
   record.timer_value = read_set_integer(w.value, w.length).value;
@@ -202,17 +222,29 @@ int send_timer(const timer_setter &setter, const written &w) {
 
   sysmgr_heartbeat(1);
   status = keep_status(setter, tell(kOpFcTimer, kMsgSet, &record, sizeof record, kBlockingTimeout));
-  if (status != 0 && setter.failed != nullptr) TRACE(setter.failed, setter.name, failure_text(status));
+  if (status != 0 && setter.failed != nullptr) {
+    TRACE(setter.failed, setter.name, failure_text(status));
+  }
   sysmgr_heartbeat(0);
   return status == 0 ? SNMP_ERR_NOERROR : refused_write(status);
 }
 
 int set_timer(const timer_setter &setter, int action, const written &w) {
-  if (setter.entered != nullptr) TRACE(setter.entered, setter.name);
-  if (action < RESERVE1 || action > UNDO) return SNMP_ERR_NOERROR;
-  if (setter.phase[action] != nullptr) TRACE(setter.phase[action], setter.name);
-  if (action == RESERVE1) return check_timer(setter, w);
-  if (action == ACTION) return send_timer(setter, w);
+  if (setter.entered != nullptr) {
+    TRACE(setter.entered, setter.name);
+  }
+  if (action < RESERVE1 || action > UNDO) {
+    return SNMP_ERR_NOERROR;
+  }
+  if (setter.phase[action] != nullptr) {
+    TRACE(setter.phase[action], setter.name);
+  }
+  if (action == RESERVE1) {
+    return check_timer(setter, w);
+  }
+  if (action == ACTION) {
+    return send_timer(setter, w);
+  }
   return SNMP_ERR_NOERROR;
 }
 
@@ -229,8 +261,12 @@ uint8_t force_flags_of(uint32_t vsan) {
 int set_vsanFcTimerForceFlag(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char * /*statP*/,
                              oid *name, size_t name_len) {
   const written w = {var_val, var_val_type, var_val_len, name, name_len};
-  if (action == RESERVE1) return check_force_flag(w);
-  if (action == ACTION) return store_force_flag(w);
+  if (action == RESERVE1) {
+    return check_force_flag(w);
+  }
+  if (action == ACTION) {
+    return store_force_flag(w);
+  }
   return SNMP_ERR_NOERROR;
 }
 
@@ -245,9 +281,13 @@ TIMER_SETTER(set_vsanFcTimerEdtov, kEdtov)
 TIMER_SETTER(set_vsanFcTimerDstov, kDstov)
 
 uint32_t set_mib_vsanFcTimerForceFlag(uint32_t flags, uint32_t timer_type, int force) {
-  if (force == 0) return flags;
+  if (force == 0) {
+    return flags;
+  }
   for (const timer_setter *setter : {&kRatov, &kEdtov, &kDstov}) {
-    if (setter->type == timer_type) return flags | setter->force;
+    if (setter->type == timer_type) {
+      return flags | setter->force;
+    }
   }
   return flags;
 }

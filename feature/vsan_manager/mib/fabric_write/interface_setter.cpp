@@ -23,7 +23,9 @@ int check(u_char type, size_t length, const u_char *value, oid *name, size_t nam
     return SNMP_ERR_WRONGLENGTH;
   }
   const set_integer vsan = read_set_integer(value, length);
-  if (!in_range(vsan, kFirstVsan, kLastVsan)) return SNMP_ERR_WRONGVALUE;
+  if (!in_range(vsan, kFirstVsan, kLastVsan)) {
+    return SNMP_ERR_WRONGVALUE;
+  }
   const int refused =
       process_for_vsan_restriction(last_sub_id(name, name_len), kModeWrite, vsan.value, name, name_len, SNMP_MSG_SET);
   return refused == 0 ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
@@ -33,7 +35,9 @@ int move_interface(uint32_t vsan, const oid *name, size_t name_len) {
   row_oid own(name, name_len);
   vsanIfEntry row = {};
   int status = header_vsanIfEntry(own.name, kColumnOidLen, own.name, &own.length, 1, &row);
-  if (status != 0) return to_snmp_error_code(status, kMsgSet);
+  if (status != 0) {
+    return to_snmp_error_code(status, kMsgSet);
+  }
 
   row.vsanIfVsan = vsan;
   vsanIfEntry_hton(&row);
@@ -45,8 +49,12 @@ int move_interface(uint32_t vsan, const oid *name, size_t name_len) {
 
 int set_vsanIfVsan(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char * /*statP*/, oid *name,
                    size_t name_len) {
-  if (action == RESERVE1) return check(var_val_type, var_val_len, var_val, name, name_len);
-  if (action == ACTION) return move_interface(read_set_integer(var_val, var_val_len).value, name, name_len);
+  if (action == RESERVE1) {
+    return check(var_val_type, var_val_len, var_val, name, name_len);
+  }
+  if (action == ACTION) {
+    return move_interface(read_set_integer(var_val, var_val_len).value, name, name_len);
+  }
   return SNMP_ERR_NOERROR;
 }
 

@@ -82,7 +82,9 @@ constexpr scalar_answer kScalarAnswers[] = {
 
 const scalar_answer *find_scalar_answer(int opcode) {
   for (const scalar_answer &row : kScalarAnswers) {
-    if (row.opcode == opcode) return &row;
+    if (row.opcode == opcode) {
+      return &row;
+    }
   }
   return nullptr;
 }
@@ -113,7 +115,9 @@ int scalar_message_type(int opcode) {
   int mode = 0;
   is_kdx_enabled("fctimer", &enabled);
   get_kdx_show_run_mode("fctimer", &mode);
-  if (opcode != kOpFcTimer || enabled == 0 || mode != 0) return kMsgGet;
+  if (opcode != kOpFcTimer || enabled == 0 || mode != 0) {
+    return kMsgGet;
+  }
   TRACE("%s msg_type = KDX_GET_REQ \n", "get_using_cmi");
   return kMsgKdxGet;
 }
@@ -130,10 +134,16 @@ void *get_using_cmi(int opcode, void *request, int size) {
   const int msg_type = scalar_message_type(opcode);
   const answer got = ask(opcode, msg_type, request, static_cast<uint32_t>(size), needed);
   last_scalar_status = got.status;
-  if (!got.complete()) return nullptr;
+  if (!got.complete()) {
+    return nullptr;
+  }
 
-  if (opcode == kOpTableLastChange) return table_last_change(got.payload.get());
-  if (scalar == nullptr) return nullptr;
+  if (opcode == kOpTableLastChange) {
+    return table_last_change(got.payload.get());
+  }
+  if (scalar == nullptr) {
+    return nullptr;
+  }
   *scalar->result = word_at(got.payload.get(), scalar->offset);
   TRACE(scalar->trace, "get_using_cmi", static_cast<int>(*scalar->result));
   return scalar->result;

@@ -15,7 +15,9 @@ void swap_word(uint32_t &word) {
 
 // Positive when a sorts before b: the list container relies on the sense, and on -1 for a null argument.
 int compare_keys(const void *a, const void *b) {
-  if (a == nullptr || b == nullptr) return -1;
+  if (a == nullptr || b == nullptr) {
+    return -1;
+  }
   int32_t left;
   int32_t right;
   memcpy(&left, a, sizeof left);

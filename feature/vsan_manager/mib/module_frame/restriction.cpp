@@ -50,14 +50,22 @@ int process_for_vsan_restriction(uint32_t if_index, int mode, uint32_t vsan_id, 
   vsan_set_t set;
   set.size = kVsanSetBytes;
   bitset_clear(&set);
-  if (snmp_get_allowed_vsans_subtree(&set, name, name_len, pdu_type) != 1) return 0;
+  if (snmp_get_allowed_vsans_subtree(&set, name, name_len, pdu_type) != 1) {
+    return 0;
+  }
 
   vsan_set_t copy = set;
   const int refused = intf_chk_vsan_role_allowed(if_index, mode, &copy);
-  if (refused != 0) return refused;
+  if (refused != 0) {
+    return refused;
+  }
   // Reading a membership takes the right to the interface only.
-  if (mode != kModeWrite) return 0;
-  if (snmp_is_vsan_allowed_subtree(vsan_id, name, name_len, pdu_type) != 0) return 0;
+  if (mode != kModeWrite) {
+    return 0;
+  }
+  if (snmp_is_vsan_allowed_subtree(vsan_id, name, name_len, pdu_type) != 0) {
+    return 0;
+  }
   log_set_error(kStatusVsanDenied, kRefusedByModule);
   return SNMP_ERR_GENERR;
 }

@@ -34,13 +34,21 @@ bool walk_to_allowed(const vsan_set_t &set, Fetch fetch, Resume resume) {
   int64_t previous = -1;
   for (;;) {
     uint32_t vsan = 0;
-    if (!fetch(vsan)) return false;
-    if (vsan_in_set(vsan, set) != 0) return true;
-    if (vsan <= previous) return false;
+    if (!fetch(vsan)) {
+      return false;
+    }
+    if (vsan_in_set(vsan, set) != 0) {
+      return true;
+    }
+    if (vsan <= previous) {
+      return false;
+    }
     previous = vsan;
     const int present = next_vsan_in_set(&vsan, set);
     resume(present, vsan);
-    if (present == 0) return false;
+    if (present == 0) {
+      return false;
+    }
   }
 }
 

@@ -27,7 +27,9 @@ answer ask_for_row(int msg_type, const vsanEntry &key) {
 void take_row(const answer &got, vsanEntry *row) {
   memcpy(row, static_cast<const char *>(got.payload.get()) + offsetof(vsanRowMessage, row), sizeof *row);
   vsanEntry_ntoh(row);
-  if (memchr(row->vsanName, '\0', sizeof row->vsanName) == nullptr) row->vsanName[kVsanNameField - 1] = '\0';
+  if (memchr(row->vsanName, '\0', sizeof row->vsanName) == nullptr) {
+    row->vsanName[kVsanNameField - 1] = '\0';
+  }
 }
 
 int send_row(int msg_type, const vsanEntry &row) {

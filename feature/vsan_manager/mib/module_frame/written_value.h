@@ -32,7 +32,9 @@ inline bool is_integer_length(size_t length) {
 // The whole `long` when the length is a `long`'s, else the first four octets whatever the length says. A null value
 // reads as 0.
 inline set_integer read_set_integer(const void *value, size_t length) {
-  if (value == nullptr) return {true, 0};
+  if (value == nullptr) {
+    return {true, 0};
+  }
   if (length == sizeof(long)) {
     long whole;
     memcpy(&whole, value, sizeof whole);

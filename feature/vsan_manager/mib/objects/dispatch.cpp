@@ -41,8 +41,12 @@ constexpr column_writer kFcTimerColumns[] = {
 template <size_t N>
 void hand_out(const column_writer (&columns)[N], int magic, const char *caller, WriteMethod **write_method) {
   for (const column_writer &column : columns) {
-    if (column.magic != magic) continue;
-    if (column.trace != nullptr) TRACE(column.trace, caller, __LINE__);
+    if (column.magic != magic) {
+      continue;
+    }
+    if (column.trace != nullptr) {
+      TRACE(column.trace, caller, __LINE__);
+    }
     *write_method = column.write_method;
     return;
   }

@@ -63,7 +63,9 @@ int next_vsan(uint32_t start, vsanFcTimerEntry *record) {
   take_row(got, &row);
   TRACE("%s : Received  GETNEXT Response from VSAN mgr with payload (size = %d) vsanIndex = %d ", self,
         static_cast<int>(got.size), static_cast<int>(row.vsanIndex));
-  if (!is_vsan(row.vsanIndex)) return kStatusNoEntry;
+  if (!is_vsan(row.vsanIndex)) {
+    return kStatusNoEntry;
+  }
   record->vsan_id = row.vsanIndex;
   TRACE("%s : Exit with success ", self);
   return 0;
@@ -71,12 +73,16 @@ int next_vsan(uint32_t start, vsanFcTimerEntry *record) {
 
 // Running values are read with GET, an open session's pending ones with KDX_GET_REQ.
 int timer_message_type(int enabled, int show_running, int get_for_set) {
-  if (enabled == 0) return kMsgGet;
+  if (enabled == 0) {
+    return kMsgGet;
+  }
   if (get_for_set != 0) {
     TRACE("%s get_for_set msg_type = KDX_GET_REQ \n", "header_vsanFcTimerEntry");
     return kMsgKdxGet;
   }
-  if (show_running != 0) return kMsgGet;
+  if (show_running != 0) {
+    return kMsgGet;
+  }
   TRACE("%s msg_type = KDX_GET_REQ \n", "header_vsanFcTimerEntry");
   return kMsgKdxGet;
 }
@@ -141,7 +147,9 @@ bool find_timer(struct variable *vp, oid *name, size_t *length, int exact) {
   vsanFcTimerEntry *record = &timer_answer.record;
   if (!allowed.restricted) {
     TRACE("%s : before calling header_timer_ entry ", "get_vsanFcTimerEntry");
-    if (header_vsanFcTimerEntry(vp, name, length, exact, record, 0) != 0) return false;
+    if (header_vsanFcTimerEntry(vp, name, length, exact, record, 0) != 0) {
+      return false;
+    }
     TRACE("%s : getting the values", "get_vsanFcTimerEntry");
     return true;
   }
@@ -150,12 +158,16 @@ bool find_timer(struct variable *vp, oid *name, size_t *length, int exact) {
            vsan_in_set(record->vsan_id, allowed.set) != 0;
   }
   const auto fetch = [&](uint32_t &vsan) {
-    if (header_vsanFcTimerEntry(vp, name, length, 0, record, 0) != 0) return false;
+    if (header_vsanFcTimerEntry(vp, name, length, 0, record, 0) != 0) {
+      return false;
+    }
     vsan = record->vsan_id;
     return true;
   };
   const auto resume = [&](int present, uint32_t vsan) {
-    if (present == 0) return;
+    if (present == 0) {
+      return;
+    }
     name[vp->namelen] = vsan - 1;
     *length = vp->namelen + 1u;
   };
@@ -172,7 +184,9 @@ int get_vsanFcTimerEntry_instance(oid *vp_name, size_t vp_namelen, oid *name, si
   TRACE("%s : *length = %d , vp_namelen = %d ", __func__, static_cast<int>(*length), static_cast<int>(vp_namelen));
 
   if (exact != 0) {
-    if (*length != vp_namelen + 1 || !is_vsan(sub_id(name, vp_namelen))) return kStatusNoEntry;
+    if (*length != vp_namelen + 1 || !is_vsan(sub_id(name, vp_namelen))) {
+      return kStatusNoEntry;
+    }
     record->vsan_id = sub_id(name, vp_namelen);
     TRACE("%s : Exit with success ", __func__);
     return 0;
@@ -180,7 +194,9 @@ int get_vsanFcTimerEntry_instance(oid *vp_name, size_t vp_namelen, oid *name, si
   uint32_t start = 0;
   if (*length >= vp_namelen && in_column(vp_name, vp_namelen, name)) {
     TRACE("%s : oid comapre matched ", __func__);
-    if (*length > vp_namelen) start = sub_id(name, vp_namelen);
+    if (*length > vp_namelen) {
+      start = sub_id(name, vp_namelen);
+    }
     // A signed test: an index of 2^31 and more is left to the manager, which knows no VSAN after it.
     if (static_cast<int32_t>(start) > kLastVsan) {
       TRACE("%s : reached max count", __func__);
@@ -196,10 +212,14 @@ int header_vsanFcTimerEntry(struct variable *vp, oid *name, size_t *length, int 
   for (;;) {
     bool skip;
     const int status = read_timer(vp, name, length, exact, record, get_for_set, &skip);
-    if (!skip) return status;
+    if (!skip) {
+      return status;
+    }
     // The lookup moves on to the next VSAN, also when this was a GET. VSANs that do not rise end it.
     const uint32_t vsan = record->vsan_id;
-    if (vsan <= previous) return kStatusNoEntry;
+    if (vsan <= previous) {
+      return kStatusNoEntry;
+    }
     previous = vsan;
     write_row_oid(vp->name, vp->namelen, vsan, name, length);
     exact = 0;
@@ -210,7 +230,9 @@ u_char *get_vsanFcTimerEntry(struct variable *vp, oid *name, size_t *length, int
                              WriteMethod **write_method) {
   set_fctimer_table_set_methods(vp->magic, write_method);
   timer_answer.record = {};
-  if (!find_timer(vp, name, length, exact)) return nullptr;
+  if (!find_timer(vp, name, length, exact)) {
+    return nullptr;
+  }
 
   if (vp->magic == kVsanFcTimerForceFlag) {
     timer_answer.force_flag = force_flags_of(timer_answer.record.vsan_id);

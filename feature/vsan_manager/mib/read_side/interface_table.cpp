@@ -20,19 +20,27 @@ vsanIfEntry answer_row;
 // Takes the interface from the OID. Returns false when no interface can follow it.
 bool take_index(oid *column, size_t column_len, const oid *name, size_t length, int exact, vsanIfEntry *record) {
   record->ifIndex = 0;
-  if (length <= column_len) return true;
-  if (exact != 0) {
-    if (length == column_len + 1) record->ifIndex = sub_id(name, column_len);
+  if (length <= column_len) {
     return true;
   }
-  if (in_column(column, column_len, name)) record->ifIndex = sub_id(name, column_len);
+  if (exact != 0) {
+    if (length == column_len + 1) {
+      record->ifIndex = sub_id(name, column_len);
+    }
+    return true;
+  }
+  if (in_column(column, column_len, name)) {
+    record->ifIndex = sub_id(name, column_len);
+  }
   return record->ifIndex != UINT32_MAX;
 }
 
 }  // namespace
 
 int header_vsanIfEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, vsanIfEntry *record) {
-  if (!take_index(vp_name, vp_namelen, name, *length, exact, record)) return kStatusNoEntry;
+  if (!take_index(vp_name, vp_namelen, name, *length, exact, record)) {
+    return kStatusNoEntry;
+  }
 
   const int msg_type = exact != 0 ? kMsgGet : kMsgGetNext;
   const char *operation = exact != 0 ? "GET" : "GETNEXT";
@@ -63,7 +71,9 @@ u_char *get_vsanIfEntry(struct variable *vp, oid *name, size_t *length, int exac
                         WriteMethod **write_method) {
   enum { kModeRead = 3 };
 
-  if (header_vsanIfEntry(vp->name, vp->namelen, name, length, exact, &answer_row) != 0) return nullptr;
+  if (header_vsanIfEntry(vp->name, vp->namelen, name, length, exact, &answer_row) != 0) {
+    return nullptr;
+  }
   set_if_table_set_methods(vp->magic, write_method);
 
   if (vp->magic == kVsanIfVsan) {

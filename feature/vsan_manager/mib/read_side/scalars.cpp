@@ -49,7 +49,9 @@ constexpr scalar kScalars[] = {
 };
 
 void *exchange_scalar(const scalar &row) {
-  if (row.kind == payload::none) return get_using_cmi(row.opcode, nullptr, row.size);
+  if (row.kind == payload::none) {
+    return get_using_cmi(row.opcode, nullptr, row.size);
+  }
   if (row.kind == payload::latency) {
     vsanLatency request = {};
     request.latency_type = to_wire(row.type);
@@ -65,14 +67,20 @@ void *exchange_scalar(const scalar &row) {
 
 u_char *get_vsan_mib(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
                      WriteMethod **write_method) {
-  if (header_generic(vp, name, length, exact, var_len, write_method) == MATCH_FAILED) return nullptr;
+  if (header_generic(vp, name, length, exact, var_len, write_method) == MATCH_FAILED) {
+    return nullptr;
+  }
   *var_len = 4;
 
   for (const scalar &row : kScalars) {
-    if (row.magic != vp->magic) continue;
+    if (row.magic != vp->magic) {
+      continue;
+    }
     TRACE(row.trace, "get_vsan_mib", static_cast<int>(row.type));
     // Stored before the exchange, so that a SET reaches its setter even while the manager does not answer.
-    if (row.write_method != nullptr) *write_method = row.write_method;
+    if (row.write_method != nullptr) {
+      *write_method = row.write_method;
+    }
     return static_cast<u_char *>(exchange_scalar(row));
   }
   snmp_set_detail("");

@@ -109,7 +109,9 @@ u_char *interop_value(size_t var_len) {
   uint32_t &mode = vsan_answer_row.vsanInteropMode;
   TRACE("%s(%d) *var_len:%d interopmode:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(var_len),
         static_cast<int>(mode));
-  if (mode == kVsanInteropDefault) mode = 0;
+  if (mode == kVsanInteropDefault) {
+    mode = 0;
+  }
   return reinterpret_cast<u_char *>(&mode);
 }
 
@@ -120,11 +122,19 @@ u_char *column_value(int magic, size_t *var_len) {
     return reinterpret_cast<u_char *>(vsan_answer_row.vsanName);
   }
   *var_len = 4;
-  if (magic == kVsanRowStatus) return row_status_value();
-  if (magic == kVsanInterOperType) return interop_value(*var_len);
+  if (magic == kVsanRowStatus) {
+    return row_status_value();
+  }
+  if (magic == kVsanInterOperType) {
+    return interop_value(*var_len);
+  }
   for (const vsan_column &column : kColumns) {
-    if (column.magic != magic) continue;
-    if (column.trace != nullptr) TRACE(column.trace, "get_vsanEntry", __LINE__);
+    if (column.magic != magic) {
+      continue;
+    }
+    if (column.trace != nullptr) {
+      TRACE(column.trace, "get_vsanEntry", __LINE__);
+    }
     return reinterpret_cast<u_char *>(&vsan_answer_row) + column.offset;
   }
   snmp_set_detail("BAD THING HAPPENED");
@@ -137,7 +147,9 @@ bool find_row(struct variable *vp, oid *name, size_t *length, int exact) {
 }
 
 bool find_row_restricted_get(struct variable *vp, oid *name, size_t *length, int exact, const vsan_set_t &set) {
-  if (!find_row(vp, name, length, exact)) return false;
+  if (!find_row(vp, name, length, exact)) {
+    return false;
+  }
   const int allowed = vsan_in_set(vsan_answer_row.vsanIndex, set);
   TRACE("%s(%d) vsanIndex:%d , allowed:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row.vsanIndex),
         allowed);
@@ -146,7 +158,9 @@ bool find_row_restricted_get(struct variable *vp, oid *name, size_t *length, int
 
 bool find_row_restricted_next(struct variable *vp, oid *name, size_t *length, const vsan_set_t &set) {
   const auto fetch = [&](uint32_t &vsan) {
-    if (!find_row(vp, name, length, 0)) return false;
+    if (!find_row(vp, name, length, 0)) {
+      return false;
+    }
     vsan = vsan_answer_row.vsanIndex;
     TRACE("%s(%d) vsanIndex:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan));
     return true;
@@ -154,7 +168,9 @@ bool find_row_restricted_next(struct variable *vp, oid *name, size_t *length, co
   // The walk goes on from just before the next allowed VSAN, so that it lands there or on the first row after it.
   const auto resume = [&](int present, uint32_t vsan) {
     TRACE("%s(%d) vsan_present:%d \n", "get_vsanEntry", __LINE__, present);
-    if (present == 0) return;
+    if (present == 0) {
+      return;
+    }
     name[vp->namelen] = vsan - 1;
     *length = vp->namelen + 1u;
   };
@@ -178,14 +194,20 @@ int get_vsanEntry_instance(oid *vp_name, size_t vp_namelen, oid *name, size_t *l
   enum { kLastIndex = 4096 };
 
   *record = {};
-  if (*length <= vp_namelen) return 0;
+  if (*length <= vp_namelen) {
+    return 0;
+  }
   if (exact != 0) {
-    if (*length != vp_namelen + 1) return 0;
+    if (*length != vp_namelen + 1) {
+      return 0;
+    }
     record->vsanIndex = sub_id(name, vp_namelen);
     TRACE("%s(%d) * entry->vsanIndex:%d *\n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
     return 0;
   }
-  if (in_column(vp_name, vp_namelen, name)) record->vsanIndex = sub_id(name, vp_namelen);
+  if (in_column(vp_name, vp_namelen, name)) {
+    record->vsanIndex = sub_id(name, vp_namelen);
+  }
   if (record->vsanIndex > kLastIndex) {
     TRACE("%s(%d)*** vsanIndex:%d *** \n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
     return kStatusNoEntry;
@@ -209,7 +231,9 @@ int header_vsanEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length,
     bool filled;
     const int status = fetch_row(exact, record, &filled);
     // Success without a row leaves the index asked for and zeros, and the OID as it was.
-    if (status != 0 || !filled) return status;
+    if (status != 0 || !filled) {
+      return status;
+    }
   }
   write_row_oid(vp_name, vp_namelen, record->vsanIndex, name, length);
   return 0;
@@ -219,6 +243,8 @@ u_char *get_vsanEntry(struct variable *vp, oid *name, size_t *length, int exact,
                       WriteMethod **write_method) {
   TRACE("%s(%d) Magic:%d  \n", __func__, __LINE__, vp->magic);
   set_table_set_methods(vp->magic, write_method);
-  if (!find_visible_row(vp, name, length, exact)) return nullptr;
+  if (!find_visible_row(vp, name, length, exact)) {
+    return nullptr;
+  }
   return column_value(vp->magic, var_len);
 }

@@ -182,19 +182,27 @@ constexpr column_setter kInterOperMode = {"set_vsanInterOperMode",
                                           {.entered = "%s(%d) \n", .phase = {nullptr, "%s(%d) in RESERVE2 \n"}}};
 
 void trace(const column_setter &setter, const char *format, uint32_t vsan = 0) {
-  if (format != nullptr) TRACE(format, setter.name, __LINE__, static_cast<int>(vsan));
+  if (format != nullptr) {
+    TRACE(format, setter.name, __LINE__, static_cast<int>(vsan));
+  }
 }
 
 int refuse(const column_setter &setter, const refusal &why, int status) {
   trace(setter, why.trace);
-  if (why.standard_error != nullptr) complain(why.standard_error);
+  if (why.standard_error != nullptr) {
+    complain(why.standard_error);
+  }
   return status;
 }
 
 int check(const column_setter &setter, const written &w) {
   trace(setter, setter.traces.checking);
-  if (w.type != setter.type) return refuse(setter, setter.wrong_type, SNMP_ERR_WRONGTYPE);
-  if (!setter.is_length(w.length)) return refuse(setter, setter.bad_length, SNMP_ERR_WRONGLENGTH);
+  if (w.type != setter.type) {
+    return refuse(setter, setter.wrong_type, SNMP_ERR_WRONGTYPE);
+  }
+  if (!setter.is_length(w.length)) {
+    return refuse(setter, setter.bad_length, SNMP_ERR_WRONGLENGTH);
+  }
   const int status = setter.check_value(setter, w.value, w.length);
   if (status != SNMP_ERR_NOERROR) {
     trace(setter, setter.wrong_value);
@@ -217,7 +225,9 @@ int check(const column_setter &setter, const written &w) {
 
 int set_column(const column_setter &setter, int action, const written &w) {
   trace(setter, setter.traces.entered);
-  if (action > RESERVE1 && action <= UNDO) trace(setter, setter.traces.phase[action]);
+  if (action > RESERVE1 && action <= UNDO) {
+    trace(setter, setter.traces.phase[action]);
+  }
   switch (action) {
     case RESERVE1:
       forget_finished_pdu(w.name, w.name_len);

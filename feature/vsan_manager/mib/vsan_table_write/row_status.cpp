@@ -43,7 +43,9 @@ bool is_accepted(set_integer status) {
 
 // Only VSANs of their set may be created, re-applied or deleted by restricted users.
 bool is_denied(uint32_t vsan, const oid *name, size_t name_len) {
-  if (!write_is_denied(vsan, name, name_len)) return false;
+  if (!write_is_denied(vsan, name, name_len)) {
+    return false;
+  }
   TRACE_AT(kTraceError, "%s : vsan restricted user is not allowed to set \n", kSelf);
   return true;
 }
@@ -51,7 +53,9 @@ bool is_denied(uint32_t vsan, const oid *name, size_t name_len) {
 // Keeps the row that the find function has just looked up.
 int save_row() {
   row_ptr saved = new_row();
-  if (saved == nullptr) return SNMP_ERR_GENERR;
+  if (saved == nullptr) {
+    return SNMP_ERR_GENERR;
+  }
   *saved = vsan_answer_row;
   if (!list_saved(std::move(saved), lister::row_status)) {
     TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(vsan_answer_row.vsanIndex));
@@ -64,14 +68,18 @@ int save_row() {
 int list_new_row(oid *name, size_t name_len) {
   TRACE("%s(%d) RS_CREATEANDGO! \n", kSelf, __LINE__);
   row_ptr row = new_row();
-  if (row == nullptr) return SNMP_ERR_GENERR;
+  if (row == nullptr) {
+    return SNMP_ERR_GENERR;
+  }
   TRACE("%s(%d)set_vsanRowStatus  RS_CREATEANDGO! \n", kSelf, __LINE__);
   if (!parse_key(name, name_len, row.get())) {
     TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
     return SNMP_ERR_INCONSISTENTNAME;
   }
   TRACE("%s(%d) Validate Vsan_id\n", kSelf, __LINE__);
-  if (is_denied(row->vsanIndex, name, name_len)) return report_denial(kStatusRowDenied);
+  if (is_denied(row->vsanIndex, name, name_len)) {
+    return report_denial(kStatusRowDenied);
+  }
 
   vsanEntry_defaults(row.get());
   row->vsanRowStatus = RS_CREATEANDGO;
@@ -90,7 +98,9 @@ int check_right(uint32_t requested, oid *name, size_t name_len) {
     }
     TRACE("%s(%d) : set Rowstatus Validate Vsan_id \n", kSelf, __LINE__);
   }
-  if (is_denied(key.vsanIndex, name, name_len)) return report_denial(kStatusRowDenied);
+  if (is_denied(key.vsanIndex, name, name_len)) {
+    return report_denial(kStatusRowDenied);
+  }
   return SNMP_ERR_NOERROR;
 }
 
@@ -106,28 +116,38 @@ int reserve1(const u_char *value, u_char type, size_t length, const u_char *curr
     return SNMP_ERR_WRONGLENGTH;
   }
   const uint32_t vsan = last_sub_id(name, name_len);
-  if (vsan < kFirstVsan || vsan > kLastVsan) return SNMP_ERR_WRONGVALUE;
+  if (vsan < kFirstVsan || vsan > kLastVsan) {
+    return SNMP_ERR_WRONGVALUE;
+  }
 
   const set_integer requested = read_set_integer(value, length);
   TRACE("%s(%d) set_vsanrowstatus long_ret:%d \n", kSelf, __LINE__, static_cast<int>(vsan));
   TRACE("%s(%d) long_ret:%d \n", kSelf, __LINE__, static_cast<int>(requested.value));
-  if (!is_accepted(requested)) return SNMP_ERR_WRONGVALUE;
+  if (!is_accepted(requested)) {
+    return SNMP_ERR_WRONGVALUE;
+  }
 
   if (requested.value == RS_CREATEANDGO) {
-    if (current == nullptr) return list_new_row(name, name_len);
+    if (current == nullptr) {
+      return list_new_row(name, name_len);
+    }
     TRACE("%s(%d) ***InconsistantName! ***\n", kSelf, __LINE__);
     return SNMP_ERR_INCONSISTENTVALUE;
   }
   if (current != nullptr) {
     const int status = save_row();
-    if (status != SNMP_ERR_NOERROR) return status;
+    if (status != SNMP_ERR_NOERROR) {
+      return status;
+    }
   }
   return check_right(requested.value, name, name_len);
 }
 
 // Kept: the answer word that the find function returned reads as active from here on.
 int reserve2(u_char *current) {
-  if (current != nullptr) *current = 1;
+  if (current != nullptr) {
+    *current = 1;
+  }
   TRACE("%s(%d) RESERVE2 \n", kSelf, __LINE__);
   return SNMP_ERR_NOERROR;
 }
@@ -175,12 +195,16 @@ int create_row(const vsanEntry &key) {
 // may be there although RESERVE1 did not see it.
 void keep_undo_from_deleting(const vsanEntry &key) {
   row_ptr unsent = take_pending(key);
-  if (unsent != nullptr) list_saved(std::move(unsent), lister::row_status);
+  if (unsent != nullptr) {
+    list_saved(std::move(unsent), lister::row_status);
+  }
 }
 
 int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
   if (status != kStatusNoVsan) {
-    if (requested == RS_CREATEANDGO) keep_undo_from_deleting(key);
+    if (requested == RS_CREATEANDGO) {
+      keep_undo_from_deleting(key);
+    }
     return to_snmp_error_code(status, kMsgSet);
   }
   TRACE("%s(%d) ret_code:%s \n", kSelf, __LINE__, syserr2str(status));
@@ -249,7 +273,9 @@ int undo(uint32_t requested, oid *name, size_t name_len) {
   if (requested != RS_CREATEANDGO) {
     TRACE("%s(%d) SET with old Values! Removing from undo_list!\n", kSelf, __LINE__);
     const row_ptr saved = take_saved(key);
-    if (saved != nullptr) send_back(kMsgSet, *saved);
+    if (saved != nullptr) {
+      send_back(kMsgSet, *saved);
+    }
     return SNMP_ERR_NOERROR;
   }
   if (was_saved) {
@@ -270,7 +296,9 @@ int undo(uint32_t requested, oid *name, size_t name_len) {
 int set_vsanRowStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *statP, oid *name,
                       size_t name_len) {
   TRACE("%s(%d) \n", kSelf, __LINE__);
-  if (action == RESERVE1 || action == RESERVE2) forget_finished_pdu(name, name_len);
+  if (action == RESERVE1 || action == RESERVE2) {
+    forget_finished_pdu(name, name_len);
+  }
   switch (action) {
     case RESERVE1:
       return reserve1(var_val, var_val_type, var_val_len, statP, name, name_len);

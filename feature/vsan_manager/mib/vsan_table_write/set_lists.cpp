@@ -31,7 +31,9 @@ bool is_marked(const vsan_marks &marks, uint32_t vsan) {
 }
 
 void mark(vsan_marks &marks, uint32_t vsan, bool on) {
-  if (!is_markable(vsan)) return;
+  if (!is_markable(vsan)) {
+    return;
+  }
   const uint8_t bit = static_cast<uint8_t>(1u << (vsan % 8));
   uint8_t &octet = marks.bits[vsan / 8];
   octet = static_cast<uint8_t>(on ? octet | bit : octet & ~bit);
@@ -53,7 +55,9 @@ namespace {
 
 bool list_row(indxobj_t &list, vsan_marks &of_column, row_ptr row, lister by) {
   const uint32_t vsan = row->vsanIndex;
-  if (indxobj_add(&list, row.get(), row.get()) == 0) return false;
+  if (indxobj_add(&list, row.get(), row.get()) == 0) {
+    return false;
+  }
   static_cast<void>(row.release());
   mark(of_column, vsan, by == lister::column);
   return true;
@@ -65,8 +69,12 @@ row_ptr take_row_off(indxobj_t &list, vsan_marks &of_column, const vsanEntry &ke
 }
 
 void drop_rows_of_columns(const vsanEntry &key) {
-  if (is_marked(pending_of_column, key.vsanIndex)) take_pending(key);
-  if (is_marked(saved_of_column, key.vsanIndex)) take_saved(key);
+  if (is_marked(pending_of_column, key.vsanIndex)) {
+    take_pending(key);
+  }
+  if (is_marked(saved_of_column, key.vsanIndex)) {
+    take_saved(key);
+  }
   mark(pdu_is_over, key.vsanIndex, false);
 }
 
@@ -102,14 +110,18 @@ bool parse_key(oid *name, size_t name_len, vsanEntry *key) {
 
 vsanEntry key_of(const oid *name, size_t name_len) {
   vsanEntry key = {};
-  if (name_len == kRowOidLen) key.vsanIndex = sub_id(name, kColumnOidLen);
+  if (name_len == kRowOidLen) {
+    key.vsanIndex = sub_id(name, kColumnOidLen);
+  }
   return key;
 }
 
 int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry *record) {
   row_oid own(name, name_len);
   const int status = header_vsanEntry(own.name, kColumnOidLen, own.name, &own.length, 1, record);
-  if (status != 0 || record->vsanIndex == key.vsanIndex) return status;
+  if (status != 0 || record->vsanIndex == key.vsanIndex) {
+    return status;
+  }
   errno = EPROTO;
   return -1;
 }
@@ -117,7 +129,9 @@ int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vs
 void note_pdu_over(const oid *name, size_t name_len) {
   const vsanEntry key = key_of(name, name_len);
   mark(pdu_is_over, key.vsanIndex, true);
-  if (is_markable(key.vsanIndex)) return;
+  if (is_markable(key.vsanIndex)) {
+    return;
+  }
   // A manager of its own numbers: there is no mark for such a VSAN, and row status refuses it.
   take_pending(key);
   take_saved(key);
@@ -125,12 +139,16 @@ void note_pdu_over(const oid *name, size_t name_len) {
 
 void forget_finished_pdu(const oid *name, size_t name_len) {
   const vsanEntry key = key_of(name, name_len);
-  if (is_marked(pdu_is_over, key.vsanIndex)) drop_rows_of_columns(key);
+  if (is_marked(pdu_is_over, key.vsanIndex)) {
+    drop_rows_of_columns(key);
+  }
 }
 
 void drop_all_rows_of_columns() {
   vsanEntry key = {};
-  for (key.vsanIndex = 0; is_markable(key.vsanIndex); ++key.vsanIndex) drop_rows_of_columns(key);
+  for (key.vsanIndex = 0; is_markable(key.vsanIndex); ++key.vsanIndex) {
+    drop_rows_of_columns(key);
+  }
 }
 
 namespace {
@@ -153,8 +171,12 @@ constexpr integer_column kIntegerColumns[] = {
 };
 
 void store_name(vsanEntry *row, const void *value, size_t length) {
-  if (length > kVsanNameField - 1) length = kVsanNameField - 1;
-  if (length > 0) memcpy(row->vsanName, value, length);
+  if (length > kVsanNameField - 1) {
+    length = kVsanNameField - 1;
+  }
+  if (length > 0) {
+    memcpy(row->vsanName, value, length);
+  }
   row->vsanName[length] = '\0';
 }
 
@@ -164,13 +186,19 @@ int store_column(int column, vsanEntry *row, const void *value, size_t length) {
     store_name(row, value, length);
     return SNMP_ERR_NOERROR;
   }
-  if (column == kVsanMediaType || column == kVsanMtu) return SNMP_ERR_NOTWRITABLE;
+  if (column == kVsanMediaType || column == kVsanMtu) {
+    return SNMP_ERR_NOTWRITABLE;
+  }
   for (const integer_column &field : kIntegerColumns) {
-    if (field.column != column) continue;
+    if (field.column != column) {
+      continue;
+    }
     uint32_t word = read_set_integer(value, length).value;
     if (column == kVsanInterOperType) {
       TRACE("%s(%d) vsan:%d InterMode:%d \n", self, __LINE__, static_cast<int>(row->vsanIndex), static_cast<int>(word));
-      if (word == 0) word = kVsanInteropDefault;
+      if (word == 0) {
+        word = kVsanInteropDefault;
+      }
     }
     memcpy(reinterpret_cast<char *>(row) + field.offset, &word, sizeof word);
     return SNMP_ERR_NOERROR;
@@ -212,7 +240,9 @@ int save_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsa
   row_ptr fresh;
   if (target == nullptr) {
     fresh = new_row();
-    if (fresh == nullptr) return no_memory();
+    if (fresh == nullptr) {
+      return no_memory();
+    }
     target = fresh.get();
   }
   const int status = fetch_current_row(name, name_len, key, target);
@@ -222,7 +252,9 @@ int save_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsa
     return fetch_failed(status, key, pending);
   }
   copy_for_writing(*target, pending);
-  if (fresh == nullptr) return SNMP_ERR_NOERROR;
+  if (fresh == nullptr) {
+    return SNMP_ERR_NOERROR;
+  }
 
   TRACE("%s(%d):  Adding UNDO entry (vsanIndex= %d to the vsanEntry_undo_list\n", self, __LINE__,
         static_cast<int>(key.vsanIndex));
@@ -241,13 +273,19 @@ int begin_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry 
   TRACE("%s(%d) : Creating an entry (vsanIndex = %d) in vsanEntry_list\n", self, __LINE__,
         static_cast<int>(key.vsanIndex));
   row_ptr pending = new_row();
-  if (pending == nullptr) return no_memory();
+  if (pending == nullptr) {
+    return no_memory();
+  }
   const int status = save_current_row(name, name_len, key, pending.get());
-  if (status != SNMP_ERR_NOERROR) return status;
+  if (status != SNMP_ERR_NOERROR) {
+    return status;
+  }
 
   TRACE("%s(%d): Adding entry vsanIndex %d, to vsanEntry_list\n", self, __LINE__, static_cast<int>(key.vsanIndex));
   *listed = pending.get();
-  if (!list_pending(std::move(pending), lister::column)) return no_memory();
+  if (!list_pending(std::move(pending), lister::column)) {
+    return no_memory();
+  }
   return SNMP_ERR_NOERROR;
 }
 
@@ -266,7 +304,9 @@ int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, con
   vsanEntry *pending = find_pending(key);
   if (pending == nullptr) {
     const int status = begin_row(name, name_len, key, &pending);
-    if (status != SNMP_ERR_NOERROR) return status;
+    if (status != SNMP_ERR_NOERROR) {
+      return status;
+    }
   }
   if (value == nullptr) {
     log_set_error(kStatusNoValue, 200);
