@@ -41,6 +41,10 @@ inline constexpr timer_range kTimerRanges[kTimerKinds] = {
 inline constexpr bool is_timer(uint32_t key) {
   return key >= kTimerFirst && key < kTimerFirst + kTimerKinds;
 }
+// The range of a key that is a timer's.
+inline constexpr const timer_range &range_of_timer(uint32_t key) {
+  return kTimerRanges[key - kTimerFirst];
+}
 
 // Attribute keys of the latencies and of a notification's states.
 inline constexpr uint32_t kAttrState = 1, kAttrSwitchLatency = 17, kAttrNetworkLatency = 18, kAttrOperState = 19;

@@ -4,10 +4,7 @@
 #include "platform/agent.h"
 #include "requests.h"
 #include "vsan_mib.h"
-#include "vsan_table_write/set_lists.h"
-
-indxobj_t vsanEntry_list;
-indxobj_t vsanEntry_undo_list;
+#include "vsan_table_write/row_lists.h"
 
 using namespace vsan_mib;
 

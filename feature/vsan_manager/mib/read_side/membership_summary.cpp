@@ -1,5 +1,5 @@
 // GET and GETNEXT of the active memberships, which the port manager knows.
-#include "module_frame/exchange.h"
+#include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
 #include "module_frame/restriction.h"
 #include "module_frame/trace.h"

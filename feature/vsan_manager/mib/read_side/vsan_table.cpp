@@ -1,24 +1,18 @@
 // GET and GETNEXT of the VSAN table: OID to VSAN, VSAN to row through the one-row cache, row to column.
 #include <string.h>
 
+#include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
 #include "module_frame/restriction.h"
 #include "module_frame/row_message.h"
 #include "module_frame/trace.h"
-#include "objects/object_magic.h"
+#include "objects/vsan_columns.h"
 #include "platform/agent.h"
 #include "read_side/answer_row.h"
 #include "requests.h"
 #include "statuses.h"
 #include "vsan_mib.h"
 #include "vsan_records.h"
-
-namespace vsan_mib {
-
-vsanEntry vsan_answer_row;
-uint32_t answer_word;
-
-}  // namespace vsan_mib
 
 using namespace vsan_mib;
 
@@ -81,64 +75,42 @@ int fetch_row(int exact, vsanEntry *record, bool *filled) {
   return 0;
 }
 
-// How a column is taken from the answer row, and what it traces.
-struct vsan_column {
-  int magic;
-  size_t offset;
-  const char *trace;  // null: none
-};
-
-constexpr vsan_column kColumns[] = {
-    {kVsanMediaType, offsetof(vsanEntry, vsanMediaType), "%s(%d) VSANMEDIATYPE \n"},
-    {kVsanAdminState, offsetof(vsanEntry, vsanAdminState), "%s(%d) VSANADMINSTATE \n"},
-    {kVsanMtu, offsetof(vsanEntry, vsanMtu), nullptr},
-    {kVsanLoadBalancingType, offsetof(vsanEntry, vsanLoadBalancingType), nullptr},
-    {kVsanOperState, offsetof(vsanEntry, vsanOperState), "%s(%d) VSANOPERSTATE  \n"},
-    {kVsanInorderDelivery, offsetof(vsanEntry, vsanInorderDelivery), nullptr},
-    {kVsanNetworkDropLatency, offsetof(vsanEntry, vsanNetworkDropLatency), nullptr},
-};
-
-u_char *row_status_value() {
-  TRACE("%s(%d) VSANROWSTATUS  \n", "get_vsanEntry", __LINE__);
-  // A row that exists is active; the status word of the record belongs to the write side.
-  answer_word = 1;
+u_char *answer_with(uint32_t word) {
+  answer_word = word;
   return reinterpret_cast<u_char *>(&answer_word);
 }
 
-u_char *interop_value(size_t var_len) {
+u_char *interop_answer() {
   uint32_t &mode = vsan_answer_row.vsanInteropMode;
-  TRACE("%s(%d) *var_len:%d interopmode:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(var_len),
-        static_cast<int>(mode));
   if (mode == kVsanInteropDefault) {
     mode = 0;
   }
   return reinterpret_cast<u_char *>(&mode);
 }
 
-u_char *column_value(int magic, size_t *var_len) {
+u_char *column_answer(int magic, size_t *var_len) {
   TRACE("%s(%d) Request type:%d \n", "get_vsanEntry", __LINE__, magic);
-  if (magic == kVsanName) {
-    *var_len = strlen(vsan_answer_row.vsanName);
-    return reinterpret_cast<u_char *>(vsan_answer_row.vsanName);
+  const vsan_column *column = find_vsan_column(magic);
+  if (column == nullptr) {
+    *var_len = sizeof(uint32_t);
+    snmp_set_detail("BAD THING HAPPENED");
+    return nullptr;
   }
-  *var_len = 4;
-  if (magic == kVsanRowStatus) {
-    return row_status_value();
+  u_char *field = reinterpret_cast<u_char *>(&vsan_answer_row) + column->field;
+  *var_len = column->read == column_read::name ? strlen(vsan_answer_row.vsanName) : sizeof(uint32_t);
+  if (column->answered != nullptr) {
+    int word;
+    memcpy(&word, field, sizeof word);
+    TRACE(column->answered, "get_vsanEntry", __LINE__, static_cast<int>(*var_len), word);
   }
-  if (magic == kVsanInterOperType) {
-    return interop_value(*var_len);
+  switch (column->read) {
+    case column_read::active:
+      return answer_with(RS_ACTIVE);
+    case column_read::interop:
+      return interop_answer();
+    default:
+      return field;
   }
-  for (const vsan_column &column : kColumns) {
-    if (column.magic != magic) {
-      continue;
-    }
-    if (column.trace != nullptr) {
-      TRACE(column.trace, "get_vsanEntry", __LINE__);
-    }
-    return reinterpret_cast<u_char *>(&vsan_answer_row) + column.offset;
-  }
-  snmp_set_detail("BAD THING HAPPENED");
-  return nullptr;
 }
 
 // Reads the row that the OID asks for into the answer row.
@@ -246,5 +218,5 @@ u_char *get_vsanEntry(struct variable *vp, oid *name, size_t *length, int exact,
   if (!find_visible_row(vp, name, length, exact)) {
     return nullptr;
   }
-  return column_value(vp->magic, var_len);
+  return column_answer(vp->magic, var_len);
 }
