@@ -1,5 +1,5 @@
-// The force flags: which timers of a VSAN are set although it is operational. They stay as they were written until they
-// are written again, across PDUs: managers set them once and then change timers.
+// The force flags: which timers of a VSAN are set although it is operational. They stay as they were written until
+// they are written again, across PDUs: managers set them once and then change timers.
 #ifndef FEATURE_VSAN_MANAGER_MIB_FABRIC_WRITE_FORCE_FLAGS_H
 #define FEATURE_VSAN_MANAGER_MIB_FABRIC_WRITE_FORCE_FLAGS_H
 

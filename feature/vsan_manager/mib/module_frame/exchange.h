@@ -31,9 +31,9 @@ struct exchange_party {
   int service = kServiceVsanManager;
 };
 
-// Asks for `size` bytes of request (or, when `request` is null, names the answer's expected size). An answer that is
-// shorter than the `needed` bytes that the caller is about to copy counts as a broken exchange: -1 with `errno` EPROTO.
-// `errno` is kept until the caller has reported it.
+// Asks with `size` bytes of request; when `request` is null with none, `size` being the answer's expected size. An
+// answer that is shorter than the `needed` bytes that the caller is about to copy counts as a broken exchange: -1
+// with `errno` EPROTO. `errno` is kept until the caller has reported it.
 answer ask(int opcode, int msg_type, void *request, uint32_t size, uint32_t needed, const exchange_party &party = {});
 
 // How long an exchange is waited for, in seconds: as a rule, and for what the manager is slow to apply.

@@ -8,8 +8,8 @@
 
 namespace vsan_mib {
 
-// Sub-identifiers of a column's OID in every table of this MIB: the root, four of the table and entry, the column. One
-// more names a row.
+// Sub-identifiers of a column's OID in every table of this MIB: the root, four of the table and entry, the column.
+// One more names a row.
 enum { kColumnOidLen = kVsanMibRootLen + 5, kRowOidLen = kColumnOidLen + 1 };
 
 // Only the low 32 bits of a sub-identifier count.

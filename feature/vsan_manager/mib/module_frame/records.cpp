@@ -27,7 +27,7 @@ int vsanEntry_defaults(vsanEntry *record) {
   record->vsanMediaType = kMediaFibreChannel;
   record->vsanAdminState = kAdminActive;
   record->vsanMtu = kMtuDefault;
-  record->vsanInorderDelivery = 0;  // left to the manager
+  record->vsanInorderDelivery = 0;
   record->vsanInteropMode = kVsanInteropDefault;
   record->vsanLoadBalancingType = kLoadBalancingExchange;
   return snprintf(record->vsanName, sizeof record->vsanName, "VSAN%.4d", static_cast<int>(record->vsanIndex));

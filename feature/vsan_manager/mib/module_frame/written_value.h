@@ -1,4 +1,5 @@
-// What net-snmp hands a write method, and the one check of it: what a value may be stands in a row, the checking here.
+// What net-snmp hands a write method, and the one check of it: what a value may be stands in a table's row, and how
+// that is checked here.
 #ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_WRITTEN_VALUE_H
 #define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_WRITTEN_VALUE_H
 

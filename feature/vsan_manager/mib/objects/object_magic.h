@@ -1,5 +1,5 @@
-// The magic numbers of the objects, by which their rows are found in the tables of this folder. 7, 9 and 18 to 29 name
-// no object.
+// The magic numbers of the objects, by which their rows are found in the tables of this folder. 7, 9 and 18 to 29
+// name no object.
 #ifndef FEATURE_VSAN_MANAGER_MIB_OBJECTS_OBJECT_MAGIC_H
 #define FEATURE_VSAN_MANAGER_MIB_OBJECTS_OBJECT_MAGIC_H
 

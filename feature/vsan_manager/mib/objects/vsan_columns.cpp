@@ -1,5 +1,5 @@
-// The texts are kept to the character, also where one names another column or type than is meant: logs are searched for
-// them.
+// The texts are kept to the character, also where one names another column or type than is meant: logs are searched
+// for them.
 #include "objects/vsan_columns.h"
 
 #include "module_frame/restriction.h"

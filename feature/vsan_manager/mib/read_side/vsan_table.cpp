@@ -50,8 +50,8 @@ void trace_received(const answer &got, int msg_type, const vsanEntry &row) {
       static_cast<int>(row.vsanOperState), row.vsanName, static_cast<int>(row.vsanNetworkDropLatency));
 }
 
-// Asks the manager for the row of `record->vsanIndex`, or the one after it, and caches it. Returns the status; with 0,
-// `*filled` tells whether a row came.
+// Asks the manager for the row of `record->vsanIndex`, or the one after it, and caches it. Returns the status; with
+// 0, `*filled` tells whether a row came.
 int fetch_row(int exact, vsanEntry *record, bool *filled) {
   const uint32_t asked = record->vsanIndex;
   const int msg_type = exact != 0 ? kMsgGet : kMsgGetNext;

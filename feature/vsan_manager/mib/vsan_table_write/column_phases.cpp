@@ -10,8 +10,8 @@
 //       |      later columns: nothing left to send       -             .        status sends it; but not VSAN 9)
 //       |
 //       +-- COMMIT  dropped                              -             -
-//       +-- UNDO    noted: the PDU is over               .             .       (nothing sent; row status restores from
-//       |                                                                       the saved row in its own UNDO)
+//       +-- UNDO    noted: the PDU is over               .             .       (nothing sent; row status restores
+//       |                                                                       from the saved row in its own UNDO)
 //   FREE       from RESERVE1 or RESERVE2: dropped        -             -
 #include <errno.h>
 #include <string.h>
@@ -93,8 +93,8 @@ int fetch_failed(int status, const vsanEntry &key, vsanEntry *pending) {
   return to_snmp_error_code(status, kMsgSet);
 }
 
-// A pending row carries a value in the two fields below only when this PDU writes them: 0 means "leave as it is" to the
-// manager.
+// A pending row carries a value in the two fields below only when this PDU writes them: 0 means "leave as it is" to
+// the manager.
 void copy_for_writing(const vsanEntry &current, vsanEntry *pending) {
   *pending = current;
   pending->vsanInorderDelivery = 0;

@@ -1,8 +1,8 @@
 // The rows of the PDU being served: a pending row and a saved row a VSAN, each in its list, and who listed them.
 //
-// After UNDO no phase comes that could drop the rows, and an agent that ends ACTION at its first failure leaves pending
-// ones that were never sent. The next RESERVE1 or RESERVE2 of the VSAN drops them first, so that no later PDU meets
-// them.
+// After UNDO no phase comes that could drop the rows, and an agent that ends ACTION at its first failure leaves
+// pending ones that were never sent. The next RESERVE1 or RESERVE2 of the VSAN drops them first, so that no later PDU
+// meets them.
 #ifndef FEATURE_VSAN_MANAGER_MIB_VSAN_TABLE_WRITE_ROW_LISTS_H
 #define FEATURE_VSAN_MANAGER_MIB_VSAN_TABLE_WRITE_ROW_LISTS_H
 
@@ -30,11 +30,12 @@ vsanEntry *find_saved(const vsanEntry &key);
 row_ptr take_pending(const vsanEntry &key);
 row_ptr take_saved(const vsanEntry &key);
 
-// UNDO of a column: notes that the VSAN's PDU is over. Nothing is sent and nothing dropped.
+// UNDO of a column: notes that the VSAN's PDU is over. Nothing is sent; rows are dropped only of a number above 4095,
+// which has no note.
 void note_pdu_over(const oid *name, size_t name_len);
 
-// Before a phase that begins work on the VSAN: drops what columns of a finished PDU left listed. What row status listed
-// stays.
+// Before a phase that begins work on the VSAN: drops what columns of a finished PDU left listed. What row status
+// listed stays.
 void forget_finished_pdu(const oid *name, size_t name_len);
 
 // At unloading: drops what columns left listed, of every VSAN.
