@@ -107,9 +107,15 @@ answer ask_past_lock(int msg_type, const vsanFcTimerEntry &record, int get_for_s
   return ask_for_timer(kMsgGet, record);
 }
 
-// Asks for the value of `record`, which names a timer and a VSAN. Returns the status; `*skip` tells that distribution
-// holds no value for this VSAN and the lookup moves on to the next one.
-int read_value(int msg_type, int get_for_set, vsanFcTimerEntry *record, bool *skip) {
+// What a look at a timer brought, also where its status is 0.
+enum class outcome {
+  nothing,
+  value,
+  skip,  // distribution holds no value for this VSAN: the lookup moves on to the next one
+};
+
+// Asks for the value of `record`, which names a timer and a VSAN. Returns the status.
+int read_value(int msg_type, int get_for_set, vsanFcTimerEntry *record, outcome *brought) {
   const char *self = "header_vsanFcTimerEntry";
   const char *operation = msg_type == kMsgGet ? "GET" : "KDX_GET_REQ";
   const uint32_t vsan = record->vsan_id;
@@ -118,7 +124,7 @@ int read_value(int msg_type, int get_for_set, vsanFcTimerEntry *record, bool *sk
   const answer got = ask_past_lock(msg_type, *record, get_for_set);
   if (msg_type == kMsgKdxGet && got.status == kStatusNotInDistribution) {
     TRACE("%s : attr not found for vsan-id : %d ", self, static_cast<int>(vsan));
-    *skip = true;
+    *brought = outcome::skip;
     return 0;
   }
   if (!got.complete()) {
@@ -130,14 +136,15 @@ int read_value(int msg_type, int get_for_set, vsanFcTimerEntry *record, bool *sk
   TRACE("%s : Received  %s response from VSAN mgr  vsanIndex = %d Timer_type  = %d, timer_value =%d \n", self,
         msg_type == kMsgGet ? "GET" : "GETNEXT", static_cast<int>(record->vsan_id),
         static_cast<int>(record->timer_type), static_cast<int>(record->timer_value));
+  *brought = outcome::value;
   return 0;
 }
 
-// One look at one VSAN's timer. Returns the status, and `*skip` as above.
+// One look at one VSAN's timer. Returns the status. A success without a value leaves the OID as it was.
 int read_timer(struct variable *vp, oid *name, size_t *length, int exact, vsanFcTimerEntry *record, int get_for_set,
-               bool *skip) {
+               outcome *brought) {
   const char *self = "header_vsanFcTimerEntry";
-  *skip = false;
+  *brought = outcome::nothing;
   const distribution says = ask_distribution();
   TRACE("%s : calling timer_instance() ", self);
   int status = get_vsanFcTimerEntry_instance(vp->name, vp->namelen, name, length, exact, record);
@@ -147,8 +154,8 @@ int read_timer(struct variable *vp, oid *name, size_t *length, int exact, vsanFc
     return status;
   }
   record->timer_type = timer_type_of(vp->magic);
-  status = read_value(timer_message_type(says, get_for_set), get_for_set, record, skip);
-  if (status == 0 && !*skip) {
+  status = read_value(timer_message_type(says, get_for_set), get_for_set, record, brought);
+  if (*brought == outcome::value) {
     write_row_oid(vp->name, vp->namelen, record->vsan_id, name, length);
   }
   return status;
@@ -222,9 +229,9 @@ int header_vsanFcTimerEntry(struct variable *vp, oid *name, size_t *length, int 
                             int get_for_set) {
   uint32_t previous = 0;
   for (;;) {
-    bool skip;
-    const int status = read_timer(vp, name, length, exact, record, get_for_set, &skip);
-    if (!skip) {
+    outcome brought;
+    const int status = read_timer(vp, name, length, exact, record, get_for_set, &brought);
+    if (brought != outcome::skip) {
       return status;
     }
     // The lookup moves on to the next VSAN, also when this was a GET. VSANs that do not rise end it.
