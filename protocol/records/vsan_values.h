@@ -43,7 +43,7 @@ inline constexpr timer_range kTimerRanges[kTimerKinds] = {
 inline constexpr bool is_timer(uint32_t key) {
   return key >= kTimerFirst && key < kTimerFirst + kTimerKinds;
 }
-// Of a key that is a timer's.
+// The range of a key that is a timer's.
 inline constexpr const timer_range &range_of_timer(uint32_t key) {
   return kTimerRanges[key - kTimerFirst];
 }

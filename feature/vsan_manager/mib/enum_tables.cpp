@@ -87,16 +87,22 @@ constexpr enum_row kKdxAttr[] = {
 
 const char *find_name(const enum_row *row, int value) {
   for (; row->name[0] != '\0'; ++row) {
-    if (row->value == value) return row->name;
+    if (row->value == value) {
+      return row->name;
+    }
   }
   return nullptr;
 }
 
 // An unknown name gives 0, as the first name of most tables does: callers know.
 int find_value(const enum_row *row, const char *name) {
-  if (name == nullptr) return 0;
+  if (name == nullptr) {
+    return 0;
+  }
   for (; row->name[0] != '\0'; ++row) {
-    if (strcasecmp(row->name, name) == 0) return row->value;
+    if (strcasecmp(row->name, name) == 0) {
+      return row->value;
+    }
   }
   return 0;
 }

@@ -1,17 +1,16 @@
-// Switch notifications into traps, and the switch that turns them on.
+// Switch notifications into traps.
 #include <string.h>
 
 #include <memory>
 
 #include "module_frame/exchange.h"
-#include "module_frame/standard_error.h"
 #include "module_frame/trace.h"
-#include "module_frame/written_value.h"
 #include "platform/agent.h"
-#include "platform/cmi.h"
 #include "platform/mts.h"
 #include "platform/vsan_range.h"
+#include "record_words.h"
 #include "requests.h"
+#include "switch_root.h"
 #include "vsan_mib.h"
 #include "vsan_values.h"
 
@@ -19,19 +18,14 @@ using namespace vsan_mib;
 
 namespace {
 
-#define ROOT 1, 3, 6, 1, 4, 1, 32473, 9, 282
-constexpr oid kVsanStatusTrap[] = {ROOT, 1, 3, 0, 1};
-constexpr oid kPortMembershipTrap[] = {ROOT, 1, 3, 0, 2};
-constexpr oid kNotifiedVsan[] = {ROOT, 1, 1, 4, 0};
-constexpr oid kSwitchWwn[] = {ROOT, 1, 5, 1, 0};
+constexpr oid kVsanStatusTrap[] = {SWITCH_ROOT, 1, 3, 0, 1};
+constexpr oid kPortMembershipTrap[] = {SWITCH_ROOT, 1, 3, 0, 2};
+constexpr oid kNotifiedVsan[] = {SWITCH_ROOT, 1, 1, 4, 0};
+constexpr oid kSwitchWwn[] = {SWITCH_ROOT, 1, 5, 1, 0};
 // These end in the instance: a VSAN, an interface.
-constexpr oid kAdminState[] = {ROOT, 1, 1, 3, 1, 4, 0};
-constexpr oid kOperState[] = {ROOT, 1, 1, 3, 1, 8, 0};
+constexpr oid kAdminState[] = {SWITCH_ROOT, 1, 1, 3, 1, 4, 0};
+constexpr oid kOperState[] = {SWITCH_ROOT, 1, 1, 3, 1, 8, 0};
 constexpr oid kIfIndex[] = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1, 0};
-#undef ROOT
-
-// Attribute keys of a VSAN change.
-enum { kAttrState = 1, kAttrOperState = 19 };
 
 enum { kWwnSize = 8 };
 
@@ -43,7 +37,9 @@ constexpr bool kVsanStatusTrapOn = true;
 constexpr bool kPortMembershipTrapOn = true;
 
 bool is_trap_on(bool on, const char *handler) {
-  if (!on) TRACE("This Trap is Disabled (%s)\n", handler);
+  if (!on) {
+    TRACE("This Trap is Disabled (%s)\n", handler);
+  }
   return on;
 }
 
@@ -57,10 +53,14 @@ struct trap {
 };
 
 void add(trap &t, const oid *name, size_t name_len, u_char type, const void *value, size_t size) {
-  if (!t.complete) return;
+  if (!t.complete) {
+    return;
+  }
   netsnmp_variable_list *grown = build_varbind(t.list.get(), value, type, size, name, name_len);
   t.complete = grown != nullptr;
-  if (!t.complete) return;
+  if (!t.complete) {
+    return;
+  }
   static_cast<void>(t.list.release());
   t.list.reset(grown);
 }
@@ -80,7 +80,9 @@ void add_instance(trap &t, const oid (&column)[N], uint32_t instance, uint32_t v
 // Hands the trap to the agent; one that could not be built wholly is not sent.
 template <size_t N>
 netsnmp_variable_list *hand_over(trap &t, const oid (&trap_name)[N], oid *trap_oid, size_t *trap_oid_len, int *send) {
-  if (!t.complete) return nullptr;
+  if (!t.complete) {
+    return nullptr;
+  }
   memcpy(trap_oid, trap_name, sizeof trap_name);
   *trap_oid_len = N;
   *send = 1;
@@ -115,10 +117,14 @@ bool read_change(void *payload, uint32_t size, vsan_change *change) {
 // Fills the cached name when it is all zero. Returns false while it is not known.
 bool know_switch_wwn() {
   constexpr uint8_t unknown[kWwnSize] = {};
-  if (memcmp(switch_wwn, unknown, kWwnSize) != 0) return true;
+  if (memcmp(switch_wwn, unknown, kWwnSize) != 0) {
+    return true;
+  }
   const answer got =
       ask(kOpSwitchWwn, kMsgGet, nullptr, 0, kWwnSize, {get_snmp_username(0), get_snmp_sessionid(0), kServiceIdentity});
-  if (!got.complete()) return false;
+  if (!got.complete()) {
+    return false;
+  }
   memcpy(switch_wwn, got.payload.get(), kWwnSize);
   return true;
 }
@@ -127,11 +133,17 @@ bool know_switch_wwn() {
 
 netsnmp_variable_list *handle_notifications(void *msg, oid *trap_oid, size_t *trap_oid_len, int *send) {
   *send = 0;
-  if (msg == nullptr) return nullptr;
-  if (!is_trap_on(kVsanStatusTrapOn, __func__)) return nullptr;
+  if (msg == nullptr) {
+    return nullptr;
+  }
+  if (!is_trap_on(kVsanStatusTrapOn, __func__)) {
+    return nullptr;
+  }
 
   vsan_change change = {};
-  if (!read_change(mts_payload_get(msg), mts_payload_size(msg), &change)) return nullptr;
+  if (!read_change(mts_payload_get(msg), mts_payload_size(msg), &change)) {
+    return nullptr;
+  }
 
   trap t;
   add_integer(t, kNotifiedVsan, OID_LENGTH(kNotifiedVsan), change.vsan);
@@ -142,58 +154,26 @@ netsnmp_variable_list *handle_notifications(void *msg, oid *trap_oid, size_t *tr
 
 netsnmp_variable_list *handle_port_memb_change_notifications(void *msg, oid *trap_oid, size_t *trap_oid_len,
                                                              int *send) {
-  enum { kIfIndexAt = 0, kVsanAt = 8, kPayloadSize = 12 };
-
   *send = 0;
-  if (!is_trap_on(kPortMembershipTrapOn, __func__)) return nullptr;
+  if (!is_trap_on(kPortMembershipTrapOn, __func__)) {
+    return nullptr;
+  }
   // Asked for even without a message: the name is known first.
-  if (!know_switch_wwn()) return nullptr;
-  if (msg == nullptr) return nullptr;
+  if (!know_switch_wwn()) {
+    return nullptr;
+  }
+  if (msg == nullptr) {
+    return nullptr;
+  }
   const void *payload = mts_payload_get(msg);
-  if (payload == nullptr || mts_payload_size(msg) < kPayloadSize) return nullptr;
+  if (payload == nullptr || mts_payload_size(msg) < sizeof(port_membership_change)) {
+    return nullptr;
+  }
 
-  const uint32_t interface = word_at(payload, kIfIndexAt);
+  const auto change = record_read<port_membership_change>(static_cast<const uint8_t *>(payload));
   trap t;
   add(t, kSwitchWwn, OID_LENGTH(kSwitchWwn), ASN_OCTET_STR, switch_wwn, kWwnSize);
-  add_instance(t, kIfIndex, interface, interface);
-  add_integer(t, kNotifiedVsan, OID_LENGTH(kNotifiedVsan), word_at(payload, kVsanAt));
+  add_instance(t, kIfIndex, change.interface, change.interface);
+  add_integer(t, kNotifiedVsan, OID_LENGTH(kNotifiedVsan), change.vsan);
   return hand_over(t, kPortMembershipTrap, trap_oid, trap_oid_len, send);
-}
-
-namespace {
-
-// Read by nobody but a debugger: the last value that passed the type and length checks.
-const u_char *last_control_value;
-
-int check_control(u_char *value, u_char type, size_t length) {
-  if (type != ASN_INTEGER) {
-    complain("write to vsanNotificationCntl not ASN_INTEGER\n");
-    return SNMP_ERR_WRONGTYPE;
-  }
-  if (!is_integer_length(length)) {
-    complain("write to vsanNotificationCntl: bad length\n");
-    return SNMP_ERR_WRONGLENGTH;
-  }
-  last_control_value = value;
-  return in_range(read_set_integer(value, length), 1, 2) ? SNMP_ERR_NOERROR : SNMP_ERR_WRONGVALUE;
-}
-
-}  // namespace
-
-int write_vsanNotificationCntl(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *, oid *,
-                               size_t) {
-  if (action == RESERVE1) return check_control(var_val, var_val_type, var_val_len);
-  // Always 1, whichever of the two values was written: kept, managers rely on it.
-  if (action == ACTION) return vsan_trap_vsan_set(1) == 0 ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
-  return SNMP_ERR_NOERROR;
-}
-
-int vsan_trap_vsan_set(uint32_t value) {
-  uint32_t payload = to_wire(value);
-  uint32_t size = sizeof payload;
-  const int status = cmi_req_resp(kOpNotificationControl, kMsgSet, &payload, nullptr, &size, nullptr, nullptr,
-                                  kServiceVsanManager, mts_response_q, 0);
-  if (status == 0) return 0;
-  TRACE("****Ret_Value:%d [%d(%s)]\n", status, __LINE__, __func__);
-  return -1;
 }

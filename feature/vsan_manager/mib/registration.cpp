@@ -4,10 +4,7 @@
 #include "platform/agent.h"
 #include "requests.h"
 #include "vsan_mib.h"
-#include "vsan_table_write/set_lists.h"
-
-indxobj_t vsanEntry_list;
-indxobj_t vsanEntry_undo_list;
+#include "vsan_table_write/row_lists.h"
 
 using namespace vsan_mib;
 
@@ -29,7 +26,9 @@ void unregister_objects() {
 
 // The two messages that net-snmp's own registration macro would print, with this module's path.
 void debug_registration_failure(int line) {
-  if (!snmp_get_do_debugging()) return;
+  if (!snmp_get_do_debugging()) {
+    return;
+  }
   debugmsgtoken("trace", "%s(): %s, %d:\n", "init_vsan_mib", "feature/vsan_manager/mib/vsan_mib", line);
   debugmsg("trace", "%s(): %s, %d:\n", "init_vsan_mib", "feature/vsan_manager/mib/vsan_mib", line);
   debugmsgtoken("register_mib", "%s registration failed\n", "vsan_mib");
@@ -48,7 +47,9 @@ void init_vsan_mib(void) {
   const int registered =
       register_mib("vsan_mib", reinterpret_cast<const struct variable *>(vsan_mib_variables), sizeof(struct variable7),
                    kVsanMibObjects, vsan_mib_variables_oid, kVsanMibRootLen);
-  if (registered != MIB_REGISTERED_OK) debug_registration_failure(__LINE__);
+  if (registered != MIB_REGISTERED_OK) {
+    debug_registration_failure(__LINE__);
+  }
 
   register_for_notification(kNotifyVsanChange, handle_notifications);
   register_for_notification(kNotifyPortMembership, handle_port_memb_change_notifications);

@@ -1,16 +1,14 @@
 // The VSAN management MIB module: what libvsanmib.so exports.
 //
 // 1. The agent loads the library and calls init_vsan_mib; deinit_vsan_mib undoes it wholly. Everything runs on the
-// agent's one
-//    thread; nothing here may be called from another.
+//    agent's one thread; nothing here may be called from another.
 // 2. A find function (FindVarMethod) gets `exact` non-zero for GET and SET, 0 for GETNEXT. It returns a pointer into
-// storage of
-//    the module, valid until the next call, or null: no such instance, or the end of the table.
+//    storage of the module, valid until the next call, or null: no such instance, or the end of the table.
 // 3. A header_ function returns 0 with `record` filled and `name`/`length` rewritten to the row found, or a status:
-// kStatusNoEntry for
-//    an OID that names no row, a manager's status, or -1 with `errno`. `name` has room for MAX_OID_LEN sub-identifiers.
-// 4. A write method (WriteMethod) is called once a phase and returns a net-snmp SET status. Its value is a host `long`
-// or four octets.
+//    kStatusNoEntry for an OID that names no row, a manager's status, or -1 with `errno`. `name` has room for
+//    MAX_OID_LEN sub-identifiers.
+// 4. A write method (WriteMethod) is called once a phase and returns a net-snmp SET status. An integer arrives as a
+//    host `long` or as four octets.
 // 5. Records are in host order, big-endian only on the wire. Only the low 32 bits of a sub-identifier count.
 // 6. Nothing throws. No pointer may be null unless its comment says so.
 #ifndef FEATURE_VSAN_MANAGER_MIB_VSAN_MIB_H
@@ -43,8 +41,8 @@ void deinit_vsan_mib(void);
 extern struct variable7 vsan_mib_variables[kVsanMibObjects];
 extern oid vsan_mib_variables_oid[kVsanMibRootLen];
 
-// Stores the write method of the column with this magic number; a column without one leaves `*write_method` as it was,
-// except magic 17 of the interface table, which gets null.
+// Stores the write method of the column with this magic number; a column without one leaves `*write_method` as it
+// was, except magic 17 of the interface table, which gets null.
 void set_table_set_methods(int magic, WriteMethod **write_method);
 void set_if_table_set_methods(int magic, WriteMethod **write_method);
 void set_fctimer_table_set_methods(int magic, WriteMethod **write_method);
@@ -53,9 +51,9 @@ void set_fctimer_table_set_methods(int magic, WriteMethod **write_method);
 // the named VSAN does not fit the request; else genErr.
 int to_snmp_error_code(int vsan_mgr_status, int request_type);
 
-// One GET exchange for a scalar. `request` may be null: none is sent, and `size` is the answer's expected size. Returns
-// a pointer to a 32-bit value, valid until the next call for a scalar of the same kind (counts, everything else), or
-// null.
+// One GET exchange for a scalar. `request` may be null: none is sent, and `size` is the answer's expected size.
+// Returns a pointer to a 32-bit value, valid until the next call for a scalar of the same kind (counts, everything
+// else), or null.
 void *get_using_cmi(int opcode, void *request, int size);
 
 // Whether the user of the PDU may read (`mode` 3) or write (`mode` 1) the interface's membership in `vsan_id`: 0
@@ -98,8 +96,8 @@ void vsanIfEntry_ntoh(vsanIfEntry *record);
 void vsanIfEntry_hton(vsanIfEntry *record);
 void vsanNewFcTimer_ntoh(vsanFcTimerEntry *record);
 
-// The rows that the current PDU writes, and the same rows as they were before it. Elements are heap-allocated and freed
-// by whoever removes them.
+// The rows that the current PDU writes, and the same rows as they were before it. Elements are heap-allocated and
+// freed by whoever removes them.
 extern indxobj_t vsanEntry_list;
 extern indxobj_t vsanEntry_undo_list;
 

@@ -6,7 +6,7 @@
 
 #include "fake_platform.h"
 #include "mini_agent.h"
-#include "vsan_table_write/set_lists.h"
+#include "vsan_table_write/row_lists.h"
 
 class ModuleTest : public ::testing::Test {
  protected:

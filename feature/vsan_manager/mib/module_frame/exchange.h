@@ -31,25 +31,17 @@ struct exchange_party {
   int service = kServiceVsanManager;
 };
 
-// Asks for `size` bytes of request (or, when `request` is null, names the answer's expected size). An answer that is
-// shorter than the `needed` bytes that the caller is about to copy counts as a broken exchange: -1 with `errno` EPROTO.
-// `errno` is kept until the caller has reported it.
+// Asks with `size` bytes of request; when `request` is null with none, `size` being the answer's expected size. An
+// answer that is shorter than the `needed` bytes that the caller is about to copy counts as a broken exchange: -1
+// with `errno` EPROTO. `errno` is kept until the caller has reported it.
 answer ask(int opcode, int msg_type, void *request, uint32_t size, uint32_t needed, const exchange_party &party = {});
 
-// Sends a write in the name of the PDU's user and wants no payload back. `timeout` is in seconds. Returns the status.
-int tell(int opcode, int msg_type, void *request, uint32_t size, int timeout);
-
+// How long an exchange is waited for, in seconds: as a rule, and for what the manager is slow to apply.
 enum { kTimeout = 4, kBlockingTimeout = 10 };
 
-// The text of a failed exchange's status, right after it: -1 means that `errno` holds the cause.
-const char *failure_text(int status);
-
-// The big-endian word at `offset` of a payload, in host order, and back.
-uint32_t word_at(const void *payload, size_t offset);
-uint32_t to_wire(uint32_t host);
-
-// Records a refused write and returns the SET status that the agent answers with.
-int refused_write(int status);
+// Sends `size` bytes of a write in the name of the PDU's user and wants no payload back. `timeout` is in seconds.
+// Returns the status.
+int tell(int opcode, int msg_type, void *request, uint32_t size, int timeout);
 
 }  // namespace vsan_mib
 

@@ -8,9 +8,9 @@
 
 namespace vsan_mib {
 
-// Sub-identifiers of a column's OID in every table of this MIB: the root, four of the table and entry, the column. One
-// more names a row.
-enum { kColumnOidLen = 14, kRowOidLen = 15 };
+// Sub-identifiers of a column's OID in every table of this MIB: the root, four of the table and entry, the column.
+// One more names a row.
+enum { kColumnOidLen = kVsanMibRootLen + 5, kRowOidLen = kColumnOidLen + 1 };
 
 // Only the low 32 bits of a sub-identifier count.
 inline uint32_t sub_id(const oid *name, size_t position) {

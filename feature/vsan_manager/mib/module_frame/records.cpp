@@ -1,21 +1,19 @@
 // Operations on the records that cross the boundary to the VSAN manager.
-#include <arpa/inet.h>
 #include <stdio.h>
 #include <string.h>
 
+#include "record_words.h"
 #include "vsan_mib.h"
 #include "vsan_records.h"
+#include "vsan_values.h"
 
 namespace {
 
-// ntohl and htonl are the same operation, and none at all on a big-endian host.
-void swap_word(uint32_t &word) {
-  word = ntohl(word);
-}
-
 // Positive when a sorts before b: the list container relies on the sense, and on -1 for a null argument.
 int compare_keys(const void *a, const void *b) {
-  if (a == nullptr || b == nullptr) return -1;
+  if (a == nullptr || b == nullptr) {
+    return -1;
+  }
   int32_t left;
   int32_t right;
   memcpy(&left, a, sizeof left);
@@ -26,12 +24,12 @@ int compare_keys(const void *a, const void *b) {
 }  // namespace
 
 int vsanEntry_defaults(vsanEntry *record) {
-  record->vsanMediaType = 1;
-  record->vsanAdminState = 1;
-  record->vsanMtu = 2112;
+  record->vsanMediaType = kMediaFibreChannel;
+  record->vsanAdminState = kAdminActive;
+  record->vsanMtu = kMtuDefault;
   record->vsanInorderDelivery = 0;
   record->vsanInteropMode = kVsanInteropDefault;
-  record->vsanLoadBalancingType = 2;
+  record->vsanLoadBalancingType = kLoadBalancingExchange;
   return snprintf(record->vsanName, sizeof record->vsanName, "VSAN%.4d", static_cast<int>(record->vsanIndex));
 }
 
@@ -40,24 +38,15 @@ int vsanEntry_comp(const void *a, const void *b) {
 }
 
 void vsanEntry_ntoh(vsanEntry *record) {
-  swap_word(record->vsanIndex);
-  swap_word(record->vsanMediaType);
-  swap_word(record->vsanAdminState);
-  swap_word(record->vsanMtu);
-  swap_word(record->vsanInorderDelivery);
-  swap_word(record->vsanInteropMode);
-  swap_word(record->vsanLoadBalancingType);
-  swap_word(record->vsanRowStatus);
-  swap_word(record->vsanOperState);
-  swap_word(record->vsanNetworkDropLatency);
+  record_swap(record);
 }
 
 void vsanEntry_hton(vsanEntry *record) {
-  vsanEntry_ntoh(record);
+  record_swap(record);
 }
 
 void vsanIfEntry_defaults(vsanIfEntry *record) {
-  record->vsanIfVsan = 1;
+  record->vsanIfVsan = kDefaultVsan;
   record->vsanIfDenyList = 0;
 }
 
@@ -66,19 +55,13 @@ int vsanIfEntry_comp(const void *a, const void *b) {
 }
 
 void vsanIfEntry_ntoh(vsanIfEntry *record) {
-  swap_word(record->ifIndex);
-  swap_word(record->vsanIfVsan);
-  swap_word(record->vsanIfDenyList);
-  swap_word(record->vsanIfRowStatus);
+  record_swap(record);
 }
 
 void vsanIfEntry_hton(vsanIfEntry *record) {
-  vsanIfEntry_ntoh(record);
+  record_swap(record);
 }
 
 void vsanNewFcTimer_ntoh(vsanFcTimerEntry *record) {
-  // By value: the record is packed and its words may not be referred to.
-  record->timer_type = ntohl(record->timer_type);
-  record->timer_value = ntohl(record->timer_value);
-  record->vsan_id = ntohl(record->vsan_id);
+  record_swap(record);
 }

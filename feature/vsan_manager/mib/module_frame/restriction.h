@@ -3,9 +3,13 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
 #define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
 
+#include "module_frame/written_value.h"
 #include "vsan_mib.h"
 
 namespace vsan_mib {
+
+// The modes of process_for_vsan_restriction.
+enum { kModeWrite = 1, kModeRead = 3 };
 
 struct allowed_vsans {
   bool restricted;  // false: the user sees everything and `set` says nothing
@@ -19,11 +23,12 @@ allowed_vsans allowed_for_user(const oid *name, size_t name_len, int pdu_type);
 int vsan_in_set(uint32_t vsan, const vsan_set_t &set);
 int next_vsan_in_set(uint32_t *vsan, const vsan_set_t &set);
 
-// Whether a write to the VSAN is denied to the user.
-bool write_is_denied(uint32_t vsan, const oid *name, size_t name_len);
+// The trace of a denied write, unless the write method has words of its own.
+inline constexpr const char *kWriteDenied = "%s : vsan restricted user -- not allowed in this vsan\n";
 
-// Reports a denial (kStatusVsanDenied or kStatusRowDenied) to the agent. Returns the SET status, genErr.
-int report_denial(uint32_t code);
+// Whether the PDU's user may write to the VSAN: noError, or genErr, which is traced with `text`, given the write
+// method's name and a line, and reported to the agent as `code` (kStatusVsanDenied or kStatusRowDenied).
+int check_right(const written &w, uint32_t vsan, uint32_t code, const char *text, const char *setter);
 
 // Walks on until a row of an allowed VSAN is found. `fetch(vsan)` reads the next row and stores its VSAN, or returns
 // false at the end; `resume(present, vsan)` is told the next allowed VSAN, or that there is none, and places the walk
@@ -34,13 +39,21 @@ bool walk_to_allowed(const vsan_set_t &set, Fetch fetch, Resume resume) {
   int64_t previous = -1;
   for (;;) {
     uint32_t vsan = 0;
-    if (!fetch(vsan)) return false;
-    if (vsan_in_set(vsan, set) != 0) return true;
-    if (vsan <= previous) return false;
+    if (!fetch(vsan)) {
+      return false;
+    }
+    if (vsan_in_set(vsan, set) != 0) {
+      return true;
+    }
+    if (vsan <= previous) {
+      return false;
+    }
     previous = vsan;
     const int present = next_vsan_in_set(&vsan, set);
     resume(present, vsan);
-    if (present == 0) return false;
+    if (present == 0) {
+      return false;
+    }
   }
 }
 

@@ -2,8 +2,8 @@
 
 #include <string.h>
 
+#include "record_words.h"
 #include "requests.h"
-#include "vsan_mib.h"
 #include "vsan_records.h"
 
 namespace vsan_mib {
@@ -13,7 +13,7 @@ namespace {
 vsanRowMessage envelope(const vsanEntry &row) {
   vsanRowMessage message = {};
   message.row = row;
-  vsanEntry_hton(&message.row);
+  record_swap(&message.row);
   return message;
 }
 
@@ -26,8 +26,10 @@ answer ask_for_row(int msg_type, const vsanEntry &key) {
 
 void take_row(const answer &got, vsanEntry *row) {
   memcpy(row, static_cast<const char *>(got.payload.get()) + offsetof(vsanRowMessage, row), sizeof *row);
-  vsanEntry_ntoh(row);
-  if (memchr(row->vsanName, '\0', sizeof row->vsanName) == nullptr) row->vsanName[kVsanNameField - 1] = '\0';
+  record_swap(row);
+  if (memchr(row->vsanName, '\0', sizeof row->vsanName) == nullptr) {
+    row->vsanName[kVsanNameField - 1] = '\0';
+  }
 }
 
 int send_row(int msg_type, const vsanEntry &row) {

@@ -31,15 +31,19 @@ void history_line(int level, const char *format, ...) __attribute__((format(prin
 
 }  // namespace vsan_mib
 
-// A macro, because the debug print takes the format and its arguments themselves. Nothing is formatted unless a sink
-// wants the line, and `errno` survives it.
-#define TRACE_AT(level, ...)                                                              \
-  do {                                                                                    \
-    const int trace_errno = errno;                                                        \
-    if (::vsan_mib::history_wants(level)) ::vsan_mib::history_line((level), __VA_ARGS__); \
-    errno = trace_errno;                                                                  \
-    if (::vsan_mib::debug_wants(level)) buginf(1, &sdwrap_dbg_modname, 0, __VA_ARGS__);   \
-    errno = trace_errno;                                                                  \
+// A macro, so that the compiler checks the format of a line against its arguments where both stand, and the arguments
+// are not evaluated unless a sink wants the line. `errno` survives it.
+#define TRACE_AT(level, ...)                          \
+  do {                                                \
+    const int trace_errno = errno;                    \
+    if (::vsan_mib::history_wants(level)) {           \
+      ::vsan_mib::history_line((level), __VA_ARGS__); \
+    }                                                 \
+    errno = trace_errno;                              \
+    if (::vsan_mib::debug_wants(level)) {             \
+      buginf(1, &sdwrap_dbg_modname, 0, __VA_ARGS__); \
+    }                                                 \
+    errno = trace_errno;                              \
   } while (0)
 #define TRACE(...) TRACE_AT(::vsan_mib::kTraceLine, __VA_ARGS__)
 

@@ -1,7 +1,9 @@
-// The magic numbers of the objects: what a find function switches on. 7, 9 and 18 to 29 name no object.
+// The magic numbers of the objects, by which their rows are found in the tables of this folder. 7, 9 and 18 to 29
+// name no object.
 #ifndef FEATURE_VSAN_MANAGER_MIB_OBJECTS_OBJECT_MAGIC_H
 #define FEATURE_VSAN_MANAGER_MIB_OBJECTS_OBJECT_MAGIC_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 namespace vsan_mib {
@@ -36,6 +38,17 @@ enum object_magic : uint8_t {
   kVsanFcTimerDstov = 41,
   kVsanFcTimerFstov = 42,
 };
+
+// The row of the object in a table, or null.
+template <typename Row, size_t N>
+constexpr const Row *find_row_of(const Row (&table)[N], int magic) {
+  for (const Row &row : table) {
+    if (row.magic == magic) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
 
 }  // namespace vsan_mib
 

@@ -1,10 +1,11 @@
 // The object table: what the agent knows of the MIB. One row an object, in OID order.
 #include "objects/object_magic.h"
+#include "switch_root.h"
 #include "vsan_mib.h"
 
 using namespace vsan_mib;
 
-oid vsan_mib_variables_oid[kVsanMibRootLen] = {1, 3, 6, 1, 4, 1, 32473, 9, 282};
+oid vsan_mib_variables_oid[kVsanMibRootLen] = {SWITCH_ROOT};
 
 // Access and write methods disagree in places, and managers rely on it: vsanMediaType and vsanMtu are read-only here
 // yet have setters, vsanOperState is read-write here yet has none.

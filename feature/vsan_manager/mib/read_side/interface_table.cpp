@@ -1,10 +1,11 @@
 // GET and GETNEXT of the interface membership table. Every call is one message; nothing is cached.
-#include <string.h>
-
 #include "module_frame/exchange.h"
+#include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
+#include "module_frame/restriction.h"
 #include "module_frame/trace.h"
-#include "objects/object_magic.h"
+#include "objects/interface_columns.h"
+#include "record_words.h"
 #include "requests.h"
 #include "statuses.h"
 #include "vsan_mib.h"
@@ -20,19 +21,27 @@ vsanIfEntry answer_row;
 // Takes the interface from the OID. Returns false when no interface can follow it.
 bool take_index(oid *column, size_t column_len, const oid *name, size_t length, int exact, vsanIfEntry *record) {
   record->ifIndex = 0;
-  if (length <= column_len) return true;
-  if (exact != 0) {
-    if (length == column_len + 1) record->ifIndex = sub_id(name, column_len);
+  if (length <= column_len) {
     return true;
   }
-  if (in_column(column, column_len, name)) record->ifIndex = sub_id(name, column_len);
+  if (exact != 0) {
+    if (length == column_len + 1) {
+      record->ifIndex = sub_id(name, column_len);
+    }
+    return true;
+  }
+  if (in_column(column, column_len, name)) {
+    record->ifIndex = sub_id(name, column_len);
+  }
   return record->ifIndex != UINT32_MAX;
 }
 
 }  // namespace
 
 int header_vsanIfEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, vsanIfEntry *record) {
-  if (!take_index(vp_name, vp_namelen, name, *length, exact, record)) return kStatusNoEntry;
+  if (!take_index(vp_name, vp_namelen, name, *length, exact, record)) {
+    return kStatusNoEntry;
+  }
 
   const int msg_type = exact != 0 ? kMsgGet : kMsgGetNext;
   const char *operation = exact != 0 ? "GET" : "GETNEXT";
@@ -40,15 +49,14 @@ int header_vsanIfEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *lengt
         static_cast<int>(sizeof *record), static_cast<int>(record->ifIndex));
 
   vsanIfEntry wire = *record;
-  vsanIfEntry_hton(&wire);
+  record_swap(&wire);
   const answer got = ask(kOpInterfaceVsan, msg_type, &wire, sizeof wire, sizeof wire);
   if (!got.complete()) {
     TRACE("%s(%d) : %s request failedfor ifIndex = %d with error : %s\n", __func__, __LINE__, operation,
           static_cast<int>(record->ifIndex), failure_text(got.status));
     return got.status;
   }
-  memcpy(record, got.payload.get(), sizeof *record);
-  vsanIfEntry_ntoh(record);
+  *record = record_read<vsanIfEntry>(static_cast<const uint8_t *>(got.payload.get()));
   TRACE(
       "%s(%d) : Received  %s response from VSAN mgr with payload (size = %d) ifIndex = %d vsanIfVsan = %d, "
       "vsanIfDenyList=%d, vsanIfRowStatus=%d\n",
@@ -61,24 +69,21 @@ int header_vsanIfEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *lengt
 
 u_char *get_vsanIfEntry(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
                         WriteMethod **write_method) {
-  enum { kModeRead = 3 };
-
-  if (header_vsanIfEntry(vp->name, vp->namelen, name, length, exact, &answer_row) != 0) return nullptr;
+  if (header_vsanIfEntry(vp->name, vp->namelen, name, length, exact, &answer_row) != 0) {
+    return nullptr;
+  }
   set_if_table_set_methods(vp->magic, write_method);
 
-  if (vp->magic == kVsanIfVsan) {
-    *var_len = 4;
-    // A hidden row answers nothing, on GETNEXT too: this table has no walk past hidden rows.
-    if (process_for_vsan_restriction(answer_row.ifIndex, kModeRead, answer_row.vsanIfVsan, name, *length,
-                                     SNMP_MSG_GET) != 0) {
-      return nullptr;
-    }
-    return reinterpret_cast<u_char *>(&answer_row.vsanIfVsan);
+  const interface_column *column = find_interface_column(vp->magic);
+  if (column == nullptr) {
+    snmp_set_detail("");
+    return nullptr;
   }
-  if (vp->magic == kVsanIfDenyList) {
-    *var_len = 4;
-    return reinterpret_cast<u_char *>(&answer_row.vsanIfDenyList);
+  *var_len = sizeof(uint32_t);
+  // A hidden row answers nothing, on GETNEXT too: this table has no walk past hidden rows.
+  if (column->restricted && process_for_vsan_restriction(answer_row.ifIndex, kModeRead, answer_row.vsanIfVsan, name,
+                                                         *length, SNMP_MSG_GET) != 0) {
+    return nullptr;
   }
-  snmp_set_detail("");
-  return nullptr;
+  return reinterpret_cast<u_char *>(&answer_row) + column->field;
 }

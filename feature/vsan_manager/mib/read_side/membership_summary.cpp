@@ -1,5 +1,5 @@
 // GET and GETNEXT of the active memberships, which the port manager knows.
-#include "module_frame/exchange.h"
+#include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
 #include "module_frame/restriction.h"
 #include "module_frame/trace.h"
@@ -24,10 +24,16 @@ constexpr uint32_t kVsanOfRestrictedGet = 0;
 void take_indexes(const oid *column, size_t column_len, const oid *name, size_t length, int exact,
                   vsanMembershipSummaryEntry *record) {
   *record = {};
-  if (length <= column_len) return;
-  if (exact != 0 ? length != column_len + 2 : !in_column(column, column_len, name)) return;
+  if (length <= column_len) {
+    return;
+  }
+  if (exact != 0 ? length != column_len + 2 : !in_column(column, column_len, name)) {
+    return;
+  }
   record->vsanIndex = sub_id(name, column_len);
-  if (length > column_len + 1) record->ifIndex = sub_id(name, column_len + 1);
+  if (length > column_len + 1) {
+    record->ifIndex = sub_id(name, column_len + 1);
+  }
 }
 
 bool find_pair(struct variable *vp, oid *name, size_t *length, int exact) {
@@ -36,18 +42,24 @@ bool find_pair(struct variable *vp, oid *name, size_t *length, int exact) {
 
 bool find_visible_pair(struct variable *vp, oid *name, size_t *length, int exact) {
   const allowed_vsans allowed = allowed_for_user(name, *length, SNMP_MSG_GET);
-  if (!allowed.restricted) return find_pair(vp, name, length, exact);
+  if (!allowed.restricted) {
+    return find_pair(vp, name, length, exact);
+  }
   if (exact != 0) {
     return find_pair(vp, name, length, exact) && vsan_in_set(kVsanOfRestrictedGet, allowed.set) != 0;
   }
   const auto fetch = [&](uint32_t &vsan) {
-    if (!find_pair(vp, name, length, 0)) return false;
+    if (!find_pair(vp, name, length, 0)) {
+      return false;
+    }
     vsan = pair.vsanIndex;
     return true;
   };
   // The bare VSAN comes before its first interface.
   const auto resume = [&](int present, uint32_t vsan) {
-    if (present == 0) return;
+    if (present == 0) {
+      return;
+    }
     name[vp->namelen] = vsan;
     *length = vp->namelen + 1u;
   };
@@ -92,7 +104,9 @@ int header_vsanMembershipSummaryEntry(oid *vp_name, size_t vp_namelen, oid *name
 
 u_char *get_vsanMembershipSummaryEntry(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
                                        WriteMethod ** /*write_method*/) {
-  if (!find_visible_pair(vp, name, length, exact)) return nullptr;
+  if (!find_visible_pair(vp, name, length, exact)) {
+    return nullptr;
+  }
   if (vp->magic != kMembershipSummaryIf) {
     snmp_set_detail("");
     return nullptr;

@@ -1,7 +1,10 @@
 // GET of the ten scalars: one exchange each, nothing kept.
+#include "big_endian.h"
 #include "module_frame/exchange.h"
 #include "module_frame/trace.h"
-#include "objects/object_magic.h"
+#include "objects/scalar_objects.h"
+#include "platform/kdx.h"
+#include "record_words.h"
 #include "requests.h"
 #include "vsan_mib.h"
 #include "vsan_records.h"
@@ -13,68 +16,97 @@ using namespace vsan_mib;
 
 namespace {
 
-// What a scalar's request carries besides its opcode.
-enum class payload { none, timer, latency };
+uint32_t count_result;
+uint32_t value_result;
 
-struct scalar {
-  int magic;
-  int opcode;
-  int size;  // of the request, or of the expected answer when there is no request
-  payload kind;
-  uint32_t type;  // of the timer or latency
-  WriteMethod *write_method;
-  const char *trace;
-};
+// The agent's uptime at a time since the epoch, in hundredths of a second; negative before the agent's start. In 64
+// bits, because a `long` of 32 wraps after 249 days.
+int64_t uptime_at(uint32_t seconds, uint32_t microseconds) {
+  const auto *start = static_cast<const struct timeval *>(netsnmp_get_agent_starttime());
+  const int64_t started_at = static_cast<uint32_t>(start->tv_sec);
+  const int64_t since_start = (int64_t{seconds} - started_at) * 1'000'000 + int64_t{microseconds} - start->tv_usec;
+  return since_start < 0 ? -1 : since_start / 10'000;
+}
 
-constexpr scalar kScalars[] = {
-    {kVsanNumber, kOpVsanNumber, 4, payload::none, 0, nullptr, "%s : Sending GET request to VSAN mgr for VSANNUMBER\n"},
-    {kVsanTableLastChange, kOpTableLastChange, 8, payload::none, 0, nullptr,
-     "%s : Sending GET request to VSAN mgr for VSANTABLELASTCHANGE\n"},
-    {kVsanIfNumber, kOpInterfaceNumber, 4, payload::none, 0, nullptr,
-     "%s : Sending GET request to VSAN mgr for VSANIFNUMBER \n"},
-    {kFcTimerRatov, kOpFcTimer, 15, payload::timer, 8, set_fcTimerRatov,
-     "%s : Sending GET request to VSAN mgr for  FCTIMERRATOV with fctimer_type=%d\n"},
-    {kFcTimerEdtov, kOpFcTimer, 15, payload::timer, 7, set_fcTimerEdtov,
-     "%s : Sending GET request to VSAN mgr for FCTIMEREDTOV with fctimer_type =%d\n"},
-    {kFcTimerFstov, kOpFcTimer, 15, payload::timer, 10, nullptr,
-     "%s : Sending GET request to VSAN mgr for FCTIMERFSTOV with fctimer_type = %d\n"},
-    {kFcTimerDstov, kOpFcTimer, 15, payload::timer, 9, set_fcTimerDstov,
-     "%s : Sending GET request to VSAN mgr for FCTIMERDSTOV fctimertype = %d\n"},
-    {kFcNetworkLatency, kOpLatency, 12, payload::latency, 18, set_fcNetworkLatency,
-     "%s : Sending GET request to VSAN mgr for FCNETWORKLATENCY with latencytype=%d\n"},
-    {kFcSwitchLatency, kOpLatency, 12, payload::latency, 17, set_fcSwitchLatency,
-     "%s : Sending GET request to VSAN mgr for FCSWITCHLATENCY with latencytype = %d\n"},
-    {kFcInorderDelivery, kOpInorderDelivery, 4, payload::none, 0, set_fcInorderDelivery,
-     "%s : Sending GET request to VSAN mgr for FCINORDERDELIVERY\n"},
-};
+// The time of the last change as agent uptime: 0 for one before the agent's start.
+void *last_change(const uint8_t *payload) {
+  const uint32_t seconds = get_be32(payload);
+  const uint32_t microseconds = get_be32(payload + sizeof(uint32_t));
+  const int64_t ticks = uptime_at(seconds, microseconds);
+  value_result = ticks < 0 ? 0 : static_cast<uint32_t>(ticks);  // TimeTicks count modulo 2^32
+  TRACE("%s : Recevied GET response  for VSANTABLELASTCHANGE (tvsec = %d, tvusec = %d) = %d\n", "get_using_cmi",
+        static_cast<int>(seconds), static_cast<int>(microseconds), static_cast<int>(value_result));
+  return &value_result;
+}
 
-void *exchange_scalar(const scalar &row) {
-  if (row.kind == payload::none) return get_using_cmi(row.opcode, nullptr, row.size);
-  if (row.kind == payload::latency) {
-    vsanLatency request = {};
-    request.latency_type = to_wire(row.type);
-    return get_using_cmi(row.opcode, &request, row.size);
+// A pending timer value is read while distribution is on and the running values are not what is shown.
+int message_type(int opcode) {
+  int enabled = 0;
+  int mode = 0;
+  is_kdx_enabled("fctimer", &enabled);
+  get_kdx_show_run_mode("fctimer", &mode);
+  if (opcode != kOpFcTimer || enabled == 0 || mode != 0) {
+    return kMsgGet;
   }
-  // The flag byte stays 0: the timer of the whole switch.
-  vsanFcTimerEntry request = {};
-  request.timer_type = to_wire(row.type);
-  return get_using_cmi(row.opcode, &request, row.size);
+  TRACE("%s msg_type = KDX_GET_REQ \n", "get_using_cmi");
+  return kMsgKdxGet;
+}
+
+void *read_scalar(const scalar_object &scalar) {
+  const scalar_exchange &exchange = scalar.exchange;
+  const int size = static_cast<int>(exchange.size);
+  if (exchange.request == scalar_request::timer) {
+    // The flag byte stays 0: the timer of the whole switch.
+    vsanFcTimerEntry request = {};
+    request.timer_type = scalar.key;
+    record_swap(&request);
+    return get_using_cmi(exchange.opcode, &request, size);
+  }
+  if (exchange.request == scalar_request::latency) {
+    vsanLatency request = {};
+    request.latency_type = scalar.key;
+    record_swap(&request);
+    return get_using_cmi(exchange.opcode, &request, size);
+  }
+  return get_using_cmi(exchange.opcode, nullptr, size);
 }
 
 }  // namespace
 
+void *get_using_cmi(int opcode, void *request, int size) {
+  const scalar_exchange *exchange = find_scalar_exchange(opcode);
+  const uint32_t needed = exchange == nullptr ? 0 : exchange->last_word + uint32_t{sizeof(uint32_t)};
+
+  const int msg_type = message_type(opcode);
+  const answer got = ask(opcode, msg_type, request, static_cast<uint32_t>(size), needed);
+  if (!got.complete() || exchange == nullptr) {
+    return nullptr;
+  }
+  const uint8_t *payload = static_cast<const uint8_t *>(got.payload.get());
+  if (exchange->answer == scalar_answer::last_change) {
+    return last_change(payload);
+  }
+  uint32_t &result = exchange->answer == scalar_answer::count ? count_result : value_result;
+  result = get_be32(payload + exchange->last_word);
+  TRACE(exchange->answered, "get_using_cmi", static_cast<int>(result));
+  return &result;
+}
+
 u_char *get_vsan_mib(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
                      WriteMethod **write_method) {
-  if (header_generic(vp, name, length, exact, var_len, write_method) == MATCH_FAILED) return nullptr;
-  *var_len = 4;
-
-  for (const scalar &row : kScalars) {
-    if (row.magic != vp->magic) continue;
-    TRACE(row.trace, "get_vsan_mib", static_cast<int>(row.type));
-    // Stored before the exchange, so that a SET reaches its setter even while the manager does not answer.
-    if (row.write_method != nullptr) *write_method = row.write_method;
-    return static_cast<u_char *>(exchange_scalar(row));
+  if (header_generic(vp, name, length, exact, var_len, write_method) == MATCH_FAILED) {
+    return nullptr;
   }
-  snmp_set_detail("");
-  return nullptr;
+  *var_len = sizeof(uint32_t);
+  const scalar_object *scalar = find_scalar(vp->magic);
+  if (scalar == nullptr) {
+    snmp_set_detail("");
+    return nullptr;
+  }
+  TRACE(scalar->asking, "get_vsan_mib", static_cast<int>(scalar->key));
+  // Stored before the exchange, so that a SET reaches its setter even while the manager does not answer.
+  if (scalar->write_method != nullptr) {
+    *write_method = scalar->write_method;
+  }
+  return static_cast<u_char *>(read_scalar(*scalar));
 }

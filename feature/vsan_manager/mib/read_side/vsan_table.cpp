@@ -1,24 +1,18 @@
 // GET and GETNEXT of the VSAN table: OID to VSAN, VSAN to row through the one-row cache, row to column.
 #include <string.h>
 
+#include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
 #include "module_frame/restriction.h"
 #include "module_frame/row_message.h"
 #include "module_frame/trace.h"
-#include "objects/object_magic.h"
+#include "objects/vsan_columns.h"
 #include "platform/agent.h"
 #include "read_side/answer_row.h"
 #include "requests.h"
 #include "statuses.h"
 #include "vsan_mib.h"
 #include "vsan_records.h"
-
-namespace vsan_mib {
-
-vsanEntry vsan_answer_row;
-uint32_t answer_word;
-
-}  // namespace vsan_mib
 
 using namespace vsan_mib;
 
@@ -56,8 +50,8 @@ void trace_received(const answer &got, int msg_type, const vsanEntry &row) {
       static_cast<int>(row.vsanOperState), row.vsanName, static_cast<int>(row.vsanNetworkDropLatency));
 }
 
-// Asks the manager for the row of `record->vsanIndex`, or the one after it, and caches it. Returns the status; with 0,
-// `*filled` tells whether a row came.
+// Asks the manager for the row of `record->vsanIndex`, or the one after it, and caches it. Returns the status; with
+// 0, `*filled` tells whether a row came.
 int fetch_row(int exact, vsanEntry *record, bool *filled) {
   const uint32_t asked = record->vsanIndex;
   const int msg_type = exact != 0 ? kMsgGet : kMsgGetNext;
@@ -81,54 +75,42 @@ int fetch_row(int exact, vsanEntry *record, bool *filled) {
   return 0;
 }
 
-// How a column is taken from the answer row, and what it traces.
-struct vsan_column {
-  int magic;
-  size_t offset;
-  const char *trace;  // null: none
-};
-
-constexpr vsan_column kColumns[] = {
-    {kVsanMediaType, offsetof(vsanEntry, vsanMediaType), "%s(%d) VSANMEDIATYPE \n"},
-    {kVsanAdminState, offsetof(vsanEntry, vsanAdminState), "%s(%d) VSANADMINSTATE \n"},
-    {kVsanMtu, offsetof(vsanEntry, vsanMtu), nullptr},
-    {kVsanLoadBalancingType, offsetof(vsanEntry, vsanLoadBalancingType), nullptr},
-    {kVsanOperState, offsetof(vsanEntry, vsanOperState), "%s(%d) VSANOPERSTATE  \n"},
-    {kVsanInorderDelivery, offsetof(vsanEntry, vsanInorderDelivery), nullptr},
-    {kVsanNetworkDropLatency, offsetof(vsanEntry, vsanNetworkDropLatency), nullptr},
-};
-
-u_char *row_status_value() {
-  TRACE("%s(%d) VSANROWSTATUS  \n", "get_vsanEntry", __LINE__);
-  // A row that exists is active; the status word of the record belongs to the write side.
-  answer_word = 1;
+u_char *answer_with(uint32_t word) {
+  answer_word = word;
   return reinterpret_cast<u_char *>(&answer_word);
 }
 
-u_char *interop_value(size_t var_len) {
+u_char *interop_answer() {
   uint32_t &mode = vsan_answer_row.vsanInteropMode;
-  TRACE("%s(%d) *var_len:%d interopmode:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(var_len),
-        static_cast<int>(mode));
-  if (mode == kVsanInteropDefault) mode = 0;
+  if (mode == kVsanInteropDefault) {
+    mode = 0;
+  }
   return reinterpret_cast<u_char *>(&mode);
 }
 
-u_char *column_value(int magic, size_t *var_len) {
+u_char *column_answer(int magic, size_t *var_len) {
   TRACE("%s(%d) Request type:%d \n", "get_vsanEntry", __LINE__, magic);
-  if (magic == kVsanName) {
-    *var_len = strlen(vsan_answer_row.vsanName);
-    return reinterpret_cast<u_char *>(vsan_answer_row.vsanName);
+  const vsan_column *column = find_vsan_column(magic);
+  if (column == nullptr) {
+    *var_len = sizeof(uint32_t);
+    snmp_set_detail("BAD THING HAPPENED");
+    return nullptr;
   }
-  *var_len = 4;
-  if (magic == kVsanRowStatus) return row_status_value();
-  if (magic == kVsanInterOperType) return interop_value(*var_len);
-  for (const vsan_column &column : kColumns) {
-    if (column.magic != magic) continue;
-    if (column.trace != nullptr) TRACE(column.trace, "get_vsanEntry", __LINE__);
-    return reinterpret_cast<u_char *>(&vsan_answer_row) + column.offset;
+  u_char *field = reinterpret_cast<u_char *>(&vsan_answer_row) + column->field;
+  *var_len = column->read == column_read::name ? strlen(vsan_answer_row.vsanName) : sizeof(uint32_t);
+  if (column->answered != nullptr) {
+    int word;
+    memcpy(&word, field, sizeof word);
+    TRACE(column->answered, "get_vsanEntry", __LINE__, static_cast<int>(*var_len), word);
   }
-  snmp_set_detail("BAD THING HAPPENED");
-  return nullptr;
+  switch (column->read) {
+    case column_read::active:
+      return answer_with(RS_ACTIVE);
+    case column_read::interop:
+      return interop_answer();
+    default:
+      return field;
+  }
 }
 
 // Reads the row that the OID asks for into the answer row.
@@ -137,7 +119,9 @@ bool find_row(struct variable *vp, oid *name, size_t *length, int exact) {
 }
 
 bool find_row_restricted_get(struct variable *vp, oid *name, size_t *length, int exact, const vsan_set_t &set) {
-  if (!find_row(vp, name, length, exact)) return false;
+  if (!find_row(vp, name, length, exact)) {
+    return false;
+  }
   const int allowed = vsan_in_set(vsan_answer_row.vsanIndex, set);
   TRACE("%s(%d) vsanIndex:%d , allowed:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row.vsanIndex),
         allowed);
@@ -146,7 +130,9 @@ bool find_row_restricted_get(struct variable *vp, oid *name, size_t *length, int
 
 bool find_row_restricted_next(struct variable *vp, oid *name, size_t *length, const vsan_set_t &set) {
   const auto fetch = [&](uint32_t &vsan) {
-    if (!find_row(vp, name, length, 0)) return false;
+    if (!find_row(vp, name, length, 0)) {
+      return false;
+    }
     vsan = vsan_answer_row.vsanIndex;
     TRACE("%s(%d) vsanIndex:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan));
     return true;
@@ -154,7 +140,9 @@ bool find_row_restricted_next(struct variable *vp, oid *name, size_t *length, co
   // The walk goes on from just before the next allowed VSAN, so that it lands there or on the first row after it.
   const auto resume = [&](int present, uint32_t vsan) {
     TRACE("%s(%d) vsan_present:%d \n", "get_vsanEntry", __LINE__, present);
-    if (present == 0) return;
+    if (present == 0) {
+      return;
+    }
     name[vp->namelen] = vsan - 1;
     *length = vp->namelen + 1u;
   };
@@ -178,14 +166,20 @@ int get_vsanEntry_instance(oid *vp_name, size_t vp_namelen, oid *name, size_t *l
   enum { kLastIndex = 4096 };
 
   *record = {};
-  if (*length <= vp_namelen) return 0;
+  if (*length <= vp_namelen) {
+    return 0;
+  }
   if (exact != 0) {
-    if (*length != vp_namelen + 1) return 0;
+    if (*length != vp_namelen + 1) {
+      return 0;
+    }
     record->vsanIndex = sub_id(name, vp_namelen);
     TRACE("%s(%d) * entry->vsanIndex:%d *\n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
     return 0;
   }
-  if (in_column(vp_name, vp_namelen, name)) record->vsanIndex = sub_id(name, vp_namelen);
+  if (in_column(vp_name, vp_namelen, name)) {
+    record->vsanIndex = sub_id(name, vp_namelen);
+  }
   if (record->vsanIndex > kLastIndex) {
     TRACE("%s(%d)*** vsanIndex:%d *** \n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
     return kStatusNoEntry;
@@ -209,7 +203,9 @@ int header_vsanEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length,
     bool filled;
     const int status = fetch_row(exact, record, &filled);
     // Success without a row leaves the index asked for and zeros, and the OID as it was.
-    if (status != 0 || !filled) return status;
+    if (status != 0 || !filled) {
+      return status;
+    }
   }
   write_row_oid(vp_name, vp_namelen, record->vsanIndex, name, length);
   return 0;
@@ -219,6 +215,8 @@ u_char *get_vsanEntry(struct variable *vp, oid *name, size_t *length, int exact,
                       WriteMethod **write_method) {
   TRACE("%s(%d) Magic:%d  \n", __func__, __LINE__, vp->magic);
   set_table_set_methods(vp->magic, write_method);
-  if (!find_visible_row(vp, name, length, exact)) return nullptr;
-  return column_value(vp->magic, var_len);
+  if (!find_visible_row(vp, name, length, exact)) {
+    return nullptr;
+  }
+  return column_answer(vp->magic, var_len);
 }

@@ -15,19 +15,25 @@
 //                UNDO      nothing                                   SET of the saved row
 //
 //   COMMIT and FREE drop whatever of the VSAN is still listed. All other values are refused in RESERVE1.
+#include <errno.h>
+#include <string.h>
+
+#include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
 #include "module_frame/restriction.h"
 #include "module_frame/row_message.h"
-#include "module_frame/standard_error.h"
 #include "module_frame/trace.h"
 #include "module_frame/written_value.h"
+#include "objects/vsan_columns.h"
 #include "platform/syserr.h"
 #include "read_side/answer_row.h"
 #include "requests.h"
 #include "statuses.h"
 #include "vsan_mib.h"
 #include "vsan_records.h"
-#include "vsan_table_write/set_lists.h"
+#include "vsan_table_write/row_lists.h"
+#include "vsan_table_write/written_row.h"
+#include "vsan_values.h"
 
 using namespace vsan_mib;
 
@@ -35,23 +41,21 @@ namespace {
 
 constexpr const char *kSelf = "set_vsanRowStatus";
 
-enum { kFirstVsan = 1, kLastVsan = 4095 };
-
-bool is_accepted(set_integer status) {
-  return status.fits && (status.value == RS_ACTIVE || status.value == RS_CREATEANDGO || status.value == RS_DESTROY);
+uint32_t requested_status(const written &w) {
+  return read_set_integer(w.value, w.length).value;
 }
 
 // Only VSANs of their set may be created, re-applied or deleted by restricted users.
-bool is_denied(uint32_t vsan, const oid *name, size_t name_len) {
-  if (!write_is_denied(vsan, name, name_len)) return false;
-  TRACE_AT(kTraceError, "%s : vsan restricted user is not allowed to set \n", kSelf);
-  return true;
+int check_row_right(const vsan_column &column, uint32_t vsan, const written &w) {
+  return check_right(w, vsan, kStatusRowDenied, column.denied, kSelf);
 }
 
 // Keeps the row that the find function has just looked up.
 int save_row() {
   row_ptr saved = new_row();
-  if (saved == nullptr) return SNMP_ERR_GENERR;
+  if (saved == nullptr) {
+    return SNMP_ERR_GENERR;
+  }
   *saved = vsan_answer_row;
   if (!list_saved(std::move(saved), lister::row_status)) {
     TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(vsan_answer_row.vsanIndex));
@@ -61,18 +65,22 @@ int save_row() {
   return SNMP_ERR_NOERROR;
 }
 
-int list_new_row(oid *name, size_t name_len) {
+int list_new_row(const vsan_column &column, const written &w) {
   TRACE("%s(%d) RS_CREATEANDGO! \n", kSelf, __LINE__);
   row_ptr row = new_row();
-  if (row == nullptr) return SNMP_ERR_GENERR;
+  if (row == nullptr) {
+    return SNMP_ERR_GENERR;
+  }
   TRACE("%s(%d)set_vsanRowStatus  RS_CREATEANDGO! \n", kSelf, __LINE__);
-  if (!parse_key(name, name_len, row.get())) {
+  if (!parse_key(w.name, w.name_len, row.get())) {
     TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
     return SNMP_ERR_INCONSISTENTNAME;
   }
   TRACE("%s(%d) Validate Vsan_id\n", kSelf, __LINE__);
-  if (is_denied(row->vsanIndex, name, name_len)) return report_denial(kStatusRowDenied);
-
+  const int status = check_row_right(column, row->vsanIndex, w);
+  if (status != SNMP_ERR_NOERROR) {
+    return status;
+  }
   vsanEntry_defaults(row.get());
   row->vsanRowStatus = RS_CREATEANDGO;
   TRACE("%s(%d) : Row Status = %d\n", kSelf, __LINE__, static_cast<int>(row->vsanRowStatus));
@@ -81,53 +89,64 @@ int list_new_row(oid *name, size_t name_len) {
   return list_pending(std::move(row), lister::row_status) ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR;
 }
 
-int check_right(uint32_t requested, oid *name, size_t name_len) {
-  vsanEntry key = key_of(name, name_len);
+int check_named_row(const vsan_column &column, uint32_t requested, const written &w) {
+  vsanEntry key = key_of(w.name, w.name_len);
   if (requested == RS_DESTROY) {
-    if (!parse_key(name, name_len, &key)) {
+    if (!parse_key(w.name, w.name_len, &key)) {
       TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
       return SNMP_ERR_INCONSISTENTNAME;
     }
     TRACE("%s(%d) : set Rowstatus Validate Vsan_id \n", kSelf, __LINE__);
   }
-  if (is_denied(key.vsanIndex, name, name_len)) return report_denial(kStatusRowDenied);
-  return SNMP_ERR_NOERROR;
+  return check_row_right(column, key.vsanIndex, w);
 }
 
-int reserve1(const u_char *value, u_char type, size_t length, const u_char *current, oid *name, size_t name_len) {
-  TRACE("%s(%d) In RESERVE1 \n", kSelf, __LINE__);
-  if (type != ASN_INTEGER) {
-    complain("write to vsanRowStatus not ASN_INTEGER\n");
+// The VSAN is checked between the value's form and the value.
+int check_request(const vsan_column &column, const written &w) {
+  const int status = check_form(column.value, w);
+  if (status == SNMP_ERR_WRONGTYPE) {
     TRACE("%s(%d) RESERVE1 !ASN_INTEGER \n", kSelf, __LINE__);
-    return SNMP_ERR_WRONGTYPE;
   }
-  if (!is_integer_length(length)) {
-    complain("write to vsanRowStatus: bad length\n");
-    return SNMP_ERR_WRONGLENGTH;
+  if (status != SNMP_ERR_NOERROR) {
+    return status;
   }
-  const uint32_t vsan = last_sub_id(name, name_len);
-  if (vsan < kFirstVsan || vsan > kLastVsan) return SNMP_ERR_WRONGVALUE;
-
-  const set_integer requested = read_set_integer(value, length);
+  const uint32_t vsan = last_sub_id(w.name, w.name_len);
+  if (vsan < kVsanFirst || vsan > kVsanReserved) {
+    return SNMP_ERR_WRONGVALUE;
+  }
   TRACE("%s(%d) set_vsanrowstatus long_ret:%d \n", kSelf, __LINE__, static_cast<int>(vsan));
-  TRACE("%s(%d) long_ret:%d \n", kSelf, __LINE__, static_cast<int>(requested.value));
-  if (!is_accepted(requested)) return SNMP_ERR_WRONGVALUE;
+  TRACE("%s(%d) long_ret:%d \n", kSelf, __LINE__, static_cast<int>(requested_status(w)));
+  return check_content(column.value, w);
+}
 
-  if (requested.value == RS_CREATEANDGO) {
-    if (current == nullptr) return list_new_row(name, name_len);
+int reserve1(const vsan_column &column, const written &w) {
+  TRACE("%s(%d) In RESERVE1 \n", kSelf, __LINE__);
+  int status = check_request(column, w);
+  if (status != SNMP_ERR_NOERROR) {
+    return status;
+  }
+  const uint32_t requested = requested_status(w);
+  if (requested == RS_CREATEANDGO) {
+    if (w.current == nullptr) {
+      return list_new_row(column, w);
+    }
     TRACE("%s(%d) ***InconsistantName! ***\n", kSelf, __LINE__);
     return SNMP_ERR_INCONSISTENTVALUE;
   }
-  if (current != nullptr) {
-    const int status = save_row();
-    if (status != SNMP_ERR_NOERROR) return status;
+  if (w.current != nullptr) {
+    status = save_row();
+    if (status != SNMP_ERR_NOERROR) {
+      return status;
+    }
   }
-  return check_right(requested.value, name, name_len);
+  return check_named_row(column, requested, w);
 }
 
 // Kept: the answer word that the find function returned reads as active from here on.
 int reserve2(u_char *current) {
-  if (current != nullptr) *current = 1;
+  if (current != nullptr) {
+    *current = RS_ACTIVE;
+  }
   TRACE("%s(%d) RESERVE2 \n", kSelf, __LINE__);
   return SNMP_ERR_NOERROR;
 }
@@ -148,7 +167,7 @@ int apply(int msg_type, const vsanEntry &row) {
   const int status = send_row(msg_type, row);
   if (status != 0) {
     TRACE_AT(kTraceError, "%s failed : %s\n", operation, failure_text(status));
-    return refused_write(status);
+    return answer_to_write(status);
   }
   TRACE("%s : %s(%d) %s for vsanIndex %d succeeded\n", kSelf, kSelf, __LINE__, operation,
         static_cast<int>(row.vsanIndex));
@@ -175,12 +194,16 @@ int create_row(const vsanEntry &key) {
 // may be there although RESERVE1 did not see it.
 void keep_undo_from_deleting(const vsanEntry &key) {
   row_ptr unsent = take_pending(key);
-  if (unsent != nullptr) list_saved(std::move(unsent), lister::row_status);
+  if (unsent != nullptr) {
+    list_saved(std::move(unsent), lister::row_status);
+  }
 }
 
 int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
   if (status != kStatusNoVsan) {
-    if (requested == RS_CREATEANDGO) keep_undo_from_deleting(key);
+    if (requested == RS_CREATEANDGO) {
+      keep_undo_from_deleting(key);
+    }
     return to_snmp_error_code(status, kMsgSet);
   }
   TRACE("%s(%d) ret_code:%s \n", kSelf, __LINE__, syserr2str(status));
@@ -249,7 +272,9 @@ int undo(uint32_t requested, oid *name, size_t name_len) {
   if (requested != RS_CREATEANDGO) {
     TRACE("%s(%d) SET with old Values! Removing from undo_list!\n", kSelf, __LINE__);
     const row_ptr saved = take_saved(key);
-    if (saved != nullptr) send_back(kMsgSet, *saved);
+    if (saved != nullptr) {
+      send_back(kMsgSet, *saved);
+    }
     return SNMP_ERR_NOERROR;
   }
   if (was_saved) {
@@ -265,28 +290,31 @@ int undo(uint32_t requested, oid *name, size_t name_len) {
   return SNMP_ERR_NOERROR;
 }
 
-}  // namespace
-
-int set_vsanRowStatus(int action, u_char *var_val, u_char var_val_type, size_t var_val_len, u_char *statP, oid *name,
-                      size_t name_len) {
+int set_row_status(const vsan_column &column, int action, const written &w) {
   TRACE("%s(%d) \n", kSelf, __LINE__);
-  if (action == RESERVE1 || action == RESERVE2) forget_finished_pdu(name, name_len);
+  if (action == RESERVE1 || action == RESERVE2) {
+    forget_finished_pdu(w.name, w.name_len);
+  }
   switch (action) {
     case RESERVE1:
-      return reserve1(var_val, var_val_type, var_val_len, statP, name, name_len);
+      return reserve1(column, w);
     case RESERVE2:
-      return reserve2(statP);
+      return reserve2(w.current);
     case ACTION:
-      return act(read_set_integer(var_val, var_val_len).value, name, name_len);
+      return act(requested_status(w), w.name, w.name_len);
     case COMMIT:
       TRACE("%s(%d) in COMMIT \n", kSelf, __LINE__);
-      return handle_free_vsanEntryList(name, name_len);
+      return handle_free_vsanEntryList(w.name, w.name_len);
     case FREE:
       TRACE("%s(%d) FREE \n", kSelf, __LINE__);
-      return handle_free_vsanEntryList(name, name_len);
+      return handle_free_vsanEntryList(w.name, w.name_len);
     case UNDO:
-      return undo(read_set_integer(var_val, var_val_len).value, name, name_len);
+      return undo(requested_status(w), w.name, w.name_len);
     default:
       return SNMP_ERR_NOERROR;
   }
 }
+
+}  // namespace
+
+WRITE_METHOD(set_vsanRowStatus, set_row_status, *find_vsan_column(kVsanRowStatus))

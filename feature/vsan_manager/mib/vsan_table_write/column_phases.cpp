@@ -1,185 +1,81 @@
 // One PDU, one row, one message: the columns of a row are gathered here and sent together.
-#include "vsan_table_write/set_lists.h"
-
+//
+//   A column set                                   pending list   saved list
+//
+//   RESERVE1   check only                               -             -
+//       |
+//   RESERVE2   first column of the VSAN: fetch        listed        listed
+//       |      every column: store the value          changed          .
+//   ACTION     first column: send the row            unlisted          .       (a row in createAndGo stays: row
+//       |      later columns: nothing left to send       -             .        status sends it; but not VSAN 9)
+//       |
+//       +-- COMMIT  dropped                              -             -
+//       +-- UNDO    noted: the PDU is over               .             .       (nothing sent; row status restores
+//       |                                                                       from the saved row in its own UNDO)
+//   FREE       from RESERVE1 or RESERVE2: dropped        -             -
+#include <errno.h>
 #include <string.h>
 
+#include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
 #include "module_frame/row_message.h"
 #include "module_frame/trace.h"
 #include "module_frame/written_value.h"
-#include "objects/object_magic.h"
+#include "objects/vsan_columns.h"
 #include "platform/agent.h"
 #include "platform/syserr.h"
 #include "requests.h"
 #include "statuses.h"
+#include "vsan_mib.h"
 #include "vsan_records.h"
+#include "vsan_table_write/row_lists.h"
+#include "vsan_table_write/written_row.h"
 
-namespace vsan_mib {
-namespace {
-
-// One mark a VSAN.
-struct vsan_marks {
-  uint8_t bits[kVsanSetBytes];
-};
-
-bool is_markable(uint32_t vsan) {
-  return vsan / 8 < kVsanSetBytes;
-}
-
-bool is_marked(const vsan_marks &marks, uint32_t vsan) {
-  return is_markable(vsan) && (marks.bits[vsan / 8] & (1u << (vsan % 8))) != 0;
-}
-
-void mark(vsan_marks &marks, uint32_t vsan, bool on) {
-  if (!is_markable(vsan)) return;
-  const uint8_t bit = static_cast<uint8_t>(1u << (vsan % 8));
-  uint8_t &octet = marks.bits[vsan / 8];
-  octet = static_cast<uint8_t>(on ? octet | bit : octet & ~bit);
-}
-
-// The VSANs whose row a column listed; the others are row status's. And those whose PDU is over although its columns'
-// rows may still be listed.
-vsan_marks pending_of_column;
-vsan_marks saved_of_column;
-vsan_marks pdu_is_over;
-
-}  // namespace
-
-row_ptr new_row() {
-  return row_ptr(static_cast<vsanEntry *>(calloc(1, sizeof(vsanEntry))));
-}
+using namespace vsan_mib;
 
 namespace {
-
-bool list_row(indxobj_t &list, vsan_marks &of_column, row_ptr row, lister by) {
-  const uint32_t vsan = row->vsanIndex;
-  if (indxobj_add(&list, row.get(), row.get()) == 0) return false;
-  static_cast<void>(row.release());
-  mark(of_column, vsan, by == lister::column);
-  return true;
-}
-
-row_ptr take_row_off(indxobj_t &list, vsan_marks &of_column, const vsanEntry &key) {
-  mark(of_column, key.vsanIndex, false);
-  return row_ptr(static_cast<vsanEntry *>(indxobj_remove(&list, &key)));
-}
-
-void drop_rows_of_columns(const vsanEntry &key) {
-  if (is_marked(pending_of_column, key.vsanIndex)) take_pending(key);
-  if (is_marked(saved_of_column, key.vsanIndex)) take_saved(key);
-  mark(pdu_is_over, key.vsanIndex, false);
-}
-
-}  // namespace
-
-bool list_pending(row_ptr row, lister by) {
-  return list_row(vsanEntry_list, pending_of_column, std::move(row), by);
-}
-
-bool list_saved(row_ptr row, lister by) {
-  return list_row(vsanEntry_undo_list, saved_of_column, std::move(row), by);
-}
-
-vsanEntry *find_pending(const vsanEntry &key) {
-  return static_cast<vsanEntry *>(indxobj_find(&vsanEntry_list, &key, 0));
-}
-
-vsanEntry *find_saved(const vsanEntry &key) {
-  return static_cast<vsanEntry *>(indxobj_find(&vsanEntry_undo_list, &key, 0));
-}
-
-row_ptr take_pending(const vsanEntry &key) {
-  return take_row_off(vsanEntry_list, pending_of_column, key);
-}
-
-row_ptr take_saved(const vsanEntry &key) {
-  return take_row_off(vsanEntry_undo_list, saved_of_column, key);
-}
-
-bool parse_key(oid *name, size_t name_len, vsanEntry *key) {
-  return get_vsanEntry_instance(name, kColumnOidLen, name, &name_len, 1, key) == 0;
-}
-
-vsanEntry key_of(const oid *name, size_t name_len) {
-  vsanEntry key = {};
-  if (name_len == kRowOidLen) key.vsanIndex = sub_id(name, kColumnOidLen);
-  return key;
-}
-
-int fetch_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry *record) {
-  row_oid own(name, name_len);
-  const int status = header_vsanEntry(own.name, kColumnOidLen, own.name, &own.length, 1, record);
-  if (status != 0 || record->vsanIndex == key.vsanIndex) return status;
-  errno = EPROTO;
-  return -1;
-}
-
-void note_pdu_over(const oid *name, size_t name_len) {
-  const vsanEntry key = key_of(name, name_len);
-  mark(pdu_is_over, key.vsanIndex, true);
-  if (is_markable(key.vsanIndex)) return;
-  // A manager of its own numbers: there is no mark for such a VSAN, and row status refuses it.
-  take_pending(key);
-  take_saved(key);
-}
-
-void forget_finished_pdu(const oid *name, size_t name_len) {
-  const vsanEntry key = key_of(name, name_len);
-  if (is_marked(pdu_is_over, key.vsanIndex)) drop_rows_of_columns(key);
-}
-
-void drop_all_rows_of_columns() {
-  vsanEntry key = {};
-  for (key.vsanIndex = 0; is_markable(key.vsanIndex); ++key.vsanIndex) drop_rows_of_columns(key);
-}
-
-namespace {
-
-enum { kNoMemory = 1, kRefusedByModule = 584 };
-
-// Where an integer column lies in the row.
-struct integer_column {
-  int column;
-  size_t offset;
-};
-
-constexpr integer_column kIntegerColumns[] = {
-    {kVsanAdminState, offsetof(vsanEntry, vsanAdminState)},
-    {kVsanLoadBalancingType, offsetof(vsanEntry, vsanLoadBalancingType)},
-    {kVsanRowStatus, offsetof(vsanEntry, vsanRowStatus)},
-    {kVsanInterOperType, offsetof(vsanEntry, vsanInteropMode)},
-    {kVsanInorderDelivery, offsetof(vsanEntry, vsanInorderDelivery)},
-    {kVsanNetworkDropLatency, offsetof(vsanEntry, vsanNetworkDropLatency)},
-};
 
 void store_name(vsanEntry *row, const void *value, size_t length) {
-  if (length > kVsanNameField - 1) length = kVsanNameField - 1;
-  if (length > 0) memcpy(row->vsanName, value, length);
+  if (length > kVsanNameField - 1) {
+    length = kVsanNameField - 1;
+  }
+  if (length > 0) {
+    memcpy(row->vsanName, value, length);
+  }
   row->vsanName[length] = '\0';
 }
 
-int store_column(int column, vsanEntry *row, const void *value, size_t length) {
+void store_word(vsanEntry *row, size_t field, uint32_t word) {
+  memcpy(reinterpret_cast<char *>(row) + field, &word, sizeof word);
+}
+
+int store_column(int magic, vsanEntry *row, const void *value, size_t length) {
   const char *self = "handle_onepdu_undo_vsanEntryList";
-  if (column == kVsanName) {
-    store_name(row, value, length);
-    return SNMP_ERR_NOERROR;
-  }
-  if (column == kVsanMediaType || column == kVsanMtu) return SNMP_ERR_NOTWRITABLE;
-  for (const integer_column &field : kIntegerColumns) {
-    if (field.column != column) continue;
-    uint32_t word = read_set_integer(value, length).value;
-    if (column == kVsanInterOperType) {
-      TRACE("%s(%d) vsan:%d InterMode:%d \n", self, __LINE__, static_cast<int>(row->vsanIndex), static_cast<int>(word));
-      if (word == 0) word = kVsanInteropDefault;
+  const vsan_column *column = find_vsan_column(magic);
+  switch (column == nullptr ? column_store::unknown : column->store) {
+    case column_store::name:
+      store_name(row, value, length);
+      return SNMP_ERR_NOERROR;
+    case column_store::word:
+      store_word(row, column->field, read_set_integer(value, length).value);
+      return SNMP_ERR_NOERROR;
+    case column_store::interop: {
+      const uint32_t mode = read_set_integer(value, length).value;
+      TRACE("%s(%d) vsan:%d InterMode:%d \n", self, __LINE__, static_cast<int>(row->vsanIndex), static_cast<int>(mode));
+      store_word(row, column->field, mode == 0 ? uint32_t{kVsanInteropDefault} : mode);
+      return SNMP_ERR_NOERROR;
     }
-    memcpy(reinterpret_cast<char *>(row) + field.offset, &word, sizeof word);
-    return SNMP_ERR_NOERROR;
+    case column_store::not_writable:
+      return SNMP_ERR_NOTWRITABLE;
+    default:
+      TRACE("%s(%d) *** InconsistantName! ***\n", self, __LINE__);
+      return SNMP_ERR_INCONSISTENTVALUE;
   }
-  TRACE("%s(%d) *** InconsistantName! ***\n", self, __LINE__);
-  return SNMP_ERR_INCONSISTENTVALUE;
 }
 
 int no_memory() {
+  enum { kNoMemory = 1 };
+
   log_set_error(kNoMemory, kRefusedByModule);
   return SNMP_ERR_GENERR;
 }
@@ -197,8 +93,8 @@ int fetch_failed(int status, const vsanEntry &key, vsanEntry *pending) {
   return to_snmp_error_code(status, kMsgSet);
 }
 
-// A pending row carries a value in the two fields below only when this PDU writes them: 0 means "leave as it is" to the
-// manager.
+// A pending row carries a value in the two fields below only when this PDU writes them: 0 means "leave as it is" to
+// the manager.
 void copy_for_writing(const vsanEntry &current, vsanEntry *pending) {
   *pending = current;
   pending->vsanInorderDelivery = 0;
@@ -212,7 +108,9 @@ int save_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsa
   row_ptr fresh;
   if (target == nullptr) {
     fresh = new_row();
-    if (fresh == nullptr) return no_memory();
+    if (fresh == nullptr) {
+      return no_memory();
+    }
     target = fresh.get();
   }
   const int status = fetch_current_row(name, name_len, key, target);
@@ -222,7 +120,9 @@ int save_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsa
     return fetch_failed(status, key, pending);
   }
   copy_for_writing(*target, pending);
-  if (fresh == nullptr) return SNMP_ERR_NOERROR;
+  if (fresh == nullptr) {
+    return SNMP_ERR_NOERROR;
+  }
 
   TRACE("%s(%d):  Adding UNDO entry (vsanIndex= %d to the vsanEntry_undo_list\n", self, __LINE__,
         static_cast<int>(key.vsanIndex));
@@ -241,20 +141,39 @@ int begin_row(const oid *name, size_t name_len, const vsanEntry &key, vsanEntry 
   TRACE("%s(%d) : Creating an entry (vsanIndex = %d) in vsanEntry_list\n", self, __LINE__,
         static_cast<int>(key.vsanIndex));
   row_ptr pending = new_row();
-  if (pending == nullptr) return no_memory();
+  if (pending == nullptr) {
+    return no_memory();
+  }
   const int status = save_current_row(name, name_len, key, pending.get());
-  if (status != SNMP_ERR_NOERROR) return status;
+  if (status != SNMP_ERR_NOERROR) {
+    return status;
+  }
 
   TRACE("%s(%d): Adding entry vsanIndex %d, to vsanEntry_list\n", self, __LINE__, static_cast<int>(key.vsanIndex));
   *listed = pending.get();
-  if (!list_pending(std::move(pending), lister::column)) return no_memory();
+  if (!list_pending(std::move(pending), lister::column)) {
+    return no_memory();
+  }
   return SNMP_ERR_NOERROR;
 }
 
-}  // namespace
-}  // namespace vsan_mib
+// Row status sends a row that is being created. The OID's last sub-identifier is the VSAN, so that VSAN 9 is sent at
+// once: kept, managers have met it.
+bool is_left_to_row_status(const oid *name, size_t name_len, const vsanEntry &key) {
+  enum { kAlwaysSent = 9 };
 
-using namespace vsan_mib;
+  if (last_sub_id(name, name_len) == kAlwaysSent) {
+    return false;
+  }
+  const vsanEntry *pending = find_pending(key);
+  return pending != nullptr && pending->vsanRowStatus == RS_CREATEANDGO;
+}
+
+void trace_sent(const char *procedure, const vsanEntry &key) {
+  TRACE("%s(%d) :%s with vsanIndex = %d, succeeded\n", procedure, __LINE__, "SET", static_cast<int>(key.vsanIndex));
+}
+
+}  // namespace
 
 int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, const void *value, size_t value_len) {
   vsanEntry key;
@@ -266,31 +185,26 @@ int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, con
   vsanEntry *pending = find_pending(key);
   if (pending == nullptr) {
     const int status = begin_row(name, name_len, key, &pending);
-    if (status != SNMP_ERR_NOERROR) return status;
+    if (status != SNMP_ERR_NOERROR) {
+      return status;
+    }
   }
   if (value == nullptr) {
-    log_set_error(kStatusNoValue, 200);
+    log_set_error(kStatusNoValue, kRefusedByManager);
     return SNMP_ERR_GENERR;
   }
   return store_column(column, pending, value, value_len);
 }
 
 int handle_set_vsanEntryList(oid *name, size_t name_len) {
-  enum { kAlwaysSent = 9 };
-
   vsanEntry key;
   if (!parse_key(name, name_len, &key)) {
     TRACE("%s(%d) *** InconsistantNAME! ***\n", __func__, __LINE__);
     return SNMP_ERR_INCONSISTENTNAME;
   }
-  // Row status sends a row that is being created. The OID's last sub-identifier is the VSAN, so that VSAN 9 is sent at
-  // once: kept, managers have met it.
-  if (last_sub_id(name, name_len) != kAlwaysSent) {
-    const vsanEntry *pending = find_pending(key);
-    if (pending != nullptr && pending->vsanRowStatus == RS_CREATEANDGO) {
-      TRACE("%s(%d) Don't Create vsan %d yet! \n", __func__, __LINE__, static_cast<int>(key.vsanIndex));
-      return SNMP_ERR_NOERROR;
-    }
+  if (is_left_to_row_status(name, name_len, key)) {
+    TRACE("%s(%d) Don't Create vsan %d yet! \n", __func__, __LINE__, static_cast<int>(key.vsanIndex));
+    return SNMP_ERR_NOERROR;
   }
   const row_ptr row = take_pending(key);
   TRACE("%s(%d) name_len:%d \n", __func__, __LINE__, static_cast<int>(name_len));
@@ -310,9 +224,9 @@ int handle_set_vsanEntryList(oid *name, size_t name_len) {
   if (status != 0) {
     TRACE_AT(kTraceError, "%s(%d)%s failed for vsanIndex %d: %s\n", __func__, __LINE__, "SET",
              static_cast<int>(key.vsanIndex), failure_text(status));
-    return refused_write(status);
+    return answer_to_write(status);
   }
-  TRACE("%s(%d) :%s with vsanIndex = %d, succeeded\n", __func__, __LINE__, "SET", static_cast<int>(key.vsanIndex));
+  trace_sent(__func__, key);
   return SNMP_ERR_NOERROR;
 }
 
@@ -341,9 +255,9 @@ int handle_undo_vsanEntryList(oid *name, size_t name_len) {
   if (status != 0) {
     TRACE_AT(kTraceError, "%s failed for vsanIndex %d: %s\n", "SET", static_cast<int>(key.vsanIndex),
              failure_text(status));
-    return refused_write(status);
+    return answer_to_write(status);
   }
-  TRACE("%s(%d) :%s with vsanIndex = %d, succeeded\n", __func__, __LINE__, "SET", static_cast<int>(key.vsanIndex));
+  trace_sent(__func__, key);
   return SNMP_ERR_NOERROR;
 }
 

@@ -1,0 +1,8 @@
+#include "read_side/answer_row.h"
+
+namespace vsan_mib {
+
+vsanEntry vsan_answer_row;
+uint32_t answer_word;
+
+}  // namespace vsan_mib
