@@ -3,8 +3,8 @@
 
 #include "big_endian.h"
 #include "commands.h"
-#include "exchange.h"
 #include "port_records.h"
+#include "question.h"
 #include "record_words.h"
 #include "requests.h"
 #include "rows.h"

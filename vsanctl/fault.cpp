@@ -2,7 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
-#include "exchange.h"
+#include "question.h"
 #include "requests.h"
 #include "writer.h"
 

@@ -7,9 +7,9 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
-#include "exchange.h"
 #include "platform/run_dir.h"
 #include "platform/shared_page.h"
+#include "question.h"
 
 namespace {
 

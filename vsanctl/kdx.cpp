@@ -1,7 +1,7 @@
 // vsanctl kdx …: distribution of the timers.
 #include "commands.h"
 #include "distribution_records.h"
-#include "exchange.h"
+#include "question.h"
 #include "record_words.h"
 #include "requests.h"
 

@@ -5,8 +5,8 @@
 #include <exception>
 
 #include "commands.h"
-#include "exchange.h"
 #include "platform/run_dir.h"
+#include "question.h"
 
 namespace {
 

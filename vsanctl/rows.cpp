@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "exchange.h"
 #include "port_records.h"
+#include "question.h"
 #include "record_words.h"
 #include "requests.h"
 #include "statuses.h"

@@ -6,10 +6,10 @@
 
 #include "commands.h"
 #include "distribution_records.h"
-#include "exchange.h"
 #include "platform/port_manager.h"
 #include "platform/run_dir.h"
 #include "platform/shared_page.h"
+#include "question.h"
 #include "record_words.h"
 #include "requests.h"
 #include "rows.h"

@@ -1,4 +1,4 @@
-#include "exchange.h"
+#include "question.h"
 
 #include <errno.h>
 #include <pwd.h>

@@ -1,6 +1,6 @@
 // Requests of vsanctl to the managers, and how it ends when they do not go well.
-#ifndef VSANCTL_EXCHANGE_H
-#define VSANCTL_EXCHANGE_H
+#ifndef VSANCTL_QUESTION_H
+#define VSANCTL_QUESTION_H
 
 #include <stdint.h>
 
