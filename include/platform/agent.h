@@ -56,8 +56,11 @@ int snmp_get_next_allowed_vsan_in_list(uint32_t *vsan_id, vsan_set_t *set);
 // Non-zero when the PDU's user may use VSAN `vsan_id` under the OID.
 int snmp_is_vsan_allowed_subtree(uint32_t vsan_id, const oid *name, size_t name_len, int pdu_type);
 
-// 0 when the role of the PDU's user may touch the interface (`mode` 1 writes, 3 reads), else a status; -1 with `errno`
-// when the VSAN manager had to be asked and did not answer. A role with a list of interfaces may touch those. One
+// The modes of intf_chk_vsan_role_allowed.
+enum { kModeWrite = 1, kModeRead = 3 };
+
+// 0 when the role of the PDU's user may touch the interface in that mode, else a status; -1 with `errno` when the VSAN
+// manager had to be asked and did not answer. A role with a list of interfaces may touch those. One
 // without may read all, and write those that are in one of its VSANs now, of which the VSAN manager is asked. A refused
 // write is reported as log_set_error does. `set` is not used.
 int intf_chk_vsan_role_allowed(uint32_t if_index, int mode, vsan_set_t *set);
@@ -65,8 +68,11 @@ int intf_chk_vsan_role_allowed(uint32_t if_index, int mode, vsan_set_t *set);
 // Keeps the record as the last error of the PDU's user, for `vsanctl show errors`, and writes it to the agent's log.
 void log_snmp_error(snmp_error_record_t *record);
 
-// The same for a status of a manager. `detail` says where it was met: 200 when a request was refused or a value is not
-// acceptable, 584 when the module itself refused (a restriction, no memory).
+// The details of log_set_error: a request was refused or a value is not acceptable; the agent's side itself refused (a
+// restriction, no memory).
+enum { kRefusedByManager = 200, kRefusedByModule = 584 };
+
+// The same for a status. `detail` says where it was met.
 void log_set_error(int code, int detail);
 
 // Appends one varbind, its value and name copied, to `list`, or starts a list when `list` is null. Returns the list's

@@ -9,9 +9,6 @@
 #include "platform/bitset.h"
 #include "role_lists.h"
 
-// Detail of log_set_error: a restriction refused it, and not a manager.
-inline constexpr int kRefusedByRole = 584;
-
 // What a role may do with what belongs to no VSAN. The first is the strictest.
 enum class switch_right { none, read, write };
 

@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr int kModeWrite = 1;
 constexpr int kTimeoutSeconds = 4;
 
 bool holds(const vsan_set_t &set, uint32_t vsan) {
@@ -106,7 +105,7 @@ int snmp_is_vsan_allowed_subtree(uint32_t vsan_id, const oid *, size_t, int) {
 int intf_chk_vsan_role_allowed(uint32_t if_index, int mode, vsan_set_t *) {
   const int why = check_interface(served_pdu_role(), if_index, mode);
   if (why != 0 && mode == kModeWrite) {
-    log_set_error(why, kRefusedByRole);
+    log_set_error(why, kRefusedByModule);
   }
   return why;
 }

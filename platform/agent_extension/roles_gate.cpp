@@ -82,7 +82,7 @@ void refuse_set(netsnmp_agent_request_info *info, netsnmp_request_info *requests
     netsnmp_request_add_list_data(each, netsnmp_create_data_list(kRefused, &mark, nullptr));
   }
   refuse_each(info, requests, SNMP_ERR_GENERR);
-  log_set_error(why, kRefusedByRole);
+  log_set_error(why, kRefusedByModule);
 }
 
 }  // namespace

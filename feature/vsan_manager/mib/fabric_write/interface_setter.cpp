@@ -5,6 +5,7 @@
 #include "module_frame/restriction.h"
 #include "module_frame/written_value.h"
 #include "objects/interface_columns.h"
+#include "platform/agent.h"
 #include "record_words.h"
 #include "requests.h"
 #include "vsan_mib.h"

@@ -4,10 +4,6 @@
 
 namespace vsan_mib {
 
-// The detail of log_set_error: who refuses. What the module knows that the manager would not take counts as the
-// manager's.
-enum { kRefusedByManager = 200, kRefusedByModule = 584 };
-
 // The text of a failed exchange's status, right after it: -1 means that `errno` holds the cause.
 const char *failure_text(int status);
 

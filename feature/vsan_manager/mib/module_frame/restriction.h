@@ -8,9 +8,6 @@
 
 namespace vsan_mib {
 
-// The modes of process_for_vsan_restriction.
-enum { kModeWrite = 1, kModeRead = 3 };
-
 struct allowed_vsans {
   bool restricted;  // false: the user sees everything and `set` says nothing
   vsan_set_t set;
