@@ -63,7 +63,7 @@ bool is_read(int msg_type) {
 
 }  // namespace
 
-int ask(const question &asked, std::vector<uint8_t> &answer) {
+int ask_switch(const question &asked, std::vector<uint8_t> &answer) {
   static const std::string kUser = user_name();
   static const std::string kSession = "vsanctl-" + std::to_string(getpid());
   std::vector<uint8_t> request = asked.payload;
@@ -106,7 +106,7 @@ void fail_refused(const std::string &what, int status, const std::vector<named_v
 std::vector<uint8_t> ask_or_fail(const std::string &what, const question &asked,
                                  const std::vector<named_value> &values) {
   std::vector<uint8_t> answer;
-  const int status = ask(asked, answer);
+  const int status = ask_switch(asked, answer);
   if (status != 0) {
     fail_refused(what, status, values);
   }

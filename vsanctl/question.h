@@ -25,7 +25,7 @@ struct question {
 
 // Sends it and returns the manager's status, 0 with `answer` filled. Ends the program when no manager answers, or with
 // something else than was asked for.
-int ask(const question &asked, std::vector<uint8_t> &answer);
+int ask_switch(const question &asked, std::vector<uint8_t> &answer);
 
 // What was asked for by field, so that a refusal can tell which value was meant.
 struct named_value {
@@ -46,7 +46,7 @@ template <typename Take>
 void walk(const std::string &what, question asked, int end_status, const Take &take) {
   std::vector<uint8_t> answer;
   int status = 0;
-  while ((status = ask(asked, answer)) == 0) {
+  while ((status = ask_switch(asked, answer)) == 0) {
     take(answer, asked.payload);
   }
   if (status != end_status) {

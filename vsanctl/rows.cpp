@@ -31,7 +31,8 @@ int read_vsan(uint32_t id, vsanEntry &row) {
   vsanEntry asked = {};
   asked.vsanIndex = id;
   std::vector<uint8_t> answer;
-  const int status = ask({kServiceVsanManager, kOpVsanRow, kMsgGet, encode_row(asked), sizeof(vsanRowMessage)}, answer);
+  const int status =
+      ask_switch({kServiceVsanManager, kOpVsanRow, kMsgGet, encode_row(asked), sizeof(vsanRowMessage)}, answer);
   if (status == 0) {
     row = decode_row(answer);
   }
@@ -56,7 +57,7 @@ std::string vsan_name(const vsanEntry &row) {
 
 int write_vsan(const vsanEntry &row, int msg_type) {
   std::vector<uint8_t> none;
-  return ask({kServiceVsanManager, kOpVsanRow, msg_type, encode_row(row), 0}, none);
+  return ask_switch({kServiceVsanManager, kOpVsanRow, msg_type, encode_row(row), 0}, none);
 }
 
 namespace {
@@ -101,7 +102,7 @@ int read_timer(uint32_t vsan, uint32_t key, int msg_type, uint32_t &value) {
   timer.flag = vsan != 0 ? 1 : 0;
   timer.vsan_id = vsan;
   std::vector<uint8_t> answer;
-  const int status = ask({kServiceVsanManager, kOpFcTimer, msg_type, record_bytes(timer), sizeof timer}, answer);
+  const int status = ask_switch({kServiceVsanManager, kOpFcTimer, msg_type, record_bytes(timer), sizeof timer}, answer);
   if (status == 0) {
     value = record_read<vsanFcTimerEntry>(answer.data()).timer_value;
   }
