@@ -83,6 +83,8 @@ up = true
 
 namespace {
 
+using namespace mib;
+
 using clock = std::chrono::steady_clock;
 
 std::string agent_conf(const lab &l) {
@@ -219,7 +221,7 @@ void start_snmpd(lab &l) {
   snmp::client probe(l, snmp::community("public"), 0.05);
   const bool serves = wait_until(
       [&] {
-        const auto answer = snmp::get(probe, {snmp::root({1, 1, 1, 0})});
+        const auto answer = snmp::get(probe, {vsan_number()});
         return answer.sent_back && answer.varbinds[0].type == 2;
       },
       20);

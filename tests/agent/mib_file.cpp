@@ -12,8 +12,10 @@
 
 #include "lab.h"
 
-namespace mib {
+namespace mib_file {
 namespace {
+
+using namespace mib_file;
 
 constexpr const char kOwn[] = LAB_SOURCE_DIR "/mibs";
 constexpr const char kStandard[] = LAB_SOURCE_DIR "/tests/agent/npm/node_modules/net-snmp/lib/mibs";
@@ -24,8 +26,8 @@ constexpr std::pair<int, int> kTypes[] = {
     {TYPE_TIMETICKS, ASN_TIMETICKS}, {TYPE_OBJID, ASN_OBJECT_ID},
 };
 
-snmp::name_t oid_of(const tree *node) {
-  snmp::name_t out;
+name_t oid_of(const tree *node) {
+  name_t out;
   for (; node != nullptr; node = node->parent) out.insert(out.begin(), node->subid);
   return out;
 }
@@ -62,7 +64,7 @@ void add_all(const tree *node, std::vector<object> &out) {
   }
 }
 
-const tree *under_root(snmp::name_t oid) {
+const tree *under_root(name_t oid) {
   const tree *node = get_tree(oid.data(), oid.size(), get_tree_head());
   return node != nullptr && node->label != nullptr ? node : nullptr;
 }
@@ -85,7 +87,7 @@ void load() {
   }
 }
 
-std::optional<object> find(const snmp::name_t &oid) {
+std::optional<object> find(const name_t &oid) {
   const tree *node = under_root(oid);
   if (node == nullptr) return std::nullopt;
   return describe(node);
@@ -104,4 +106,4 @@ std::vector<object> all() {
   return out;
 }
 
-}  // namespace mib
+}  // namespace mib_file

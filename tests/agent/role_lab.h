@@ -11,6 +11,8 @@
 
 namespace role_lab {
 
+using namespace mib;
+
 // Lines that let a community, over v2c, read and write everything as a member of `group`.
 inline std::string member_lines(const std::string &community, const std::string &group) {
   return "com2sec s_" + community + " default " + community + "\ngroup " + group + " v2c s_" + community + "\naccess " +
@@ -83,23 +85,23 @@ inline void reload_agent(lab::lab &l, const std::string &conf) {
 // The agent's own module table: 4 loads the module of that name, 5 unloads it. Any user may write it in the lab.
 inline int set_module(const lab::lab &l, const std::string &module, long status) {
   const auto cell = [](unsigned long column, unsigned long row) {
-    return snmp::name_t{1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, column, row};
+    return name_t{1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, column, row};
   };
   snmp::client c(l, snmp::community("private"), 10);
   for (const auto &v : snmp::walk(c, {1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, 2})) {
-    if (v.octets == module) return snmp::set(c, {snmp::integer(cell(5, v.name.back()), status)}).status;
+    if (v.octets == module) return snmp::set(c, {integer(cell(5, v.name.back()), status)}).status;
   }
   return -1;
 }
 constexpr long kLoad = 4, kUnload = 5;
 
 // How many values a walk of the module's objects gives; a closed user gets none.
-inline size_t seen_by(const lab::lab &l, const snmp::identity &who, const snmp::name_t &prefix = snmp::root({})) {
+inline size_t seen_by(const lab::lab &l, const snmp::identity &who, const name_t &prefix = root()) {
   snmp::client c(l, who, 10);
   return snmp::walk(c, prefix).size();
 }
 inline size_t vsans_seen_by(const lab::lab &l, const snmp::identity &who) {
-  return seen_by(l, who, snmp::root({1, 1, 3, 1, 2}));
+  return seen_by(l, who, vsan_column(kName));
 }
 
 }  // namespace role_lab

@@ -16,27 +16,7 @@
 
 namespace set_lab {
 
-enum column : unsigned long {
-  kName = 2,
-  kMediaType = 3,
-  kAdminState = 4,
-  kMtu = 5,
-  kLoadBalancing = 6,
-  kOperState = 8,
-  kRowStatus = 9,
-  kInterop = 10,
-  kInorder = 11,
-  kDropLatency = 12,
-};
-
-enum row_status : long {
-  kActive = 1,
-  kNotInService = 2,
-  kNotReady = 3,
-  kCreateAndGo = 4,
-  kCreateAndWait = 5,
-  kDestroy = 6
-};
+using namespace mib;
 
 // SNMP error statuses.
 enum status : int {
@@ -52,14 +32,14 @@ enum status : int {
   kInconsistentName = 18,
 };
 
-inline snmp::varbind name(unsigned long vsan, const std::string &value) {
-  return snmp::octets(snmp::vsan_cell(kName, vsan), value);
+inline varbind name(unsigned long vsan, const std::string &value) {
+  return octets(vsan_cell(kName, vsan), value);
 }
-inline snmp::varbind row_status(unsigned long vsan, long value) {
-  return snmp::integer(snmp::vsan_cell(kRowStatus, vsan), value);
+inline varbind row_status(unsigned long vsan, long value) {
+  return integer(vsan_cell(kRowStatus, vsan), value);
 }
-inline snmp::varbind admin_state(unsigned long vsan, long value) {
-  return snmp::integer(snmp::vsan_cell(kAdminState, vsan), value);
+inline varbind admin_state(unsigned long vsan, long value) {
+  return integer(vsan_cell(kAdminState, vsan), value);
 }
 
 // The VSANs of the store before and after, without the one given.
@@ -106,14 +86,14 @@ class SetTest : public ::testing::Test {
  protected:
   void SetUp() override { lab::start(l); }
 
-  snmp::answer set(const std::vector<snmp::varbind> &varbinds) {
+  snmp::answer set(const std::vector<varbind> &varbinds) {
     snmp::client writer(l, snmp::community("private"), 30);
     return snmp::set(writer, varbinds);
   }
-  snmp::varbind get(const snmp::name_t &name) {
+  varbind get(const name_t &name) {
     snmp::client reader(l, snmp::community("public"), 30);
     const snmp::answer answer = snmp::get(reader, {name});
-    return answer.varbinds.empty() ? snmp::varbind{} : answer.varbinds[0];
+    return answer.varbinds.empty() ? varbind{} : answer.varbinds[0];
   }
   // What was sent since the last call.
   rows sent() {

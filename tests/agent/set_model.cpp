@@ -21,7 +21,7 @@ struct place {
   unsigned long index;
 };
 
-place place_of(const snmp::name_t &name) {
+place place_of(const name_t &name) {
   const std::vector<unsigned long> rest(name.begin() + kRootLength, name.end());
   if (rest.size() == 6 && rest[0] == 1 && rest[1] == 1) return {place::cell_of_vsan, rest[4], rest[5]};
   if (rest.size() == 6 && rest[0] == 1 && rest[1] == 2) return {place::interface_vsan, rest[4], rest[5]};
@@ -178,7 +178,7 @@ bool check_row_status(serving &s, unsigned long id, long value, bool present) {
   return true;
 }
 
-bool reserve1(serving &s, const snmp::varbind &v) {
+bool reserve1(serving &s, const varbind &v) {
   const place at = place_of(v.name);
   switch (at.kind) {
     case place::cell_of_vsan: {
@@ -199,7 +199,7 @@ bool reserve1(serving &s, const snmp::varbind &v) {
   }
 }
 
-bool reserve2(serving &s, const snmp::varbind &v) {
+bool reserve2(serving &s, const varbind &v) {
   const place at = place_of(v.name);
   if (at.kind != place::cell_of_vsan || at.column == kRowStatus) return true;
   if (s.pending.count(at.index) == 0) {
@@ -240,7 +240,7 @@ bool act_on_row_status(serving &s, unsigned long id, long value) {
   return value == kDestroy ? delete_vsan(s.w, id) : put_vsan(s.w, id, {*current, kActive, true});
 }
 
-bool act(serving &s, const snmp::varbind &v) {
+bool act(serving &s, const varbind &v) {
   const place at = place_of(v.name);
   switch (at.kind) {
     case place::cell_of_vsan:
@@ -257,7 +257,7 @@ bool act(serving &s, const snmp::varbind &v) {
   }
 }
 
-void undo(serving &s, const snmp::varbind &v) {
+void undo(serving &s, const varbind &v) {
   const place at = place_of(v.name);
   if (at.kind != place::cell_of_vsan || at.column != kRowStatus) return;
   if (v.integer == kCreateAndGo) {
@@ -268,16 +268,16 @@ void undo(serving &s, const snmp::varbind &v) {
 }
 
 // The agent serves a PDU object by object, in the order in which they first come.
-std::vector<snmp::varbind> in_served_order(const std::vector<snmp::varbind> &pdu) {
-  std::vector<snmp::name_t> objects;
-  for (const snmp::varbind &v : pdu) {
-    const snmp::name_t object(v.name.begin(), v.name.end() - 1);
+std::vector<varbind> in_served_order(const std::vector<varbind> &pdu) {
+  std::vector<name_t> objects;
+  for (const varbind &v : pdu) {
+    const name_t object(v.name.begin(), v.name.end() - 1);
     if (std::find(objects.begin(), objects.end(), object) == objects.end()) objects.push_back(object);
   }
-  std::vector<snmp::varbind> out;
-  for (const snmp::name_t &object : objects) {
-    for (const snmp::varbind &v : pdu) {
-      if (snmp::name_t(v.name.begin(), v.name.end() - 1) == object) out.push_back(v);
+  std::vector<varbind> out;
+  for (const name_t &object : objects) {
+    for (const varbind &v : pdu) {
+      if (name_t(v.name.begin(), v.name.end() - 1) == object) out.push_back(v);
     }
   }
   return out;
@@ -285,17 +285,17 @@ std::vector<snmp::varbind> in_served_order(const std::vector<snmp::varbind> &pdu
 
 }  // namespace
 
-bool serve(world &w, const std::vector<snmp::varbind> &pdu) {
+bool serve(world &w, const std::vector<varbind> &pdu) {
   serving s = {w};
-  const std::vector<snmp::varbind> order = in_served_order(pdu);
+  const std::vector<varbind> order = in_served_order(pdu);
   bool passed = true;
-  for (const snmp::varbind &v : order) passed &= reserve1(s, v);
+  for (const varbind &v : order) passed &= reserve1(s, v);
   if (!passed) return false;
-  for (const snmp::varbind &v : order) passed &= reserve2(s, v);
+  for (const varbind &v : order) passed &= reserve2(s, v);
   if (!passed) return false;
-  for (const snmp::varbind &v : order) passed &= act(s, v);
+  for (const varbind &v : order) passed &= act(s, v);
   if (passed) return true;
-  for (const snmp::varbind &v : order) undo(s, v);
+  for (const varbind &v : order) undo(s, v);
   return false;
 }
 

@@ -7,8 +7,6 @@
 
 #include <string.h>
 
-#include <algorithm>
-#include <ostream>
 #include <stdexcept>
 
 #include "lab.h"
@@ -82,46 +80,7 @@ netsnmp_pdu *request(int command, const std::vector<name_t> &names) {
   return pdu;
 }
 
-bool is_under(const name_t &name, const name_t &prefix) {
-  return name.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), name.begin());
-}
-
 }  // namespace
-
-name_t root(std::initializer_list<unsigned long> suffix) {
-  name_t name = {1, 3, 6, 1, 4, 1, 32473, 9, 282};
-  name.insert(name.end(), suffix);
-  return name;
-}
-
-name_t vsan_cell(unsigned long column, unsigned long vsan) {
-  return root({1, 1, 3, 1, column, vsan});
-}
-
-std::string text(const name_t &name) {
-  std::string out;
-  for (unsigned long id : name) out += "." + std::to_string(id);
-  return out;
-}
-
-void PrintTo(const varbind &v, std::ostream *out) {
-  *out << text(v.name) << " type " << v.type << " ";
-  if (v.type == ASN_OCTET_STR) {
-    *out << '"' << v.octets << '"';
-  } else {
-    *out << v.integer;
-  }
-}
-
-varbind integer(const name_t &name, long value) {
-  return {name, ASN_INTEGER, value, {}};
-}
-varbind gauge(const name_t &name, unsigned long value) {
-  return {name, ASN_GAUGE, static_cast<long>(value), {}};
-}
-varbind octets(const name_t &name, const std::string &value) {
-  return {name, ASN_OCTET_STR, 0, value};
-}
 
 identity community(const std::string &name, int version) {
   return {version, name};

@@ -25,6 +25,8 @@
 namespace trap_lab {
 namespace {
 
+using namespace mib;
+
 constexpr int kOpInterfaceVsan = 124, kOpNotificationControl = 8018, kSet = 3, kVsanManager = 15;
 constexpr int kSinkBuffer = 32 << 20;
 
@@ -126,10 +128,10 @@ std::vector<heard> all_heard(const receiver &r) {
   return out;
 }
 
-std::vector<heard> heard_of(const receiver &r, const snmp::name_t &trap) {
+std::vector<heard> heard_of(const receiver &r, const name_t &trap) {
   std::vector<heard> out;
   for (const heard &h : all_heard(r)) {
-    if (h.varbinds.size() > 1 && h.varbinds[1].second == snmp::text(trap)) out.push_back(h);
+    if (h.varbinds.size() > 1 && h.varbinds[1].second == text(trap)) out.push_back(h);
   }
   return out;
 }
@@ -138,8 +140,8 @@ std::vector<heard> heard_of(const receiver &r, const snmp::name_t &trap) {
 
 namespace {
 
-snmp::varbind copy(const netsnmp_variable_list &v) {
-  snmp::varbind out;
+varbind copy(const netsnmp_variable_list &v) {
+  varbind out;
   out.name.assign(v.name, v.name + v.name_length);
   out.type = v.type;
   if (v.type == ASN_OCTET_STR) out.octets.assign(reinterpret_cast<const char *>(v.val.string), v.val_len);
@@ -226,7 +228,7 @@ unsigned sink::drops() const {
 std::vector<move> moves_of(const std::vector<sink::entry> &entries) {
   std::vector<move> out;
   for (const sink::entry &e : entries) {
-    if (e.trap != snmp::root({1, 3, 0, 2}) || e.varbinds.size() != 3) continue;
+    if (e.trap != membership_change() || e.varbinds.size() != 3) continue;
     out.push_back(
         {static_cast<unsigned long>(e.varbinds[1].integer), static_cast<unsigned long>(e.varbinds[2].integer)});
   }

@@ -18,12 +18,13 @@
 
 namespace {
 
-using snmp::root;
+using namespace mib;
+
 using trap_lab::client;
 using trap_lab::heard;
 using trap_lab::move;
 
-const snmp::name_t kStatus = root({1, 3, 0, 1}), kMembership = root({1, 3, 0, 2});
+const name_t kStatus = status_change(), kMembership = membership_change();
 constexpr char kIfIndex[] = ".1.3.6.1.2.1.2.2.1.1.";
 
 // By receiver and kind.
@@ -59,7 +60,7 @@ struct Receivers : ::testing::TestWithParam<std::tuple<client, sending>> {
   }
   void TearDown() override { lab::run({"rm", "-rf", dir}); }
 
-  heard wait_for_one(const snmp::name_t &trap) {
+  heard wait_for_one(const name_t &trap) {
     std::vector<heard> found;
     lab::wait_until([&] { return !(found = trap_lab::heard_of(r, trap)).empty(); });
     return found.empty() ? heard{} : found[0];
@@ -72,7 +73,7 @@ varbinds after_the_name(const heard &h) {
   return h.varbinds.size() < 2 ? varbinds{} : varbinds(h.varbinds.begin() + 2, h.varbinds.end());
 }
 
-std::string value_of(snmp::client &c, const snmp::name_t &name) {
+std::string value_of(snmp::client &c, const name_t &name) {
   return std::to_string(snmp::get(c, {name}).varbinds.at(0).integer);
 }
 
@@ -83,11 +84,11 @@ TEST_P(Receivers, BothTrapsAreDecodedInOrderWithTheValuesThatAGetGivesRightAfter
 
   const heard membership = wait_for_one(kMembership);
   EXPECT_EQ(membership.inform, informs);
-  const std::string vsan = value_of(c, root({1, 2, 5, 1, 1, 16777216}));
+  const std::string vsan = value_of(c, if_vsan(16777216));
   EXPECT_EQ(vsan, "20");
-  EXPECT_EQ(after_the_name(membership), (varbinds{{snmp::text(root({1, 5, 1, 0})), "2000025a103c0001"},
+  EXPECT_EQ(after_the_name(membership), (varbinds{{text(switch_wwn()), "2000025a103c0001"},
                                                   {std::string(kIfIndex) + "16777216", "16777216"},
-                                                  {snmp::text(root({1, 1, 4, 0})), vsan}}));
+                                                  {text(notified_vsan()), vsan}}));
 
   ASSERT_TRUE(lab::wait_until([&] { return trap_lab::heard_of(r, kStatus).size() == 2; })) << "VSANs 5 and 20 changed";
   std::set<std::string> told;
@@ -95,12 +96,12 @@ TEST_P(Receivers, BothTrapsAreDecodedInOrderWithTheValuesThatAGetGivesRightAfter
     const varbinds v = after_the_name(h);
     ASSERT_EQ(v.size(), 3u);
     EXPECT_EQ(h.inform, informs);
-    EXPECT_EQ(v[0].first, snmp::text(root({1, 1, 4, 0})));
+    EXPECT_EQ(v[0].first, text(notified_vsan()));
     const unsigned long id = std::stoul(v[0].second);
     told.insert(v[0].second);
-    const snmp::name_t admin = snmp::vsan_cell(4, id), oper = snmp::vsan_cell(8, id);
-    EXPECT_EQ(v[1], std::make_pair(snmp::text(admin), value_of(c, admin)));
-    EXPECT_EQ(v[2], std::make_pair(snmp::text(oper), value_of(c, oper)));
+    const name_t admin = vsan_cell(kAdminState, id), oper = vsan_cell(kOperState, id);
+    EXPECT_EQ(v[1], std::make_pair(text(admin), value_of(c, admin)));
+    EXPECT_EQ(v[2], std::make_pair(text(oper), value_of(c, oper)));
   }
   EXPECT_EQ(told, (std::set<std::string>{"5", "20"}));
 }
@@ -202,7 +203,7 @@ TEST_F(Burst, TenThousandDuringAWalkArriveOnceAndInOrderOrAreCountedAsDroppedAnd
   raise(500, 1200);
   ASSERT_EQ(arrived().size(), 1200u);
   snmp::client warm(l, snmp::community("public"), 5);
-  const size_t rows = snmp::bulkwalk(warm, root({}), 20).size();
+  const size_t rows = snmp::bulkwalk(warm, root(), 20).size();
   const long memory = own_kib(l.snmpd);
   std::atomic<bool> done = false;
   size_t walks = 0;
@@ -210,7 +211,7 @@ TEST_F(Burst, TenThousandDuringAWalkArriveOnceAndInOrderOrAreCountedAsDroppedAnd
   std::thread walker([&] {
     snmp::client c(l, snmp::community("public"), 5);
     do {
-      sizes.push_back(snmp::bulkwalk(c, root({}), 20).size());
+      sizes.push_back(snmp::bulkwalk(c, root(), 20).size());
       ++walks;
     } while (!done);
   });
@@ -358,7 +359,7 @@ TEST_F(Burst, AnInformSinkThatNeverAnswersCostsTheAgentNoRequestAndNoMemoryForGo
   raise(1200, 2200);
   ASSERT_TRUE(trap_lab::wait_until_taken(l));
   snmp::client c(l, snmp::community("public"), 2);
-  EXPECT_TRUE(snmp::get(c, {root({1, 1, 1, 0})}).sent_back);
+  EXPECT_TRUE(snmp::get(c, {vsan_number()}).sent_back);
   sleep(8);
   EXPECT_LT(own_kib(l.snmpd) - memory, kGrowthKib);
 }

@@ -15,8 +15,6 @@
 namespace {
 
 using namespace set_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 unsigned long from_environment(const char *variable, unsigned long otherwise) {
   const char *text = getenv(variable);
@@ -34,7 +32,7 @@ unsigned long draw(std::mt19937 &random, unsigned long low, unsigned long high) 
 }
 
 // PDUs that are accepted and refused in each phase, over every table that can be written.
-std::vector<snmp::varbind> mixed_pdu(std::mt19937 &random, unsigned long i) {
+std::vector<varbind> mixed_pdu(std::mt19937 &random, unsigned long i) {
   const std::string fresh = "n" + std::to_string(i);
   const unsigned long vsan = 100 + draw(random, 0, 9);
   switch (draw(random, 0, 9)) {
@@ -46,18 +44,18 @@ std::vector<snmp::varbind> mixed_pdu(std::mt19937 &random, unsigned long i) {
       return {row_status(vsan, kDestroy)};
     case 3:
       return {name(5, fresh), admin_state(10, static_cast<long>(draw(random, 1, 2))),
-              snmp::gauge(vsan_cell(kDropLatency, 20), draw(random, 0, 3) * 20001)};
+              gauge(vsan_cell(kDropLatency, 20), draw(random, 0, 3) * 20001)};
     case 4:
       return {name(5, fresh), row_status(vsan, kCreateAndGo), admin_state(20, 3)};
     case 5:
       return {name(10, fresh), row_status(20, kActive), row_status(vsan, kDestroy), name(5, "default")};
     case 6:
-      return {snmp::octets(root({1, 4, 8, 1, 1, 5}), std::string(1, draw(random, 0, 1) == 0 ? '\0' : '\xe0')),
-              snmp::gauge(root({1, 4, 8, 1, 3, 5}), draw(random, 900, 4100))};
+      return {octets(timer_cell(kForceFlag, 5), std::string(1, draw(random, 0, 1) == 0 ? '\0' : '\xe0')),
+              gauge(timer_cell(kEdtov, 5), draw(random, 900, 4100))};
     case 7:
-      return {snmp::integer(root({1, 2, 5, 1, 1, 16781312}), static_cast<long>(draw(random, 0, 1) * 5 + 5))};
+      return {integer(if_vsan(16781312), static_cast<long>(draw(random, 0, 1) * 5 + 5))};
     case 8:
-      return {snmp::gauge(root({1, 4, 6, 0}), draw(random, 0, 60000)), snmp::integer(root({1, 4, 7, 0}), 1)};
+      return {gauge(switch_wide(kSwitchLatency), draw(random, 0, 60000)), integer(switch_wide(kSwitchInorder), 1)};
     default:
       return {row_status(vsan, kActive), name(vsan, std::string(draw(random, 0, 33), 'x'))};
   }
@@ -126,7 +124,7 @@ unsigned long write_until_killed(snmp::client &writer, std::mt19937 &random, uns
     expectation &expected = model[vsan];
     const std::string fresh = "r" + std::to_string(round) + "-" + std::to_string(i);
     const bool destroy = expected.acknowledged && draw(random, 0, 3) == 0;
-    std::vector<snmp::varbind> pdu;
+    std::vector<varbind> pdu;
     if (destroy) {
       pdu = {row_status(vsan, kDestroy)};
     } else if (expected.acknowledged) {

@@ -8,15 +8,14 @@
 namespace {
 
 using namespace set_lab;
-using snmp::vsan_cell;
 
 constexpr unsigned long kServedOrder[] = {5, 20, 10};
 
 // Three VSANs, in the order of which their rows are served: the name's column first.
-std::vector<snmp::varbind> change() {
+std::vector<varbind> change() {
   return {name(5, "p5"), admin_state(10, 2), name(20, "p20")};
 }
-std::vector<snmp::varbind> change_back() {
+std::vector<varbind> change_back() {
   return {name(5, "five"), admin_state(10, 1), name(20, "twenty")};
 }
 
@@ -96,7 +95,7 @@ TEST_F(SetPhase, ErrorsSayThatTheManagerDidNotAnswerAndWhy) {
 }
 
 // Creation: the name, another VSAN's name, then the row status.
-std::vector<snmp::varbind> creation() {
+std::vector<varbind> creation() {
   return {name(30, "n30"), name(5, "p5"), row_status(30, kCreateAndGo)};
 }
 

@@ -7,6 +7,8 @@
 
 namespace {
 
+using namespace mib;
+
 constexpr u_char kTypes[] = {ASN_INTEGER, ASN_OCTET_STR, ASN_GAUGE, ASN_TIMETICKS, ASN_OBJECT_ID, ASN_NULL};
 constexpr int kStepsMax = 24;
 
@@ -26,20 +28,21 @@ const struct variable7 &take_object(fuzz_input &in) {
 }
 
 // An object's name and up to three sub-identifiers more.
-mini::name_t take_name(fuzz_input &in, const struct variable7 &object) {
-  mini::name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
+name_t take_name(fuzz_input &in, const struct variable7 &object) {
+  name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
   name.insert(name.end(), object.name, object.name + object.namelen);
   const uint8_t shape = take_byte(in);
   for (int i = 0; i < (shape & 3); ++i) name.push_back((shape & 4) != 0 ? take_word(in) : take_byte(in));
   return name;
 }
 
-mini::varbind take_varbind(fuzz_input &in) {
-  mini::varbind v;
+varbind take_varbind(fuzz_input &in) {
+  varbind v;
   v.name = take_name(in, take_object(in));
   v.type = kTypes[take_byte(in) % std::size(kTypes)];
   if (v.type == ASN_OCTET_STR) {
-    v.octets = take_bytes(in, take_byte(in));
+    const auto octets = take_bytes(in, take_byte(in));
+    v.octets.assign(octets.begin(), octets.end());
   } else {
     v.integer = static_cast<long>(take_word(in)) << (take_byte(in) == 0xFF ? 24 : 0);
   }
@@ -47,7 +50,7 @@ mini::varbind take_varbind(fuzz_input &in) {
 }
 
 void set_pdu(fuzz_input &in) {
-  std::vector<mini::varbind> varbinds;
+  std::vector<varbind> varbinds;
   for (int i = take_byte(in) % 4; i >= 0; --i) varbinds.push_back(take_varbind(in));
   mini::set_pdu(varbinds);
   FUZZ_EXPECT(fake::listed(vsanEntry_list) == 0);
@@ -55,7 +58,7 @@ void set_pdu(fuzz_input &in) {
 }
 
 void getnext(fuzz_input &in) {
-  const mini::name_t name = take_name(in, take_object(in));
+  const name_t name = take_name(in, take_object(in));
   const auto next = mini::getnext(name);
   FUZZ_EXPECT(!next || name < next->name);
 }
@@ -75,7 +78,7 @@ void find(fuzz_input &in) {
   const struct variable7 &object = take_object(in);
   struct variable vp = as_variable(object);
   oid name[MAX_OID_LEN] = {};
-  const mini::name_t taken = take_name(in, object);
+  const name_t taken = take_name(in, object);
   std::copy(taken.begin(), taken.end(), name);
   size_t length = take_byte(in) == 0 ? MAX_OID_LEN : taken.size(), value_length = 0;
   WriteMethod *write = nullptr;
@@ -87,14 +90,14 @@ void find(fuzz_input &in) {
 }
 
 // The value that the agent finds for a name before it writes there, or null.
-u_char *current_value(const struct variable7 &object, const mini::name_t &of) {
+u_char *current_value(const struct variable7 &object, const name_t &of) {
   struct variable vp = as_variable(object);
   oid name[MAX_OID_LEN] = {};
   std::copy(of.begin(), of.end(), name);
   size_t length = of.size(), value_length = 0;
   WriteMethod *write = nullptr;
   u_char *value = object.findVar(&vp, name, &length, 1, &value_length, &write);
-  return mini::name_t(name, name + length) == of ? value : nullptr;
+  return name_t(name, name + length) == of ? value : nullptr;
 }
 
 // Phases of a write method in any order, with types and lengths of their own; then the end of the PDU.
@@ -105,7 +108,7 @@ void phases(fuzz_input &in) {
   if (method == nullptr) set_if_table_set_methods(object.magic, &method);
   if (method == nullptr) set_fctimer_table_set_methods(object.magic, &method);
   if (method == nullptr) method = write_vsanNotificationCntl;
-  mini::name_t name = take_name(in, object);
+  name_t name = take_name(in, object);
   for (int i = take_byte(in) % 6; i >= 0; --i) {
     const u_char type = kTypes[take_byte(in) % std::size(kTypes)];
     const std::vector<uint8_t> value = take_bytes(in, take_byte(in) % 41);

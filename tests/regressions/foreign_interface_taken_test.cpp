@@ -6,7 +6,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(ForeignInterface, IsNotTakenFromAVsanOutsideTheRole) {
   lab::lab l;

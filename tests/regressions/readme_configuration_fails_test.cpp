@@ -6,7 +6,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 void replace(std::string &text, const std::string &what, const std::string &with) {
   const size_t at = text.find(what);
@@ -41,7 +40,7 @@ TEST(ReadmeConfiguration, WorksAsItStands) {
   snmp::client tenant(l, snmp::user("tenant"), 10);
   EXPECT_EQ(snmp::get(tenant, {if_vsan(kFc1)}).varbinds.at(0), move(kFc1, 5));
   EXPECT_EQ(snmp::get(tenant, {if_vsan(kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);
-  EXPECT_EQ(snmp::get(tenant, {root({1, 1, 1, 0})}).varbinds.at(0), snmp::integer(root({1, 1, 1, 0}), 5));
+  EXPECT_EQ(snmp::get(tenant, {vsan_number()}).varbinds.at(0), integer(vsan_number(), 5));
   EXPECT_SET(snmp::set(tenant, {scalar_gauge(kSwitchLatency, 7)}), kGenErr, 1);
   EXPECT_DONE(snmp::set(tenant, {name(10, "mine")}));
   EXPECT_DONE(snmp::set(tenant, {move(kFc1, 10)}));

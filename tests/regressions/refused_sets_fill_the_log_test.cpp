@@ -8,7 +8,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(RefusedSets, TakeTwentyLinesOfTheLogAndOneMoreASecond) {
   lab::lab l;

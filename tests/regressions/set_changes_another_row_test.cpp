@@ -15,9 +15,9 @@ class NamedRow : public FabricTest {
     before = everything();
   }
   // With the running configuration on show, VSANs kept out of distribution are seen too.
-  snmp::varbind running(const snmp::name_t &cell) {
+  varbind running(const name_t &cell) {
     EXPECT_EQ(lab::ctl(l, {"kdx", "show-running", "on"}).status, 0);
-    const snmp::varbind value = get(cell);
+    const varbind value = get(cell);
     EXPECT_EQ(lab::ctl(l, {"kdx", "show-running", "off"}).status, 0);
     return value;
   }
@@ -49,7 +49,7 @@ TEST_F(NamedRow, SeveralInOnePduAreEachWrittenWhereTheyAreNamed) {
 
 TEST_F(NamedRow, TheChecksAreThoseOfTheRowThatIsNamed) {
   EXPECT_SET(set({timer(kRatov, 20, 4999)}), kWrongValue, 1);
-  EXPECT_SET(set({snmp::integer(timer_cell(kRatov, 20), 7000)}), kWrongType, 1);
+  EXPECT_SET(set({integer(timer_cell(kRatov, 20), 7000)}), kWrongType, 1);
   EXPECT_EQ(changes(), difference{});
 }
 

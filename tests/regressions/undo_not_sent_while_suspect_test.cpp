@@ -11,7 +11,6 @@ namespace {
 
 using namespace set_lab;
 using fault_lab::fault_at;
-using snmp::vsan_cell;
 
 constexpr unsigned long kVsan = 900;
 
@@ -58,7 +57,7 @@ TEST_F(LateRepair, ADestroyIsPutBackWhenALaterMessageIsNeverAnswered) {
 }
 
 TEST_F(LateRepair, ManyRowsArePutBackInOrderOnceAStoppedSwitchGoesOn) {
-  std::vector<snmp::varbind> create_all, destroy_all;
+  std::vector<varbind> create_all, destroy_all;
   for (unsigned long vsan = 900; vsan < 920; ++vsan) {
     create_all.push_back(row_status(vsan, kCreateAndGo));
     destroy_all.push_back(row_status(vsan, kDestroy));

@@ -6,7 +6,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(VsanZero, InARoleIsMalformedAndClosesTheGroup) {
   lab::lab l;

@@ -5,6 +5,8 @@
 
 namespace {
 
+using namespace mib;
+
 class Failures : public ModuleTest {
  protected:
   void SetUp() override {
@@ -30,19 +32,19 @@ class Failures : public ModuleTest {
 constexpr int kMostCalls = 200;
 
 TEST_F(Failures, AWalkGivesNoWrongValue) {
-  std::vector<mini::varbind> whole;
-  for (auto at = mini::getnext(mini::under_root({})); at; at = mini::getnext(at->name)) whole.push_back(*at);
+  std::vector<varbind> whole;
+  for (auto at = mini::getnext(root()); at; at = mini::getnext(at->name)) whole.push_back(*at);
   ASSERT_GT(whole.size(), 28u);
   int nth = 1;
   for (; nth <= kMostCalls; ++nth) {
     arm(nth);
-    mini::name_t at = mini::under_root({});
+    name_t at = root();
     for (auto answer = mini::getnext(at); answer; answer = mini::getnext(at)) {
       const bool known = std::find(whole.begin(), whole.end(), *answer) != whole.end();
       // A timer of a distribution whose state could not be read is the running one; the faked manager answers both
       // alike.
       EXPECT_TRUE(known) << "call " << nth << " failed";
-      ASSERT_TRUE(mini::before(at, answer->name));
+      ASSERT_TRUE(before(at, answer->name));
       at = answer->name;
     }
     if (!reached(nth)) break;
@@ -52,19 +54,19 @@ TEST_F(Failures, AWalkGivesNoWrongValue) {
 
 struct write {
   const char *name;
-  std::vector<mini::varbind> pdu;
+  std::vector<varbind> pdu;
 };
 
 const write kWrites[] = {
-    {"columns", {mini::octets(mini::vsan_cell(2, 5), "a"), mini::integer(mini::vsan_cell(4, 5), 2)}},
-    {"two VSANs", {mini::octets(mini::vsan_cell(2, 5), "a"), mini::octets(mini::vsan_cell(2, 7), "b")}},
-    {"create with a name", {mini::octets(mini::vsan_cell(2, 30), "c"), mini::integer(mini::vsan_cell(9, 30), 4)}},
-    {"create, then name", {mini::integer(mini::vsan_cell(9, 30), 4), mini::octets(mini::vsan_cell(2, 30), "c")}},
-    {"destroy", {mini::integer(mini::vsan_cell(9, 5), 6)}},
-    {"active with a column", {mini::integer(mini::vsan_cell(9, 5), 1), mini::integer(mini::vsan_cell(4, 5), 2)}},
-    {"timer", {mini::gauge(mini::under_root({1, 4, 8, 1, 2, 5}), 6000)}},
-    {"global", {mini::gauge(mini::under_root({1, 4, 1, 0}), 6000)}},
-    {"interface", {mini::integer(mini::under_root({1, 2, 5, 1, 1, 100}), 7)}},
+    {"columns", {octets(vsan_cell(kName, 5), "a"), integer(vsan_cell(kAdminState, 5), 2)}},
+    {"two VSANs", {octets(vsan_cell(kName, 5), "a"), octets(vsan_cell(kName, 7), "b")}},
+    {"create with a name", {octets(vsan_cell(kName, 30), "c"), integer(vsan_cell(kRowStatus, 30), kCreateAndGo)}},
+    {"create, then name", {integer(vsan_cell(kRowStatus, 30), kCreateAndGo), octets(vsan_cell(kName, 30), "c")}},
+    {"destroy", {integer(vsan_cell(kRowStatus, 5), kDestroy)}},
+    {"active with a column", {integer(vsan_cell(kRowStatus, 5), kActive), integer(vsan_cell(kAdminState, 5), 2)}},
+    {"timer", {gauge(timer_cell(kRatov, 5), 6000)}},
+    {"global", {gauge(switch_wide(kSwitchRatov), 6000)}},
+    {"interface", {integer(if_vsan(100), 7)}},
 };
 
 TEST_F(Failures, AWriteLeavesNothingToSendAndTheNextOneWorks) {

@@ -3,7 +3,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <ostream>
 
 namespace mini {
 namespace {
@@ -44,19 +43,15 @@ found find(struct variable &vp, const name_t &name, int exact) {
 varbind value_of(const struct variable &vp, const found &f) {
   varbind v;
   v.name = f.name;
-  v.type = static_cast<u_char>(static_cast<u_char>(vp.type));
+  v.type = static_cast<u_char>(vp.type);
   if (vp.type == ASN_OCTET_STR) {
-    v.octets.assign(f.value, f.value + f.length);
+    v.octets.assign(reinterpret_cast<const char *>(f.value), f.length);
   } else {
     int32_t word = 0;
     memcpy(&word, f.value, sizeof word);
     v.integer = vp.type == ASN_INTEGER ? word : static_cast<long>(static_cast<uint32_t>(word));
   }
   return v;
-}
-
-bool is_under(const name_t &name, const name_t &prefix) {
-  return name.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), name.begin());
 }
 
 std::optional<varbind> serve_get(const name_t &name) {
@@ -92,7 +87,7 @@ struct pending_write {
 
 fake::bytes host_value(const varbind &v) {
   if (v.type == ASN_OCTET_STR) {
-    fake::bytes copy = v.octets;
+    fake::bytes copy(v.octets.begin(), v.octets.end());
     copy.resize(std::max<size_t>(copy.size(), 40));  // the agent's buffer is never smaller
     return copy;
   }
@@ -125,7 +120,8 @@ std::vector<pending_write> group_by_column(const std::vector<varbind> &varbinds,
 int call(const pending_write &w, int action) {
   fake::bytes value = host_value(*w.v);
   name_t name = w.v->name;
-  return w.at.write_method(action, value.data(), w.v->type, host_length(*w.v), w.at.value, name.data(), name.size());
+  return w.at.write_method(action, value.data(), static_cast<u_char>(w.v->type), host_length(*w.v), w.at.value,
+                           name.data(), name.size());
 }
 
 void run_phase(const std::vector<pending_write> &writes, int action, set_result *result) {
@@ -137,45 +133,6 @@ void run_phase(const std::vector<pending_write> &writes, int action, set_result 
 }
 
 }  // namespace
-
-name_t under_root(std::initializer_list<oid> suffix) {
-  name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
-  name.insert(name.end(), suffix);
-  return name;
-}
-
-bool before(const name_t &a, const name_t &b) {
-  return snmp_oid_compare(a.data(), a.size(), b.data(), b.size()) < 0;
-}
-
-name_t vsan_cell(oid column, oid vsan) {
-  return under_root({1, 1, 3, 1, column, vsan});
-}
-
-std::string text(const name_t &name) {
-  std::string out;
-  for (oid id : name) out += "." + std::to_string(id);
-  return out;
-}
-
-void PrintTo(const varbind &v, std::ostream *out) {
-  *out << text(v.name) << " type " << static_cast<int>(v.type) << " ";
-  if (v.type == ASN_OCTET_STR) {
-    *out << fake::hex(v.octets);
-  } else {
-    *out << v.integer;
-  }
-}
-
-varbind integer(const name_t &name, long value) {
-  return {name, ASN_INTEGER, value, {}};
-}
-varbind gauge(const name_t &name, unsigned long value) {
-  return {name, ASN_GAUGE, static_cast<long>(value), {}};
-}
-varbind octets(const name_t &name, const std::string &value) {
-  return {name, ASN_OCTET_STR, 0, fake::bytes(value.begin(), value.end())};
-}
 
 std::optional<varbind> get(const name_t &name) {
   ++fake::the().pdu;
@@ -237,7 +194,7 @@ set_result set_pdu(const std::vector<varbind> &varbinds) {
 int phase(WriteMethod *method, int action, const varbind &v, u_char *current) {
   fake::bytes value = host_value(v);
   name_t name = v.name;
-  return method(action, value.data(), v.type, host_length(v), current, name.data(), name.size());
+  return method(action, value.data(), static_cast<u_char>(v.type), host_length(v), current, name.data(), name.size());
 }
 
 int phase_raw(WriteMethod *method, int action, const name_t &name, u_char type, const std::string &value, size_t length,

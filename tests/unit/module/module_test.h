@@ -27,7 +27,7 @@ class ModuleTest : public ::testing::Test {
   // Drops the rows that columns of refused PDUs left listed, as the next PDU of their VSANs does.
   static void drop_refused() {
     for (oid vsan = 0; vsan < 4096; ++vsan) {
-      const mini::name_t name = mini::vsan_cell(2, vsan);
+      const mib::name_t name = mib::vsan_cell(mib::kName, vsan);
       vsan_mib::forget_finished_pdu(name.data(), name.size());
     }
   }

@@ -7,8 +7,10 @@
 
 namespace {
 
-mini::name_t status_cell(oid vsan) {
-  return mini::vsan_cell(9, vsan);
+using namespace mib;
+
+name_t status_cell(oid vsan) {
+  return vsan_cell(kRowStatus, vsan);
 }
 
 class RowStatus : public ModuleTest {
@@ -20,7 +22,7 @@ class RowStatus : public ModuleTest {
   // Looks the row up as the agent does before RESERVE1; null when it is absent.
   static u_char *look_up(oid vsan) {
     struct variable vp = {};
-    mini::name_t name = status_cell(vsan);
+    name_t name = status_cell(vsan);
     vp.magic = 11;
     vp.namelen = 14;
     std::copy(name.begin(), name.begin() + 14, vp.name);
@@ -31,7 +33,7 @@ class RowStatus : public ModuleTest {
     return get_vsanEntry(&vp, name.data(), &length, 1, &var_len, &method);
   }
   static int run(int action, oid vsan, long value, u_char *current = nullptr) {
-    return mini::phase(set_vsanRowStatus, action, mini::integer(status_cell(vsan), value), current);
+    return mini::phase(set_vsanRowStatus, action, integer(status_cell(vsan), value), current);
   }
   static void release(oid vsan) { run(FREE, vsan, 1); }
   static std::vector<std::pair<int, vsanEntry>> writes() {
@@ -167,7 +169,7 @@ TEST_F(RowStatus, Vsan0And4096AreRefusedBeforeTheValueIsLookedAtAnd4095Passes) {
 }
 
 TEST_F(RowStatus, CreationSendsTheDefaultsWithRowStatusActive) {
-  EXPECT_EQ(mini::set_pdu({mini::integer(status_cell(5), 4)}).status, 0);
+  EXPECT_EQ(mini::set_pdu({integer(status_cell(5), kCreateAndGo)}).status, 0);
   ASSERT_EQ(writes().size(), 1u);
   vsanEntry expected = {};
   expected.vsanIndex = 5;
@@ -178,7 +180,7 @@ TEST_F(RowStatus, CreationSendsTheDefaultsWithRowStatusActive) {
 }
 
 TEST_F(RowStatus, CreationWithANameBeforeItSendsOneSetThatCarriesBoth) {
-  EXPECT_EQ(mini::set_pdu({mini::octets(mini::vsan_cell(2, 5), "edge"), mini::integer(status_cell(5), 4)}).status, 0);
+  EXPECT_EQ(mini::set_pdu({octets(vsan_cell(kName, 5), "edge"), integer(status_cell(5), kCreateAndGo)}).status, 0);
   ASSERT_EQ(writes().size(), 1u);
   EXPECT_STREQ(writes()[0].second.vsanName, "edge");
   EXPECT_EQ(writes()[0].second.vsanRowStatus, 1u);
@@ -187,7 +189,7 @@ TEST_F(RowStatus, CreationWithANameBeforeItSendsOneSetThatCarriesBoth) {
 }
 
 TEST_F(RowStatus, AColumnAfterTheRowStatusSendsTheSameRowASecondTime) {
-  EXPECT_EQ(mini::set_pdu({mini::integer(status_cell(5), 4), mini::octets(mini::vsan_cell(2, 5), "edge")}).status, 0);
+  EXPECT_EQ(mini::set_pdu({integer(status_cell(5), kCreateAndGo), octets(vsan_cell(kName, 5), "edge")}).status, 0);
   ASSERT_EQ(writes().size(), 2u);
   EXPECT_EQ(writes()[0].first, 3);
   EXPECT_EQ(writes()[1].first, 3);
@@ -196,20 +198,20 @@ TEST_F(RowStatus, AColumnAfterTheRowStatusSendsTheSameRowASecondTime) {
 }
 
 TEST_F(RowStatus, ActiveAfterAColumnReappliesTheRowAsThisPduReadItFirst) {
-  EXPECT_EQ(mini::set_pdu({mini::integer(mini::vsan_cell(4, 10), 2), mini::integer(status_cell(10), 1)}).status, 0);
+  EXPECT_EQ(mini::set_pdu({integer(vsan_cell(kAdminState, 10), 2), integer(status_cell(10), kActive)}).status, 0);
   ASSERT_EQ(writes().size(), 2u);
   EXPECT_EQ(writes()[0].second.vsanAdminState, 2u);
   EXPECT_EQ(writes()[1].second.vsanAdminState, 1u) << "the one-row cache serves the whole PDU; setters do not clear it";
 }
 
 TEST_F(RowStatus, CreationOfVsan9WithANameIsSentByTheColumnFirst) {
-  mini::set_pdu({mini::octets(mini::vsan_cell(2, 9), "nine"), mini::integer(status_cell(9), 4)});
+  mini::set_pdu({octets(vsan_cell(kName, 9), "nine"), integer(status_cell(9), kCreateAndGo)});
   ASSERT_FALSE(writes().empty());
   EXPECT_EQ(writes()[0].second.vsanRowStatus, 4u) << "sent at once, still in creation";
 }
 
 TEST_F(RowStatus, TwoCreationsOfOneVsanInOnePduAreRefused) {
-  const auto result = mini::set_pdu({mini::integer(status_cell(5), 4), mini::integer(status_cell(5), 4)});
+  const auto result = mini::set_pdu({integer(status_cell(5), kCreateAndGo), integer(status_cell(5), kCreateAndGo)});
   EXPECT_EQ(result.status, SNMP_ERR_GENERR);
   EXPECT_EQ(result.index, 2u);
   EXPECT_TRUE(writes().empty());
@@ -327,7 +329,7 @@ TEST_F(RowStatus, ARestrictedUserIsRefusedCreationActiveAndDestroyOutsideTheSet)
 TEST_F(RowStatus, ARestrictedUsersDestroyOfAHiddenVsanDeletesNothing) {
   fake::the().restricted = true;
   fake::the().allowed = {20};
-  EXPECT_EQ(mini::set_pdu({mini::integer(status_cell(10), 6)}).status, SNMP_ERR_GENERR);
+  EXPECT_EQ(mini::set_pdu({integer(status_cell(10), kDestroy)}).status, SNMP_ERR_GENERR);
   EXPECT_EQ(fake::the().vsans.count(10), 1u);
 }
 

@@ -10,6 +10,8 @@ using namespace vsan_mib;
 
 namespace {
 
+using namespace mib;
+
 class SetLists : public ModuleTest {
  protected:
   void SetUp() override {
@@ -23,10 +25,10 @@ class SetLists : public ModuleTest {
     for (oid vsan : {9, 10, 11, 20}) handle_free_vsanEntryList(name_of(vsan).data(), 15);
     ModuleTest::TearDown();
   }
-  static mini::name_t name_of(oid vsan) { return mini::vsan_cell(2, vsan); }
+  static name_t name_of(oid vsan) { return vsan_cell(kName, vsan); }
   // RESERVE2 of a column.
   static int gather(int column, oid vsan, const void *value, size_t length) {
-    mini::name_t name = name_of(vsan);
+    name_t name = name_of(vsan);
     ++fake::the().pdu;
     return handle_onepdu_undo_vsanEntryList(column, name.data(), name.size(), value, length);
   }
@@ -323,7 +325,7 @@ TEST_F(SetLists, FreeDropsBothRowsAlsoWhenActionNeverRan) {
 TEST_F(SetLists, AnOidThatIsTooShortOrTooLongMeansVsan0) {
   fake::add_vsan(0);
   for (size_t length : {14, 16}) {
-    mini::name_t name = mini::under_root({1, 1, 3, 1, 2, 10, 10});
+    name_t name = root({1, 1, 3, 1, 2, 10, 10});
     EXPECT_EQ(handle_onepdu_undo_vsanEntryList(kVsanName, name.data(), length, "n", 1), 0);
     EXPECT_NE(fake::in_list(vsanEntry_list, 0), nullptr);
     EXPECT_EQ(handle_free_vsanEntryList(name.data(), length), 0);
@@ -331,8 +333,8 @@ TEST_F(SetLists, AnOidThatIsTooShortOrTooLongMeansVsan0) {
 }
 
 TEST_F(SetLists, TheAgentsOidIsNotRewritten) {
-  mini::name_t name = name_of(10);
-  const mini::name_t before = name;
+  name_t name = name_of(10);
+  const name_t before = name;
   handle_onepdu_undo_vsanEntryList(kVsanName, name.data(), name.size(), "n", 1);
   EXPECT_EQ(name, before);
 }
