@@ -29,7 +29,7 @@ static void redirect(int from, const std::string &file) {
 pid_t start_program(const std::string &program, const std::vector<std::string> &arguments, const std::string &err_file,
                     std::string *printed) {
   int out[2];
-  EXPECT_EQ(0, pipe(out));
+  EXPECT_EQ(pipe(out), 0);
   const pid_t child = fork();
   if (child == 0) {
     dup2(out[1], STDOUT_FILENO);
@@ -54,7 +54,7 @@ pid_t start_program(const std::string &program, const std::vector<std::string> &
 
 int wait_for_exit(pid_t child) {
   int status = 0;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(waitpid(child, &status, 0), child);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

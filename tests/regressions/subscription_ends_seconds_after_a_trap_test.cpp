@@ -21,16 +21,17 @@ struct QuietSubscription : switch_under_test {
   void SetUp() override {
     switch_under_test::SetUp();
     std::string error;
-    ASSERT_EQ(0, log_open("error", "", error));
+    ASSERT_EQ(log_open("error", "", error), 0);
     base = event_base_new();
     server = notification_server_open(base, directory.path.c_str(), managers);
-    ASSERT_NE(nullptr, server);
+    ASSERT_NE(server, nullptr);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    ASSERT_EQ(0, service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path,
-                                     sizeof address.sun_path));
+    ASSERT_EQ(
+        service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path, sizeof address.sun_path),
+        0);
     fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(0, connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address));
+    ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
   }
   void TearDown() override {
     ::close(fd);
@@ -46,7 +47,7 @@ struct QuietSubscription : switch_under_test {
   void tell(notification_frame_kind kind, uint64_t number) {
     uint8_t buffer[kNotificationFrameMax];
     const size_t size = notification_frame_write({kind, 4711, number, 0, nullptr, 0}, buffer);
-    ASSERT_EQ(static_cast<ssize_t>(size), send(fd, buffer, size, MSG_NOSIGNAL));
+    ASSERT_EQ(send(fd, buffer, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
     turn_for(0);
   }
   // The number of the next notification; 0 when none has come.
@@ -59,15 +60,15 @@ struct QuietSubscription : switch_under_test {
 };
 
 TEST_F(QuietSubscription, IsOpenWellOverFiveSecondsLater) {
-  ASSERT_EQ(0, set_row(new_row(50, "first")));
+  ASSERT_EQ(set_row(new_row(50, "first")), 0);
   tell(kNotificationSubscribe, 0);
-  EXPECT_EQ(1U, arrived());
+  EXPECT_EQ(arrived(), 1U);
   tell(kNotificationAcknowledge, 1);
   turn_for(7);
   EXPECT_TRUE(notification_server_counters(server).subscribed);
-  ASSERT_EQ(0, delete_row(50));
+  ASSERT_EQ(delete_row(50), 0);
   notification_server_pump(server);
-  EXPECT_EQ(2U, arrived());
+  EXPECT_EQ(arrived(), 2U);
 }
 
 }  // namespace

@@ -18,12 +18,12 @@ TEST(StoreCheck, WithoutATextIsAFailureThatNamesTheFile) {
   const std::string path = directory.path + "/state.db";
   std::string error;
   store_close(store_open(path, error));
-  ASSERT_EQ("", error);
+  ASSERT_EQ(error, "");
   no_text = true;
-  EXPECT_EQ(nullptr, store_open(path, error));
+  EXPECT_EQ(store_open(path, error), nullptr);
   no_text = false;
-  EXPECT_EQ(0U, error.find(path + ": ")) << error;
-  EXPECT_LT(path.size() + 2, error.size()) << error;
+  EXPECT_EQ(error.find(path + ": "), 0U) << error;
+  EXPECT_GT(error.size(), path.size() + 2) << error;
 }
 
 }  // namespace

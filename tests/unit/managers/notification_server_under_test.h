@@ -21,16 +21,16 @@ struct notification_server_under_test : switch_under_test {
   void SetUp() override {
     switch_under_test::SetUp();
     std::string error;
-    ASSERT_EQ(0, log_open("info", log_path(), error));
+    ASSERT_EQ(log_open("info", log_path(), error), 0);
     base = event_base_new();
     server = notification_server_open(base, directory.path.c_str(), managers);
-    ASSERT_NE(nullptr, server);
+    ASSERT_NE(server, nullptr);
   }
   void TearDown() override {
     notification_server_close(server);
     event_base_free(base);
     std::string error;
-    EXPECT_EQ(0, log_open("error", "", error));
+    EXPECT_EQ(log_open("error", "", error), 0);
     switch_under_test::TearDown();
   }
   std::string log_path() const { return directory.path + "/log"; }

@@ -13,7 +13,7 @@
 
 temporary_directory::temporary_directory() {
   std::string pattern = (std::filesystem::temp_directory_path() / "managers-XXXXXX").string();
-  EXPECT_NE(nullptr, mkdtemp(pattern.data()));
+  EXPECT_NE(mkdtemp(pattern.data()), nullptr);
   path = pattern;
 }
 
@@ -57,11 +57,11 @@ void switch_under_test::open() {
   };
   std::string error;
   managers.kept = store_open(store_path(), error);
-  ASSERT_NE(nullptr, managers.kept) << error;
-  ASSERT_EQ(0, store_load(managers.kept, managers.state, error)) << error;
+  ASSERT_NE(managers.kept, nullptr) << error;
+  ASSERT_EQ(store_load(managers.kept, managers.state, error), 0) << error;
   if (managers.state.vsans.empty()) {
     switch_change change = small_configuration();
-    ASSERT_EQ(0, managers_first_start(managers, change, error)) << error;
+    ASSERT_EQ(managers_first_start(managers, change, error), 0) << error;
   }
 }
 
@@ -155,7 +155,7 @@ uint32_t word_at(const message_reply &reply, size_t offset) {
 
 vsanEntry switch_under_test::row_of(uint32_t vsan) {
   const message_reply reply = ask(kOpVsanRow, kMsgGet, row_payload(vsan));
-  EXPECT_EQ(0, reply.status);
+  EXPECT_EQ(reply.status, 0);
   vsanEntry row = {};
   for (const row_word &each : kRowWords) {
     row.*each.field = word_at(reply, kRowAt + each.offset);
@@ -195,7 +195,7 @@ vsanEntry new_row(uint32_t vsan, const std::string &name) {
 static std::string dump_table(sqlite3 *db, const std::string &table) {
   std::string text = table + ":";
   sqlite3_stmt *rows = nullptr;
-  EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, ("SELECT * FROM " + table).c_str(), -1, &rows, nullptr));
+  EXPECT_EQ(sqlite3_prepare_v2(db, ("SELECT * FROM " + table).c_str(), -1, &rows, nullptr), SQLITE_OK);
   while (sqlite3_step(rows) == SQLITE_ROW) {
     text += "\n ";
     for (int column = 0; column < sqlite3_column_count(rows); ++column) {
@@ -209,8 +209,8 @@ static std::string dump_table(sqlite3 *db, const std::string &table) {
 
 std::string switch_under_test::store_content() const {
   sqlite3 *db = nullptr;
-  EXPECT_EQ(SQLITE_OK,
-            sqlite3_open_v2(("file:" + store_path()).c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr));
+  EXPECT_EQ(sqlite3_open_v2(("file:" + store_path()).c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr),
+            SQLITE_OK);
   std::string text;
   for (const char *table : {"vsan", "interface", "timer", "pending_timer", "kept_out", "setting", "notification"}) {
     text += dump_table(db, table);

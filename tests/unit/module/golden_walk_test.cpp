@@ -14,7 +14,8 @@ namespace {
 using namespace mib;
 using namespace std::string_view_literals;
 
-// VSANs 1 and 4093 as they are made, but that 4093 has no name; VSAN 9 differs from them in every column but the row status.
+// VSANs 1 and 4093 are as they are made, but that 4093 has no name. VSAN 9 differs from them in every column but the
+// row status.
 void make_small_world() {
   for (uint32_t vsan : {1, 9, 4093}) {
     fake::add_vsan(vsan);
