@@ -45,7 +45,9 @@ inline void PrintTo(const difference &d, std::ostream *out) {
     *out << "\n  now ";
     PrintTo(v, out);
   }
-  for (const name_t &name : d.gone) *out << "\n  gone " << text(name);
+  for (const name_t &name : d.gone) {
+    *out << "\n  gone " << text(name);
+  }
 }
 
 class FabricTest : public set_lab::SetTest {
@@ -54,7 +56,9 @@ class FabricTest : public set_lab::SetTest {
     snmp::client reader(l, snmp::community("public"), 30);
     values out;
     for (const varbind &v : snmp::bulkwalk(reader, root())) {
-      if (v.name != last_change()) out[v.name] = v;
+      if (v.name != last_change()) {
+        out[v.name] = v;
+      }
     }
     return out;
   }
@@ -64,10 +68,14 @@ class FabricTest : public set_lab::SetTest {
     difference d;
     for (const auto &[name, value] : now) {
       const auto old = before.find(name);
-      if (old == before.end() || !(old->second == value)) d.now.push_back(value);
+      if (old == before.end() || !(old->second == value)) {
+        d.now.push_back(value);
+      }
     }
     for (const auto &[name, value] : before) {
-      if (now.count(name) == 0) d.gone.push_back(name);
+      if (now.count(name) == 0) {
+        d.gone.push_back(name);
+      }
     }
     before = now;
     return d;

@@ -141,7 +141,9 @@ TEST_F(Fabric, ASwitchWideValueStaysThoughALaterVarbindOfThePduIsRefused) {
 
 std::vector<name_t> names_of(const std::vector<varbind> &walk) {
   std::vector<name_t> out;
-  for (const varbind &v : walk) out.push_back(v.name);
+  for (const varbind &v : walk) {
+    out.push_back(v.name);
+  }
   return out;
 }
 

@@ -65,8 +65,12 @@ bool in_ranges(const mib_file::object &o, long value) {
 }
 
 bool allows(const mib_file::object &o, const varbind &v) {
-  if (v.type == 4) return o.is_bits ? v.octets.size() == 1 : in_ranges(o, static_cast<long>(v.octets.size()));
-  if (!o.enumeration.empty()) return std::ranges::binary_search(o.enumeration, v.integer);
+  if (v.type == 4) {
+    return o.is_bits ? v.octets.size() == 1 : in_ranges(o, static_cast<long>(v.octets.size()));
+  }
+  if (!o.enumeration.empty()) {
+    return std::ranges::binary_search(o.enumeration, v.integer);
+  }
   return in_ranges(o, v.integer);
 }
 
@@ -84,7 +88,9 @@ class Mib : public ::testing::Test {
     std::vector<varbind> out;
     for (const varbind &v : walked) {
       const bool under = v.name.size() > o.oid.size() && std::equal(o.oid.begin(), o.oid.end(), v.name.begin());
-      if (under) out.push_back(v);
+      if (under) {
+        out.push_back(v);
+      }
     }
     return out;
   }
@@ -147,11 +153,15 @@ TEST_F(Mib, EveryIndexOfTheWalkIsOneThatTheFileAllows) {
 TEST_F(Mib, EveryReadableObjectOfTheFileIsAnsweredAndNoOthersAreThere) {
   std::vector<std::string> readable, expected;
   for (const mib_file::object &o : mib_file::all()) {
-    if (!o.readable) continue;
+    if (!o.readable) {
+      continue;
+    }
     readable.push_back(o.name);
     EXPECT_FALSE(instances(o).empty()) << o.name << " is promised and not answered";
   }
-  for (const named &n : kNames) expected.emplace_back(n.name);
+  for (const named &n : kNames) {
+    expected.emplace_back(n.name);
+  }
   std::ranges::sort(readable);
   std::ranges::sort(expected);
   EXPECT_EQ(readable, expected);
@@ -161,7 +171,9 @@ TEST_F(Mib, WhatTravelsInNotificationsOnlyIsNotAnswered) {
   snmp::client c(l, snmp::community("public"));
   size_t count = 0;
   for (const mib_file::object &o : mib_file::all()) {
-    if (!o.for_notify_only) continue;
+    if (!o.for_notify_only) {
+      continue;
+    }
     ++count;
     name_t instance = o.oid;
     instance.push_back(0);
@@ -179,7 +191,9 @@ TEST_F(Mib, ASetOfTheValueReadIsTakenWhereTheFileSaysSoAndNotWritableElsewhere) 
   constexpr int kNotWritable = 17;
   snmp::client c(l, snmp::community("private"));
   for (const mib_file::object &o : mib_file::all()) {
-    if (!o.readable) continue;
+    if (!o.readable) {
+      continue;
+    }
     const varbind v = instance_to_write(instances(o));
     EXPECT_EQ(snmp::set(c, {v}).status, o.writable ? 0 : kNotWritable) << o.name;
   }
@@ -190,7 +204,9 @@ TEST_F(Mib, ASetAcceptsBothEndsOfARangeAndNothingBeyondThem) {
   size_t count = 0;
   for (const mib_file::object &o : mib_file::all()) {
     // A VSAN that is not there is refused whatever its number.
-    if (!o.writable || o.asn_type == 4 || o.ranges.empty() || o.name == "vsanIfVsan") continue;
+    if (!o.writable || o.asn_type == 4 || o.ranges.empty() || o.name == "vsanIfVsan") {
+      continue;
+    }
     ++count;
     ASSERT_EQ(o.ranges.size(), 1u) << o.name;
     varbind v = instance_to_write(instances(o));
@@ -214,7 +230,9 @@ TEST_F(Mib, ASetAcceptsEveryValueOfAnEnumerationAndNoOther) {
   snmp::client c(l, snmp::community("private"));
   size_t count = 0;
   for (const mib_file::object &o : mib_file::all()) {
-    if (!o.writable || o.enumeration.empty() || o.is_bits) continue;
+    if (!o.writable || o.enumeration.empty() || o.is_bits) {
+      continue;
+    }
     ++count;
     const auto narrow = narrowed.find(o.name);
     const std::vector<long> &accepted = narrow == narrowed.end() ? o.enumeration : narrow->second;
@@ -262,7 +280,9 @@ std::vector<std::string> fields_of_trap(const lab::lab &l, const name_t &trap) {
   lab::wait_until([&] { return (log = lab::read_file(l.dir + "/traps.log")).find(marker) != std::string::npos; });
   const size_t at = log.find(marker);
   std::vector<std::string> out;
-  if (at == std::string::npos) return out;
+  if (at == std::string::npos) {
+    return out;
+  }
   const std::string line = log.substr(at + marker.size(), log.find('\n', at) - at - marker.size());
   for (size_t from = 0; from <= line.size();) {
     const size_t to = std::min(line.find('\t', from), line.size());

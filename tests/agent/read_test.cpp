@@ -41,7 +41,9 @@ std::vector<varbind> golden() {
   out.push_back(integer(vsan_number(), 5));
   out.push_back({last_change(), 0x43, 0, {}});
   const char *names[] = {"default", "five", "ten", "twenty", "last"};
-  for (size_t i = 0; i < 5; ++i) out.push_back(octets(vsan_cell(kName, kVsans[i]), names[i]));
+  for (size_t i = 0; i < 5; ++i) {
+    out.push_back(octets(vsan_cell(kName, kVsans[i]), names[i]));
+  }
   for (const column &c : kColumns) {
     for (size_t i = 0; i < 5; ++i) {
       const auto name = vsan_cell(c.id, kVsans[i]);
@@ -51,21 +53,31 @@ std::vector<varbind> golden() {
   }
   out.push_back(integer(if_number(), 5));
   const long vsan_of[] = {5, 10, 10, 20, 4093};
-  for (size_t i = 0; i < 5; ++i) out.push_back(integer(if_vsan(kIfs[i]), vsan_of[i]));
-  for (size_t i = 0; i < 5; ++i) out.push_back(integer(deny_list(kIfs[i]), 0));
+  for (size_t i = 0; i < 5; ++i) {
+    out.push_back(integer(if_vsan(kIfs[i]), vsan_of[i]));
+  }
+  for (size_t i = 0; i < 5; ++i) {
+    out.push_back(integer(deny_list(kIfs[i]), 0));
+  }
   for (size_t i = 0; i < 3; ++i) {
     out.push_back(integer(summary(static_cast<unsigned long>(vsan_of[i]), kIfs[i]), static_cast<long>(kIfs[i])));
   }
   const unsigned long scalars[] = {10000, 2000, 5000, 5000, 2000, 500};
-  for (unsigned long i = 0; i < 6; ++i) out.push_back(gauge(switch_wide(i + 1), scalars[i]));
+  for (unsigned long i = 0; i < 6; ++i) {
+    out.push_back(gauge(switch_wide(i + 1), scalars[i]));
+  }
   out.push_back(integer(switch_wide(kSwitchInorder), 2));
-  for (unsigned long vsan : kVsans) out.push_back(octets(timer_cell(kForceFlag, vsan), std::string(1, '\0')));
+  for (unsigned long vsan : kVsans) {
+    out.push_back(octets(timer_cell(kForceFlag, vsan), std::string(1, '\0')));
+  }
   const unsigned long timers[4][5] = {{10000, 9000, 10000, 10000, 10000},
                                       {2000, 2500, 2000, 2000, 2000},
                                       {5000, 5000, 5000, 5000, 5000},
                                       {5000, 5000, 5000, 5000, 5000}};
   for (unsigned long t = 0; t < 4; ++t) {
-    for (size_t i = 0; i < 5; ++i) out.push_back(gauge(timer_cell(kRatov + t, kVsans[i]), timers[t][i]));
+    for (size_t i = 0; i < 5; ++i) {
+      out.push_back(gauge(timer_cell(kRatov + t, kVsans[i]), timers[t][i]));
+    }
   }
   return out;
 }
@@ -78,7 +90,9 @@ class Read : public ::testing::Test {
 
 TEST_F(Read, GoldenWalkByGetOfEach) {
   snmp::client c(l, snmp::community("public"));
-  for (const varbind &v : golden()) EXPECT_EQ(snmp::get(c, {v.name}).varbinds.at(0), v);
+  for (const varbind &v : golden()) {
+    EXPECT_EQ(snmp::get(c, {v.name}).varbinds.at(0), v);
+  }
 }
 
 TEST_F(Read, GoldenWalkByGetNext) {
@@ -94,21 +108,26 @@ TEST_F(Read, GoldenWalkByGetNextOverV1AndV3) {
 
 TEST_F(Read, GoldenWalkByGetBulkOfEverySize) {
   snmp::client c(l, snmp::community("public"));
-  for (int repetitions : {1, 2, 7, 50, 200}) EXPECT_EQ(snmp::bulkwalk(c, root(), repetitions), golden()) << repetitions;
+  for (int repetitions : {1, 2, 7, 50, 200}) {
+    EXPECT_EQ(snmp::bulkwalk(c, root(), repetitions), golden()) << repetitions;
+  }
 }
 
 TEST_F(Read, GoldenWalkByGetNextARowAPduCostsOneMessageARow) {
   snmp::client c(l, snmp::community("public"));
   std::vector<name_t> at;
-  for (unsigned long id : kVsanColumns) at.push_back(vsan_column(id));
+  for (unsigned long id : kVsanColumns) {
+    at.push_back(vsan_column(id));
+  }
   std::vector<varbind> seen;
   const auto messages = [&] {
     const std::string history = lab::ctl(l, {"history"}).output;
     size_t count = 0;
     for (size_t p = 0;
          (p = history.find("Sending GETNEXT request to VSAN mgr with payload (size = 2632)", p)) != std::string::npos;
-         ++p)
+         ++p) {
       ++count;
+    }
     return count;
   };
   const size_t before = messages();
@@ -143,7 +162,9 @@ std::vector<varbind> golden_of_tenant() {
     const bool is_row = is_under(v.name, vsan_table()) || is_under(v.name, timer_table());
     const bool is_summary = is_under(v.name, summary_table());
     const unsigned long vsan = is_summary ? v.name[14] : v.name.back();
-    if ((is_row || is_summary) && vsan != 10 && vsan != 20) continue;
+    if ((is_row || is_summary) && vsan != 10 && vsan != 20) {
+      continue;
+    }
     out.push_back(v);
   }
   return out;
@@ -196,7 +217,9 @@ double seconds_of(const std::function<void()> &step) {
 void expect_known(const std::vector<varbind> &seen) {
   const auto all = golden();
   for (const varbind &v : seen) {
-    if (v.name == last_change()) continue;
+    if (v.name == last_change()) {
+      continue;
+    }
     EXPECT_NE(std::find(all.begin(), all.end(), v), all.end()) << text(v.name);
   }
 }
@@ -219,13 +242,17 @@ TEST_F(Read, SwitchdStoppedCostsOneTimeoutAPduAndAnswersAtOnceWhenItGoesOn) {
   lab::signal(l.switchd, SIGSTOP);
   std::vector<name_t> names;
   for (unsigned long id : {2, 3, 4, 5, 6, 8}) {
-    for (unsigned long vsan : kVsans) names.push_back(vsan_cell(id, vsan));
+    for (unsigned long vsan : kVsans) {
+      names.push_back(vsan_cell(id, vsan));
+    }
   }
   snmp::answer answer;
   const double took = seconds_of([&] { answer = snmp::get(c, names); });
   EXPECT_GT(took, 3.0);
   EXPECT_LT(took, 9.0) << "one time-out of 4 s, not thirty";
-  for (const varbind &v : answer.varbinds) EXPECT_EQ(v.type, snmp::kNoSuchInstance) << text(v.name);
+  for (const varbind &v : answer.varbinds) {
+    EXPECT_EQ(v.type, snmp::kNoSuchInstance) << text(v.name);
+  }
   lab::signal(l.switchd, SIGCONT);
   EXPECT_TRUE(lab::wait_until([&] { return snmp::get(c, {vsan_cell(kName, 5)}).varbinds.at(0).type == 4; }, 3));
   EXPECT_EQ(snmp::walk(c, root()), golden()) << "late answers are nobody's";
@@ -239,10 +266,14 @@ TEST_F(Read, SwitchdRestartedAtEveryStepOfAWalkGivesNoWrongValue) {
     ASSERT_TRUE(answer.sent_back);
     std::vector<varbind> seen;
     for (const varbind &v : answer.varbinds) {
-      if (v.type < snmp::kNoSuchObject && v.name < root({2})) seen.push_back(v);
+      if (v.type < snmp::kNoSuchObject && v.name < root({2})) {
+        seen.push_back(v);
+      }
     }
     expect_known(seen);
-    if (seen.empty()) break;
+    if (seen.empty()) {
+      break;
+    }
     at = seen.back().name;
     lab::stop(l.switchd, step % 2 == 0 ? SIGKILL : SIGTERM);
     lab::start_switchd(l);
@@ -308,10 +339,16 @@ TEST_F(ReadLarge, EveryColumnIsCompleteAndTheWalkAscends) {
     });
   };
   EXPECT_EQ(whole.at(0), integer(vsan_number(), 4093));
-  for (unsigned long id : kVsanColumns) EXPECT_EQ(count(vsan_column(id)), 4093) << id;
-  for (unsigned long id : {1, 2}) EXPECT_EQ(count(if_column(id)), 512) << id;
+  for (unsigned long id : kVsanColumns) {
+    EXPECT_EQ(count(vsan_column(id)), 4093) << id;
+  }
+  for (unsigned long id : {1, 2}) {
+    EXPECT_EQ(count(if_column(id)), 512) << id;
+  }
   EXPECT_GT(count(summary_table()), 0);
-  for (unsigned long id : kTimerColumns) EXPECT_EQ(count(timer_column(id)), 4093) << id;
+  for (unsigned long id : kTimerColumns) {
+    EXPECT_EQ(count(timer_column(id)), 4093) << id;
+  }
 }
 
 TEST_F(ReadLarge, GetNextOneByOneGivesTheSameWalk) {
@@ -323,7 +360,9 @@ TEST_F(ReadLarge, GetOfEachGivesTheSameValues) {
   snmp::client c(l, snmp::community("public"), 10);
   for (size_t i = 0; i < whole.size(); i += 25) {
     std::vector<name_t> names;
-    for (size_t j = i; j < std::min(i + 25, whole.size()); ++j) names.push_back(whole[j].name);
+    for (size_t j = i; j < std::min(i + 25, whole.size()); ++j) {
+      names.push_back(whole[j].name);
+    }
     const auto answer = snmp::get(c, names);
     ASSERT_EQ(answer.varbinds.size(), names.size());
     ASSERT_TRUE(std::equal(answer.varbinds.begin(), answer.varbinds.end(), whole.begin() + static_cast<long>(i))) << i;
@@ -335,8 +374,12 @@ TEST_F(ReadLarge, GetNextAndGetBulkARowWideGiveTheSameCells) {
   snmp::client c(l, snmp::community("public"), 10);
   for (int repetitions : {0, 4}) {
     std::vector<name_t> at;
-    for (unsigned long id : kVsanColumns) at.push_back(vsan_column(id));
-    for (unsigned long id : kTimerColumns) at.push_back(timer_column(id));
+    for (unsigned long id : kVsanColumns) {
+      at.push_back(vsan_column(id));
+    }
+    for (unsigned long id : kTimerColumns) {
+      at.push_back(timer_column(id));
+    }
     const auto columns = at;
     std::vector<varbind> seen;
     for (size_t row = 0; row < 4093; row += repetitions == 0 ? 1 : static_cast<size_t>(repetitions)) {
@@ -347,13 +390,17 @@ TEST_F(ReadLarge, GetNextAndGetBulkARowWideGiveTheSameCells) {
         const name_t &column = columns[i % columns.size()];
         at[i % columns.size()] = v.name;
         const bool inside = v.name.size() > column.size() && std::equal(column.begin(), column.end(), v.name.begin());
-        if (inside) seen.push_back(v);
+        if (inside) {
+          seen.push_back(v);
+        }
       }
     }
     std::sort(seen.begin(), seen.end(), [](const auto &x, const auto &y) { return x.name < y.name; });
     std::vector<varbind> expected;
     for (const varbind &v : whole) {
-      if (is_under(v.name, vsan_table()) || is_under(v.name, timer_table())) expected.push_back(v);
+      if (is_under(v.name, vsan_table()) || is_under(v.name, timer_table())) {
+        expected.push_back(v);
+      }
     }
     EXPECT_TRUE(seen == expected) << repetitions << ": " << seen.size() << " cells of " << expected.size();
   }

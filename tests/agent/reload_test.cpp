@@ -113,7 +113,9 @@ TEST(Exports, TheModuleExportsItsNamesAndNoOther) {
   std::string address, kind, name;
   while (lines >> address >> kind >> name) {
     // The sanitizers' instrumentation and versioned symbols of the C++ runtime are not ours.
-    if (name.rfind("__odr_asan", 0) != 0 && name.rfind("_ZTI", 0) != 0) found.insert(name);
+    if (name.rfind("__odr_asan", 0) != 0 && name.rfind("_ZTI", 0) != 0) {
+      found.insert(name);
+    }
   }
   EXPECT_EQ(found, std::set<std::string>(std::begin(kExports), std::end(kExports)));
 }
@@ -137,7 +139,9 @@ class Reload : public ::testing::Test {
   size_t count_in_log(const std::string &text) const {
     const std::string log = lab::read_file(l.dir + "/agent.log") + lab::read_file(l.snmpd.log);
     size_t count = 0;
-    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
+    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
+      ++count;
+    }
     return count;
   }
   lab::lab l;
@@ -154,7 +158,9 @@ TEST_F(Reload, AHundredSighupsLeaveACleanLogFlatMemoryAndAnswersRightAfter) {
     const auto answer = snmp::get(c, {vsan_cell(kName, 5), vsan_number()});
     ASSERT_TRUE(answer.sent_back) << "after SIGHUP " << i;
     ASSERT_EQ(answer.varbinds.at(0), octets(vsan_cell(kName, 5), "five")) << i;
-    if (i == 20) after_warm_up = lab::resident_kib(l.snmpd);
+    if (i == 20) {
+      after_warm_up = lab::resident_kib(l.snmpd);
+    }
   }
   // A stock agent grows by 3 KiB a SIGHUP on its own. The sanitizers' runtime keeps books of every library that was
   // ever mapped, so that memory says nothing there.
@@ -193,7 +199,9 @@ class ModuleTable : public Reload {
   }
   unsigned long row_of_module(snmp::client &c) {
     for (const auto &v : snmp::walk(c, {1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, 2})) {
-      if (v.octets == "vsan_mib") return v.name.back();
+      if (v.octets == "vsan_mib") {
+        return v.name.back();
+      }
     }
     return 0;
   }
@@ -209,7 +217,9 @@ TEST_F(ModuleTable, UnloadingAndLoadingThroughTheAgentLeavesNothingBehindAndWork
     ASSERT_EQ(snmp::set(c, {integer(cell(kStatus, row), kUnload)}).status, 0) << i;
     const auto gone = snmp::get(c, {vsan_number(), vsan_cell(kName, 5)});
     ASSERT_TRUE(gone.sent_back) << "the agent lives";
-    for (const auto &v : gone.varbinds) EXPECT_GE(v.type, snmp::kNoSuchObject);
+    for (const auto &v : gone.varbinds) {
+      EXPECT_GE(v.type, snmp::kNoSuchObject);
+    }
     EXPECT_TRUE(snmp::walk(c, root()).empty());
     ASSERT_EQ(snmp::set(c, {integer(cell(kStatus, row), kLoad)}).status, 0) << i;
     ASSERT_EQ(snmp::bulkwalk(c, root()), whole) << i;

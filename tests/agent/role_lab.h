@@ -25,7 +25,9 @@ inline std::string log_of(const lab::lab &l) {
 
 inline size_t count(const std::string &text, const std::string &what) {
   size_t found = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++found;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+    ++found;
+  }
   return found;
 }
 
@@ -34,7 +36,9 @@ inline std::string log_lines(const lab::lab &l, const std::string &what) {
   std::istringstream log(log_of(l));
   std::string out;
   for (std::string line; std::getline(log, line);) {
-    if (line.find(what) != std::string::npos) out += line + "\n";
+    if (line.find(what) != std::string::npos) {
+      out += line + "\n";
+    }
   }
   return out;
 }
@@ -52,7 +56,9 @@ inline std::string without(const std::string &text, const std::string &start) {
   std::istringstream in(text);
   std::string out;
   for (std::string line; std::getline(in, line);) {
-    if (line.rfind(start, 0) != 0) out += line + "\n";
+    if (line.rfind(start, 0) != 0) {
+      out += line + "\n";
+    }
   }
   return out;
 }
@@ -69,7 +75,9 @@ inline void restart_agent(lab::lab &l, const std::string &conf) {
   l.snmpd = lab::launch({"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux",
                          "--persistentDir=" + l.dir + "/agent", "-Lf", l.dir + "/agent.log", lab::agent_address(l)},
                         l.dir + "/snmpd.log", true);
-  if (!agent_answers(l)) throw std::runtime_error("the agent does not answer: " + log_of(l));
+  if (!agent_answers(l)) {
+    throw std::runtime_error("the agent does not answer: " + log_of(l));
+  }
 }
 
 // Has the running agent read this configuration.
@@ -89,7 +97,9 @@ inline int set_module(const lab::lab &l, const std::string &module, long status)
   };
   snmp::client c(l, snmp::community("private"), 10);
   for (const auto &v : snmp::walk(c, {1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, 2})) {
-    if (v.octets == module) return snmp::set(c, {integer(cell(5, v.name.back()), status)}).status;
+    if (v.octets == module) {
+      return snmp::set(c, {integer(cell(5, v.name.back()), status)}).status;
+    }
   }
   return -1;
 }

@@ -30,15 +30,23 @@ struct operation {
 
 char read_of(snmp::client &c, const name_t &name) {
   const snmp::answer answer = snmp::get(c, {name});
-  if (!answer.sent_back) return '?';
-  if (answer.status != 0) return 'E';
+  if (!answer.sent_back) {
+    return '?';
+  }
+  if (answer.status != 0) {
+    return 'E';
+  }
   return answer.varbinds.at(0).type == snmp::kNoSuchInstance ? '-' : 'v';
 }
 
 char write_of(snmp::client &c, const varbind &value) {
   const snmp::answer answer = snmp::set(c, {value});
-  if (!answer.sent_back) return '?';
-  if (answer.status == 0) return 'w';
+  if (!answer.sent_back) {
+    return '?';
+  }
+  if (answer.status == 0) {
+    return 'w';
+  }
   return answer.status == kGenErr ? 'x' : 'E';
 }
 
@@ -132,7 +140,9 @@ std::string outcome_of(const lab::lab &l, const subject &who) {
 
 std::string legend() {
   std::string out;
-  for (size_t i = 0; i < kOperations.size(); ++i) out += std::to_string(i + 1) + " " + kOperations[i].label + "\n";
+  for (size_t i = 0; i < kOperations.size(); ++i) {
+    out += std::to_string(i + 1) + " " + kOperations[i].label + "\n";
+  }
   return out;
 }
 

@@ -47,7 +47,9 @@ inline std::string without_vsan(const std::string &rows, unsigned long vsan) {
   std::istringstream in(rows);
   std::string out;
   for (std::string line; std::getline(in, line);) {
-    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) != 0) out += line + "\n";
+    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) != 0) {
+      out += line + "\n";
+    }
   }
   return out;
 }
@@ -56,7 +58,9 @@ inline std::string without_vsan(const std::string &rows, unsigned long vsan) {
 inline std::string vsan_line(const lab::lab &l, unsigned long vsan) {
   std::istringstream rows(lab::store_rows(l));
   for (std::string line; std::getline(rows, line);) {
-    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) == 0) return line;
+    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) == 0) {
+      return line;
+    }
   }
   return {};
 }
@@ -68,12 +72,16 @@ inline std::vector<std::string> sent_rows(const lab::lab &l) {
   for (std::string line; std::getline(history, line);) {
     const size_t at = line.find("Sending ");
     const size_t vsan = line.find(" req to vsan for vsan = ");
-    if (at == std::string::npos || vsan == std::string::npos) continue;
+    if (at == std::string::npos || vsan == std::string::npos) {
+      continue;
+    }
     std::istringstream rest(line.substr(vsan + strlen(" req to vsan for vsan = ")));
     std::string number, word, row_name;
     rest >> number >> word >> row_name;
     // An empty name leaves the next word of the line in its place.
-    if (row_name == "mediatype") row_name.clear();
+    if (row_name == "mediatype") {
+      row_name.clear();
+    }
     out.push_back(line.substr(at + 8, vsan - at - 8) + " " + number + " " + row_name);
   }
   return out;

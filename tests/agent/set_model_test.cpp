@@ -86,7 +86,9 @@ std::vector<varbind> random_pdu(dice &random) {
   while (pdu.size() < static_cast<size_t>(size)) {
     const varbind v = random_varbind(random);
     const bool there = std::any_of(pdu.begin(), pdu.end(), [&](const auto &each) { return each.name == v.name; });
-    if (!there) pdu.push_back(v);
+    if (!there) {
+      pdu.push_back(v);
+    }
   }
   return pdu;
 }
@@ -146,7 +148,9 @@ TEST(SetModel, AfterEveryRandomPduTheSwitchIsWhatTheModelSays) {
   dice random(seed);
   lab::lab l;
   lab::start(l);
-  for (const char *vsan : {"10", "20"}) ASSERT_EQ(lab::ctl(l, {"kdx", "keep-out", vsan}).status, 0);
+  for (const char *vsan : {"10", "20"}) {
+    ASSERT_EQ(lab::ctl(l, {"kdx", "keep-out", vsan}).status, 0);
+  }
   set_model::world model = small_switch();
   ASSERT_EQ(store_text(l), set_model::text_of(model));
 

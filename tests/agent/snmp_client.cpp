@@ -57,11 +57,15 @@ varbind from_library(const netsnmp_variable_list &v) {
 }
 
 answer exchange(client &c, netsnmp_pdu *pdu) {
-  if (c.next_request_id != 0) pdu->reqid = c.next_request_id;
+  if (c.next_request_id != 0) {
+    pdu->reqid = c.next_request_id;
+  }
   netsnmp_pdu *response = nullptr;
   answer out;
   if (snmp_sess_synch_response(c.session, pdu, &response) != STAT_SUCCESS || response == nullptr) {
-    if (response != nullptr) snmp_free_pdu(response);
+    if (response != nullptr) {
+      snmp_free_pdu(response);
+    }
     return out;
   }
   out.sent_back = true;
@@ -76,7 +80,9 @@ answer exchange(client &c, netsnmp_pdu *pdu) {
 
 netsnmp_pdu *request(int command, const std::vector<name_t> &names) {
   netsnmp_pdu *pdu = snmp_pdu_create(command);
-  for (const name_t &name : names) snmp_add_null_var(pdu, name.data(), name.size());
+  for (const name_t &name : names) {
+    snmp_add_null_var(pdu, name.data(), name.size());
+  }
   return pdu;
 }
 
@@ -108,7 +114,9 @@ client::client(const ::lab::lab &l, const identity &who, double timeout_seconds)
     s.community_len = name.size();
   }
   session = snmp_sess_open(&s);
-  if (session == nullptr) throw std::runtime_error("cannot open an SNMP session to " + peer);
+  if (session == nullptr) {
+    throw std::runtime_error("cannot open an SNMP session to " + peer);
+  }
 }
 
 client::~client() {
@@ -160,9 +168,13 @@ std::vector<varbind> bulkwalk(client &c, const name_t &prefix, int repetitions, 
   name_t at = prefix;
   while (out.size() < most) {
     const answer a = getbulk(c, {at}, repetitions);
-    if (!a.sent_back || a.status != 0 || a.varbinds.empty()) return out;
+    if (!a.sent_back || a.status != 0 || a.varbinds.empty()) {
+      return out;
+    }
     for (const varbind &v : a.varbinds) {
-      if (!is_under(v.name, prefix) || v.type >= kNoSuchObject) return out;
+      if (!is_under(v.name, prefix) || v.type >= kNoSuchObject) {
+        return out;
+      }
       out.push_back(v);
     }
     at = a.varbinds.back().name;

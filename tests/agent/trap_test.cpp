@@ -155,7 +155,9 @@ class Burst : public ::testing::Test {
     raise(from, to);
     const size_t before = s->count();
     lab::signal(l.snmpd, SIGCONT);
-    while (s->count() < before + 40) usleep(100);
+    while (s->count() < before + 40) {
+      usleep(100);
+    }
   }
   // What arrived, once the agent has taken everything.
   std::vector<move> arrived() {
@@ -175,7 +177,9 @@ class Burst : public ::testing::Test {
     std::vector<move> first;
     std::set<move> seen;
     for (const move &m : got) {
-      if (seen.insert(m).second) first.push_back(m);
+      if (seen.insert(m).second) {
+        first.push_back(m);
+      }
     }
     EXPECT_TRUE(first == made) << first.size() << " of " << made.size();
     EXPECT_LE(got.size() - first.size(), repeats);
@@ -185,7 +189,9 @@ class Burst : public ::testing::Test {
     auto at = made.begin();
     for (const move &m : got) {
       at = std::find(at, made.end(), m);
-      if (at == made.end()) return false;
+      if (at == made.end()) {
+        return false;
+      }
       ++at;
     }
     return true;
@@ -227,7 +233,9 @@ TEST_F(Burst, TenThousandDuringAWalkArriveOnceAndInOrderOrAreCountedAsDroppedAnd
   EXPECT_EQ(std::set<move>(got.begin(), got.end()).size(), got.size()) << "none twice";
   EXPECT_TRUE(is_in_order(got));
   EXPECT_GE(walks, 1u);
-  for (size_t size : sizes) EXPECT_EQ(size, rows) << "every walk came to its end";
+  for (size_t size : sizes) {
+    EXPECT_EQ(size, rows) << "every walk came to its end";
+  }
   EXPECT_LT(own_kib(l.snmpd) - memory, kGrowthKib);
 }
 

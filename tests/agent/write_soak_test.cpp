@@ -98,7 +98,9 @@ TEST(WriteSoak, ManySetPdusLeaveTheMemoryOfAgentAndManagerFlat) {
   const long agent_after = lab::resident_kib(l.snmpd), manager_after = lab::resident_kib(l.switchd);
   printf("%lu PDUs, %.0f a second; KiB resident: snmpd %ld -> %ld, switchd %ld -> %ld\n", pdus,
          static_cast<double>(pdus - warm) / seconds, agent_before, agent_after, manager_before, manager_after);
-  for (const auto &[status, count] : statuses) printf("  status %d: %lu\n", status, count);
+  for (const auto &[status, count] : statuses) {
+    printf("  status %d: %lu\n", status, count);
+  }
   EXPECT_LT(agent_after - agent_before, growth_kib);
   EXPECT_LT(manager_after - manager_before, growth_kib);
   // The mix did what it is for: accepted, and refused by check, by absence and by the manager.
@@ -145,7 +147,9 @@ unsigned long write_until_killed(snmp::client &writer, std::mt19937 &random, uns
 row_name name_in_agent(snmp::client &c, unsigned long vsan) {
   const snmp::answer answer = snmp::get(c, {vsan_cell(kName, vsan)});
   EXPECT_TRUE(answer.sent_back);
-  if (!answer.sent_back || answer.varbinds[0].type != 4) return {};
+  if (!answer.sent_back || answer.varbinds[0].type != 4) {
+    return {};
+  }
   return answer.varbinds[0].octets;
 }
 

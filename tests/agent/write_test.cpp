@@ -108,7 +108,9 @@ TEST_F(Write, SixColumnsOfThreeVsansSendThreeRows) {
   EXPECT_EQ(vsan_line(l, 5), "vsan 5|n5|1|2|2048|1|100|1|5");
   EXPECT_EQ(vsan_line(l, 10), "vsan 10|n10|1|2|2112|1|100|1|10");
   EXPECT_EQ(vsan_line(l, 20), "vsan 20|n20|1|2|2112|1|100|1|20");
-  for (const varbind &v : pdu) EXPECT_EQ(get(v.name), v);
+  for (const varbind &v : pdu) {
+    EXPECT_EQ(get(v.name), v);
+  }
 }
 
 TEST_F(Write, TheSameColumnTwiceInOnePduTakesTheLastValueInOneRow) {
@@ -140,7 +142,9 @@ TEST_F(Write, DestroySendsOneDeleteAndTheInterfacesGoHomeToVsanOne) {
   EXPECT_EQ(sent(), (rows{"DELETE 10 ten"}));
   EXPECT_EQ(vsan_line(l, 10), "");
   EXPECT_EQ(get(vsan_cell(kName, 10)).type, snmp::kNoSuchInstance);
-  for (unsigned long interface : {16781312ul, 16785408ul}) EXPECT_EQ(get(if_vsan(interface)).integer, 1);
+  for (unsigned long interface : {16781312ul, 16785408ul}) {
+    EXPECT_EQ(get(if_vsan(interface)).integer, 1);
+  }
   EXPECT_EQ(get(vsan_cell(kOperState, 1)).integer, 1) << "VSAN 1 has active members now";
 }
 
@@ -216,7 +220,9 @@ INSTANTIATE_TEST_SUITE_P(RequestsByPresence, RowStatus,
 unsigned long requests_of_vsan_manager(const lab::lab &l) {
   const nlohmann::json status = nlohmann::json::parse(lab::ctl(l, {"--json", "show", "status"}).output);
   for (const nlohmann::json &service : status.at("services")) {
-    if (service.at("service") == "vsan-manager") return service.at("requests");
+    if (service.at("service") == "vsan-manager") {
+      return service.at("requests");
+    }
   }
   return 0;
 }

@@ -51,14 +51,24 @@ TEST_F(WriteValue, NumbersOutOfRangeAreWrongValueAndChangeNothing) {
   for (const writable &w : writable_numbers()) {
     SCOPED_TRACE(w.name);
     std::vector<long> refused = {static_cast<long>(w.high) + 1, 0x7fffffff};
-    if (w.low > 1) refused.insert(refused.end(), {0, static_cast<long>(w.low) - 1});
-    if (w.low == 1 && w.type == kInteger) refused.push_back(0);
+    if (w.low > 1) {
+      refused.insert(refused.end(), {0, static_cast<long>(w.low) - 1});
+    }
+    if (w.low == 1 && w.type == kInteger) {
+      refused.push_back(0);
+    }
     // Numbers that would pass if only some of their octets were read.
     refused.push_back(static_cast<long>(w.high) + 0x10000);
     refused.push_back(static_cast<long>(w.high) + 0x1000000);
-    if (w.type == kInteger) refused.insert(refused.end(), {-1, -0x7fffffff - 1, -256});
-    if (w.type == kGauge) refused.insert(refused.end(), {0x80000000L, 0xffffffffL});
-    for (const long value : refused) EXPECT_SET(set({number(w, value)}), kWrongValue, 1) << value;
+    if (w.type == kInteger) {
+      refused.insert(refused.end(), {-1, -0x7fffffff - 1, -256});
+    }
+    if (w.type == kGauge) {
+      refused.insert(refused.end(), {0x80000000L, 0xffffffffL});
+    }
+    for (const long value : refused) {
+      EXPECT_SET(set({number(w, value)}), kWrongValue, 1) << value;
+    }
   }
   EXPECT_EQ(lab::settled_dump(l), before);
 }
@@ -111,7 +121,9 @@ TEST_F(WriteValue, EveryOtherTypeIsWrongType) {
                               {w.oid, kIpAddress, 0, std::string("\0\0\0\1", 4)},
                               {w.oid, kNull, 0, {}}};
     for (const varbind &v : values) {
-      if (v.type == w.type) continue;
+      if (v.type == w.type) {
+        continue;
+      }
       EXPECT_SET(set({v}), kWrongType, 1) << w.name << " type " << v.type;
     }
     const unsigned long ids[] = {1, 3, 6};
@@ -126,11 +138,17 @@ TEST_F(WriteValue, EveryOtherTypeIsWrongType) {
 TEST_F(WriteValue, NamesOfUpTo32OctetsAreKeptOctetByOctetAcrossARestart) {
   const std::pair<unsigned long, std::string> names[] = {
       {1, ""}, {5, ""}, {10, std::string(32, 'n')}, {20, "\xff\x80\xc3\xa4\x7f\x01"}, {4093, "quote'\"`$;%|\\"}};
-  for (const auto &[vsan, text] : names) EXPECT_DONE(set({name(vsan, text)}));
-  for (const auto &[vsan, text] : names) EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  for (const auto &[vsan, text] : names) {
+    EXPECT_DONE(set({name(vsan, text)}));
+  }
+  for (const auto &[vsan, text] : names) {
+    EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  }
   lab::stop(l.switchd, SIGKILL);
   lab::start_switchd(l);
-  for (const auto &[vsan, text] : names) EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  for (const auto &[vsan, text] : names) {
+    EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  }
 }
 
 TEST_F(WriteValue, ANameOf33OctetsIsWrongLengthOneWithASpaceAnywhereIsWrongValue) {

@@ -56,7 +56,9 @@ class rogue {
   ~rogue() {
     ending_ = true;
     thread_.join();
-    for (const pollfd &each : connections_) close(each.fd);
+    for (const pollfd &each : connections_) {
+      close(each.fd);
+    }
     unlink(path_.c_str());
   }
   unsigned long answered() const { return answered_; }
@@ -65,15 +67,21 @@ class rogue {
   void run() {
     connections_.push_back({listener_, POLLIN, 0});
     while (!ending_) {
-      if (poll(connections_.data(), connections_.size(), 10) <= 0) continue;
-      for (size_t i = connections_.size(); i-- > 1;) serve(i);
+      if (poll(connections_.data(), connections_.size(), 10) <= 0) {
+        continue;
+      }
+      for (size_t i = connections_.size(); i-- > 1;) {
+        serve(i);
+      }
       if ((connections_[0].revents & POLLIN) != 0) {
         connections_.push_back({accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
       }
     }
   }
   void serve(size_t i) {
-    if (connections_[i].revents == 0) return;
+    if (connections_[i].revents == 0) {
+      return;
+    }
     uint8_t request[kMessageMax];
     const ssize_t got = recv(connections_[i].fd, request, sizeof request, MSG_DONTWAIT);
     message_header header;
@@ -99,7 +107,9 @@ class rogue {
 
 bytes noise(std::mt19937 &random, size_t size) {
   bytes out(size);
-  for (uint8_t &each : out) each = static_cast<uint8_t>(random());
+  for (uint8_t &each : out) {
+    each = static_cast<uint8_t>(random());
+  }
   return out;
 }
 
@@ -197,7 +207,9 @@ TEST_F(Rogue, SoundFramesWithPayloadsOfNoiseHarmNothing) {
     return frame(answer_header(request, size), noise(random, size));
   };
   with_lies(lie, [&] {
-    for (const name_t &each : one_of_each()) get(each);
+    for (const name_t &each : one_of_each()) {
+      get(each);
+    }
     snmp::client c(l, snmp::community("public"), 30);
     // The order of rows is the manager's, so that this walk may go round; each value is of its object's type all the
     // same.
@@ -206,7 +218,9 @@ TEST_F(Rogue, SoundFramesWithPayloadsOfNoiseHarmNothing) {
       EXPECT_TRUE(v.type == 2 || v.type == 0x42 || v.type == 0x43 || (is_text && v.type == 4)) << text(v.name);
       EXPECT_LE(v.octets.size(), 36u);
     }
-    for (int i = 0; i < 50; ++i) set({name(5, "y"), admin_state(10, 1), row_status(30, kCreateAndGo), move(kFc1, 10)});
+    for (int i = 0; i < 50; ++i) {
+      set({name(5, "y"), admin_state(10, 1), row_status(30, kCreateAndGo), move(kFc1, 10)});
+    }
   });
 }
 

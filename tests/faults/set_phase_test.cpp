@@ -165,7 +165,9 @@ class SetPhaseProcess : public SetPhase {
   // What the rows that were sent before the strike, and the one under way, come to.
   static std::vector<bool> sent_by(unsigned n) {
     std::vector<bool> out(3, false);
-    for (unsigned i = 0; i < kSends; ++i) out[i] = n > kLookUps + kFetches + i;
+    for (unsigned i = 0; i < kSends; ++i) {
+      out[i] = n > kLookUps + kFetches + i;
+    }
     return out;
   }
 };

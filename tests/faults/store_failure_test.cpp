@@ -52,7 +52,9 @@ class SmallDisk : public StoreFailure {
     lab::settled_dump(l);
     disk = l.dir + "/disk";
     std::filesystem::create_directory(disk);
-    if (mount("none", disk.c_str(), "tmpfs", 0, "size=400k") != 0) GTEST_SKIP() << "no right to mount a disk here";
+    if (mount("none", disk.c_str(), "tmpfs", 0, "size=400k") != 0) {
+      GTEST_SKIP() << "no right to mount a disk here";
+    }
     mounted = true;
     EXPECT_EQ(lab::stop(l.switchd), 0);
     std::filesystem::rename(l.dir + "/switch.db", l.dir + "/moved.db");

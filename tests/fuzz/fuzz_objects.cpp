@@ -14,11 +14,15 @@ constexpr int kStepsMax = 24;
 
 void make_world() {
   fake::reset();
-  for (uint32_t vsan : {1u, 5u, 9u, 10u, 4093u}) fake::add_vsan(vsan);
+  for (uint32_t vsan : {1u, 5u, 9u, 10u, 4093u}) {
+    fake::add_vsan(vsan);
+  }
   fake::add_interface(101, 5);
   fake::add_interface(102, 10, false);
   for (indxobj_t *list : {&vsanEntry_undo_list, &vsanEntry_list}) {
-    if (list->opaque[0] != nullptr) indxobj_destroy(list);
+    if (list->opaque[0] != nullptr) {
+      indxobj_destroy(list);
+    }
     indxobj_create(list, 0, 1, vsanEntry_comp, 1);
   }
 }
@@ -32,7 +36,9 @@ name_t take_name(fuzz_input &in, const struct variable7 &object) {
   name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
   name.insert(name.end(), object.name, object.name + object.namelen);
   const uint8_t shape = take_byte(in);
-  for (int i = 0; i < (shape & 3); ++i) name.push_back((shape & 4) != 0 ? take_word(in) : take_byte(in));
+  for (int i = 0; i < (shape & 3); ++i) {
+    name.push_back((shape & 4) != 0 ? take_word(in) : take_byte(in));
+  }
   return name;
 }
 
@@ -51,7 +57,9 @@ varbind take_varbind(fuzz_input &in) {
 
 void set_pdu(fuzz_input &in) {
   std::vector<varbind> varbinds;
-  for (int i = take_byte(in) % 4; i >= 0; --i) varbinds.push_back(take_varbind(in));
+  for (int i = take_byte(in) % 4; i >= 0; --i) {
+    varbinds.push_back(take_varbind(in));
+  }
   mini::set_pdu(varbinds);
   FUZZ_EXPECT(fake::listed(vsanEntry_list) == 0);
   FUZZ_EXPECT(fake::listed(vsanEntry_undo_list) == 0);
@@ -86,7 +94,9 @@ void find(fuzz_input &in) {
   FUZZ_EXPECT(length <= MAX_OID_LEN);
   // Every octet of the value can be read.
   volatile unsigned sum = 0;
-  for (size_t i = 0; value != nullptr && i < value_length; ++i) sum = sum + value[i];
+  for (size_t i = 0; value != nullptr && i < value_length; ++i) {
+    sum = sum + value[i];
+  }
 }
 
 // The value that the agent finds for a name before it writes there, or null.
@@ -105,9 +115,15 @@ void phases(fuzz_input &in) {
   const struct variable7 &object = take_object(in);
   WriteMethod *method = nullptr;
   set_table_set_methods(object.magic, &method);
-  if (method == nullptr) set_if_table_set_methods(object.magic, &method);
-  if (method == nullptr) set_fctimer_table_set_methods(object.magic, &method);
-  if (method == nullptr) method = write_vsanNotificationCntl;
+  if (method == nullptr) {
+    set_if_table_set_methods(object.magic, &method);
+  }
+  if (method == nullptr) {
+    set_fctimer_table_set_methods(object.magic, &method);
+  }
+  if (method == nullptr) {
+    method = write_vsanNotificationCntl;
+  }
   name_t name = take_name(in, object);
   for (int i = take_byte(in) % 6; i >= 0; --i) {
     const u_char type = kTypes[take_byte(in) % std::size(kTypes)];
@@ -136,6 +152,8 @@ constexpr void (*kSteps[])(fuzz_input &) = {set_pdu, getnext, find, ask_as, phas
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   make_world();
   fuzz_input in = {data, size};
-  for (int i = 0; i < kStepsMax && in.left > 0; ++i) kSteps[take_byte(in) % std::size(kSteps)](in);
+  for (int i = 0; i < kStepsMax && in.left > 0; ++i) {
+    kSteps[take_byte(in) % std::size(kSteps)](in);
+  }
   return 0;
 }

@@ -11,7 +11,9 @@ using vsan_varbinds = std::vector<varbind>;
 WriteMethod *setter_of(const varbind &v) {
   WriteMethod *method = nullptr;
   for (const struct variable7 &row : vsan_mib_variables) {
-    if (row.namelen == 5 && row.name[1] == 1 && row.name[4] == v.name[13]) set_table_set_methods(row.magic, &method);
+    if (row.namelen == 5 && row.name[1] == 1 && row.name[4] == v.name[13]) {
+      set_table_set_methods(row.magic, &method);
+    }
   }
   return method;
 }
@@ -20,12 +22,16 @@ class FinishedPdu : public ModuleTest {
  protected:
   void SetUp() override {
     ModuleTest::SetUp();
-    for (const uint32_t vsan : {5u, 6u}) fake::add_vsan(vsan);
+    for (const uint32_t vsan : {5u, 6u}) {
+      fake::add_vsan(vsan);
+    }
   }
   static int run(int action, const vsan_varbinds &pdu) {
     for (const varbind &v : pdu) {
       const int status = mini::phase(setter_of(v), action, v);
-      if (status != 0) return status;
+      if (status != 0) {
+        return status;
+      }
     }
     return 0;
   }
@@ -46,7 +52,9 @@ class FinishedPdu : public ModuleTest {
   static std::vector<std::pair<int, std::string>> sent() {
     std::vector<std::pair<int, std::string>> out;
     for (const fake::exchange &e : fake::the().sent(149)) {
-      if (e.msg_type >= 3) out.emplace_back(e.msg_type, fake::row_of(e.request).vsanName);
+      if (e.msg_type >= 3) {
+        out.emplace_back(e.msg_type, fake::row_of(e.request).vsanName);
+      }
     }
     return out;
   }

@@ -19,11 +19,19 @@ constexpr double kAtOnce = 2.0;
 // Every object of the module, as a GETNEXT names it.
 std::vector<name_t> all_columns() {
   std::vector<name_t> names = {root({1, 1, 1}), root({1, 1, 2}), root({1, 2, 4})};
-  for (unsigned long column : kVsanColumns) names.push_back(vsan_column(column));
-  for (unsigned long column : {1, 2}) names.push_back(if_column(column));
+  for (unsigned long column : kVsanColumns) {
+    names.push_back(vsan_column(column));
+  }
+  for (unsigned long column : {1, 2}) {
+    names.push_back(if_column(column));
+  }
   names.push_back(summary_column());
-  for (unsigned long scalar : {1, 2, 3, 4, 5, 6, 7}) names.push_back(root({1, 4, scalar}));
-  for (unsigned long column : kTimerColumns) names.push_back(timer_column(column));
+  for (unsigned long scalar : {1, 2, 3, 4, 5, 6, 7}) {
+    names.push_back(root({1, 4, scalar}));
+  }
+  for (unsigned long column : kTimerColumns) {
+    names.push_back(timer_column(column));
+  }
   return names;
 }
 

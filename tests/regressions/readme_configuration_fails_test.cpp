@@ -10,7 +10,9 @@ using namespace role_lab;
 void replace(std::string &text, const std::string &what, const std::string &with) {
   const size_t at = text.find(what);
   ASSERT_NE(at, std::string::npos) << what << " is not in\n" << text;
-  for (size_t i = at; i != std::string::npos; i = text.find(what, i + with.size())) text.replace(i, what.size(), with);
+  for (size_t i = at; i != std::string::npos; i = text.find(what, i + with.size())) {
+    text.replace(i, what.size(), with);
+  }
 }
 
 // The fenced block that loads the module.
@@ -18,7 +20,9 @@ std::string readme_block() {
   const std::string readme = lab::read_file(LAB_SOURCE_DIR "/README.md");
   const size_t line = readme.find("\ndlmod switch_agent ");
   const size_t end = readme.find("\n```", line);
-  if (line == std::string::npos || end == std::string::npos) return {};
+  if (line == std::string::npos || end == std::string::npos) {
+    return {};
+  }
   return readme.substr(line + 1, end - line);
 }
 

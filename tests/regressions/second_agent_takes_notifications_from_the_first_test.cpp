@@ -21,7 +21,9 @@ class SecondAgent : public SetTest {
   }
   static size_t count(const std::string &in, const std::string &words) {
     size_t times = 0;
-    for (size_t at = 0; (at = in.find(words, at)) != std::string::npos; ++at) ++times;
+    for (size_t at = 0; (at = in.find(words, at)) != std::string::npos; ++at) {
+      ++times;
+    }
     return times;
   }
   lab::process second;

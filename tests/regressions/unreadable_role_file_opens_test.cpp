@@ -30,7 +30,9 @@ void restart_as_nobody(lab::lab &l, const std::string &files, bool searches = fa
                                       "--persistentDir=" + l.dir + "/agent",
                                       "-Lf",
                                       l.dir + "/agent.log"};
-  if (!searches) command.push_back("-C");
+  if (!searches) {
+    command.push_back("-C");
+  }
   command.push_back(lab::agent_address(l));
   l.snmpd = lab::launch(command, l.dir + "/snmpd.log", true);
 }
@@ -53,7 +55,9 @@ class UnreadableRoleFile : public testing::Test {
   lab::lab l;
 
   void SetUp() override {
-    if (geteuid() != 0) GTEST_SKIP() << "only root has privileges to give up";
+    if (geteuid() != 0) {
+      GTEST_SKIP() << "only root has privileges to give up";
+    }
     lab::start(l);
     lab::stop(l.snmpd);
   }

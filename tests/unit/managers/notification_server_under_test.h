@@ -41,7 +41,9 @@ struct notification_server_under_test : switch_under_test {
     address.sun_family = AF_UNIX;
     service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path, sizeof address.sun_path);
     const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0);
-    if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) return fd;
+    if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) {
+      return fd;
+    }
     ::close(fd);
     return -1;
   }

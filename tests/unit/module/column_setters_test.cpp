@@ -123,7 +123,9 @@ INSTANTIATE_TEST_SUITE_P(, ColumnSetters, ::testing::ValuesIn(kSetters),
 size_t lines_but_entries() {
   size_t count = 0;
   for (const auto &line : fake::the().history) {
-    if (line.second.find("write to") != std::string::npos || line.second.find("Wrong") != std::string::npos) ++count;
+    if (line.second.find("write to") != std::string::npos || line.second.find("Wrong") != std::string::npos) {
+      ++count;
+    }
   }
   return count;
 }
@@ -166,7 +168,9 @@ TEST_P(ColumnSetters, LengthsOfAnIntegerPass) {
 TEST_P(ColumnSetters, ValuesAtTheEdges) {
   const setter &s = GetParam();
   capture();
-  for (long value : s.accepted) EXPECT_EQ(run(RESERVE1, value), 0) << value;
+  for (long value : s.accepted) {
+    EXPECT_EQ(run(RESERVE1, value), 0) << value;
+  }
   EXPECT_EQ(lines_but_entries(), 0u);
   for (long value : s.refused) {
     fake::the().history.clear();
@@ -180,7 +184,9 @@ TEST_P(ColumnSetters, ValuesAtTheEdges) {
 }
 
 TEST_P(ColumnSetters, ValuesBeyond32BitsAreOutOfRangeAndNotCut) {
-  if (sizeof(long) == 4) GTEST_SKIP() << "a value has 32 bits here";
+  if (sizeof(long) == 4) {
+    GTEST_SKIP() << "a value has 32 bits here";
+  }
   EXPECT_EQ(run(RESERVE1, static_cast<long>(0x100000001LL)), SNMP_ERR_WRONGVALUE);
   EXPECT_EQ(run(RESERVE1, static_cast<long>(-0x100000000LL + 1)), SNMP_ERR_WRONGVALUE);
 }
@@ -258,7 +264,9 @@ TEST_F(Columns, NameOf32OctetsIsAcceptedAnd33AreRefused) {
 }
 
 TEST_F(Columns, NameWithASpaceIsRefusedWhereverItStands) {
-  for (const char *name : {" ", "a b", " a", "a "}) EXPECT_EQ(name_check(name), SNMP_ERR_WRONGVALUE) << name;
+  for (const char *name : {" ", "a b", " a", "a "}) {
+    EXPECT_EQ(name_check(name), SNMP_ERR_WRONGVALUE) << name;
+  }
   EXPECT_EQ(name_check(std::string("a\0b c", 5)), SNMP_ERR_WRONGVALUE);
 }
 
@@ -293,7 +301,9 @@ TEST_F(Columns, MediaTypeMtuAndDenyListAnswerNoSuchNameInEveryPhase) {
 
 TEST_F(Columns, InterOperTypeTracesEveryPhase) {
   const varbind v = integer(vsan_cell(kInterop, 10), 0);
-  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT, FREE, UNDO}) mini::phase(set_vsanInterOperType, action, v);
+  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT, FREE, UNDO}) {
+    mini::phase(set_vsanInterOperType, action, v);
+  }
   for (const char *line : {"set_vsanInterOperType(#) RESERVE1 \n", "set_vsanInterOperType(#) tmp_entry.vsanIndex:10 \n",
                            "set_vsanInterOperType(#) VSANINTEROPTYPE RESERVE2! \n",
                            "set_vsanInterOperType(#) ACTION! \n", "set_vsanInterOperType(#) COMMIT! \n",
@@ -305,7 +315,9 @@ TEST_F(Columns, InterOperTypeTracesEveryPhase) {
 
 TEST_F(Columns, InterOperModeTracesItsEntryAndReserve2) {
   const varbind v = integer(vsan_cell(kInterop, 10), 2);
-  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT}) mini::phase(set_vsanInterOperMode, action, v);
+  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT}) {
+    mini::phase(set_vsanInterOperMode, action, v);
+  }
   EXPECT_EQ(fake::the().count_traced("set_vsanInterOperMode(#) \n"), 4u);
   EXPECT_EQ(fake::the().count_traced("set_vsanInterOperMode(#) in RESERVE2 \n"), 1u);
   EXPECT_EQ(fake::the().vsans[10].vsanInteropMode, 2u);
@@ -320,7 +332,9 @@ TEST_F(Columns, AdminStateAndLoadBalancingTraceTheirReserve2) {
 TEST_F(Columns, AFailedPduOfSeveralVsansLeavesNothingPendingAndLaterPdusWork) {
   fake::add_vsan(20);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) return {};
+    if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) {
+      return {};
+    }
     return fake::reply{0x40190004, 0, {}, {}};
   };
   const auto result = mini::set_pdu({octets(vsan_cell(kName, 10), "a"), octets(vsan_cell(kName, 20), "b")});
@@ -337,7 +351,9 @@ TEST_F(Columns, AFailedPduWithADestroyRestoresTheRowWhateverTheOrder) {
   fake::add_vsan(20);
   for (bool column_first : {true, false}) {
     fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-      if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) return {};
+      if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) {
+        return {};
+      }
       return fake::reply{7, 0, {}, {}};
     };
     const varbind column = integer(vsan_cell(kAdminState, 10), 1);

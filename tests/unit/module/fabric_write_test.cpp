@@ -16,7 +16,9 @@ const std::vector<std::string> kBlockingSet(int opcode) {
 
 void refuse_writes(int status, int error = 0) {
   fake::the().overrule = [=](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type != 3) return {};
+    if (e.msg_type != 3) {
+      return {};
+    }
     return fake::reply{status, error, {}, {}};
   };
 }
@@ -113,7 +115,9 @@ TEST_P(TimerSetters, WrongTypeAndBadLengthAreTraced) {
 
 TEST_P(TimerSetters, AnOidThatNamesNoVsanIsAnInconsistentNameAndSendsNothing) {
   const timer &t = GetParam();
-  for (oid vsan : {0, 4096}) EXPECT_EQ(run(RESERVE1, t.low, vsan), SNMP_ERR_INCONSISTENTNAME) << vsan;
+  for (oid vsan : {0, 4096}) {
+    EXPECT_EQ(run(RESERVE1, t.low, vsan), SNMP_ERR_INCONSISTENTNAME) << vsan;
+  }
   EXPECT_EQ(run(RESERVE1, t.low, 4095), 0);
   const varbind longer = gauge(root({1, 4, 8, 1, t.column, 7, 7}), static_cast<unsigned long>(t.low));
   EXPECT_EQ(mini::phase(t.method, RESERVE1, longer), SNMP_ERR_INCONSISTENTNAME);
@@ -179,14 +183,18 @@ TEST_P(TimerSetters, ATimeoutIsGenErr) {
 }
 
 TEST_P(TimerSetters, OtherPhasesSendNothing) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6, -1}) EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6, -1}) {
+    EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 
 TEST_P(TimerSetters, EveryPhaseIsTracedAtItsEntryAsLogsAreSearchedFor) {
   const timer &t = GetParam();
   const bool ratov = t.type == 8;
-  for (int action = 0; action <= 5; ++action) run(action, t.low);
+  for (int action = 0; action <= 5; ++action) {
+    run(action, t.low);
+  }
   const std::string common = std::string(t.name) + " : setting the values";
   EXPECT_EQ(fake::the().count_traced(common), ratov ? 0u : 6u);
   for (const char *phase : {" RESERVE1 ", " RESERVE2 ", " ACTION", " FREE "}) {
@@ -210,7 +218,9 @@ class ForceFlag : public ModuleTest {
  protected:
   // The flags stick for the module's life: other tests start from none.
   void TearDown() override {
-    for (oid vsan = 30; vsan < 40; ++vsan) force(vsan, 0);
+    for (oid vsan = 30; vsan < 40; ++vsan) {
+      force(vsan, 0);
+    }
     ModuleTest::TearDown();
   }
   static long read(oid vsan) { return static_cast<u_char>(mini::get(timer_cell(kForceFlag, vsan))->octets.at(0)); }
@@ -233,7 +243,9 @@ TEST_F(ForceFlag, E0SetsAllThreeBitsAnd1FNoneAndClears) {
 TEST_F(ForceFlag, NothingIsSentAndUndoRestoresNothing) {
   force(31, static_cast<char>(0x80));
   EXPECT_EQ(set_flag(31, "\x40", UNDO), 0);
-  for (int action : {RESERVE2, COMMIT, FREE}) EXPECT_EQ(set_flag(31, "\x40", action), 0);
+  for (int action : {RESERVE2, COMMIT, FREE}) {
+    EXPECT_EQ(set_flag(31, "\x40", action), 0);
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
   EXPECT_EQ(read(31), 0x80);
 }
@@ -288,7 +300,9 @@ TEST_F(ForceFlag, BeforeATimerInThePduItTakesEffectAfterItItWaitsForTheNextOne) 
 TEST_F(ForceFlag, ATimerStaysInForceWhenALaterVarbindFails) {
   fake::add_vsan(37);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 140 || e.msg_type != 3) return {};
+    if (e.opcode != 140 || e.msg_type != 3) {
+      return {};
+    }
     return fake::reply{5, 0, {}, {}};
   };
   const auto result = mini::set_pdu({gauge(timer_cell(kRatov, 37), 6000), integer(switch_wide(kSwitchInorder), 1)});
@@ -359,8 +373,9 @@ TEST_P(GlobalSetters, BoundsAreAcceptedAndValuesBeyondRefusedSilently) {
   capture();
   EXPECT_EQ(run(RESERVE1, g.low), 0);
   EXPECT_EQ(run(RESERVE1, g.high), 0);
-  for (long value : {g.low - 1, g.high + 1, -1L, 4294967295L})
+  for (long value : {g.low - 1, g.high + 1, -1L, 4294967295L}) {
     EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  }
   EXPECT_EQ(captured(), "");
   EXPECT_TRUE(fake::the().history.empty());
   EXPECT_TRUE(fake::the().calls.empty()) << "no restriction, no message";
@@ -404,7 +419,9 @@ TEST_P(GlobalSetters, ARefusalEndsTheHeartbeatIsRecordedAndMapped) {
 }
 
 TEST_P(GlobalSetters, OtherPhasesDoNothing) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) {
+    EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  }
   EXPECT_TRUE(fake::the().calls.empty());
 }
 
@@ -437,7 +454,9 @@ TEST_F(InterfaceSetter, Vsan1And4095PassAnd0And4096AreRefusedSilently) {
   capture();
   EXPECT_EQ(run(RESERVE1, 1), 0);
   EXPECT_EQ(run(RESERVE1, 4095), 0);
-  for (long value : {0L, 4096L, -1L, 65537L}) EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  for (long value : {0L, 4096L, -1L, 65537L}) {
+    EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  }
   EXPECT_EQ(captured(), "");
 }
 
@@ -476,7 +495,9 @@ TEST_F(InterfaceSetter, ARefusedMoveIsRecordedAndMapped) {
 }
 
 TEST_F(InterfaceSetter, OtherPhasesSendNothingSoThatAMoveStays) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) EXPECT_EQ(run(action, 7), 0);
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) {
+    EXPECT_EQ(run(action, 7), 0);
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 

@@ -16,7 +16,9 @@ class Failures : public ModuleTest {
   }
   static void make_world() {
     fake::the().vsans.clear();
-    for (uint32_t vsan : {5, 7}) fake::add_vsan(vsan);
+    for (uint32_t vsan : {5, 7}) {
+      fake::add_vsan(vsan);
+    }
     fake::the().interfaces.clear();
     fake::add_interface(100, 5);
     fake::the().kdx_enabled = 1;
@@ -33,7 +35,9 @@ constexpr int kMostCalls = 200;
 
 TEST_F(Failures, AWalkGivesNoWrongValue) {
   std::vector<varbind> whole;
-  for (auto at = mini::getnext(root()); at; at = mini::getnext(at->name)) whole.push_back(*at);
+  for (auto at = mini::getnext(root()); at; at = mini::getnext(at->name)) {
+    whole.push_back(*at);
+  }
   ASSERT_GT(whole.size(), 28u);
   int nth = 1;
   for (; nth <= kMostCalls; ++nth) {
@@ -47,7 +51,9 @@ TEST_F(Failures, AWalkGivesNoWrongValue) {
       ASSERT_TRUE(before(at, answer->name));
       at = answer->name;
     }
-    if (!reached(nth)) break;
+    if (!reached(nth)) {
+      break;
+    }
   }
   EXPECT_LT(nth, kMostCalls) << "the sweep ends when no call is left to fail";
 }
@@ -83,7 +89,9 @@ TEST_F(Failures, AWriteLeavesNothingToSendAndTheNextOneWorks) {
       EXPECT_EQ(mini::set_pdu(w.pdu).status, 0) << w.name << ", after call " << nth << " failed";
       EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << w.name << ", after call " << nth << " failed";
       EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << w.name << ", after call " << nth << " failed";
-      if (!was_reached) break;
+      if (!was_reached) {
+        break;
+      }
     }
     EXPECT_LT(nth, kMostCalls) << w.name;
   }

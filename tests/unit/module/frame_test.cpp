@@ -186,7 +186,9 @@ size_t registered_objects() {
     name_t name = root();
     name.insert(name.end(), row.name, row.name + row.namelen);
     const netsnmp_subtree *subtree = netsnmp_subtree_find(name.data(), name.size(), nullptr, "");
-    if (subtree != nullptr && subtree->reginfo != nullptr && subtree->reginfo->rootoid_len == name.size()) ++count;
+    if (subtree != nullptr && subtree->reginfo != nullptr && subtree->reginfo->rootoid_len == name.size()) {
+      ++count;
+    }
   }
   return count;
 }

@@ -57,9 +57,13 @@ varbind value_of(const struct variable &vp, const found &f) {
 std::optional<varbind> serve_get(const name_t &name) {
   for (const struct variable7 &row : vsan_mib_variables) {
     struct variable vp = as_variable(row);
-    if (!is_under(name, name_of(vp))) continue;
+    if (!is_under(name, name_of(vp))) {
+      continue;
+    }
     const found f = find(vp, name, 1);
-    if (f.value == nullptr || f.name != name) return {};
+    if (f.value == nullptr || f.name != name) {
+      return {};
+    }
     return value_of(vp, f);
   }
   return {};
@@ -70,9 +74,13 @@ std::optional<varbind> serve_getnext(const name_t &name) {
     struct variable vp = as_variable(row);
     const name_t start = name_of(vp);
     const bool inside = is_under(name, start);
-    if (!inside && before(start, name)) continue;
+    if (!inside && before(start, name)) {
+      continue;
+    }
     const found f = find(vp, inside ? name : start, 0);
-    if (f.value != nullptr && before(name, f.name)) return value_of(vp, f);
+    if (f.value != nullptr && before(name, f.name)) {
+      return value_of(vp, f);
+    }
   }
   return {};
 }
@@ -105,10 +113,14 @@ std::vector<pending_write> group_by_column(const std::vector<varbind> &varbinds,
   for (size_t i = 0; i < varbinds.size(); ++i) {
     size_t row = 0;
     for (; row < kVsanMibObjects; ++row) {
-      if (is_under(varbinds[i].name, name_of(as_variable(vsan_mib_variables[row])))) break;
+      if (is_under(varbinds[i].name, name_of(as_variable(vsan_mib_variables[row])))) {
+        break;
+      }
     }
     if (row == kVsanMibObjects || vsan_mib_variables[row].acl != RWRITE) {
-      if (result->status == 0) *result = {SNMP_ERR_NOTWRITABLE, i + 1};
+      if (result->status == 0) {
+        *result = {SNMP_ERR_NOTWRITABLE, i + 1};
+      }
       continue;
     }
     auto after = std::find_if(grouped.rbegin(), grouped.rend(), [&](const auto &w) { return w.row == row; });
@@ -126,9 +138,13 @@ int call(const pending_write &w, int action) {
 
 void run_phase(const std::vector<pending_write> &writes, int action, set_result *result) {
   for (const pending_write &w : writes) {
-    if (w.at.write_method == nullptr) continue;
+    if (w.at.write_method == nullptr) {
+      continue;
+    }
     const int status = call(w, action);
-    if (status != 0 && result->status == 0) *result = {status, w.index};
+    if (status != 0 && result->status == 0) {
+      *result = {status, w.index};
+    }
   }
 }
 
@@ -147,7 +163,9 @@ std::optional<varbind> getnext(const name_t &name) {
 std::vector<std::optional<varbind>> getnext_pdu(const std::vector<name_t> &names) {
   ++fake::the().pdu;
   std::vector<std::optional<varbind>> answers;
-  for (const name_t &name : names) answers.push_back(serve_getnext(name));
+  for (const name_t &name : names) {
+    answers.push_back(serve_getnext(name));
+  }
   return answers;
 }
 
@@ -159,7 +177,9 @@ std::vector<std::vector<std::optional<varbind>>> getbulk_pdu(const std::vector<n
     std::vector<std::optional<varbind>> row;
     for (name_t &name : at) {
       row.push_back(serve_getnext(name));
-      if (row.back()) name = row.back()->name;
+      if (row.back()) {
+        name = row.back()->name;
+      }
     }
     rows.push_back(row);
   }
@@ -170,16 +190,24 @@ set_result set_pdu(const std::vector<varbind> &varbinds) {
   ++fake::the().pdu;
   set_result result;
   std::vector<pending_write> writes = group_by_column(varbinds, &result);
-  if (result.status != 0) return result;
+  if (result.status != 0) {
+    return result;
+  }
 
   for (pending_write &w : writes) {
     struct variable vp = as_variable(vsan_mib_variables[w.row]);
     w.at = find(vp, w.v->name, 1);
-    if (w.at.value != nullptr && w.at.name != w.v->name) w.at.value = nullptr;
+    if (w.at.value != nullptr && w.at.name != w.v->name) {
+      w.at.value = nullptr;
+    }
     const int status = w.at.write_method == nullptr ? SNMP_ERR_NOTWRITABLE : call(w, RESERVE1);
-    if (status != 0 && result.status == 0) result = {status, w.index};
+    if (status != 0 && result.status == 0) {
+      result = {status, w.index};
+    }
   }
-  if (result.status == 0) run_phase(writes, RESERVE2, &result);
+  if (result.status == 0) {
+    run_phase(writes, RESERVE2, &result);
+  }
   if (result.status != 0) {
     set_result ignored = {1, 1};
     run_phase(writes, FREE, &ignored);

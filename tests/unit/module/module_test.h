@@ -38,7 +38,9 @@ class ModuleTest : public ::testing::Test {
 
  private:
   static void make(indxobj_t *list) {
-    if (list->opaque[0] != nullptr) indxobj_destroy(list);
+    if (list->opaque[0] != nullptr) {
+      indxobj_destroy(list);
+    }
     indxobj_create(list, 0, 1, vsanEntry_comp, 1);
   }
 };

@@ -191,7 +191,9 @@ int control(int action, int32_t value, u_char type = ASN_INTEGER, size_t length 
 TEST_F(Notifications, ControlAccepts1And2AndRefusesOthers) {
   EXPECT_EQ(control(RESERVE1, 1), 0);
   EXPECT_EQ(control(RESERVE1, 2), 0);
-  for (int32_t value : {0, 3, -1, 258}) EXPECT_EQ(control(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  for (int32_t value : {0, 3, -1, 258}) {
+    EXPECT_EQ(control(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  }
   EXPECT_EQ(control(RESERVE1, 1, ASN_INTEGER, 0), 0) << "a length of 0 passes";
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
@@ -236,7 +238,9 @@ TEST_F(Notifications, ControlSendsTheGivenValueWhenCalledDirectly) {
 }
 
 TEST_F(Notifications, ControlDoesNothingInOtherPhases) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) EXPECT_EQ(control(action, 1), 0);
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) {
+    EXPECT_EQ(control(action, 1), 0);
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 

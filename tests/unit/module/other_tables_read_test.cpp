@@ -184,7 +184,9 @@ class TimerTableRead : public ModuleTest {
  protected:
   void SetUp() override {
     ModuleTest::SetUp();
-    for (uint32_t vsan : {5, 7, 4095}) fake::add_vsan(vsan);
+    for (uint32_t vsan : {5, 7, 4095}) {
+      fake::add_vsan(vsan);
+    }
   }
 };
 
@@ -310,7 +312,9 @@ TEST_F(TimerTableRead, WithShowRunningOnAPlainReadAsksForTheRunningValue) {
 // Answers type 5 with `status` for VSAN `vsan`, everything else as the faked manager does.
 auto refuse_pending(uint32_t vsan, int status) {
   return [=](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 127 || e.msg_type != 5 || e.request[13] != vsan) return {};
+    if (e.opcode != 127 || e.msg_type != 5 || e.request[13] != vsan) {
+      return {};
+    }
     return fake::reply{status, 0, {}, {}};
   };
 }
@@ -337,7 +341,9 @@ TEST_F(TimerTableRead, AVsanKeptOutOfDistributionIsSkippedAlsoByAGet) {
 TEST_F(TimerTableRead, EveryVsanKeptOutEndsTheTable) {
   fake::the().kdx_enabled = 1;
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 127) return {};
+    if (e.opcode != 127) {
+      return {};
+    }
     return fake::reply{0x40190002, 0, {}, {}};
   };
   EXPECT_FALSE(under(mini::getnext(timer_column(kFstov)), timer_table()));
@@ -345,7 +351,9 @@ TEST_F(TimerTableRead, EveryVsanKeptOutEndsTheTable) {
 
 TEST_F(TimerTableRead, WithDistributionOffTheSameStatusIsAnOrdinaryFailure) {
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 127) return {};
+    if (e.opcode != 127) {
+      return {};
+    }
     return fake::reply{0x40190002, 0, {}, {}};
   };
   EXPECT_FALSE(mini::get(timer_cell(kRatov, 5)).has_value());
@@ -411,7 +419,9 @@ TEST_F(TimerTableRead, ARestrictedUserWalksOnlyAllowedVsansAndGetsOnlyThose) {
 TEST_F(TimerTableRead, TracesOfAPlainReadInTheirOrder) {
   mini::get(timer_cell(kRatov, 7));
   std::vector<std::string> lines;
-  for (const auto &line : fake::the().history) lines.push_back(line.second);
+  for (const auto &line : fake::the().history) {
+    lines.push_back(line.second);
+  }
   EXPECT_EQ(lines, (std::vector<std::string>{
                        "get_vsanFcTimerEntry : before calling header_timer_ entry ",
                        "header_vsanFcTimerEntry : calling timer_instance() ",
@@ -488,7 +498,9 @@ TEST_F(SummaryRead, ARestrictedWalkSkipsWholeVsansAndResumesAtTheFirstInterfaceO
   EXPECT_EQ(mini::getnext(summary_column())->name, summary(10, 400));
   std::vector<std::string> asked;
   for (const std::string &call : fake::the().calls) {
-    if (call.rfind("pm ", 0) == 0) asked.push_back(call);
+    if (call.rfind("pm ", 0) == 0) {
+      asked.push_back(call);
+    }
   }
   EXPECT_EQ(asked, (std::vector<std::string>{"pm 2 0.0 operator session-1 5", "pm 2 10.0 operator session-1 5"}));
   EXPECT_FALSE(under(mini::getnext(summary(10, 400)), summary_table()));

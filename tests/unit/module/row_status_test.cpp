@@ -39,7 +39,9 @@ class RowStatus : public ModuleTest {
   static std::vector<std::pair<int, vsanEntry>> writes() {
     std::vector<std::pair<int, vsanEntry>> out;
     for (const fake::exchange &e : fake::the().sent(149)) {
-      if (e.msg_type >= 3) out.emplace_back(e.msg_type, fake::row_of(e.request));
+      if (e.msg_type >= 3) {
+        out.emplace_back(e.msg_type, fake::row_of(e.request));
+      }
     }
     return out;
   }
@@ -76,7 +78,9 @@ TEST_P(RowStatusChart, WithCommit) {
   EXPECT_EQ(run(RESERVE2, vsan, row.request, current), 0);
   EXPECT_EQ(run(ACTION, vsan, row.request, current), row.action);
   std::vector<int> sent;
-  for (const auto &w : writes()) sent.push_back(w.first);
+  for (const auto &w : writes()) {
+    sent.push_back(w.first);
+  }
   EXPECT_EQ(sent, row.sent);
   EXPECT_EQ(run(COMMIT, vsan, row.request, current), 0);
   EXPECT_EQ(writes().size(), row.sent.size());
@@ -84,7 +88,9 @@ TEST_P(RowStatusChart, WithCommit) {
 
 TEST_P(RowStatusChart, WithUndo) {
   const chart_row &row = GetParam();
-  if (row.reserve1 != 0) return;  // the agent frees, see above
+  if (row.reserve1 != 0) {
+    return;  // the agent frees, see above
+  }
   const oid vsan = row.present ? 10 : 11;
   const auto before = fake::the().vsans;
   u_char *current = look_up(vsan);
@@ -94,7 +100,9 @@ TEST_P(RowStatusChart, WithUndo) {
   const size_t so_far = writes().size();
   EXPECT_EQ(run(UNDO, vsan, row.request, current), 0);
   std::vector<int> sent;
-  for (size_t i = so_far; i < writes().size(); ++i) sent.push_back(writes()[i].first);
+  for (size_t i = so_far; i < writes().size(); ++i) {
+    sent.push_back(writes()[i].first);
+  }
   EXPECT_EQ(sent, row.sent_undo);
   ASSERT_EQ(fake::the().vsans.size(), before.size());
   EXPECT_EQ(memcmp(&fake::the().vsans[10], &before.at(10), sizeof(vsanEntry)), 0) << "the old row is restored";
@@ -161,7 +169,9 @@ TEST_F(RowStatus, FourOctetsAreAnIntegerToo) {
 TEST_F(RowStatus, Vsan0And4096AreRefusedBeforeTheValueIsLookedAtAnd4095Passes) {
   EXPECT_EQ(run(RESERVE1, 0, 99), SNMP_ERR_WRONGVALUE);
   EXPECT_EQ(run(RESERVE1, 4096, 99), SNMP_ERR_WRONGVALUE);
-  for (const auto &line : fake::the().history) EXPECT_EQ(line.second.find("long_ret"), std::string::npos);
+  for (const auto &line : fake::the().history) {
+    EXPECT_EQ(line.second.find("long_ret"), std::string::npos);
+  }
   EXPECT_EQ(run(RESERVE1, 4095, 4), 0);
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) set_vsanrowstatus long_ret:4095 \n"));
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) long_ret:4 \n"));
@@ -242,7 +252,9 @@ TEST_F(RowStatus, ARefusedSendIsRecordedAndMapped) {
   u_char *current = look_up(10);
   run(RESERVE1, 10, 6, current);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type < 3) return {};
+    if (e.msg_type < 3) {
+      return {};
+    }
     return fake::reply{0x40190004, 0, {}, {}};
   };
   EXPECT_EQ(run(ACTION, 10, 6), SNMP_ERR_INCONSISTENTNAME);
@@ -267,7 +279,9 @@ TEST_F(RowStatus, ACreationThatSentNothingIsNotUndoneByADelete) {
   for (bool readable : {true, false}) {
     EXPECT_EQ(run(RESERVE1, 10, 4, nullptr), 0);
     fake::the().overrule = [&](const fake::exchange &e) -> std::optional<fake::reply> {
-      if (readable || e.msg_type != 1) return {};
+      if (readable || e.msg_type != 1) {
+        return {};
+      }
       return fake::reply{-1, ETIMEDOUT, {}, {}};
     };
     ++fake::the().pdu;
@@ -356,7 +370,9 @@ TEST_F(RowStatus, ARowThatCannotBeAllocatedIsGenErr) {
 TEST_F(RowStatus, TracesOfACreationInTheirOrder) {
   run(RESERVE1, 11, 4);
   std::vector<std::string> lines;
-  for (const auto &line : fake::the().history) lines.push_back(line.second.substr(line.second.find(')') + 1));
+  for (const auto &line : fake::the().history) {
+    lines.push_back(line.second.substr(line.second.find(')') + 1));
+  }
   EXPECT_EQ(lines,
             (std::vector<std::string>{" \n", " In RESERVE1 \n", " set_vsanrowstatus long_ret:11 \n", " long_ret:4 \n",
                                       " RS_CREATEANDGO! \n", "set_vsanRowStatus  RS_CREATEANDGO! \n",

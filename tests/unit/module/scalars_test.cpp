@@ -55,8 +55,12 @@ const scalar kScalars[] = {
 };
 
 void make_world() {
-  for (uint32_t vsan : {1, 10, 20}) fake::add_vsan(vsan);
-  for (uint32_t interface : {5, 6}) fake::add_interface(interface, 1);
+  for (uint32_t vsan : {1, 10, 20}) {
+    fake::add_vsan(vsan);
+  }
+  for (uint32_t interface : {5, 6}) {
+    fake::add_interface(interface, 1);
+  }
   fake::the().latencies = {{17, 1700}, {18, 1800}};
   fake::the().inorder = 2;
 }
@@ -155,7 +159,9 @@ TEST_F(Scalars, TimerIsReadAsRunningWhileShowRunningIsOn) {
 TEST_F(Scalars, OnlyTimersAreReadAsPending) {
   fake::the().kdx_enabled = 1;
   for (const scalar &row : kScalars) {
-    if (row.opcode == 127) continue;
+    if (row.opcode == 127) {
+      continue;
+    }
     mini::get(row.instance);
     EXPECT_EQ(fake::the().exchanges.back().msg_type, 1) << row.object;
   }
@@ -185,12 +191,16 @@ TEST_F(Scalars, ChangeAfterTheAgentsStartReadsItsUptimeThen) {
 
 TEST_F(Scalars, SuccessWithoutAResponseBufferAnswersNothing) {
   fake::the().overrule = [](const fake::exchange &) { return fake::reply{}; };
-  for (const scalar &row : kScalars) EXPECT_FALSE(mini::get(row.instance).has_value()) << row.object;
+  for (const scalar &row : kScalars) {
+    EXPECT_FALSE(mini::get(row.instance).has_value()) << row.object;
+  }
 }
 
 TEST_F(Scalars, FailureWithAResponseBufferAnswersNothingAndFreesIt) {
   fake::the().overrule = [](const fake::exchange &) { return fake::reply{7, 0, fake::bytes(15, 1), {}}; };
-  for (const scalar &row : kScalars) EXPECT_FALSE(mini::get(row.instance).has_value()) << row.object;
+  for (const scalar &row : kScalars) {
+    EXPECT_FALSE(mini::get(row.instance).has_value()) << row.object;
+  }
 }
 
 // An answer shorter than what is copied is a broken exchange, whatever it lacks.
@@ -198,7 +208,9 @@ TEST_F(Scalars, ShortAnswersGiveNoValueAndAreNotReadPastTheirEnd) {
   for (const scalar &row : kScalars) {
     const size_t needed = row.opcode == 126 || row.opcode == 127 || row.opcode == 136 ? 8 : 4;
     for (size_t size = 0; size <= 16; ++size) {
-      if (size == row.size) continue;  // a size left as it went in says nothing
+      if (size == row.size) {
+        continue;  // a size left as it went in says nothing
+      }
       fake::the().overrule = [&](const fake::exchange &) { return fake::reply{0, 0, fake::bytes(size, 0), {}}; };
       EXPECT_EQ(mini::get(row.instance).has_value(), size >= needed) << row.object << " " << size;
     }
@@ -207,7 +219,9 @@ TEST_F(Scalars, ShortAnswersGiveNoValueAndAreNotReadPastTheirEnd) {
 
 TEST_F(Scalars, ASizeWordLeftAsItWentInSaysNothing) {
   fake::the().overrule = [](const fake::exchange &e) { return fake::reply{0, 0, fake::bytes(16, 0), e.size}; };
-  for (const scalar &row : kScalars) EXPECT_TRUE(mini::get(row.instance).has_value()) << row.object;
+  for (const scalar &row : kScalars) {
+    EXPECT_TRUE(mini::get(row.instance).has_value()) << row.object;
+  }
 }
 
 TEST_F(Scalars, CountsAndOtherValuesAreTwoDistinctWords) {

@@ -22,7 +22,9 @@ class SetLists : public ModuleTest {
     fake::add_vsan(20);
   }
   void TearDown() override {
-    for (oid vsan : {9, 10, 11, 20}) handle_free_vsanEntryList(name_of(vsan).data(), 15);
+    for (oid vsan : {9, 10, 11, 20}) {
+      handle_free_vsanEntryList(name_of(vsan).data(), 15);
+    }
     ModuleTest::TearDown();
   }
   static name_t name_of(oid vsan) { return vsan_cell(kName, vsan); }
@@ -39,7 +41,9 @@ class SetLists : public ModuleTest {
   static std::vector<fake::exchange> writes() {
     std::vector<fake::exchange> out;
     for (const fake::exchange &e : fake::the().sent(149)) {
-      if (e.msg_type >= 3) out.push_back(e);
+      if (e.msg_type >= 3) {
+        out.push_back(e);
+      }
     }
     return out;
   }
@@ -99,7 +103,9 @@ TEST_F(SetLists, InteropModeZeroIsStoredAs100) {
 TEST_F(SetLists, MediaTypeAndMtuAreNotWritableAndUnknownColumnsInconsistent) {
   EXPECT_EQ(gather_word(kVsanMediaType, 10, 1), SNMP_ERR_NOTWRITABLE);
   EXPECT_EQ(gather_word(kVsanMtu, 10, 1), SNMP_ERR_NOTWRITABLE);
-  for (int column : {0, 7, 9, 10, 15}) EXPECT_EQ(gather_word(column, 10, 1), SNMP_ERR_INCONSISTENTVALUE) << column;
+  for (int column : {0, 7, 9, 10, 15}) {
+    EXPECT_EQ(gather_word(column, 10, 1), SNMP_ERR_INCONSISTENTVALUE) << column;
+  }
   EXPECT_EQ(fake::the().count_traced("handle_onepdu_undo_vsanEntryList(#) *** InconsistantName! ***\n"), 5u);
 }
 
@@ -244,7 +250,9 @@ TEST_F(SetLists, ActionSendsTheWholeRowOnceInTheUsersName) {
 TEST_F(SetLists, ARefusedSendIsRecordedMappedAndNotRepeated) {
   gather(kVsanName, 10, "new", 3);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type != 3) return {};
+    if (e.msg_type != 3) {
+      return {};
+    }
     return fake::reply{0x40190004, 0, {}, {}};
   };
   EXPECT_EQ(send(10), SNMP_ERR_INCONSISTENTNAME);

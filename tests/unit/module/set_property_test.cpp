@@ -37,8 +37,12 @@ bool same_tables(const std::map<uint32_t, vsanEntry> &a, const std::map<uint32_t
 varbind random_varbind() {
   const oid vsan = *rc::gen::elementOf(std::vector<oid>(std::begin(kVsans), std::end(kVsans)));
   const int kind = *rc::gen::inRange(0, 8);
-  if (kind == 0) return integer(vsan_cell(kRowStatus, vsan), *rc::gen::element(1L, 4L, 4L, 6L, 5L));
-  if (kind <= 2) return octets(vsan_cell(kName, vsan), *rc::gen::element<std::string>("a", "", "b b", "longer-name"));
+  if (kind == 0) {
+    return integer(vsan_cell(kRowStatus, vsan), *rc::gen::element(1L, 4L, 4L, 6L, 5L));
+  }
+  if (kind <= 2) {
+    return octets(vsan_cell(kName, vsan), *rc::gen::element<std::string>("a", "", "b b", "longer-name"));
+  }
   const column_rule &rule = kColumns[*rc::gen::inRange<size_t>(0, std::size(kColumns))];
   const long value = *rc::gen::weightedElement<long>({{8, static_cast<long>(rule.low == 0 ? 1 : rule.low)},
                                                       {8, static_cast<long>(rule.high)},
@@ -54,8 +58,12 @@ struct verdict {
 
 bool value_passes(const varbind &v) {
   const oid column = v.name[13];
-  if (column == kName) return std::find(v.octets.begin(), v.octets.end(), ' ') == v.octets.end();
-  if (column == kRowStatus) return v.integer == 1 || v.integer == 4 || v.integer == 6;
+  if (column == kName) {
+    return std::find(v.octets.begin(), v.octets.end(), ' ') == v.octets.end();
+  }
+  if (column == kRowStatus) {
+    return v.integer == 1 || v.integer == 4 || v.integer == 6;
+  }
   for (const column_rule &rule : kColumns) {
     if (rule.column == column) {
       return static_cast<unsigned long>(v.integer) >= rule.low && static_cast<unsigned long>(v.integer) <= rule.high;
@@ -71,16 +79,28 @@ verdict judge(const std::vector<varbind> &pdu, const std::map<uint32_t, vsanEntr
   for (const varbind &v : pdu) {
     const auto vsan = static_cast<uint32_t>(v.name.back());
     const bool present = before.count(vsan) != 0;
-    if (!value_passes(v)) result.passes = false;
-    if (v.name[13] != kRowStatus) continue;
-    if (v.integer == 4 && present) result.passes = false;
-    if (v.integer == 4 && !present) result.created[vsan] = true;
+    if (!value_passes(v)) {
+      result.passes = false;
+    }
+    if (v.name[13] != kRowStatus) {
+      continue;
+    }
+    if (v.integer == 4 && present) {
+      result.passes = false;
+    }
+    if (v.integer == 4 && !present) {
+      result.created[vsan] = true;
+    }
     // A second listing of the row in one PDU is refused.
-    if ((present || v.integer == 4) && ++statuses[vsan] > 1) result.passes = false;
+    if ((present || v.integer == 4) && ++statuses[vsan] > 1) {
+      result.passes = false;
+    }
   }
   for (const varbind &v : pdu) {
     const auto vsan = static_cast<uint32_t>(v.name.back());
-    if (v.name[13] != kRowStatus && before.count(vsan) == 0 && !result.created[vsan]) result.passes = false;
+    if (v.name[13] != kRowStatus && before.count(vsan) == 0 && !result.created[vsan]) {
+      result.passes = false;
+    }
   }
   return result;
 }
@@ -93,7 +113,9 @@ TEST_F(SetProperty, ARefusedPduChangesNothingAnAcceptedOneDoesWhatItSaysAndNoneM
   const bool held = rc::check("random SET PDUs", [] {
     fake::the().vsans.clear();
     for (oid vsan : kVsans) {
-      if (*rc::gen::arbitrary<bool>()) fake::add_vsan(static_cast<uint32_t>(vsan));
+      if (*rc::gen::arbitrary<bool>()) {
+        fake::add_vsan(static_cast<uint32_t>(vsan));
+      }
     }
     const auto pdu =
         *rc::gen::container<std::vector<varbind>>(*rc::gen::inRange<size_t>(1, 5), rc::gen::exec(random_varbind));
@@ -112,28 +134,38 @@ TEST_F(SetProperty, ARefusedPduChangesNothingAnAcceptedOneDoesWhatItSaysAndNoneM
     if (!expected.passes) {
       RC_ASSERT(result.status != 0);
       RC_ASSERT(same_tables(fake::the().vsans, before));
-      for (const fake::exchange &e : fake::the().exchanges) RC_ASSERT(e.msg_type < 3);
+      for (const fake::exchange &e : fake::the().exchanges) {
+        RC_ASSERT(e.msg_type < 3);
+      }
     }
-    if (result.status != 0) return;
+    if (result.status != 0) {
+      return;
+    }
     RC_TAG(std::string("accepted"));
     // The last write of each column is in the table, unless the PDU destroys the VSAN or re-applies its row, which may
     // come after it: a PDU is served column by column.
     std::map<uint32_t, bool> settled_otherwise;
     for (const varbind &v : pdu) {
-      if (v.name[13] == kRowStatus && v.integer != 4) settled_otherwise[static_cast<uint32_t>(v.name.back())] = true;
+      if (v.name[13] == kRowStatus && v.integer != 4) {
+        settled_otherwise[static_cast<uint32_t>(v.name.back())] = true;
+      }
     }
     for (size_t i = 0; i < pdu.size(); ++i) {
       const auto vsan = static_cast<uint32_t>(pdu[i].name.back());
       const bool later = std::any_of(pdu.begin() + static_cast<long>(i) + 1, pdu.end(),
                                      [&](const varbind &v) { return v.name == pdu[i].name; });
-      if (settled_otherwise[vsan] || later) continue;
+      if (settled_otherwise[vsan] || later) {
+        continue;
+      }
       const auto row = fake::the().vsans.find(vsan);
       RC_ASSERT(row != fake::the().vsans.end());
       if (pdu[i].name[13] == kName) {
         RC_ASSERT(std::string(row->second.vsanName) == pdu[i].octets);
       }
       for (const column_rule &rule : kColumns) {
-        if (rule.column != pdu[i].name[13]) continue;
+        if (rule.column != pdu[i].name[13]) {
+          continue;
+        }
         const uint32_t stored = row->second.*rule.field;
         const auto written = static_cast<uint32_t>(pdu[i].integer);
         RC_ASSERT(stored == (rule.column == 10 && written == 0 ? 100u : written));

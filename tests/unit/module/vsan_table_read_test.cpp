@@ -12,14 +12,18 @@ class VsanTableRead : public ModuleTest {
  protected:
   void SetUp() override {
     ModuleTest::SetUp();
-    for (uint32_t vsan : {1, 5, 7, 10, 20}) fake::add_vsan(vsan);
+    for (uint32_t vsan : {1, 5, 7, 10, 20}) {
+      fake::add_vsan(vsan);
+    }
   }
 };
 
 // The rows asked for by opcode 149, as (type, VSAN).
 std::vector<std::pair<int, uint32_t>> asked() {
   std::vector<std::pair<int, uint32_t>> out;
-  for (const fake::exchange &e : fake::the().sent(149)) out.emplace_back(e.msg_type, fake::row_of(e.request).vsanIndex);
+  for (const fake::exchange &e : fake::the().sent(149)) {
+    out.emplace_back(e.msg_type, fake::row_of(e.request).vsanIndex);
+  }
   return out;
 }
 using asked_t = std::vector<std::pair<int, uint32_t>>;
@@ -79,7 +83,9 @@ TEST_F(VsanTableRead, GetMakesNoRangeCheck) {
 }
 
 TEST_F(VsanTableRead, OnlyTheLow32BitsOfASubIdentifierCount) {
-  if (sizeof(oid) == 4) GTEST_SKIP() << "a sub-identifier has 32 bits here";
+  if (sizeof(oid) == 4) {
+    GTEST_SKIP() << "a sub-identifier has 32 bits here";
+  }
   vsanEntry row;
   name_t name = vsan_cell(kName, static_cast<oid>(0x100000007ULL));
   name_t column_name = vsan_column(kName);
@@ -185,7 +191,9 @@ TEST_F(VsanTableRead, ANameOf32CharactersComesWhole) {
 }
 
 TEST_F(VsanTableRead, ColumnsTraceAsLogsAreSearchedFor) {
-  for (oid id : {kMediaType, kAdminState, kOperState}) mini::get(vsan_cell(id, 7));
+  for (oid id : {kMediaType, kAdminState, kOperState}) {
+    mini::get(vsan_cell(id, 7));
+  }
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) VSANMEDIATYPE \n"));
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) VSANADMINSTATE \n"));
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) VSANOPERSTATE  \n"));
@@ -349,7 +357,9 @@ TEST_F(VsanTableRestricted, AManagerThatGoesBackwardsEndsTheWalk) {
 
 TEST_F(VsanTableRead, AUserWhoIsNotRestrictedIsNotTestedAgainstTheSet) {
   mini::getnext(vsan_cell(kName, 1));
-  for (const std::string &call : fake::the().calls) EXPECT_EQ(call.find("allowed_in_list"), std::string::npos);
+  for (const std::string &call : fake::the().calls) {
+    EXPECT_EQ(call.find("allowed_in_list"), std::string::npos);
+  }
 }
 
 }  // namespace
