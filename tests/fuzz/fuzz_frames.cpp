@@ -4,7 +4,9 @@
 #include "message_frame.h"
 #include "notification_frame.h"
 
-static void read_message(const std::vector<uint8_t> &bytes) {
+namespace {
+
+void read_message(const std::vector<uint8_t> &bytes) {
   message_header header;
   if (message_header_read(bytes.data(), bytes.size(), &header) != 0) {
     return;
@@ -19,7 +21,7 @@ static void read_message(const std::vector<uint8_t> &bytes) {
               bytes.size());
 }
 
-static void read_notification(const std::vector<uint8_t> &bytes) {
+void read_notification(const std::vector<uint8_t> &bytes) {
   notification_frame frame;
   if (notification_frame_read(bytes.data(), bytes.size(), &frame) != 0) {
     return;
@@ -29,6 +31,8 @@ static void read_notification(const std::vector<uint8_t> &bytes) {
   FUZZ_EXPECT(notification_frame_write(frame, again) == bytes.size());
   FUZZ_EXPECT(memcmp(again, bytes.data(), bytes.size()) == 0);
 }
+
+}  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::vector<uint8_t> bytes(data, data + size);

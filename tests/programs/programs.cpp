@@ -10,7 +10,9 @@
 
 #include "switch_under_test.h"
 
-[[noreturn]] static void become(std::string program, std::vector<std::string> arguments) {
+namespace {
+
+[[noreturn]] void become(std::string program, std::vector<std::string> arguments) {
   std::vector<char *> argv{program.data()};
   for (std::string &each : arguments) {
     argv.push_back(each.data());
@@ -20,11 +22,13 @@
   _exit(127);
 }
 
-static void redirect(int from, const std::string &file) {
+void redirect(int from, const std::string &file) {
   const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   dup2(fd, from);
   close(fd);
 }
+
+}  // namespace
 
 pid_t start_program(const std::string &program, const std::vector<std::string> &arguments, const std::string &err_file,
                     std::string *printed) {

@@ -10,6 +10,8 @@
 #include "programs.h"
 #include "switch_under_test.h"
 
+namespace {
+
 struct Switchd : testing::Test {
   temporary_directory directory;
   std::vector<pid_t> children;
@@ -113,3 +115,5 @@ TEST_F(Switchd, TheLargestTopologyStartsWithinThreeSeconds) {
   EXPECT_EQ(line, "ready\n") << file_text(directory.path + "/stderr");
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
 }
+
+}  // namespace

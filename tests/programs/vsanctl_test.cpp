@@ -10,6 +10,8 @@
 #include "programs.h"
 #include "switch_under_test.h"
 
+namespace {
+
 using nlohmann::json;
 
 struct Vsanctl : testing::Test {
@@ -196,3 +198,5 @@ TEST_F(Vsanctl, DeletesAVsanThatSomebodyElseMade) {
   expect_done({"vsan", "delete", "50"});
   expect_refused({"vsan", "delete", "50"}, {"VSAN 50", "no such VSAN"});
 }
+
+}  // namespace

@@ -109,7 +109,7 @@ TEST_F(UndoneDestroy, AFreshRowCreatesABareVsan) {
 TEST_F(UndoneDestroy, SomebodyElsesRowDoesNotBringADeletedVsanBack) {
   const vsanEntry row = row_of(10);
   ASSERT_EQ(delete_row(10), 0);
-  EXPECT_REFUSED(kStatusNoVsan, set_row_as(row, "other"));
+  EXPECT_REFUSED(set_row_as(row, "other"), kStatusNoVsan);
   ASSERT_EQ(set_row(row), 0);  // the one who deleted it may
   EXPECT_EQ(find_interface(managers.state, 101)->vsan, 10U);
 }
@@ -118,7 +118,7 @@ TEST_F(UndoneDestroy, ANameThatIsTakenMeanwhileRefusesAllOfIt) {
   const vsanEntry row = row_of(10);
   ASSERT_EQ(delete_row(10), 0);
   ASSERT_EQ(set_row(new_row(50, "alpha")), 0);
-  EXPECT_REFUSED(kStatusVsanConflict, set_row(row));
+  EXPECT_REFUSED(set_row(row), kStatusVsanConflict);
 }
 
 }  // namespace

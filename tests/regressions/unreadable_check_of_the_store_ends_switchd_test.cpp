@@ -3,7 +3,11 @@
 
 #include "switch_under_test.h"
 
-static bool no_text;
+namespace {
+
+bool no_text;
+
+}  // namespace
 
 // The linker puts these around SQLite's own (--wrap).
 extern "C" const unsigned char *__real_sqlite3_column_text(sqlite3_stmt *row, int column);

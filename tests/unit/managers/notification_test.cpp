@@ -18,6 +18,8 @@
 #include "switch_under_test.h"
 #include "vsan_records.h"
 
+namespace {
+
 struct Notifications : switch_under_test {
   // "102 101 10>30" and "145 30 created admin oper", for each notification in the queue.
   std::vector<std::string> queue() {
@@ -86,8 +88,8 @@ TEST_F(Notifications, AMoveRaisesTheMembershipAndTheOperationalStatesThatFollow)
 }
 
 TEST_F(Notifications, ARefusedRequestRaisesNothing) {
-  EXPECT_REFUSED(kStatusNoVsan, delete_row(77));
-  EXPECT_REFUSED(kStatusNoVsan, move(101, 77));
+  EXPECT_REFUSED(delete_row(77), kStatusNoVsan);
+  EXPECT_REFUSED(move(101, 77), kStatusNoVsan);
   EXPECT_EQ(queue(), (texts{}));
 }
 
@@ -98,8 +100,8 @@ TEST_F(Notifications, ControlSwitchesThemOffAndOn) {
   ASSERT_EQ(ask(kOpNotificationControl, kMsgSet, words({1})).status, 0);
   ASSERT_EQ(delete_row(50), 0);
   EXPECT_EQ(queue(), (texts{"145 50 0 3 2"}));
-  EXPECT_REFUSED(kStatusNotificationRange, ask(kOpNotificationControl, kMsgSet, words({0})).status);
-  EXPECT_REFUSED(kStatusNotificationRange, ask(kOpNotificationControl, kMsgSet, words({3})).status);
+  EXPECT_REFUSED(ask(kOpNotificationControl, kMsgSet, words({0})).status, kStatusNotificationRange);
+  EXPECT_REFUSED(ask(kOpNotificationControl, kMsgSet, words({3})).status, kStatusNotificationRange);
 }
 
 TEST_F(Notifications, TheOldestAreDroppedAndCountedBeyond1024) {
@@ -207,7 +209,7 @@ struct Subscription : Notifications {
 
 using numbers = std::vector<uint64_t>;
 
-static numbers from_to(uint64_t first, uint64_t last) {
+numbers from_to(uint64_t first, uint64_t last) {
   numbers all;
   for (uint64_t number = first; number <= last; ++number) {
     all.push_back(number);
@@ -308,3 +310,5 @@ TEST_F(Subscription, MoreConnectionsThanAllowedAreClosedAtOnce) {
   EXPECT_TRUE(closed_by_server(connect_to_server()));
   EXPECT_FALSE(closed_by_server(sockets[0]));
 }
+
+}  // namespace

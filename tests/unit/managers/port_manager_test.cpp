@@ -7,6 +7,8 @@
 #include "switch_under_test.h"
 #include "vsan_records.h"
 
+namespace {
+
 struct PortManager : switch_under_test {
   message_reply membership(int msg_type, uint32_t vsan, uint32_t interface) {
     return ask_of(port_manager_handle, kOpActiveMembership, msg_type, words({vsan, interface, 0}));
@@ -76,9 +78,9 @@ TEST_F(PortManager, AnInterfaceTakenDownTakesItsVsanDown) {
 }
 
 TEST_F(PortManager, AnAbsentInterfaceOrABadStateIsRefused) {
-  EXPECT_REFUSED(kStatusNoEntry, admin(999, 1));
-  EXPECT_REFUSED(kStatusAdminStateRange, admin(101, 2));
-  EXPECT_REFUSED(kStatusWrongSize, ask_of(port_manager_handle, kOpInterface, kMsgSet, words({101, 0})).status);
+  EXPECT_REFUSED(admin(999, 1), kStatusNoEntry);
+  EXPECT_REFUSED(admin(101, 2), kStatusAdminStateRange);
+  EXPECT_REFUSED(ask_of(port_manager_handle, kOpInterface, kMsgSet, words({101, 0})).status, kStatusWrongSize);
 }
 
 TEST_F(PortManager, InterfacesAreReadInOrderWithTheirNames) {
@@ -92,3 +94,5 @@ TEST_F(PortManager, InterfacesAreReadInOrderWithTheirNames) {
   EXPECT_EQ(names, (std::vector<std::string>{"fc1/1", "fc1/2", "fc1/3", "fc1/4", "fc1/5"}));
   EXPECT_EQ(reply.status, kStatusNoEntry);
 }
+
+}  // namespace

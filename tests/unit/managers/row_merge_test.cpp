@@ -10,6 +10,8 @@
 #include "vsan_records.h"
 #include "vsan_row_copy.h"
 
+namespace {
+
 struct RowMerge : switch_under_test {
   int set_as(const std::string &user, const vsanEntry &row) {
     return ask(kOpVsanRow, kMsgSet, row_payload(row), user).status;
@@ -131,7 +133,7 @@ TEST_F(RowMerge, ARowWithoutItsCopyIsAWriteOfEveryColumn) {
 TEST_F(RowMerge, ARefusedRowIsNobodysWrite) {
   const vsanEntry read = row_of(10);
   ASSERT_EQ(set_as("nms", renamed(read, "new")), 0);
-  EXPECT_REFUSED(kStatusVsanConflict, set_as("operator", renamed(read, "beta")));
+  EXPECT_REFUSED(set_as("operator", renamed(read, "beta")), kStatusVsanConflict);
   ASSERT_EQ(set_as("nms", read), 0);
   EXPECT_EQ(name(), "alpha");
 }
@@ -143,13 +145,13 @@ TEST_F(RowMerge, ADamagedCopyIsRefusedWithItsOwnStatus) {
     put_be32(row.rest + at, value);
     return row;
   };
-  EXPECT_REFUSED(kStatusRowCopyDamaged, set_row(damaged(offsetof(vsanRowCopy, version), 2)));
-  EXPECT_REFUSED(kStatusRowCopyDamaged, set_row(damaged(offsetof(vsanRowCopy, vsanIndex), 20)));
-  EXPECT_REFUSED(kStatusRowCopyDamaged, set_row(damaged(offsetof(vsanRowCopy, vsanMtu), 0)));
-  EXPECT_REFUSED(kStatusRowCopyDamaged, set_row(damaged(offsetof(vsanRowCopy, vsanAdminState), 3)));
+  EXPECT_REFUSED(set_row(damaged(offsetof(vsanRowCopy, version), 2)), kStatusRowCopyDamaged);
+  EXPECT_REFUSED(set_row(damaged(offsetof(vsanRowCopy, vsanIndex), 20)), kStatusRowCopyDamaged);
+  EXPECT_REFUSED(set_row(damaged(offsetof(vsanRowCopy, vsanMtu), 0)), kStatusRowCopyDamaged);
+  EXPECT_REFUSED(set_row(damaged(offsetof(vsanRowCopy, vsanAdminState), 3)), kStatusRowCopyDamaged);
   vsanEntry endless = read;
   memset(endless.rest + offsetof(vsanRowCopy, vsanName), 'x', kVsanNameField);
-  EXPECT_REFUSED(kStatusRowCopyDamaged, set_row(endless));
+  EXPECT_REFUSED(set_row(endless), kStatusRowCopyDamaged);
   EXPECT_EQ(managers.malformed, 5U);
   ASSERT_EQ(log.size(), 5U);
   EXPECT_NE(log[0].find("copy of the row"), std::string::npos) << log[0];
@@ -191,3 +193,5 @@ TEST_F(RowMerge, WhatADeleteTookIsForgottenOnceTheVsanIsThereAgain) {
   ASSERT_EQ(delete_row(20), 0);
   EXPECT_EQ(managers.dropped.size(), 1U);
 }
+
+}  // namespace

@@ -16,6 +16,8 @@
 #include "statuses.h"
 #include "switch_under_test.h"
 
+namespace {
+
 struct Store : switch_under_test {
   // Runs SQL in the file, which no switch has open.
   void edit(const std::string &sql) const {
@@ -131,8 +133,8 @@ TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
   };
   signal(SIGXFSZ, SIG_IGN);
   set_limit(1);
-  EXPECT_REFUSED(kStatusStoreFailed, set_row(new_row(50, "too-much")));
-  EXPECT_REFUSED(kStatusStoreFailed, delete_row(10));
+  EXPECT_REFUSED(set_row(new_row(50, "too-much")), kStatusStoreFailed);
+  EXPECT_REFUSED(delete_row(10), kStatusStoreFailed);
   set_limit(RLIM_INFINITY);
   signal(SIGXFSZ, SIG_DFL);
   ASSERT_EQ(log.size(), 2U);
@@ -197,3 +199,5 @@ TEST_F(Store, AProcessThatIsKilledLosesNoWriteThatItAnswered) {
     close();
   }
 }
+
+}  // namespace

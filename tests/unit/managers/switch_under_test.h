@@ -65,13 +65,13 @@ bytes words(std::initializer_list<uint32_t> values);
 uint32_t word_at(const message_reply &reply, size_t offset);
 
 // Calls `change`, which is to be refused with `status`, and checks that memory and store stay as they were.
-#define EXPECT_REFUSED(status, change)          \
+#define EXPECT_REFUSED(change, status)          \
   do {                                          \
     const switch_state before = managers.state; \
     const std::string stored = store_content(); \
-    EXPECT_EQ(status, change);                  \
-    EXPECT_TRUE(before == managers.state);      \
-    EXPECT_EQ(stored, store_content());         \
+    EXPECT_EQ(change, status);                  \
+    EXPECT_TRUE(managers.state == before);      \
+    EXPECT_EQ(store_content(), stored);         \
   } while (false)
 
 #endif

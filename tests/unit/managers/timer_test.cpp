@@ -5,6 +5,8 @@
 #include "statuses.h"
 #include "switch_under_test.h"
 
+namespace {
+
 struct Timers : switch_under_test {
   int set(uint32_t type, uint32_t value, uint32_t vsan = 0, bool force = false, const std::string &user = "operator") {
     return ask(kOpFcTimer, kMsgSet, timer_payload(type, value, vsan != 0 ? 1 : 0, force ? 1 : 0, vsan), user).status;
@@ -48,31 +50,31 @@ TEST_F(Timers, RangesAreThoseOfTheirTimer) {
                                         std::tuple{9U, 5000U, 10000U}, std::tuple{10U, 5000U, 10000U}}) {
     EXPECT_EQ(set(type, low), 0);
     EXPECT_EQ(set(type, high), 0);
-    EXPECT_REFUSED(kStatusTimerRange, set(type, low - 1));
-    EXPECT_REFUSED(kStatusTimerRange, set(type, high + 1));
-    EXPECT_REFUSED(kStatusTimerRange, set(type, 0));
+    EXPECT_REFUSED(set(type, low - 1), kStatusTimerRange);
+    EXPECT_REFUSED(set(type, high + 1), kStatusTimerRange);
+    EXPECT_REFUSED(set(type, 0), kStatusTimerRange);
   }
-  EXPECT_REFUSED(kStatusTimerType, set(6, 5000));
-  EXPECT_REFUSED(kStatusTimerType, set(11, 5000));
-  EXPECT_REFUSED(kStatusTimerType, set(0, 5000, 30));
+  EXPECT_REFUSED(set(6, 5000), kStatusTimerType);
+  EXPECT_REFUSED(set(11, 5000), kStatusTimerType);
+  EXPECT_REFUSED(set(0, 5000, 30), kStatusTimerType);
 }
 
 TEST_F(Timers, FlagAndForceBytesAreZeroOrOne) {
-  EXPECT_REFUSED(kStatusTimerFlags, ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 2, 0, 30)).status);
-  EXPECT_REFUSED(kStatusTimerFlags, ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 2, 30)).status);
+  EXPECT_REFUSED(ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 2, 0, 30)).status, kStatusTimerFlags);
+  EXPECT_REFUSED(ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 2, 30)).status, kStatusTimerFlags);
   EXPECT_EQ(ask(kOpFcTimer, kMsgGet, timer_payload(7, 0, 255, 0, 30)).status, kStatusTimerFlags);
 }
 
 TEST_F(Timers, ATimerOfAnOperationalVsanMustBeForced) {
-  EXPECT_REFUSED(kStatusTimerMustForce, set(7, 3000, 10));
+  EXPECT_REFUSED(set(7, 3000, 10), kStatusTimerMustForce);
   EXPECT_EQ(set(7, 3000, 10, true), 0);
   EXPECT_EQ(get(7, 10), 3000U);
   EXPECT_EQ(set(7, 3000, 20), 0);  // suspended: no force needed
 }
 
 TEST_F(Timers, ATimerOfAnAbsentVsanIsNoSuchVsan) {
-  EXPECT_REFUSED(kStatusNoVsan, set(7, 3000, 31));
-  EXPECT_REFUSED(kStatusNoVsan, ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 0, 0)).status);
+  EXPECT_REFUSED(set(7, 3000, 31), kStatusNoVsan);
+  EXPECT_REFUSED(ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 0, 0)).status, kStatusNoVsan);
   EXPECT_EQ(ask(kOpFcTimer, kMsgGet, timer_payload(7, 0, 1, 0, 31)).status, kStatusNoVsan);
 }
 
@@ -112,21 +114,21 @@ TEST_F(Distribution, AnAbortDropsTheSessionsValues) {
   ASSERT_EQ(set(7, 3000, 30), 0);
   ASSERT_EQ(command(kDistributionAbort), 0);
   EXPECT_EQ(get(7, 30, kMsgKdxGet), 2000U);
-  EXPECT_REFUSED(kStatusNoSession, command(kDistributionAbort));
-  EXPECT_REFUSED(kStatusNoSession, command(kDistributionCommit));
+  EXPECT_REFUSED(command(kDistributionAbort), kStatusNoSession);
+  EXPECT_REFUSED(command(kDistributionCommit), kStatusNoSession);
 }
 
 TEST_F(Distribution, AnotherUsersSessionIsNotWrittenTo) {
   ASSERT_EQ(command(kDistributionEnable, 1), 0);
   ASSERT_EQ(set(7, 3000, 30, false, "ann"), 0);
-  EXPECT_REFUSED(kStatusSessionOther, set(7, 3500, 30, false, "bob"));
+  EXPECT_REFUSED(set(7, 3500, 30, false, "bob"), kStatusSessionOther);
   EXPECT_EQ(set(7, 3500, 30, false, "ann"), 0);
 }
 
 TEST_F(Distribution, AnOpenSessionKeepsItOn) {
   ASSERT_EQ(command(kDistributionEnable, 1), 0);
   ASSERT_EQ(set(7, 3000, 30), 0);
-  EXPECT_REFUSED(kStatusSessionOpen, command(kDistributionEnable, 0));
+  EXPECT_REFUSED(command(kDistributionEnable, 0), kStatusSessionOpen);
   ASSERT_EQ(command(kDistributionAbort), 0);
   EXPECT_EQ(command(kDistributionEnable, 0), 0);
   EXPECT_EQ(set(7, 3000, 30), 0);
@@ -146,7 +148,7 @@ TEST_F(Distribution, AVsanThatIsKeptOutHasNoPendingValueAndIsSetAtOnce) {
   EXPECT_EQ(get(7, 30), 3100U);
   ASSERT_EQ(command(kDistributionTakeIn, 30), 0);
   EXPECT_EQ(get(7, 30, kMsgKdxGet), 3100U);
-  EXPECT_REFUSED(kStatusNoVsan, command(kDistributionKeepOut, 31));
+  EXPECT_REFUSED(command(kDistributionKeepOut, 31), kStatusNoVsan);
 }
 
 TEST_F(Distribution, WhileAnotherSwitchHoldsTheLockPendingReadsAndSetsAreRefused) {
@@ -154,15 +156,15 @@ TEST_F(Distribution, WhileAnotherSwitchHoldsTheLockPendingReadsAndSetsAreRefused
   ASSERT_EQ(command(kDistributionRemoteLock, 1), 0);
   EXPECT_EQ(ask(kOpFcTimer, kMsgKdxGet, timer_payload(7, 0, 1, 0, 30)).status, kStatusRemoteLock);
   EXPECT_EQ(get(7, 30), 2000U);
-  EXPECT_REFUSED(kStatusRemoteLock, set(7, 3000, 30));
+  EXPECT_REFUSED(set(7, 3000, 30), kStatusRemoteLock);
   ASSERT_EQ(command(kDistributionRemoteLock, 0), 0);
   EXPECT_EQ(set(7, 3000, 30), 0);
-  EXPECT_REFUSED(kStatusSessionOpen, command(kDistributionRemoteLock, 1));
+  EXPECT_REFUSED(command(kDistributionRemoteLock, 1), kStatusSessionOpen);
 }
 
 TEST_F(Distribution, APendingTimerOfAnOperationalVsanMustBeForcedToo) {
   ASSERT_EQ(command(kDistributionEnable, 1), 0);
-  EXPECT_REFUSED(kStatusTimerMustForce, set(7, 3000, 10));
+  EXPECT_REFUSED(set(7, 3000, 10), kStatusTimerMustForce);
   EXPECT_EQ(set(7, 3000, 10, true), 0);
 }
 
@@ -202,5 +204,7 @@ TEST_F(Distribution, StateAndListsAreReadableAndUnknownCommandsRefused) {
   EXPECT_EQ(ask_of(distribution_handle, kOpPendingTimer, kMsgGetNext, words({30, 7, 0})).status, kStatusNoEntry);
   EXPECT_EQ(ask_of(distribution_handle, kOpKeptOut, kMsgGetNext, words({0})).payload, words({20}));
   EXPECT_EQ(ask_of(distribution_handle, kOpKeptOut, kMsgGetNext, words({20})).status, kStatusNoEntry);
-  EXPECT_REFUSED(kStatusUnknownOpcode, command(99));
+  EXPECT_REFUSED(command(99), kStatusUnknownOpcode);
 }
+
+}  // namespace

@@ -6,6 +6,8 @@
 #include "switch_under_test.h"
 #include "vsan_records.h"
 
+namespace {
+
 using VsanTable = switch_under_test;
 
 TEST_F(VsanTable, GetOfAnAbsentVsanIsNoSuchVsan) {
@@ -54,7 +56,7 @@ TEST_F(VsanTable, SetOfAnAbsentVsanWithAnotherStatusIsRefused) {
   for (const uint32_t status : {0U, 2U, 3U, 4U, 5U, 6U}) {
     vsanEntry row = new_row(50, "new");
     row.vsanRowStatus = status;
-    EXPECT_REFUSED(kStatusNoVsan, set_row(row));
+    EXPECT_REFUSED(set_row(row), kStatusNoVsan);
   }
 }
 
@@ -92,11 +94,11 @@ TEST_F(VsanTable, InteropZeroIsKeptAsTheDefaultMode) {
 }
 
 TEST_F(VsanTable, DeleteOfAnAbsentVsanIsNoSuchVsan) {
-  EXPECT_REFUSED(kStatusNoVsan, delete_row(11));
+  EXPECT_REFUSED(delete_row(11), kStatusNoVsan);
 }
 
 TEST_F(VsanTable, DeleteOfTheDefaultVsanIsRefused) {
-  EXPECT_REFUSED(kStatusVsanConflict, delete_row(1));
+  EXPECT_REFUSED(delete_row(1), kStatusVsanConflict);
 }
 
 TEST_F(VsanTable, DeleteSendsInterfacesHomeAndTakesTimersAlong) {
@@ -112,10 +114,10 @@ TEST_F(VsanTable, DeleteSendsInterfacesHomeAndTakesTimersAlong) {
 }
 
 TEST_F(VsanTable, ANameThatAnotherVsanHasIsRefused) {
-  EXPECT_REFUSED(kStatusVsanConflict, set_row(new_row(50, "beta")));
+  EXPECT_REFUSED(set_row(new_row(50, "beta")), kStatusVsanConflict);
   vsanEntry row = row_of(10);
   memcpy(row.vsanName, "beta\0", 6);
-  EXPECT_REFUSED(kStatusVsanConflict, set_row(row));
+  EXPECT_REFUSED(set_row(row), kStatusVsanConflict);
 }
 
 TEST_F(VsanTable, ANameIsFreeAgainAfterARenameAndAfterADelete) {
@@ -146,9 +148,9 @@ TEST_F(VsanTable, ANameMayHave32OctetsOfAnyKindButABlank) {
 }
 
 TEST_F(VsanTable, ANameTooLongWithoutItsEndOrWithABlankIsRefused) {
-  EXPECT_REFUSED(kStatusNameRange, set_row(new_row(50, std::string(33, 'n'))));
-  EXPECT_REFUSED(kStatusNameMalformed, set_row(new_row(50, std::string(36, 'n'))));
-  EXPECT_REFUSED(kStatusNameMalformed, set_row(new_row(50, "two words")));
+  EXPECT_REFUSED(set_row(new_row(50, std::string(33, 'n'))), kStatusNameRange);
+  EXPECT_REFUSED(set_row(new_row(50, std::string(36, 'n'))), kStatusNameMalformed);
+  EXPECT_REFUSED(set_row(new_row(50, "two words")), kStatusNameMalformed);
 }
 
 TEST_F(VsanTable, OperationalStateAndTrailingBytesOfAClientAreNotTaken) {
@@ -175,13 +177,13 @@ class BadRow : public switch_under_test, public testing::WithParamInterface<bad_
 TEST_P(BadRow, IsRefusedOnCreateAndOnReplaceAndChangesNothing) {
   vsanEntry created = new_row(50, "new");
   created.*GetParam().field = GetParam().value;
-  EXPECT_REFUSED(GetParam().status, set_row(created));
+  EXPECT_REFUSED(set_row(created), GetParam().status);
   EXPECT_EQ(log.size(), 1U);
   EXPECT_EQ(managers.malformed, 1U);
   if (GetParam().field != &vsanEntry::vsanIndex) {
     vsanEntry replaced = row_of(10);
     replaced.*GetParam().field = GetParam().value;
-    EXPECT_REFUSED(GetParam().status, set_row(replaced));
+    EXPECT_REFUSED(set_row(replaced), GetParam().status);
   }
 }
 
@@ -207,12 +209,12 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<bad_value> &info) { return std::string(info.param.what); });
 
 TEST_F(VsanTable, MalformedRequestsAreRefusedCountedAndLogged) {
-  EXPECT_REFUSED(kStatusWrongSize, ask(kOpVsanRow, kMsgSet, bytes(2631)).status);
-  EXPECT_REFUSED(kStatusWrongSize, ask(kOpVsanRow, kMsgGet, {}).status);
-  EXPECT_REFUSED(kStatusWrongSize, ask(kOpVsanNumber, kMsgGet, bytes(4)).status);
-  EXPECT_REFUSED(kStatusBadMessageType, ask(kOpVsanRow, kMsgKdxGet, row_payload(1)).status);
-  EXPECT_REFUSED(kStatusBadMessageType, ask(kOpVsanNumber, kMsgSet, {}).status);
-  EXPECT_REFUSED(kStatusUnknownOpcode, ask(4242, kMsgGet, {}).status);
+  EXPECT_REFUSED(ask(kOpVsanRow, kMsgSet, bytes(2631)).status, kStatusWrongSize);
+  EXPECT_REFUSED(ask(kOpVsanRow, kMsgGet, {}).status, kStatusWrongSize);
+  EXPECT_REFUSED(ask(kOpVsanNumber, kMsgGet, bytes(4)).status, kStatusWrongSize);
+  EXPECT_REFUSED(ask(kOpVsanRow, kMsgKdxGet, row_payload(1)).status, kStatusBadMessageType);
+  EXPECT_REFUSED(ask(kOpVsanNumber, kMsgSet, {}).status, kStatusBadMessageType);
+  EXPECT_REFUSED(ask(4242, kMsgGet, {}).status, kStatusUnknownOpcode);
   EXPECT_EQ(managers.malformed, 6U);
   ASSERT_EQ(log.size(), 6U);
   EXPECT_NE(log[0].find("payload of 2631 bytes instead of 2632"), std::string::npos);
@@ -280,12 +282,12 @@ TEST_F(InterfaceTable, AnswersDoNotEchoWhatWasSent) {
 
 TEST_F(InterfaceTable, AMoveToAnAbsentVsanIsNoSuchVsan) {
   for (const uint32_t vsan : {0U, 11U, 4095U, UINT32_MAX}) {
-    EXPECT_REFUSED(kStatusNoVsan, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, vsan)).status);
+    EXPECT_REFUSED(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, vsan)).status, kStatusNoVsan);
   }
 }
 
 TEST_F(InterfaceTable, AMoveOfAnAbsentInterfaceIsNoEntry) {
-  EXPECT_REFUSED(kStatusNoEntry, ask(kOpInterfaceVsan, kMsgSet, interface_payload(999, 10)).status);
+  EXPECT_REFUSED(ask(kOpInterfaceVsan, kMsgSet, interface_payload(999, 10)).status, kStatusNoEntry);
 }
 
 using Scalars = switch_under_test;
@@ -297,8 +299,8 @@ TEST_F(Scalars, LatenciesAreReadAndSetByType) {
   EXPECT_EQ(ask(kOpLatency, kMsgSet, words({18, 60000, 7})).status, 0);
   EXPECT_EQ(word_at(ask(kOpLatency, kMsgGet, words({17, 0, 0})), 4), 0U);
   EXPECT_EQ(word_at(ask(kOpLatency, kMsgGet, words({18, 0, 0})), 4), 60000U);
-  EXPECT_REFUSED(kStatusLatencyRange, ask(kOpLatency, kMsgSet, words({18, 60001, 0})).status);
-  EXPECT_REFUSED(kStatusLatencyType, ask(kOpLatency, kMsgSet, words({16, 1, 0})).status);
+  EXPECT_REFUSED(ask(kOpLatency, kMsgSet, words({18, 60001, 0})).status, kStatusLatencyRange);
+  EXPECT_REFUSED(ask(kOpLatency, kMsgSet, words({16, 1, 0})).status, kStatusLatencyType);
   EXPECT_EQ(ask(kOpLatency, kMsgGet, words({19, 0, 0})).status, kStatusLatencyType);
 }
 
@@ -306,8 +308,8 @@ TEST_F(Scalars, InorderDeliveryIsOneOrTwo) {
   EXPECT_EQ(ask(kOpInorderDelivery, kMsgGet, {}).payload, words({2}));
   EXPECT_EQ(ask(kOpInorderDelivery, kMsgSet, words({1})).status, 0);
   EXPECT_EQ(ask(kOpInorderDelivery, kMsgGet, {}).payload, words({1}));
-  EXPECT_REFUSED(kStatusInorderRange, ask(kOpInorderDelivery, kMsgSet, words({0})).status);
-  EXPECT_REFUSED(kStatusInorderRange, ask(kOpInorderDelivery, kMsgSet, words({3})).status);
+  EXPECT_REFUSED(ask(kOpInorderDelivery, kMsgSet, words({0})).status, kStatusInorderRange);
+  EXPECT_REFUSED(ask(kOpInorderDelivery, kMsgSet, words({3})).status, kStatusInorderRange);
 }
 
 TEST_F(Scalars, TheIdentityServiceAnswersTheWorldWideName) {
@@ -317,3 +319,5 @@ TEST_F(Scalars, TheIdentityServiceAnswersTheWorldWideName) {
   EXPECT_EQ(ask_of(identity_handle, kOpVsanNumber, kMsgGet, {}).status, kStatusUnknownOpcode);
   EXPECT_EQ(ask_of(identity_handle, kOpSwitchWwn, kMsgSet, {}).status, kStatusBadMessageType);
 }
+
+}  // namespace

@@ -1,6 +1,6 @@
 // A switch under test with its notification server, in a loop that the test turns, and switchd's log in a file.
-#ifndef TESTS_UNIT_MANAGERS_NOTIFICATION_SERVER_UNDER_TEST_H
-#define TESTS_UNIT_MANAGERS_NOTIFICATION_SERVER_UNDER_TEST_H
+#ifndef TESTS_REGRESSIONS_NOTIFICATION_SERVER_UNDER_TEST_H
+#define TESTS_REGRESSIONS_NOTIFICATION_SERVER_UNDER_TEST_H
 
 #include <event2/event.h>
 #include <sys/socket.h>
