@@ -1,5 +1,5 @@
-// Interfaces, memberships and switch-wide values through a real snmpd: what a walk shows after each kind of change, who
-// may change what, and what is left while one of the managers is silent.
+// Interfaces, memberships and switch-wide values through a real snmpd: what a walk shows after each kind of change,
+// who may change what, and what is left while one of the managers is silent.
 #include <algorithm>
 #include <chrono>
 

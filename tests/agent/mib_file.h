@@ -34,8 +34,8 @@ std::string directories();
 // Reads the MIB file. Throws std::runtime_error when it, or a module that it imports, is not there.
 void load();
 
-// The object that an instance's OID belongs to: the deepest node of the file above it. Empty when it is not one of the
-// file's, or of the interface table's.
+// The object that an instance's OID belongs to: the deepest node of the file above it. Empty when it is not one of
+// the file's, or of the interface table's.
 std::optional<object> find(const name_t &oid);
 std::optional<object> find(const std::string &name);
 

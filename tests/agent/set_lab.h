@@ -1,4 +1,5 @@
-// What tests of SETs share: rows of the store by name, and what the agent's history says was sent to the VSAN manager.
+// What tests of SETs share: rows of the store by name, and what the agent's history says was sent to
+// the VSAN manager.
 #ifndef TESTS_AGENT_SET_LAB_H
 #define TESTS_AGENT_SET_LAB_H
 
@@ -65,7 +66,8 @@ inline std::string vsan_line(const lab::lab &l, unsigned long vsan) {
   return {};
 }
 
-// Every row that the module sent so far, in order: "SET 30 name", "DELETE 30 name". The history must not have wrapped.
+// Every row that the module sent so far, in order: "SET 30 name", "DELETE 30 name". The history must
+// not have wrapped.
 inline std::vector<std::string> sent_rows(const lab::lab &l) {
   std::istringstream history(lab::ctl(l, {"history"}).output);
   std::vector<std::string> out;

@@ -1,5 +1,5 @@
-// Random SET PDUs over every table that can be written, against a model: after each, the store, the distribution marks
-// and the force flags are what the model says, whether the PDU was accepted or refused in any phase.
+// Random SET PDUs over every table that can be written, against a model: after each, the store, the distribution
+// marks and the force flags are what the model says, whether the PDU was accepted or refused in any phase.
 //   MODEL_PDUS   how many PDUs (300)
 //   MODEL_SEED   repeats a run; the seed of each run is printed
 #include <stdlib.h>

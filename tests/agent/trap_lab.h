@@ -43,8 +43,8 @@ std::vector<heard> all_heard(const receiver &r);
 std::vector<heard> heard_of(const receiver &r, const name_t &trap);
 
 // A receiver inside the test, for bursts: a thread that takes what comes and answers informs. Its socket buffer is
-// large (32 MiB where the test may force that): what a receiver loses because it is slow says nothing about the sender.
-// `drops` tells whether it did lose some.
+// large (32 MiB where the test may force that): what a receiver loses because it is slow says nothing about the
+// sender. `drops` tells whether it did lose some.
 struct sink {
   struct entry {
     bool inform;
@@ -80,8 +80,8 @@ struct move {
 };
 std::vector<move> moves_of(const std::vector<sink::entry> &entries);
 
-// A topology of `interfaces` interfaces that are down, from index 1, and VSANs 1 to `vsans`: moves among them raise one
-// membership notification each and nothing else.
+// A topology of `interfaces` interfaces that are down, from index 1, and VSANs 1 to `vsans`: moves among them raise
+// one membership notification each and nothing else.
 std::string quiet_topology(int interfaces, int vsans);
 
 // The moves 0 to `count` - 1: every one is another pair, and each changes something.

@@ -1,8 +1,8 @@
-// Notifications through a real snmpd: what receivers that no one here wrote decode, and what arrives when programs die
-// in a burst. What is promised: every notification reaches the agent at least once and in order, at most one of them
-// twice for each time that the agent is killed; at most 1,024 are kept for an agent that is away, the oldest go first
-// and are counted. From the agent on it is SNMP: a trap that nobody hears is gone, an inform is repeated for some
-// seconds.
+// Notifications through a real snmpd: what receivers that no one here wrote decode, and what arrives when programs
+// die in a burst. What is promised: every notification reaches the agent at least once and in order, at most one of
+// them twice for each time that the agent is killed; at most 1,024 are kept for an agent that is away, the oldest
+// go first and are counted. From the agent on it is SNMP: a trap that nobody hears is gone, an inform is repeated
+// for some seconds.
 #include "trap_lab.h"
 
 #include <gtest/gtest.h>
@@ -129,8 +129,8 @@ long own_kib(const lab::process &p) {
   return std::stol(status.substr(status.find("RssAnon:") + 8));
 }
 
-// How much a thousand notifications may add. The sanitizers keep freed memory for a while: 8 MiB of quarantine, and its
-// books.
+// How much a thousand notifications may add. The sanitizers keep freed memory for a while: 8 MiB of quarantine,
+// and its books.
 constexpr long kGrowthKib = LAB_PRELOAD[0] == '\0' ? 512 : 12 * 1024;
 
 class Burst : public ::testing::Test {
@@ -321,8 +321,8 @@ TEST_F(Burst, BothKilledTogetherEveryNotificationOfAnAnsweredChangeArrivesAndThe
   lab::start_switchd(l);
   lab::start_snmpd(l);
   raise(300, 400);
-  // Acknowledgements are stored every 50 ms; those of the last 50 ms are forgotten together with the agent's memory of
-  // them.
+  // Acknowledgements are stored every 50 ms; those of the last 50 ms are forgotten together with the agent's
+  // memory of them.
   expect_all(arrived(), 300);
 }
 

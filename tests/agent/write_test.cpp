@@ -1,5 +1,5 @@
-// Writes of the VSAN table through a real snmpd: what is created, changed and deleted, how many messages it takes, what
-// a refused PDU leaves behind.
+// Writes of the VSAN table through a real snmpd: what is created, changed and deleted, how many messages it takes,
+// what a refused PDU leaves behind.
 #include <nlohmann/json.hpp>
 
 #include "set_lab.h"

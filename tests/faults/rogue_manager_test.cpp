@@ -1,5 +1,5 @@
-// A manager that answers nonsense: the agent gives no value, refuses SETs, lives, and is right again as soon as switchd
-// is back.
+// A manager that answers nonsense: the agent gives no value, refuses SETs, lives, and is right again as soon as
+// switchd is back.
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -152,7 +152,8 @@ const lie_row kBrokenFrames[] = {
 
 class Rogue : public FabricTest {
  protected:
-  // Lies for the VSAN manager and the port manager while `step` runs; then switchd is back and everything is as it was.
+  // Lies for the VSAN manager and the port manager while `step` runs; then switchd is back and everything is
+  // as it was.
   void with_lies(const liar &lie, const std::function<void()> &step) {
     const std::string store = lab::settled_dump(l);
     lab::stop(l.switchd);

@@ -1,4 +1,5 @@
-// The manager fails at the n-th message of one SET PDU, for every n: what the client is told, and what is in the store.
+// The manager fails at the n-th message of one SET PDU, for every n: what the client is told, and what is
+// in the store.
 #include <chrono>
 #include <thread>
 

@@ -101,8 +101,8 @@ TEST_F(HungSwitch, AMessageThatIsNeverAnsweredCostsThePduOneTimeOutThoughTheSwit
   ASSERT_TRUE(lab::wait_until([&] { return everything() == before; }, 20));
 }
 
-// SETs of switch-wide values ask for 10 s of patience, for they may take a fabric that long: one of them has them, not
-// both.
+// SETs of switch-wide values ask for 10 s of patience, for they may take a fabric that long: one of them has
+// them, not both.
 TEST_F(HungSwitch, ASetOfSwitchWideValuesThatHangsItselfCostsItsLongerTimeOutOnce) {
   constexpr int kLatency = 136;
   fault_lab::fault_at(l, 3, {"hang"}, kLatency);

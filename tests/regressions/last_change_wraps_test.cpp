@@ -1,4 +1,5 @@
-// vsanTableLastChange of an agent on a 32-bit host: 249 days from the agent's start it read as a made-up time, or as 0.
+// vsanTableLastChange of an agent on a 32-bit host: 249 days from the agent's start it read as a made-up time,
+// or as 0.
 #include "module_test.h"
 
 extern "C" {

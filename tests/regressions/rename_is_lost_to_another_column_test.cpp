@@ -1,4 +1,5 @@
-// A name that was acknowledged is gone after somebody else, who had read the row before, changed another column of it.
+// A name that was acknowledged is gone after somebody else, who had read the row before, changed another
+// column of it.
 #include <signal.h>
 #include <string.h>
 

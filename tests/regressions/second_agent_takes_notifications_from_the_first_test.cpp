@@ -1,4 +1,5 @@
-// With a second agent on the run directory, notifications go now to one of them, now to the other, and both logs fill.
+// With a second agent on the run directory, notifications go now to one of them, now to the other, and
+// both logs fill.
 #include "set_lab.h"
 
 namespace {

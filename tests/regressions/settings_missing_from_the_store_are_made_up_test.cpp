@@ -1,5 +1,5 @@
-// A store without some of its settings is loaded: switchd serves with a world wide name of 0 and a store number that no
-// agent takes for a store's.
+// A store without some of its settings is loaded: switchd serves with a world wide name of 0 and a store number that
+// no agent takes for a store's.
 #include <sqlite3.h>
 
 #include "distribution_records.h"

@@ -1,5 +1,5 @@
-// A switchd whose run directory was removed and made anew by its successor removes the successor's notification socket
-// at its end, and publishes its own distribution state over the successor's.
+// A switchd whose run directory was removed and made anew by its successor removes the successor's notification
+// socket at its end, and publishes its own distribution state over the successor's.
 #include <signal.h>
 #include <unistd.h>
 

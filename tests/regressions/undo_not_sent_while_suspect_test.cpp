@@ -65,7 +65,8 @@ TEST_F(LateRepair, ManyRowsArePutBackInOrderOnceAStoppedSwitchGoesOn) {
   EXPECT_DONE(set(create_all));
   original = lab::store_rows(l);
   destroy_all.push_back(name(5, "x"));
-  // 21 rows are looked up, the last of them the name's; each of 20 is fetched and deleted; then the name's row is sent.
+  // 21 rows are looked up, the last of them the name's; each of 20 is fetched and deleted; then the name's
+  // row is sent.
   fault_at(l, 21 + 2 * 20 + 1, {"hang"});
   EXPECT_EQ(set(destroy_all).status, kGenErr);
   EXPECT_TRUE(restored()) << lab::store_rows(l);

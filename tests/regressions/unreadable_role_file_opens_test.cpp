@@ -1,4 +1,5 @@
-// Role lines in a file that the agent could no longer read, after it gave up its privileges, were left out in silence.
+// Role lines in a file that the agent could no longer read, after it gave up its privileges, were left
+// out in silence.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,8 +16,8 @@ void write_secret(const std::string &path, const std::string &text) {
   chmod(path.c_str(), 0600);
 }
 
-// Starts the agent again under an account that may not read what is secret. `files` is what -c gives; `-C` goes without
-// the files of the search path.
+// Starts the agent again under an account that may not read what is secret. `files` is what -c gives; `-C` goes
+// without the files of the search path.
 void restart_as_nobody(lab::lab &l, const std::string &files, bool searches = false) {
   chmod(l.dir.c_str(), 0755);
   std::vector<std::string> command = {"snmpd",

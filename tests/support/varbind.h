@@ -15,7 +15,8 @@ using name_t = std::vector<unsigned long>;
 name_t root(std::initializer_list<unsigned long> suffix = {});
 // ".1.3.6…"
 std::string text(const name_t &name);
-// The order of OIDs. A vector's own `<` compares octets of the wrong count on big-endian hosts with some C++ libraries.
+// The order of OIDs. A vector's own `<` compares octets of the wrong count on big-endian hosts with
+// some C++ libraries.
 bool before(const name_t &a, const name_t &b);
 // Whether `prefix` is the whole of `name` or its beginning.
 bool is_under(const name_t &name, const name_t &prefix);

@@ -22,8 +22,8 @@ struct temporary_directory {
   temporary_directory &operator=(const temporary_directory &) = delete;
 };
 
-// VSANs 1, 10 ("alpha", up), 20 ("beta", suspended), 30 ("gamma", no members); interfaces 101 and 102 (up) in VSAN 10,
-// 103 (down) in VSAN 10, 104 (up) in VSAN 20, 105 (down) in VSAN 1.
+// VSANs 1, 10 ("alpha", up), 20 ("beta", suspended), 30 ("gamma", no members); interfaces 101 and 102 (up) in VSAN
+// 10, 103 (down) in VSAN 10, 104 (up) in VSAN 20, 105 (down) in VSAN 1.
 switch_change small_configuration();
 
 struct switch_under_test : testing::Test {

@@ -142,8 +142,8 @@ TEST_F(SetProperty, ARefusedPduChangesNothingAnAcceptedOneDoesWhatItSaysAndNoneM
       return;
     }
     RC_TAG(std::string("accepted"));
-    // The last write of each column is in the table, unless the PDU destroys the VSAN or re-applies its row, which may
-    // come after it: a PDU is served column by column.
+    // The last write of each column is in the table, unless the PDU destroys the VSAN or re-applies its row, which
+    // may come after it: a PDU is served column by column.
     std::map<uint32_t, bool> settled_otherwise;
     for (const varbind &v : pdu) {
       if (v.name[13] == kRowStatus && v.integer != 4) {
