@@ -173,9 +173,7 @@ TEST_F(Fabric, ARestrictedUserWalksTheMembershipsOfItsVsansAndGetsNone) {
 
 TEST(FabricRoles, ARoleOfInterfacesOnlyWalksAllMembershipsAndGetsNone) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRoleInterfaces closeds 16777216\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRoleInterfaces closeds 16777216\n"});
   snmp::client c(l, snmp::user("closed"), 30);
   EXPECT_EQ(snmp::get(c, {summary(10, kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);
   EXPECT_EQ(snmp::get(c, {summary(5, kFc1)}).varbinds.at(0).type, snmp::kNoSuchInstance);
@@ -186,9 +184,7 @@ TEST(FabricRoles, ARoleOfInterfacesOnlyWalksAllMembershipsAndGetsNone) {
 
 TEST(FabricRoles, AnInterfaceOutsideTheRoleEndsTheWalkOfItsVsanColumnHidesItsCellAndRefusesTheMove) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRoleInterfaces tenants 16777216,16785408\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRoleInterfaces tenants 16777216,16785408\n"});
   snmp::client c(l, snmp::user("tenant"), 30);
   EXPECT_EQ(snmp::get(c, {if_vsan(kFc1)}).varbinds.at(0), move(kFc1, 5));
   EXPECT_EQ(snmp::get(c, {if_vsan(kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);

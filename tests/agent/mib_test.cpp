@@ -77,9 +77,7 @@ bool allows(const mib_file::object &o, const varbind &v) {
 class Mib : public ::testing::Test {
  protected:
   void SetUp() override {
-    lab::options how;
-    how.traps = true;
-    lab::start(l, how);
+    lab::start(l, {.traps = true});
     mib_file::load();
     snmp::client c(l, snmp::community("public"));
     walked = snmp::walk(c, root());

@@ -194,9 +194,7 @@ TEST_F(Read, ARestrictedUsersGetOfAHiddenVsanIsNoSuchInstance) {
 
 TEST(ReadRoles, AMalformedVsanRoleLineClosesItsGroupAndNamesTheLine) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRole closeds 10,2x\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRole closeds 10,2x\n"});
   snmp::client c(l, snmp::user("closed"));
   EXPECT_TRUE(snmp::walk(c, vsan_table()).empty());
   EXPECT_TRUE(snmp::walk(c, timer_table()).empty());
@@ -320,9 +318,7 @@ class ReadLarge : public ::testing::Test {
     const auto generated = lab::run({"python3", LAB_SOURCE_DIR "/packaging/topologies/generate-topology.py"});
     ASSERT_EQ(generated.status, 0) << generated.output;
     lab::write_file(file, generated.output);
-    lab::options how;
-    how.topology_file = file;
-    lab::start(l, how);
+    lab::start(l, {.topology_file = file});
     unlink(file.c_str());
     snmp::client c(l, snmp::community("public"), 10);
     whole = snmp::bulkwalk(c, root(), 60);

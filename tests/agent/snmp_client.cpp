@@ -42,20 +42,6 @@ void set_keys(netsnmp_session &s, const std::string &name) {
   key(priv, s.securityPrivKey, &s.securityPrivKeyLen);
 }
 
-varbind from_library(const netsnmp_variable_list &v) {
-  varbind out;
-  out.name.assign(v.name, v.name + v.name_length);
-  out.type = v.type;
-  if (v.type == ASN_OCTET_STR) {
-    out.octets.assign(reinterpret_cast<const char *>(v.val.string), v.val_len);
-  } else if (v.type == ASN_INTEGER) {
-    out.integer = *v.val.integer;
-  } else if (v.type == ASN_GAUGE || v.type == ASN_TIMETICKS) {
-    out.integer = static_cast<long>(static_cast<unsigned long>(*v.val.integer) & 0xffffffffu);
-  }
-  return out;
-}
-
 answer exchange(client &c, netsnmp_pdu *pdu) {
   if (c.next_request_id != 0) {
     pdu->reqid = c.next_request_id;

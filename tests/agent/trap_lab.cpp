@@ -158,19 +158,6 @@ std::vector<heard> heard_of(const receiver &r, const name_t &trap) {
 
 namespace {
 
-varbind copy(const netsnmp_variable_list &v) {
-  varbind out;
-  out.name.assign(v.name, v.name + v.name_length);
-  out.type = v.type;
-  if (v.type == ASN_OCTET_STR) {
-    out.octets.assign(reinterpret_cast<const char *>(v.val.string), v.val_len);
-  }
-  if (v.type == ASN_INTEGER) {
-    out.integer = *v.val.integer;
-  }
-  return out;
-}
-
 int on_notification(int operation, snmp_session *, int, snmp_pdu *pdu, void *context) {
   auto &s = *static_cast<sink *>(context);
   const bool inform = pdu->command == SNMP_MSG_INFORM;
@@ -181,7 +168,7 @@ int on_notification(int operation, snmp_session *, int, snmp_pdu *pdu, void *con
   if (v != nullptr && v->type == ASN_OBJECT_ID) {
     sink::entry e = {inform, {v->val.objid, v->val.objid + v->val_len / sizeof(oid)}, {}};
     for (v = v->next_variable; v != nullptr; v = v->next_variable) {
-      e.varbinds.push_back(copy(*v));
+      e.varbinds.push_back(from_library(*v));
     }
     const std::lock_guard held(s.lock);
     s.received.push_back(std::move(e));

@@ -54,9 +54,7 @@ struct Receivers : ::testing::TestWithParam<std::tuple<client, sending>> {
     ASSERT_NE(mkdtemp(name), nullptr);
     dir = name;
     trap_lab::start(r, std::get<0>(GetParam()), dir);
-    lab::options how;
-    how.agent_lines = sink_line(std::get<1>(GetParam()), r.port);
-    lab::start(l, how);
+    lab::start(l, {.agent_lines = sink_line(std::get<1>(GetParam()), r.port)});
   }
   void TearDown() override { lab::run({"rm", "-rf", dir}); }
 
@@ -136,10 +134,8 @@ constexpr long kGrowthKib = LAB_PRELOAD[0] == '\0' ? 512 : 12 * 1024;
 class Burst : public ::testing::Test {
  protected:
   void begin(const std::string &sink_word = "trap2sink") {
-    lab::options how;
-    how.topology = trap_lab::quiet_topology(kInterfaces, 30);
-    how.agent_lines = sink_word + " 127.0.0.1:" + std::to_string(s->port) + " public\n";
-    lab::start(l, how);
+    lab::start(l, {.topology = trap_lab::quiet_topology(kInterfaces, 30),
+                   .agent_lines = sink_word + " 127.0.0.1:" + std::to_string(s->port) + " public\n"});
   }
   // Makes the moves `from` to `to` - 1; all are to be taken.
   void raise(int from, int to) {

@@ -253,9 +253,7 @@ TEST_F(WriteValue, ARestrictedUserMayUseEverySetterInsideItsVsans) {
 
 TEST_F(WriteValue, AUserWithAnEmptySetIsRefusedEverything) {
   lab::lab closed;
-  lab::options how;
-  how.agent_lines = "vsanRole closeds 10,2x\n";
-  lab::start(closed, how);
+  lab::start(closed, {.agent_lines = "vsanRole closeds 10,2x\n"});
   const std::string before = lab::settled_dump(closed);
   snmp::client c(closed, snmp::user("closed"), 30);
   for (const unsigned long vsan : {1ul, 5ul, 10ul, 20ul, 30ul, 4093ul}) {

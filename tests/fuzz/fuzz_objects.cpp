@@ -19,12 +19,7 @@ void make_world() {
   }
   fake::add_interface(101, 5);
   fake::add_interface(102, 10, false);
-  for (indxobj_t *list : {&vsanEntry_undo_list, &vsanEntry_list}) {
-    if (list->opaque[0] != nullptr) {
-      indxobj_destroy(list);
-    }
-    indxobj_create(list, 0, 1, vsanEntry_comp, 1);
-  }
+  mini::make_set_lists();
 }
 
 const struct variable7 &take_object(fuzz_input &in) {
@@ -71,20 +66,10 @@ void getnext(fuzz_input &in) {
   FUZZ_EXPECT(!next || name < next->name);
 }
 
-struct variable as_variable(const struct variable7 &object) {
-  struct variable vp = {};
-  vp.magic = object.magic;
-  vp.type = static_cast<char>(object.type);
-  vp.namelen = static_cast<u_char>(kVsanMibRootLen + object.namelen);
-  memcpy(vp.name, vsan_mib_variables_oid, sizeof vsan_mib_variables_oid);
-  memcpy(vp.name + kVsanMibRootLen, object.name, object.namelen * sizeof(oid));
-  return vp;
-}
-
 // A find function with any exact flag and any length that the agent's buffer has room for.
 void find(fuzz_input &in) {
   const struct variable7 &object = take_object(in);
-  struct variable vp = as_variable(object);
+  struct variable vp = mini::as_variable(object);
   oid name[MAX_OID_LEN] = {};
   const name_t taken = take_name(in, object);
   std::copy(taken.begin(), taken.end(), name);
@@ -101,7 +86,7 @@ void find(fuzz_input &in) {
 
 // The value that the agent finds for a name before it writes there, or null.
 u_char *current_value(const struct variable7 &object, const name_t &of) {
-  struct variable vp = as_variable(object);
+  struct variable vp = mini::as_variable(object);
   oid name[MAX_OID_LEN] = {};
   std::copy(of.begin(), of.end(), name);
   size_t length = of.size(), value_length = 0;

@@ -67,6 +67,14 @@ std::string file_text(const std::string &path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+size_t times_in(const std::string &text, const std::string &words) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) {
+    ++count;
+  }
+  return count;
+}
+
 program_result run_program(const std::string &program, const std::vector<std::string> &arguments) {
   const temporary_directory directory;
   const std::string out = directory.path + "/out";

@@ -26,5 +26,7 @@ int wait_for_exit(pid_t child);
 
 // The whole file; empty when there is none.
 std::string file_text(const std::string &path);
+// How often the words stand in the text.
+size_t times_in(const std::string &text, const std::string &words);
 
 #endif

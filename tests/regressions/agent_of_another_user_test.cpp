@@ -8,9 +8,7 @@ using namespace set_lab;
 
 TEST(AgentOfAnotherUser, ReadsWritesAndSharesTheHistoryOfASwitchdThatServesItsGroup) {
   lab::lab l;
-  lab::options how;
-  how.agent_user = "Debian-snmp";
-  lab::start(l, how);
+  lab::start(l, {.agent_user = "Debian-snmp"});
   snmp::client c(l, snmp::community("private"), 10);
   EXPECT_EQ(snmp::bulkwalk(c, root()).size(), 98u);
   EXPECT_DONE(snmp::set(c, {name(10, "mine")}));

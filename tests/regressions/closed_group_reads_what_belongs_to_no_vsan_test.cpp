@@ -10,9 +10,7 @@ using namespace role_lab;
 TEST(ClosedGroup, GetsNothingAndSetsNothingWhicheverOfItsLinesIsMalformed) {
   for (const std::string line : {"vsanRole closeds 10,2x", "vsanRoleInterfaces closeds one"}) {
     lab::lab l;
-    lab::options how;
-    how.agent_lines = line + "\n";
-    lab::start(l, how);
+    lab::start(l, {.agent_lines = line + "\n"});
     snmp::client c(l, snmp::user("closed"), 10);
     const std::string before = lab::settled_dump(l);
     for (const name_t &name : {vsan_number(), last_change(), if_number(), switch_wide(kSwitchRatov), if_vsan(kFc1),
@@ -35,9 +33,7 @@ TEST(ClosedGroup, GetsNothingAndSetsNothingWhicheverOfItsLinesIsMalformed) {
 // A refused varbind must not reach the module in the phases that follow, nor spoil the PDUs after it.
 TEST(ClosedGroup, APduOfSeveralVarbindsIsRefusedAtItsFirstAndTheNextOneOfAnotherUserIsServed) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRole closeds x\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRole closeds x\n"});
   snmp::client c(l, snmp::user("closed"), 10), operators(l, snmp::community("private"), 10);
   EXPECT_SET(snmp::set(c, {name(10, "x"), row_status(30, kCreateAndGo), scalar_gauge(kSwitchLatency, 7)}), kGenErr, 1);
   EXPECT_DONE(snmp::set(operators, {name(10, "y"), row_status(30, kCreateAndGo)}));

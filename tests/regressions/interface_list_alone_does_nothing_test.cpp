@@ -9,9 +9,7 @@ using namespace role_lab;
 
 TEST(InterfaceListAlone, RestrictsToTheseInterfacesAndLeavesTheVsansAlone) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRoleInterfaces closeds 16777216\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRoleInterfaces closeds 16777216\n"});
   snmp::client c(l, snmp::user("closed"), 10);
   EXPECT_EQ(snmp::get(c, {if_vsan(kFc1)}).varbinds.at(0), move(kFc1, 5));
   EXPECT_EQ(snmp::get(c, {if_vsan(kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);

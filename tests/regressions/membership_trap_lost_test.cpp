@@ -24,9 +24,7 @@ class MembershipTrap : public ::testing::TestWithParam<std::vector<std::string>>
 
 TEST_P(MembershipTrap, IsSentOnceTheIdentityServiceAnswers) {
   lab::lab l;
-  lab::options how;
-  how.traps = true;
-  lab::start(l, how);
+  lab::start(l, {.traps = true});
   std::vector<std::string> words = GetParam();
   words.insert(words.end(), {"--service", "identity"});
   fault_lab::fault(l, words, kSwitchWwn);

@@ -48,14 +48,7 @@ struct notification_server_under_test : switch_under_test {
     return -1;
   }
   // Lines of the log in which the words are.
-  size_t lines_with(const std::string &words) const {
-    const std::string text = file_text(log_path());
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) {
-      ++count;
-    }
-    return count;
-  }
+  size_t lines_with(const std::string &words) const { return times_in(file_text(log_path()), words); }
 };
 
 #endif

@@ -62,9 +62,7 @@ TEST(NamedRowOfARole, OnlyTheVsanThatIsNamedHasToBeAllowed) {
   for (const role &r : {role{"20", true}, role{"20,4093", true}, role{"4093", false}, role{"10", false}}) {
     SCOPED_TRACE(r.vsans);
     lab::lab l;
-    lab::options how;
-    how.agent_lines = std::string("vsanRole closeds ") + r.vsans + "\n";
-    lab::start(l, how);
+    lab::start(l, {.agent_lines = std::string("vsanRole closeds ") + r.vsans + "\n"});
     ASSERT_EQ(lab::ctl(l, {"kdx", "enable"}).status, 0);
     ASSERT_EQ(lab::ctl(l, {"kdx", "keep-out", "20"}).status, 0);
     const std::string original = lab::store_rows(l);

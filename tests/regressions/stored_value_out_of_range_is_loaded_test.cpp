@@ -1,6 +1,4 @@
 // A value that no switch can have is loaded from the store: one payload too large stops all notifications for good.
-#include <sqlite3.h>
-
 #include "switch_under_test.h"
 
 namespace {
@@ -10,20 +8,12 @@ struct bad_row {
   const char *named;
 };
 
-class StoredValues : public switch_under_test, public testing::WithParamInterface<bad_row> {
- protected:
-  void edit(const std::string &sql) const {
-    sqlite3 *db = nullptr;
-    ASSERT_EQ(sqlite3_open(store_path().c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-  }
-};
+class StoredValues : public switch_under_test, public testing::WithParamInterface<bad_row> {};
 
 TEST_P(StoredValues, OutOfRangeAreRefusedNamingTheRow) {
   ASSERT_EQ(set_row(new_row(50, "raises-one")), 0);
   close();
-  edit(GetParam().sql);
+  edit_store(GetParam().sql);
   std::string error;
   switch_state state;
   store *opened = store_open(store_path(), error);

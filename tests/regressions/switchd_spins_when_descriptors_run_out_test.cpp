@@ -45,14 +45,7 @@ struct OutOfDescriptors : testing::Test {
     EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     return fd;
   }
-  size_t times_in_log(const std::string &words) const {
-    const std::string text = file_text(log());
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) {
-      ++count;
-    }
-    return count;
-  }
+  size_t times_in_log(const std::string &words) const { return times_in(file_text(log()), words); }
 };
 
 TEST_F(OutOfDescriptors, ItWaitsSaysSoOnceAndServesWhenThereAreSomeAgain) {

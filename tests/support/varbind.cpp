@@ -69,4 +69,18 @@ varbind octets(const name_t &name, const std::string &value) {
   return {name, ASN_OCTET_STR, 0, value};
 }
 
+varbind from_library(const variable_list &v) {
+  varbind out;
+  out.name.assign(v.name, v.name + v.name_length);
+  out.type = v.type;
+  if (v.type == ASN_OCTET_STR) {
+    out.octets.assign(reinterpret_cast<const char *>(v.val.string), v.val_len);
+  } else if (v.type == ASN_INTEGER) {
+    out.integer = *v.val.integer;
+  } else if (v.type == ASN_GAUGE || v.type == ASN_TIMETICKS) {
+    out.integer = static_cast<long>(static_cast<unsigned long>(*v.val.integer) & 0xffffffffu);
+  }
+  return out;
+}
+
 }  // namespace mib

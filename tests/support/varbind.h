@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+struct variable_list;  // the library's own
+
 namespace mib {
 
 using name_t = std::vector<unsigned long>;
@@ -34,6 +36,9 @@ void PrintTo(const varbind &v, std::ostream *out);
 varbind integer(const name_t &name, long value);
 varbind gauge(const name_t &name, unsigned long value);
 varbind octets(const name_t &name, const std::string &value);
+
+// A varbind of net-snmp's library.
+varbind from_library(const variable_list &v);
 
 }  // namespace mib
 

@@ -2,7 +2,6 @@
 #include "store/store.h"
 
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,13 +18,6 @@
 namespace {
 
 struct Store : switch_under_test {
-  // Runs SQL in the file, which no switch has open.
-  void edit(const std::string &sql) const {
-    sqlite3 *db = nullptr;
-    ASSERT_EQ(sqlite3_open(store_path().c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-  }
   // The text of the failure to open or load the file.
   std::string failure() const {
     std::string error;
@@ -65,19 +57,19 @@ TEST_F(Store, AChangeIsInTheFileBeforeItIsAnswered) {
 
 TEST_F(Store, ANewerSchemaIsRefusedNamingBothVersions) {
   close();
-  edit("PRAGMA user_version = 99");
+  edit_store("PRAGMA user_version = 99");
   const std::string error = failure();
   EXPECT_NE(error.find(store_path()), std::string::npos) << error;
   EXPECT_NE(error.find("99"), std::string::npos) << error;
   EXPECT_NE(error.find("up to " + std::to_string(kStoreSchemaVersion)), std::string::npos) << error;
-  edit("PRAGMA user_version = " + std::to_string(kStoreSchemaVersion));
+  edit_store("PRAGMA user_version = " + std::to_string(kStoreSchemaVersion));
   open();
 }
 
 TEST_F(Store, ADatabaseOfAnotherProgramIsRefused) {
   close();
   std::filesystem::remove(store_path());
-  edit("CREATE TABLE addresses (name TEXT)");
+  edit_store("CREATE TABLE addresses (name TEXT)");
   EXPECT_NE(failure().find("another program"), std::string::npos);
 }
 
@@ -116,9 +108,9 @@ TEST_F(Store, RowsThatBreakARuleAreRefusedByName) {
         std::tuple{"DELETE FROM timer WHERE key = 9", "INSERT INTO timer VALUES (0, 9, 5000)", "D_S_TOV is missing"},
         std::tuple{"DELETE FROM vsan WHERE id = 1", "INSERT INTO vsan SELECT 1,'one',1,1,2112,2,100,2,2000",
                    "default VSAN"}}) {
-    edit(damage);
+    edit_store(damage);
     EXPECT_NE(failure().find(named), std::string::npos) << damage << ": " << failure();
-    edit(repair);
+    edit_store(repair);
   }
   open();
 }

@@ -183,6 +183,13 @@ vsanEntry new_row(uint32_t vsan, const std::string &name) {
   return row;
 }
 
+void switch_under_test::edit_store(const std::string &sql) const {
+  sqlite3 *db = nullptr;
+  ASSERT_EQ(sqlite3_open(store_path().c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
+}
+
 std::string switch_under_test::store_content() const {
   sqlite3 *db = nullptr;
   EXPECT_EQ(sqlite3_open_v2(("file:" + store_path()).c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr),

@@ -5,14 +5,6 @@
 #include <algorithm>
 
 namespace mini {
-namespace {
-
-struct found {
-  u_char *value = nullptr;
-  size_t length = 0;
-  WriteMethod *write_method = nullptr;
-  name_t name;
-};
 
 struct variable as_variable(const struct variable7 &row) {
   struct variable vp = {};
@@ -25,6 +17,24 @@ struct variable as_variable(const struct variable7 &row) {
   memcpy(vp.name + kVsanMibRootLen, row.name, row.namelen * sizeof(oid));
   return vp;
 }
+
+void make_set_lists() {
+  for (indxobj_t *list : {&vsanEntry_undo_list, &vsanEntry_list}) {
+    if (list->opaque[0] != nullptr) {
+      indxobj_destroy(list);
+    }
+    indxobj_create(list, 0, 1, vsanEntry_comp, 1);
+  }
+}
+
+namespace {
+
+struct found {
+  u_char *value = nullptr;
+  size_t length = 0;
+  WriteMethod *write_method = nullptr;
+  name_t name;
+};
 
 name_t name_of(const struct variable &vp) {
   return name_t(vp.name, vp.name + vp.namelen);

@@ -14,6 +14,11 @@ namespace mini {
 
 using namespace mib;
 
+// An object of the module as the agent hands it to its find function.
+struct variable as_variable(const struct variable7 &object);
+// Makes the two set lists anew, empty.
+void make_set_lists();
+
 std::optional<varbind> get(const name_t &name);
 std::optional<varbind> getnext(const name_t &name);
 // One PDU each.

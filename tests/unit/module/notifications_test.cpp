@@ -29,15 +29,7 @@ trap call(notification_handler_t handler, fake::message *message) {
   trap t;
   netsnmp_variable_list *list = handler(message, name, &length, &t.send);
   for (const netsnmp_variable_list *v = list; v != nullptr; v = v->next_variable) {
-    varbind out;
-    out.name.assign(v->name, v->name + v->name_length);
-    out.type = v->type;
-    if (v->type == ASN_OCTET_STR) {
-      out.octets.assign(reinterpret_cast<const char *>(v->val.string), v->val_len);
-    } else {
-      out.integer = *v->val.integer;
-    }
-    t.varbinds.push_back(out);
+    t.varbinds.push_back(from_library(*v));
   }
   if (list != nullptr) {
     t.name.assign(name, name + length);

@@ -80,12 +80,7 @@ TEST_F(Scalars, EachSendsItsOneExchangeAndTracesIt) {
     if (row.request != nullptr) {
       EXPECT_EQ(fake::hex(e.request), row.request) << row.object;
     }
-    EXPECT_TRUE(e.wants_response);
-    EXPECT_FALSE(e.user.has_value());
-    EXPECT_FALSE(e.session.has_value());
-    EXPECT_EQ(e.service, 15);
-    EXPECT_EQ(e.queue, mts_response_q);
-    EXPECT_EQ(e.timeout, 4);
+    expect_read(e);
     ASSERT_GE(fake::the().history.size(), 2u);
     EXPECT_EQ(fake::the().history[0], std::make_pair(101, std::string(row.sending)));
     if (row.received != nullptr) {

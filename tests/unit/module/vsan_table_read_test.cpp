@@ -38,12 +38,7 @@ TEST_F(VsanTableRead, RequestIsTheEnvelopeWithOnlyTheIndexFilled) {
   EXPECT_EQ(e.size, 2632u);
   EXPECT_EQ(e.opcode, 149);
   EXPECT_EQ(e.msg_type, 1);
-  EXPECT_TRUE(e.wants_response);
-  EXPECT_FALSE(e.user.has_value());
-  EXPECT_FALSE(e.session.has_value());
-  EXPECT_EQ(e.service, 15);
-  EXPECT_EQ(e.queue, mts_response_q);
-  EXPECT_EQ(e.timeout, 4);
+  expect_read(e);
 }
 
 TEST_F(VsanTableRead, GetNextOnTheBareColumnAsksForTheRowAfterVsan0) {
