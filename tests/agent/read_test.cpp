@@ -35,40 +35,44 @@ constexpr column kColumns[] = {
     {kDropLatency, true, {2000, 3000, 2000, 2000, 2000}},
 };
 
-// What a walk of the lab's small switch gives: one ordered array.
-std::vector<varbind> golden() {
-  std::vector<varbind> out;
-  out.push_back(integer(vsan_number(), 5));
-  out.push_back({last_change(), 0x43, 0, {}});
+void add_vsans(std::vector<varbind> *out) {
+  out->push_back(integer(vsan_number(), 5));
+  out->push_back({last_change(), 0x43, 0, {}});
   const char *names[] = {"default", "five", "ten", "twenty", "last"};
   for (size_t i = 0; i < 5; ++i) {
-    out.push_back(octets(vsan_cell(kName, kVsans[i]), names[i]));
+    out->push_back(octets(vsan_cell(kName, kVsans[i]), names[i]));
   }
   for (const column &c : kColumns) {
     for (size_t i = 0; i < 5; ++i) {
       const auto name = vsan_cell(c.id, kVsans[i]);
-      out.push_back(c.unsigned_value ? gauge(name, static_cast<unsigned long>(c.values[i]))
-                                     : integer(name, c.values[i]));
+      out->push_back(c.unsigned_value ? gauge(name, static_cast<unsigned long>(c.values[i]))
+                                      : integer(name, c.values[i]));
     }
   }
-  out.push_back(integer(if_number(), 5));
+}
+
+void add_interfaces(std::vector<varbind> *out) {
+  out->push_back(integer(if_number(), 5));
   const long vsan_of[] = {5, 10, 10, 20, 4093};
   for (size_t i = 0; i < 5; ++i) {
-    out.push_back(integer(if_vsan(kIfs[i]), vsan_of[i]));
+    out->push_back(integer(if_vsan(kIfs[i]), vsan_of[i]));
   }
   for (size_t i = 0; i < 5; ++i) {
-    out.push_back(integer(deny_list(kIfs[i]), 0));
+    out->push_back(integer(deny_list(kIfs[i]), 0));
   }
   for (size_t i = 0; i < 3; ++i) {
-    out.push_back(integer(summary(static_cast<unsigned long>(vsan_of[i]), kIfs[i]), static_cast<long>(kIfs[i])));
+    out->push_back(integer(summary(static_cast<unsigned long>(vsan_of[i]), kIfs[i]), static_cast<long>(kIfs[i])));
   }
+}
+
+void add_fabric_parameters(std::vector<varbind> *out) {
   const unsigned long scalars[] = {10000, 2000, 5000, 5000, 2000, 500};
   for (unsigned long i = 0; i < 6; ++i) {
-    out.push_back(gauge(switch_wide(i + 1), scalars[i]));
+    out->push_back(gauge(switch_wide(i + 1), scalars[i]));
   }
-  out.push_back(integer(switch_wide(kSwitchInorder), 2));
+  out->push_back(integer(switch_wide(kSwitchInorder), 2));
   for (unsigned long vsan : kVsans) {
-    out.push_back(octets(timer_cell(kForceFlag, vsan), std::string(1, '\0')));
+    out->push_back(octets(timer_cell(kForceFlag, vsan), std::string(1, '\0')));
   }
   const unsigned long timers[4][5] = {{10000, 9000, 10000, 10000, 10000},
                                       {2000, 2500, 2000, 2000, 2000},
@@ -76,9 +80,17 @@ std::vector<varbind> golden() {
                                       {5000, 5000, 5000, 5000, 5000}};
   for (unsigned long t = 0; t < 4; ++t) {
     for (size_t i = 0; i < 5; ++i) {
-      out.push_back(gauge(timer_cell(kRatov + t, kVsans[i]), timers[t][i]));
+      out->push_back(gauge(timer_cell(kRatov + t, kVsans[i]), timers[t][i]));
     }
   }
+}
+
+// What a walk of the lab's small switch gives: one ordered array.
+std::vector<varbind> golden() {
+  std::vector<varbind> out;
+  add_vsans(&out);
+  add_interfaces(&out);
+  add_fabric_parameters(&out);
   return out;
 }
 

@@ -6,8 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "switch_under_test.h"
 
 namespace {
@@ -60,19 +58,6 @@ int wait_for_exit(pid_t child) {
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string file_text(const std::string &path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-size_t times_in(const std::string &text, const std::string &words) {
-  size_t count = 0;
-  for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) {
-    ++count;
-  }
-  return count;
 }
 
 program_result run_program(const std::string &program, const std::vector<std::string> &arguments) {

@@ -1,21 +1,10 @@
 // Notifications: when they are raised, how long they are kept, and how a subscriber gets them.
 #include <errno.h>
-#include <event2/event.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <deque>
 
 #include "big_endian.h"
-#include "log.h"
-#include "notification_frame.h"
-#include "notification_server.h"
+#include "notification_server_under_test.h"
 #include "platform/vsan_range.h"
-#include "requests.h"
-#include "socket_path.h"
 #include "statuses.h"
-#include "switch_under_test.h"
 #include "vsan_records.h"
 
 namespace {
@@ -119,78 +108,31 @@ TEST_F(Notifications, TheOldestAreDroppedAndCountedBeyond1024) {
   EXPECT_TRUE(before == managers.state);
 }
 
-// A subscriber, and a server whose loop the test turns.
-struct Subscription : Notifications {
-  event_base *base = nullptr;
-  notification_server *server = nullptr;
+// A subscriber, and a server that is turned after whatever the subscriber does.
+struct Subscription : notification_server_under_test {
   std::vector<int> sockets;
 
-  void SetUp() override {
-    Notifications::SetUp();
-    std::string error;
-    ASSERT_EQ(log_open("error", "", error), 0);
-    base = event_base_new();
-    start();
-  }
-  void start() {
-    server = notification_server_open(base, directory.path.c_str(), managers);
-    ASSERT_NE(server, nullptr);
-  }
-  void stop() {
-    notification_server_close(server);
-    server = nullptr;
-  }
   void TearDown() override {
-    stop();
     for (const int fd : sockets) {
       ::close(fd);
     }
-    event_base_free(base);
-    Notifications::TearDown();
+    notification_server_under_test::TearDown();
   }
-  void turn() { event_base_loop(base, EVLOOP_NONBLOCK); }
   // Turns the loop for longer than acknowledgements take to be stored.
-  void turn_until_stored() {
-    const timeval wait{0, 120000};
-    event_base_loopexit(base, &wait);
-    event_base_dispatch(base);
-  }
-  int connect_to_server() {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    EXPECT_EQ(
-        service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path, sizeof address.sun_path),
-        0);
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0);
-    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    sockets.push_back(fd);
+  void turn_until_stored() { turn_for({0, 120000}); }
+  int connect_and_turn() {
+    sockets.push_back(connect_to_server());
     turn();
-    return fd;
+    return sockets.back();
   }
   void tell(int fd, notification_frame_kind kind, uint64_t number, uint32_t store_number = 4711) {
-    uint8_t buffer[kNotificationFrameMax];
-    const size_t size = notification_frame_write({kind, store_number, number, 0, nullptr, 0}, buffer);
-    EXPECT_EQ(send(fd, buffer, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
+    send_frame(fd, kind, number, store_number);
     turn();
   }
   int subscribe(uint64_t after, uint32_t store_number = 4711) {
-    const int fd = connect_to_server();
+    const int fd = connect_and_turn();
     tell(fd, kNotificationSubscribe, after, store_number);
     return fd;
-  }
-  // The numbers that have arrived.
-  std::vector<uint64_t> arrived(int fd) {
-    std::vector<uint64_t> numbers;
-    uint8_t buffer[kNotificationFrameMax];
-    ssize_t size = 0;
-    while ((size = recv(fd, buffer, sizeof buffer, 0)) > 0) {
-      notification_frame frame{};
-      EXPECT_EQ(notification_frame_read(buffer, static_cast<size_t>(size), &frame), 0);
-      EXPECT_EQ(frame.kind, kNotificationDeliver);
-      EXPECT_EQ(frame.store, 4711U);
-      numbers.push_back(frame.number);
-    }
-    return numbers;
   }
   bool closed_by_server(int fd) {
     turn();
@@ -288,7 +230,7 @@ TEST_F(Subscription, AcknowledgingWhatWasNotSentTakesOnlyWhatWasSent) {
 }
 
 TEST_F(Subscription, BytesThatAreNoFrameEndTheConnection) {
-  const int fd = connect_to_server();
+  const int fd = connect_and_turn();
   EXPECT_EQ(send(fd, "garbage", 7, MSG_NOSIGNAL), 7);
   EXPECT_TRUE(closed_by_server(fd));
   const int delivering = subscribe(0);
@@ -305,9 +247,9 @@ TEST_F(Subscription, ASilentSubscriberStopsNobodyAndTheQueueStaysBounded) {
 
 TEST_F(Subscription, MoreConnectionsThanAllowedAreClosedAtOnce) {
   for (int i = 0; i < 8; ++i) {
-    connect_to_server();
+    connect_and_turn();
   }
-  EXPECT_TRUE(closed_by_server(connect_to_server()));
+  EXPECT_TRUE(closed_by_server(connect_and_turn()));
   EXPECT_FALSE(closed_by_server(sockets[0]));
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "big_endian.h"
 #include "record_words.h"
@@ -49,6 +50,19 @@ temporary_directory::temporary_directory() {
 
 temporary_directory::~temporary_directory() {
   std::filesystem::remove_all(path);
+}
+
+std::string file_text(const std::string &path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+size_t times_in(const std::string &text, const std::string &words) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) {
+    ++count;
+  }
+  return count;
 }
 
 switch_change small_configuration() {

@@ -22,6 +22,11 @@ struct temporary_directory {
   temporary_directory &operator=(const temporary_directory &) = delete;
 };
 
+// The whole file; empty when there is none.
+std::string file_text(const std::string &path);
+// How often the words stand in the text.
+size_t times_in(const std::string &text, const std::string &words);
+
 // VSANs 1, 10 ("alpha", up), 20 ("beta", suspended), 30 ("gamma", no members); interfaces 101 and 102 (up) in VSAN
 // 10, 103 (down) in VSAN 10, 104 (up) in VSAN 20, 105 (down) in VSAN 1.
 switch_change small_configuration();
