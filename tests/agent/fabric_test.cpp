@@ -1,5 +1,5 @@
-// Interfaces, memberships and switch-wide values through a real snmpd: what a walk shows after each kind of change, who
-// may change what, and what is left while one of the managers is silent.
+// Interfaces, memberships and switch-wide values through a real snmpd: what a walk shows after each kind of change,
+// who may change what, and what is left while one of the managers is silent.
 #include <algorithm>
 #include <chrono>
 
@@ -9,17 +9,15 @@ namespace {
 
 using namespace set_lab;
 using namespace fabric_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 class Fabric : public FabricTest {
  protected:
-  unsigned long ticks(const snmp::name_t &name) { return static_cast<unsigned long>(get(name).integer); }
+  unsigned long ticks(const name_t &name) { return static_cast<unsigned long>(get(name).integer); }
   unsigned long uptime() { return ticks({1, 3, 6, 1, 2, 1, 1, 3, 0}); }
 };
 
-snmp::varbind oper_state(unsigned long vsan, long state) {
-  return snmp::integer(vsan_cell(kOperState, vsan), state);
+varbind oper_state(unsigned long vsan, long state) {
+  return integer(vsan_cell(kOperState, vsan), state);
 }
 
 // Interfaces.
@@ -46,7 +44,7 @@ TEST_F(Fabric, MovingTheLastActiveMemberTakesItsVsanDownAndTheOtherUpAndTheLastC
 TEST_F(Fabric, TheLastChangeIsTheUptimeOfTheChangeAndLaterAfterEachOne) {
   EXPECT_EQ(ticks(last_change()), 0u) << "a change before the agent's start reads as its start";
   unsigned long last = 0;
-  const std::vector<snmp::varbind> steps[] = {
+  const std::vector<varbind> steps[] = {
       {row_status(30, kCreateAndGo)}, {name(30, "x")}, {admin_state(30, 2)}, {row_status(30, kDestroy)}};
   for (const auto &step : steps) {
     const unsigned long earliest = uptime();
@@ -83,8 +81,8 @@ TEST_F(Fabric, AnInterfaceThatComesUpOrGoesDownTakesItsVsanAlong) {
 TEST_F(Fabric, DeletingAVsanSendsItsInterfacesHomeAndTakesItsRowsFromEveryTable) {
   EXPECT_DONE(set({row_status(10, kDestroy)}));
   const difference d = changes();
-  EXPECT_EQ(d.now, (std::vector<snmp::varbind>{snmp::integer(root({1, 1, 1, 0}), 4), oper_state(1, 1), move(kFc2, 1),
-                                               move(kFc3, 1), member(1, kFc2), member(1, kFc3)}));
+  EXPECT_EQ(d.now, (std::vector<varbind>{integer(vsan_number(), 4), oper_state(1, 1), move(kFc2, 1), move(kFc3, 1),
+                                         member(1, kFc2), member(1, kFc3)}));
   EXPECT_EQ(d.gone.size(), 10u + 2u + 5u) << "its row, its memberships, its timers";
 }
 
@@ -123,8 +121,8 @@ TEST_F(Fabric, ASwitchWideTimerIsThatOfEveryVsanWithoutAValueOfItsOwn) {
 }
 
 TEST_F(Fabric, LatenciesAndInOrderDeliveryOfTheSwitchAreSetAndReadAndKept) {
-  const std::vector<snmp::varbind> pdu = {scalar_gauge(kNetworkLatency, 60000), scalar_gauge(kSwitchLatency, 0),
-                                          snmp::integer(root({1, 4, kSwitchInorder, 0}), 1)};
+  const std::vector<varbind> pdu = {scalar_gauge(kNetworkLatency, 60000), scalar_gauge(kSwitchLatency, 0),
+                                    integer(switch_wide(kSwitchInorder), 1)};
   EXPECT_DONE(set(pdu));
   EXPECT_EQ(changes(), (difference{pdu, {}}));
   lab::stop(l.switchd, SIGKILL);
@@ -141,15 +139,17 @@ TEST_F(Fabric, ASwitchWideValueStaysThoughALaterVarbindOfThePduIsRefused) {
 
 // Restricted users: VSANs 10 and 20.
 
-std::vector<snmp::name_t> names_of(const std::vector<snmp::varbind> &walk) {
-  std::vector<snmp::name_t> out;
-  for (const snmp::varbind &v : walk) out.push_back(v.name);
+std::vector<name_t> names_of(const std::vector<varbind> &walk) {
+  std::vector<name_t> out;
+  for (const varbind &v : walk) {
+    out.push_back(v.name);
+  }
   return out;
 }
 
 TEST_F(Fabric, ARestrictedUserReadsAllInterfacesAndMovesThemBetweenItsOwnVsansOnly) {
   snmp::client tenant(l, snmp::user("tenant"), 30);
-  EXPECT_EQ(snmp::walk(tenant, root({1, 2, 5})).size(), 10u);
+  EXPECT_EQ(snmp::walk(tenant, if_table()).size(), 10u);
   EXPECT_EQ(snmp::get(tenant, {if_vsan(kFc1)}).varbinds.at(0), move(kFc1, 5));
   EXPECT_SET(snmp::set(tenant, {move(kFc2, 5)}), kGenErr, 1);
   EXPECT_NE(errors().find("the user may not touch this VSAN"), std::string::npos);
@@ -163,39 +163,35 @@ TEST_F(Fabric, ARestrictedUserReadsAllInterfacesAndMovesThemBetweenItsOwnVsansOn
 TEST_F(Fabric, ARestrictedUserWalksTheMembershipsOfItsVsansAndGetsNone) {
   EXPECT_DONE(set({move(kFc5, 20)}));
   snmp::client tenant(l, snmp::user("tenant"), 30);
-  const std::vector<snmp::name_t> visible = {summary(10, kFc2), summary(10, kFc3), summary(20, kFc5)};
-  EXPECT_EQ(names_of(snmp::walk(tenant, root({1, 2, 8}))), visible);
-  EXPECT_EQ(names_of(snmp::bulkwalk(tenant, root({1, 2, 8}))), visible);
-  for (const snmp::name_t &each : visible) {
-    EXPECT_EQ(snmp::get(tenant, {each}).varbinds.at(0).type, snmp::kNoSuchInstance) << snmp::text(each);
+  const std::vector<name_t> visible = {summary(10, kFc2), summary(10, kFc3), summary(20, kFc5)};
+  EXPECT_EQ(names_of(snmp::walk(tenant, summary_table())), visible);
+  EXPECT_EQ(names_of(snmp::bulkwalk(tenant, summary_table())), visible);
+  for (const name_t &each : visible) {
+    EXPECT_EQ(snmp::get(tenant, {each}).varbinds.at(0).type, snmp::kNoSuchInstance) << text(each);
   }
 }
 
 TEST(FabricRoles, ARoleOfInterfacesOnlyWalksAllMembershipsAndGetsNone) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRoleInterfaces closeds 16777216\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRoleInterfaces closeds 16777216\n"});
   snmp::client c(l, snmp::user("closed"), 30);
   EXPECT_EQ(snmp::get(c, {summary(10, kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);
   EXPECT_EQ(snmp::get(c, {summary(5, kFc1)}).varbinds.at(0).type, snmp::kNoSuchInstance);
-  const std::vector<snmp::varbind> walked = snmp::walk(c, root({1, 2, 8}));
+  const std::vector<varbind> walked = snmp::walk(c, summary_table());
   EXPECT_EQ(walked.size(), 3u);
   EXPECT_NE(std::find(walked.begin(), walked.end(), member(10, kFc2)), walked.end());
 }
 
 TEST(FabricRoles, AnInterfaceOutsideTheRoleEndsTheWalkOfItsVsanColumnHidesItsCellAndRefusesTheMove) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRoleInterfaces tenants 16777216,16785408\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRoleInterfaces tenants 16777216,16785408\n"});
   snmp::client c(l, snmp::user("tenant"), 30);
   EXPECT_EQ(snmp::get(c, {if_vsan(kFc1)}).varbinds.at(0), move(kFc1, 5));
   EXPECT_EQ(snmp::get(c, {if_vsan(kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);
-  EXPECT_EQ(snmp::get(c, {deny_list(kFc2)}).varbinds.at(0), snmp::integer(deny_list(kFc2), 0));
-  EXPECT_EQ(names_of(snmp::walk(c, root({1, 2, 5, 1, 1}))), (std::vector<snmp::name_t>{if_vsan(kFc1)}))
+  EXPECT_EQ(snmp::get(c, {deny_list(kFc2)}).varbinds.at(0), integer(deny_list(kFc2), 0));
+  EXPECT_EQ(names_of(snmp::walk(c, if_column(kIfVsan))), (std::vector<name_t>{if_vsan(kFc1)}))
       << "the column is not walked past a hidden interface";
-  EXPECT_EQ(snmp::walk(c, root({1, 2, 5, 1, 2})).size(), 5u);
+  EXPECT_EQ(snmp::walk(c, if_column(kIfDenyList)).size(), 5u);
   EXPECT_SET(snmp::set(c, {move(kFc2, 10)}), kGenErr, 1);
   EXPECT_DONE(snmp::set(c, {move(kFc3, 20)}));
 }
@@ -203,8 +199,8 @@ TEST(FabricRoles, AnInterfaceOutsideTheRoleEndsTheWalkOfItsVsanColumnHidesItsCel
 TEST_F(Fabric, ARestrictedUserReadsAndSetsTheTimersOfItsVsansAndTheSwitchWideOnes) {
   snmp::client tenant(l, snmp::user("tenant"), 30);
   for (const unsigned long column : {kForceFlag, kRatov, kEdtov, kDstov, kFstov}) {
-    EXPECT_EQ(names_of(snmp::walk(tenant, root({1, 4, 8, 1, column}))),
-              (std::vector<snmp::name_t>{timer_cell(column, 10), timer_cell(column, 20)}));
+    EXPECT_EQ(names_of(snmp::walk(tenant, timer_column(column))),
+              (std::vector<name_t>{timer_cell(column, 10), timer_cell(column, 20)}));
     EXPECT_EQ(snmp::get(tenant, {timer_cell(column, 5)}).varbinds.at(0).type, snmp::kNoSuchInstance);
   }
   for (const unsigned long vsan : {1ul, 5ul, 30ul, 4093ul}) {
@@ -230,7 +226,7 @@ class Silent : public FabricTest {
     const auto start = std::chrono::steady_clock::now();
     *answer = snmp::get(
         c, {summary(10, kFc2), summary(10, kFc3), summary(5, kFc1), vsan_cell(kName, 10), vsan_cell(kName, 20),
-            if_vsan(kFc1), if_vsan(kFc2), timer_cell(kRatov, 10), root({1, 1, 1, 0}), root({1, 4, 1, 0})});
+            if_vsan(kFc1), if_vsan(kFc2), timer_cell(kRatov, 10), vsan_number(), switch_wide(kSwitchRatov)});
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   }
 };
@@ -246,7 +242,7 @@ TEST_F(Silent, ASilentPortManagerHidesTheMembershipsOnlyAndCostsOneTimeOutAPdu) 
   ASSERT_EQ(answer.varbinds.size(), kAsked);
   for (size_t i = 0; i < kAsked; ++i) {
     const bool missing = answer.varbinds[i].type == snmp::kNoSuchInstance;
-    EXPECT_EQ(missing, i < kMemberships) << snmp::text(answer.varbinds[i].name);
+    EXPECT_EQ(missing, i < kMemberships) << text(answer.varbinds[i].name);
   }
   // SETs go to the VSAN manager and are as fast as ever.
   const auto start = std::chrono::steady_clock::now();
@@ -265,7 +261,7 @@ TEST_F(Silent, ASilentVsanManagerLeavesTheMembershipsAndCostsOneTimeOutAPdu) {
   ASSERT_EQ(answer.varbinds.size(), kAsked);
   for (size_t i = 0; i < kAsked; ++i) {
     const bool missing = answer.varbinds[i].type >= snmp::kNoSuchObject;
-    EXPECT_EQ(missing, i >= kMemberships) << snmp::text(answer.varbinds[i].name);
+    EXPECT_EQ(missing, i >= kMemberships) << text(answer.varbinds[i].name);
   }
   ASSERT_EQ(lab::ctl(l, {"fault", "clear"}).status, 0);
   EXPECT_TRUE(lab::wait_until([&] { return get(if_vsan(kFc1)) == move(kFc1, 5); }, 3));
@@ -274,7 +270,7 @@ TEST_F(Silent, ASilentVsanManagerLeavesTheMembershipsAndCostsOneTimeOutAPdu) {
 
 TEST_F(Silent, ASetToASilentVsanManagerIsRefusedAfterOneTimeOutAndChangesNothing) {
   const std::string store = lab::settled_dump(l);
-  const std::vector<snmp::varbind> pdus[] = {
+  const std::vector<varbind> pdus[] = {
       {name(5, "x"), name(10, "y"), admin_state(20, 2), row_status(30, kCreateAndGo)},
       {timer(kRatov, 20, 6000), timer(kEdtov, 20, 1500), move(kFc1, 10), scalar_gauge(kSwitchRatov, 6000)}};
   for (const auto &pdu : pdus) {

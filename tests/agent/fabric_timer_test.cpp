@@ -5,8 +5,6 @@ namespace {
 
 using namespace set_lab;
 using namespace fabric_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 class FabricTimer : public FabricTest {
  protected:
@@ -20,7 +18,7 @@ class FabricTimer : public FabricTest {
 // Force flags.
 
 TEST_F(FabricTimer, TheTimersOfAVsanThatIsDownAreTakenWithoutForce) {
-  const std::vector<snmp::varbind> pdu = {timer(kRatov, 20, 10000), timer(kEdtov, 20, 4000), timer(kDstov, 20, 10000)};
+  const std::vector<varbind> pdu = {timer(kRatov, 20, 10000), timer(kEdtov, 20, 4000), timer(kDstov, 20, 10000)};
   EXPECT_DONE(set(pdu));
   EXPECT_EQ(changes(), (difference{{pdu[1], pdu[2]}, {}})) << "the first one is what it was";
   EXPECT_DONE(set({timer(kRatov, 4093, 5000)}));
@@ -71,8 +69,8 @@ TEST_F(FabricTimer, TheForceFlagKeepsItsThreeBitsOnly) {
 }
 
 TEST_F(FabricTimer, AForceFlagOfNoOctetIsTakenOfTwoIsWrongLength) {
-  EXPECT_DONE(set({snmp::octets(timer_cell(kForceFlag, 5), "")}));
-  EXPECT_SET(set({snmp::octets(timer_cell(kForceFlag, 5), "\xe0\xe0")}), kWrongLength, 1);
+  EXPECT_DONE(set({octets(timer_cell(kForceFlag, 5), "")}));
+  EXPECT_SET(set({octets(timer_cell(kForceFlag, 5), "\xe0\xe0")}), kWrongLength, 1);
 }
 
 // Forgetting is the restart's: the flags are the agent's own.
@@ -95,7 +93,7 @@ TEST_F(FabricTimer, ATimerOfAnAbsentVsanOrOfAnOidThatNamesNoneIsInconsistentName
     for (const unsigned long vsan : {0ul, 77ul, 4095ul, 4096ul, 4294967295ul}) {
       EXPECT_SET(set({timer(column, vsan, value)}), kInconsistentName, 1) << column << " " << vsan;
     }
-    EXPECT_SET(set({snmp::gauge(root({1, 4, 8, 1, column, 5, 1}), value)}), kInconsistentName, 1);
+    EXPECT_SET(set({gauge(root({1, 4, 8, 1, column, 5, 1}), value)}), kInconsistentName, 1);
   }
   EXPECT_SET(set({force(0, '\x80')}), kInconsistentName, 1);
   EXPECT_SET(set({force(4096, '\x80')}), kInconsistentName, 1);
@@ -142,7 +140,7 @@ TEST_F(FabricTimer, ASessionShowsPendingValuesUntilACommitBringsThemIntoForce) {
   kdx({"commit"});
   kdx({"show-running", "on"});
   EXPECT_EQ(get(timer_cell(kEdtov, 20)), timer(kEdtov, 20, 3000));
-  EXPECT_EQ(get(root({1, 4, kSwitchDstov, 0})), scalar_gauge(kSwitchDstov, 9000));
+  EXPECT_EQ(get(switch_wide(kSwitchDstov)), scalar_gauge(kSwitchDstov, 9000));
   EXPECT_NE(lab::store_rows(l).find("timer 20|7|3000"), std::string::npos);
   EXPECT_EQ(lab::store_rows(l).find("pending"), std::string::npos);
 }
@@ -174,7 +172,7 @@ TEST_F(FabricTimer, ASessionOutlivesARestartOfSwitchdAndOfTheAgent) {
 TEST_F(FabricTimer, AVsanKeptOutIsPassedOverByPendingReadsAndItsTimersAreSetAtOnce) {
   kdx({"enable"});
   kdx({"keep-out", "20"});
-  std::vector<snmp::name_t> gone;
+  std::vector<name_t> gone;
   for (const unsigned long column : {kForceFlag, kRatov, kEdtov, kDstov, kFstov}) {
     gone.push_back(timer_cell(column, 20));
   }
@@ -198,7 +196,7 @@ TEST_F(FabricTimer, ASetOfAVsanKeptOutGoesToTheRowThatIsNamedAndTheAnswerNamesIt
   kdx({"keep-out", "20"});
   const snmp::answer answer = set({timer(kEdtov, 20, 3000)});
   EXPECT_DONE(answer);
-  EXPECT_EQ(answer.varbinds, (std::vector<snmp::varbind>{timer(kEdtov, 20, 3000)}));
+  EXPECT_EQ(answer.varbinds, (std::vector<varbind>{timer(kEdtov, 20, 3000)}));
   const std::string store = lab::store_rows(l);
   EXPECT_NE(store.find("timer 20|7|3000"), std::string::npos) << store;
   EXPECT_EQ(store.find("pending"), std::string::npos) << store;

@@ -23,7 +23,9 @@ inline void fault(const lab::lab &l, std::vector<std::string> words, int opcode 
 
 // The fault strikes the n-th message of the opcode from now on; those before it pass.
 inline void fault_at(const lab::lab &l, unsigned n, std::vector<std::string> words, int opcode = kVsanRow) {
-  if (n > 1) fault(l, {"delay", "0", "--count", std::to_string(n - 1)}, opcode);
+  if (n > 1) {
+    fault(l, {"delay", "0", "--count", std::to_string(n - 1)}, opcode);
+  }
   words.insert(words.end(), {"--count", "1"});
   fault(l, words, opcode);
 }

@@ -83,6 +83,8 @@ up = true
 
 namespace {
 
+using namespace mib;
+
 using clock = std::chrono::steady_clock;
 
 std::string agent_conf(const lab &l) {
@@ -106,7 +108,9 @@ std::string agent_conf(const lab &l) {
           "access writers \"\" any noauth exact all all all\n"
           "access tenants \"\" any noauth exact all all all\n"
           "access closeds \"\" any noauth exact all all all\n";
-  if (l.how.traps) conf << "trap2sink 127.0.0.1:" << l.trap_port << " public\n";
+  if (l.how.traps) {
+    conf << "trap2sink 127.0.0.1:" << l.trap_port << " public\n";
+  }
   conf << "dlmod switch_agent " LAB_LIB_DIR "/libswitchagent.so\n"
        << "switchRunDir " << l.dir << "/run\n"
        << "vsanRole tenants 10,20\n"
@@ -125,11 +129,15 @@ void start_snmptrapd(lab &l) {
       l.dir + "/snmptrapd.log");
   const bool serves =
       wait_until([&] { return read_file(l.dir + "/traps.log").find("NET-SNMP version") != std::string::npos; });
-  if (!serves) throw std::runtime_error("snmptrapd does not start: " + read_file(l.snmptrapd.log));
+  if (!serves) {
+    throw std::runtime_error("snmptrapd does not start: " + read_file(l.snmptrapd.log));
+  }
 }
 
 void end(process &p) {
-  if (p.pid == 0) return;
+  if (p.pid == 0) {
+    return;
+  }
   kill(p.pid, SIGCONT);
   stop(p, SIGKILL);
 }
@@ -140,7 +148,9 @@ void end(process &p) {
 // program.
 process launch(const std::vector<std::string> &command, const std::string &log, bool preload) {
   const pid_t pid = fork();
-  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid < 0) {
+    throw std::runtime_error("fork failed");
+  }
   if (pid == 0) {
     const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     const int in = open("/dev/null", O_RDONLY);
@@ -155,7 +165,9 @@ process launch(const std::vector<std::string> &command, const std::string &log, 
       setenv("UBSAN_OPTIONS", "print_stacktrace=1:halt_on_error=1", 1);
     }
     std::vector<char *> argv;
-    for (const std::string &word : command) argv.push_back(const_cast<char *>(word.c_str()));
+    for (const std::string &word : command) {
+      argv.push_back(const_cast<char *>(word.c_str()));
+    }
     argv.push_back(nullptr);
     execvp(argv[0], argv.data());
     _exit(127);
@@ -167,22 +179,30 @@ lab::~lab() {
   end(snmpd);
   end(snmptrapd);
   end(switchd);
-  if (!dir.empty()) std::filesystem::remove_all(dir);
+  if (!dir.empty()) {
+    std::filesystem::remove_all(dir);
+  }
 }
 
 void start(lab &l, const options &how) {
   char name[] = "/tmp/lab.XXXXXX";
-  if (mkdtemp(name) == nullptr) throw std::runtime_error("no temporary directory");
+  if (mkdtemp(name) == nullptr) {
+    throw std::runtime_error("no temporary directory");
+  }
   l.dir = name;
   l.how = how;
-  for (const char *sub : {"/run", "/agent", "/traps"}) std::filesystem::create_directory(l.dir + sub);
+  for (const char *sub : {"/run", "/agent", "/traps"}) {
+    std::filesystem::create_directory(l.dir + sub);
+  }
   if (how.topology_file.empty()) {
     write_file(l.dir + "/topology.toml", how.topology.empty() ? kSmallTopology : how.topology);
   }
   l.snmp_port = free_udp_port();
   l.trap_port = free_udp_port();
   start_switchd(l);
-  if (how.traps) start_snmptrapd(l);
+  if (how.traps) {
+    start_snmptrapd(l);
+  }
   start_snmpd(l);
 }
 
@@ -190,7 +210,9 @@ void start_switchd(lab &l) {
   const std::string topology = l.how.topology_file.empty() ? l.dir + "/topology.toml" : l.how.topology_file;
   std::vector<std::string> command = {LAB_BIN_DIR "/switchd", "--run-dir",  l.dir + "/run", "--state",
                                       l.dir + "/switch.db",   "--topology", topology};
-  if (!l.how.agent_user.empty()) command.insert(command.end(), {"--group", l.how.agent_user});
+  if (!l.how.agent_user.empty()) {
+    command.insert(command.end(), {"--group", l.how.agent_user});
+  }
   l.switchd = launch(command, l.dir + "/switchd.log");
   if (!wait_until([&] { return ctl(l, {"show", "status"}).status == 0; })) {
     throw std::runtime_error("switchd does not start: " + read_file(l.switchd.log));
@@ -219,7 +241,7 @@ void start_snmpd(lab &l) {
   snmp::client probe(l, snmp::community("public"), 0.05);
   const bool serves = wait_until(
       [&] {
-        const auto answer = snmp::get(probe, {snmp::root({1, 1, 1, 0})});
+        const auto answer = snmp::get(probe, {vsan_number()});
         return answer.sent_back && answer.varbinds[0].type == 2;
       },
       20);
@@ -233,7 +255,9 @@ void signal(const process &p, int number) {
 }
 
 int stop(process &p, int number) {
-  if (p.pid == 0) return 0;
+  if (p.pid == 0) {
+    return 0;
+  }
   kill(p.pid, number);
   int status = 0;
   const bool ended = wait_until([&] { return waitpid(p.pid, &status, WNOHANG) == p.pid; }, 20);
@@ -286,7 +310,9 @@ void write_file(const std::string &path, const std::string &text) {
 bool wait_until(const std::function<bool()> &condition, double seconds) {
   const auto end = clock::now() + std::chrono::duration<double>(seconds);
   while (!condition()) {
-    if (clock::now() > end) return false;
+    if (clock::now() > end) {
+      return false;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;
@@ -295,14 +321,18 @@ bool wait_until(const std::function<bool()> &condition, double seconds) {
 long resident_kib(const process &p) {
   std::ifstream in("/proc/" + std::to_string(p.pid) + "/status");
   for (std::string line; std::getline(in, line);) {
-    if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
+    if (line.rfind("VmRSS:", 0) == 0) {
+      return std::stol(line.substr(6));
+    }
   }
   return 0;
 }
 
 std::string store_dump(const lab &l) {
   const result dump = run({"sqlite3", "-readonly", l.dir + "/switch.db", ".dump"});
-  if (dump.status != 0) throw std::runtime_error("cannot read the store: " + dump.output);
+  if (dump.status != 0) {
+    throw std::runtime_error("cannot read the store: " + dump.output);
+  }
   return dump.output;
 }
 
@@ -313,7 +343,9 @@ std::string settled_dump(const lab &l) {
     now = store_dump(l);
     return now == before && now.find("INSERT INTO notification") == std::string::npos;
   });
-  if (!settled) throw std::runtime_error("notifications stay in the store: " + now);
+  if (!settled) {
+    throw std::runtime_error("notifications stay in the store: " + now);
+  }
   return now;
 }
 
@@ -326,7 +358,9 @@ std::string store_rows(const lab &l) {
                            "SELECT 'pending ' || vsan, key, value FROM pending_timer ORDER BY vsan, key;"
                            "SELECT 'setting ' || name, value FROM setting WHERE name NOT LIKE 'changed_%' AND"
                            " name NOT LIKE '%notification%' ORDER BY name;"});
-  if (rows.status != 0) throw std::runtime_error("cannot read the store: " + rows.output);
+  if (rows.status != 0) {
+    throw std::runtime_error("cannot read the store: " + rows.output);
+  }
   return rows.output;
 }
 

@@ -1,5 +1,5 @@
-// A private switch and agent of one test: switchd, a stock snmpd with the module, snmptrapd, on free loopback ports, in
-// a temporary directory that goes with the lab. Every wait is bounded.
+// A private switch and agent of one test: switchd, a stock snmpd with the module, snmptrapd, on free loopback ports,
+// in a temporary directory that goes with the lab. Every wait is bounded.
 #ifndef TESTS_AGENT_LAB_H
 #define TESTS_AGENT_LAB_H
 
@@ -12,11 +12,11 @@
 namespace lab {
 
 struct options {
-  std::string topology;       // TOML; empty: the lab's own small one (see kSmallTopology)
-  std::string topology_file;  // instead of `topology`
-  std::string agent_lines;    // further lines of snmpd.conf
-  bool traps = false;         // start snmptrapd and send v2c traps to it
-  std::string agent_user;     // the account that snmpd runs under, and the group whose members switchd serves
+  std::string topology{};       // TOML; empty: the lab's own small one (see kSmallTopology)
+  std::string topology_file{};  // instead of `topology`
+  std::string agent_lines{};    // further lines of snmpd.conf
+  bool traps = false;           // start snmptrapd and send v2c traps to it
+  std::string agent_user{};     // the account that snmpd runs under, and the group whose members switchd serves
 };
 
 // VSANs 1, 5 (name "five", interop 3), 10, 20 and 4093 (suspended); five interfaces; known timers.
@@ -42,8 +42,8 @@ struct lab {
   ~lab();  // kills what still runs and removes the directory
 };
 
-// Starts everything and waits until the agent answers. Throws std::runtime_error with the logs when something does not
-// start.
+// Starts everything and waits until the agent answers. Throws std::runtime_error with the logs when something
+// does not start.
 void start(lab &l, const options &how = {});
 
 // Starts one of them, again if need be, and waits until it serves.
@@ -62,8 +62,8 @@ bool is_running(const process &p);
 // "udp:127.0.0.1:PORT"
 std::string agent_address(const lab &l);
 
-// What a command printed, both streams, and its exit status. The command is found along PATH and ends after 60 s at the
-// latest.
+// What a command printed, both streams, and its exit status. The command is found along PATH and ends after 60 s
+// at the latest.
 struct result {
   int status;
   std::string output;

@@ -12,8 +12,10 @@
 
 #include "lab.h"
 
-namespace mib {
+namespace mib_file {
 namespace {
+
+using namespace mib_file;
 
 constexpr const char kOwn[] = LAB_SOURCE_DIR "/mibs";
 constexpr const char kStandard[] = LAB_SOURCE_DIR "/tests/agent/npm/node_modules/net-snmp/lib/mibs";
@@ -24,9 +26,11 @@ constexpr std::pair<int, int> kTypes[] = {
     {TYPE_TIMETICKS, ASN_TIMETICKS}, {TYPE_OBJID, ASN_OBJECT_ID},
 };
 
-snmp::name_t oid_of(const tree *node) {
-  snmp::name_t out;
-  for (; node != nullptr; node = node->parent) out.insert(out.begin(), node->subid);
+name_t oid_of(const tree *node) {
+  name_t out;
+  for (; node != nullptr; node = node->parent) {
+    out.insert(out.begin(), node->subid);
+  }
   return out;
 }
 
@@ -35,7 +39,9 @@ object describe(const tree *node) {
   o.name = node->label;
   o.oid = oid_of(node);
   for (const auto &[parsed, asn] : kTypes) {
-    if (node->type == parsed) o.asn_type = asn;
+    if (node->type == parsed) {
+      o.asn_type = asn;
+    }
   }
   const int access = node->access;
   o.writable = access == MIB_ACCESS_READWRITE || access == MIB_ACCESS_CREATE;
@@ -43,15 +49,21 @@ object describe(const tree *node) {
   o.for_notify_only = access == MIB_ACCESS_NOTIFY;
   o.is_column = node->parent != nullptr && node->parent->indexes != nullptr;
   if (o.is_column) {
-    for (const index_list *i = node->parent->indexes; i != nullptr; i = i->next) o.indexes.emplace_back(i->ilabel);
+    for (const index_list *i = node->parent->indexes; i != nullptr; i = i->next) {
+      o.indexes.emplace_back(i->ilabel);
+    }
   }
   for (const range_list *r = node->ranges; r != nullptr; r = r->next) {
     o.ranges.emplace_back(r->low, r->high);
   }
-  for (const enum_list *e = node->enums; e != nullptr; e = e->next) o.enumeration.push_back(e->value);
+  for (const enum_list *e = node->enums; e != nullptr; e = e->next) {
+    o.enumeration.push_back(e->value);
+  }
   std::ranges::sort(o.enumeration);
   o.is_bits = node->type == TYPE_BITSTRING;
-  for (const varbind_list *v = node->varbinds; v != nullptr; v = v->next) o.varbinds.emplace_back(v->vblabel);
+  for (const varbind_list *v = node->varbinds; v != nullptr; v = v->next) {
+    o.varbinds.emplace_back(v->vblabel);
+  }
   return o;
 }
 
@@ -62,7 +74,7 @@ void add_all(const tree *node, std::vector<object> &out) {
   }
 }
 
-const tree *under_root(snmp::name_t oid) {
+const tree *under_root(name_t oid) {
   const tree *node = get_tree(oid.data(), oid.size(), get_tree_head());
   return node != nullptr && node->label != nullptr ? node : nullptr;
 }
@@ -85,23 +97,29 @@ void load() {
   }
 }
 
-std::optional<object> find(const snmp::name_t &oid) {
+std::optional<object> find(const name_t &oid) {
   const tree *node = under_root(oid);
-  if (node == nullptr) return std::nullopt;
+  if (node == nullptr) {
+    return std::nullopt;
+  }
   return describe(node);
 }
 
 std::optional<object> find(const std::string &name) {
   const tree *node = find_tree_node(name.c_str(), -1);
-  if (node == nullptr) return std::nullopt;
+  if (node == nullptr) {
+    return std::nullopt;
+  }
   return describe(node);
 }
 
 std::vector<object> all() {
   std::vector<object> out;
   const tree *root = find_tree_node("vsanMIB", -1);
-  if (root != nullptr) add_all(root->child_list, out);
+  if (root != nullptr) {
+    add_all(root->child_list, out);
+  }
   return out;
 }
 
-}  // namespace mib
+}  // namespace mib_file

@@ -9,11 +9,13 @@
 
 #include "snmp_client.h"
 
-namespace mib {
+namespace mib_file {
+
+using namespace mib;
 
 struct object {
   std::string name;
-  snmp::name_t oid;  // without an index
+  name_t oid;        // without an index
   int asn_type = 0;  // of a varbind; 0: none, a node or a notification
   bool readable = false;
   bool writable = false;
@@ -32,14 +34,14 @@ std::string directories();
 // Reads the MIB file. Throws std::runtime_error when it, or a module that it imports, is not there.
 void load();
 
-// The object that an instance's OID belongs to: the deepest node of the file above it. Empty when it is not one of the
-// file's, or of the interface table's.
-std::optional<object> find(const snmp::name_t &oid);
+// The object that an instance's OID belongs to: the deepest node of the file above it. Empty when it is not one of
+// the file's, or of the interface table's.
+std::optional<object> find(const name_t &oid);
 std::optional<object> find(const std::string &name);
 
 // Every node under the module's root.
 std::vector<object> all();
 
-}  // namespace mib
+}  // namespace mib_file
 
 #endif

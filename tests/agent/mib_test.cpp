@@ -13,13 +13,12 @@
 
 namespace {
 
-using snmp::root;
-using snmp::varbind;
+using namespace mib;
 
 const std::vector<std::string> kByVsan = {"vsanIndex"}, kByInterface = {"ifIndex"}, kByBoth = {"vsanIndex", "ifIndex"};
 
 struct named {
-  snmp::name_t oid;
+  name_t oid;
   const char *name;
   std::vector<std::string> indexes;  // none: a scalar
 };
@@ -57,35 +56,39 @@ const std::vector<named> kNames = {
 };
 
 lab::result smilint(const std::string &file) {
-  return lab::run({"env", "SMIPATH=" + mib::directories(), "smilint", "-l", "6", file});
+  return lab::run({"env", "SMIPATH=" + mib_file::directories(), "smilint", "-l", "6", file});
 }
 
-bool in_ranges(const mib::object &o, long value) {
+bool in_ranges(const mib_file::object &o, long value) {
   return o.ranges.empty() ||
          std::ranges::any_of(o.ranges, [&](const auto &r) { return r.first <= value && value <= r.second; });
 }
 
-bool allows(const mib::object &o, const varbind &v) {
-  if (v.type == 4) return o.is_bits ? v.octets.size() == 1 : in_ranges(o, static_cast<long>(v.octets.size()));
-  if (!o.enumeration.empty()) return std::ranges::binary_search(o.enumeration, v.integer);
+bool allows(const mib_file::object &o, const varbind &v) {
+  if (v.type == 4) {
+    return o.is_bits ? v.octets.size() == 1 : in_ranges(o, static_cast<long>(v.octets.size()));
+  }
+  if (!o.enumeration.empty()) {
+    return std::ranges::binary_search(o.enumeration, v.integer);
+  }
   return in_ranges(o, v.integer);
 }
 
 class Mib : public ::testing::Test {
  protected:
   void SetUp() override {
-    lab::options how;
-    how.traps = true;
-    lab::start(l, how);
-    mib::load();
+    lab::start(l, {.traps = true});
+    mib_file::load();
     snmp::client c(l, snmp::community("public"));
-    walked = snmp::walk(c, root({}));
+    walked = snmp::walk(c, root());
   }
-  std::vector<varbind> instances(const mib::object &o) const {
+  std::vector<varbind> instances(const mib_file::object &o) const {
     std::vector<varbind> out;
     for (const varbind &v : walked) {
       const bool under = v.name.size() > o.oid.size() && std::equal(o.oid.begin(), o.oid.end(), v.name.begin());
-      if (under) out.push_back(v);
+      if (under) {
+        out.push_back(v);
+      }
     }
     return out;
   }
@@ -114,10 +117,10 @@ TEST(MibFile, SmilintSpeaksUpWhenAnObjectIsInNoGroup) {
 TEST_F(Mib, EveryOidOfTheWalkHasItsNameTypeAndIndex) {
   ASSERT_EQ(walked.size(), 98u);
   for (const varbind &v : walked) {
-    const auto o = mib::find(v.name);
-    ASSERT_TRUE(o) << snmp::text(v.name);
+    const auto o = mib_file::find(v.name);
+    ASSERT_TRUE(o) << text(v.name);
     const auto expected = std::ranges::find(kNames, o->oid, &named::oid);
-    ASSERT_NE(expected, kNames.end()) << snmp::text(v.name) << " is taken for " << o->name;
+    ASSERT_NE(expected, kNames.end()) << text(v.name) << " is taken for " << o->name;
     EXPECT_EQ(o->name, expected->name);
     EXPECT_EQ(o->asn_type, v.type) << o->name;
     EXPECT_EQ(o->indexes, expected->indexes) << o->name;
@@ -128,31 +131,35 @@ TEST_F(Mib, EveryOidOfTheWalkHasItsNameTypeAndIndex) {
 
 TEST_F(Mib, EveryIndexOfTheWalkIsOneThatTheFileAllows) {
   for (const varbind &v : walked) {
-    const auto o = mib::find(v.name);
+    const auto o = mib_file::find(v.name);
     ASSERT_TRUE(o);
-    const snmp::name_t index(v.name.begin() + static_cast<long>(o->oid.size()), v.name.end());
+    const name_t index(v.name.begin() + static_cast<long>(o->oid.size()), v.name.end());
     if (!o->is_column) {
-      EXPECT_EQ(index, snmp::name_t{0}) << o->name;
+      EXPECT_EQ(index, name_t{0}) << o->name;
       continue;
     }
     ASSERT_EQ(index.size(), o->indexes.size()) << o->name;
     for (size_t i = 0; i < index.size(); ++i) {
-      const auto of = mib::find(o->indexes[i]);
+      const auto of = mib_file::find(o->indexes[i]);
       ASSERT_TRUE(of) << o->indexes[i];
       EXPECT_EQ(of->asn_type, 2) << of->name;
-      EXPECT_TRUE(in_ranges(*of, static_cast<long>(index[i]))) << o->name << snmp::text(index);
+      EXPECT_TRUE(in_ranges(*of, static_cast<long>(index[i]))) << o->name << text(index);
     }
   }
 }
 
 TEST_F(Mib, EveryReadableObjectOfTheFileIsAnsweredAndNoOthersAreThere) {
   std::vector<std::string> readable, expected;
-  for (const mib::object &o : mib::all()) {
-    if (!o.readable) continue;
+  for (const mib_file::object &o : mib_file::all()) {
+    if (!o.readable) {
+      continue;
+    }
     readable.push_back(o.name);
     EXPECT_FALSE(instances(o).empty()) << o.name << " is promised and not answered";
   }
-  for (const named &n : kNames) expected.emplace_back(n.name);
+  for (const named &n : kNames) {
+    expected.emplace_back(n.name);
+  }
   std::ranges::sort(readable);
   std::ranges::sort(expected);
   EXPECT_EQ(readable, expected);
@@ -161,10 +168,12 @@ TEST_F(Mib, EveryReadableObjectOfTheFileIsAnsweredAndNoOthersAreThere) {
 TEST_F(Mib, WhatTravelsInNotificationsOnlyIsNotAnswered) {
   snmp::client c(l, snmp::community("public"));
   size_t count = 0;
-  for (const mib::object &o : mib::all()) {
-    if (!o.for_notify_only) continue;
+  for (const mib_file::object &o : mib_file::all()) {
+    if (!o.for_notify_only) {
+      continue;
+    }
     ++count;
-    snmp::name_t instance = o.oid;
+    name_t instance = o.oid;
     instance.push_back(0);
     EXPECT_EQ(snmp::get(c, {instance}).varbinds.at(0).type, snmp::kNoSuchObject) << o.name;
   }
@@ -179,8 +188,10 @@ varbind instance_to_write(const std::vector<varbind> &instances) {
 TEST_F(Mib, ASetOfTheValueReadIsTakenWhereTheFileSaysSoAndNotWritableElsewhere) {
   constexpr int kNotWritable = 17;
   snmp::client c(l, snmp::community("private"));
-  for (const mib::object &o : mib::all()) {
-    if (!o.readable) continue;
+  for (const mib_file::object &o : mib_file::all()) {
+    if (!o.readable) {
+      continue;
+    }
     const varbind v = instance_to_write(instances(o));
     EXPECT_EQ(snmp::set(c, {v}).status, o.writable ? 0 : kNotWritable) << o.name;
   }
@@ -189,9 +200,11 @@ TEST_F(Mib, ASetOfTheValueReadIsTakenWhereTheFileSaysSoAndNotWritableElsewhere) 
 TEST_F(Mib, ASetAcceptsBothEndsOfARangeAndNothingBeyondThem) {
   snmp::client c(l, snmp::community("private"));
   size_t count = 0;
-  for (const mib::object &o : mib::all()) {
+  for (const mib_file::object &o : mib_file::all()) {
     // A VSAN that is not there is refused whatever its number.
-    if (!o.writable || o.asn_type == 4 || o.ranges.empty() || o.name == "vsanIfVsan") continue;
+    if (!o.writable || o.asn_type == 4 || o.ranges.empty() || o.name == "vsanIfVsan") {
+      continue;
+    }
     ++count;
     ASSERT_EQ(o.ranges.size(), 1u) << o.name;
     varbind v = instance_to_write(instances(o));
@@ -214,8 +227,10 @@ TEST_F(Mib, ASetAcceptsEveryValueOfAnEnumerationAndNoOther) {
   const std::map<std::string, std::vector<long>> narrowed = {{"vsanAdminState", {1, 2}}, {"vsanRowStatus", {1}}};
   snmp::client c(l, snmp::community("private"));
   size_t count = 0;
-  for (const mib::object &o : mib::all()) {
-    if (!o.writable || o.enumeration.empty() || o.is_bits) continue;
+  for (const mib_file::object &o : mib_file::all()) {
+    if (!o.writable || o.enumeration.empty() || o.is_bits) {
+      continue;
+    }
     ++count;
     const auto narrow = narrowed.find(o.name);
     const std::vector<long> &accepted = narrow == narrowed.end() ? o.enumeration : narrow->second;
@@ -231,25 +246,24 @@ TEST_F(Mib, ASetAcceptsEveryValueOfAnEnumerationAndNoOther) {
 
 TEST_F(Mib, ANameOfTheLongestLengthIsTakenAndOneOctetMoreIsNot) {
   snmp::client c(l, snmp::community("private"));
-  const auto name = mib::find("vsanName");
+  const auto name = mib_file::find("vsanName");
   ASSERT_TRUE(name);
   ASSERT_EQ(name->ranges.size(), 1u);
   const size_t longest = static_cast<size_t>(name->ranges[0].second);
-  EXPECT_EQ(snmp::set(c, {snmp::octets(snmp::vsan_cell(2, 10), std::string(longest, 'x'))}).status, 0);
-  EXPECT_NE(snmp::set(c, {snmp::octets(snmp::vsan_cell(2, 10), std::string(longest + 1, 'x'))}).status, 0);
+  EXPECT_EQ(snmp::set(c, {octets(vsan_cell(2, 10), std::string(longest, 'x'))}).status, 0);
+  EXPECT_NE(snmp::set(c, {octets(vsan_cell(2, 10), std::string(longest + 1, 'x'))}).status, 0);
 }
 
 TEST_F(Mib, TheBitsOfTheForceFlagForceTheTimersThatTheyAreNamedAfter) {
   snmp::client c(l, snmp::community("private"));
-  const auto flag = mib::find("vsanFcTimerForceFlag");
+  const auto flag = mib_file::find("vsanFcTimerForceFlag");
   ASSERT_TRUE(flag);
   EXPECT_EQ(flag->enumeration, (std::vector<long>{0, 1, 2}));
-  const std::vector<varbind> timers = {snmp::gauge(root({1, 4, 8, 1, 2, 10}), 8000),
-                                       snmp::gauge(root({1, 4, 8, 1, 3, 10}), 3000),
-                                       snmp::gauge(root({1, 4, 8, 1, 4, 10}), 6000)};
+  const std::vector<varbind> timers = {gauge(root({1, 4, 8, 1, 2, 10}), 8000), gauge(root({1, 4, 8, 1, 3, 10}), 3000),
+                                       gauge(root({1, 4, 8, 1, 4, 10}), 6000)};
   for (long bit : flag->enumeration) {  // ratov, edtov, dstov: the order of the columns
     const std::string octet(1, static_cast<char>(0x80 >> bit));
-    ASSERT_EQ(snmp::set(c, {snmp::octets(root({1, 4, 8, 1, 1, 10}), octet)}).status, 0);
+    ASSERT_EQ(snmp::set(c, {octets(root({1, 4, 8, 1, 1, 10}), octet)}).status, 0);
     for (size_t t = 0; t < timers.size(); ++t) {
       EXPECT_EQ(snmp::set(c, {timers[t]}).status == 0, t == static_cast<size_t>(bit))
           << "bit " << bit << " timer " << t;
@@ -258,13 +272,15 @@ TEST_F(Mib, TheBitsOfTheForceFlagForceTheTimersThatTheyAreNamedAfter) {
 }
 
 // The line of snmptrapd's log that has this trap, as numbers: "OID = TYPE: VALUE" apart by tabs.
-std::vector<std::string> fields_of_trap(const lab::lab &l, const snmp::name_t &trap) {
+std::vector<std::string> fields_of_trap(const lab::lab &l, const name_t &trap) {
   std::string log;
-  const std::string marker = ".1.3.6.1.6.3.1.1.4.1.0 = OID: " + snmp::text(trap) + "\t";
+  const std::string marker = ".1.3.6.1.6.3.1.1.4.1.0 = OID: " + text(trap) + "\t";
   lab::wait_until([&] { return (log = lab::read_file(l.dir + "/traps.log")).find(marker) != std::string::npos; });
   const size_t at = log.find(marker);
   std::vector<std::string> out;
-  if (at == std::string::npos) return out;
+  if (at == std::string::npos) {
+    return out;
+  }
   const std::string line = log.substr(at + marker.size(), log.find('\n', at) - at - marker.size());
   for (size_t from = 0; from <= line.size();) {
     const size_t to = std::min(line.find('\t', from), line.size());
@@ -274,8 +290,8 @@ std::vector<std::string> fields_of_trap(const lab::lab &l, const snmp::name_t &t
   return out;
 }
 
-snmp::name_t parse_oid(const std::string &text) {
-  snmp::name_t out;
+name_t parse_oid(const std::string &text) {
+  name_t out;
   for (size_t at = 0; at < text.size() && text[at] == '.';) {
     size_t used = 0;
     out.push_back(std::stoul(text.substr(at + 1), &used));
@@ -287,41 +303,43 @@ snmp::name_t parse_oid(const std::string &text) {
 TEST_F(Mib, EveryVarbindOfBothTrapsIsTheObjectThatTheFileListsThere) {
   ASSERT_EQ(lab::ctl(l, {"interface", "move", "fc1/1", "20"}).status, 0);
   const std::map<int, std::string> printed = {{2, "INTEGER: "}, {4, "Hex-STRING: "}};
-  const std::map<std::string, snmp::name_t> index = {
+  const std::map<std::string, name_t> index = {
       {"vsanNotifiedVsan", {0}}, {"vsanSwitchWwn", {0}}, {"ifIndex", {16777216}}};
   for (const char *name : {"vsanStatusChange", "vsanPortMembershipChange"}) {
-    const auto trap = mib::find(name);
+    const auto trap = mib_file::find(name);
     ASSERT_TRUE(trap) << name;
     ASSERT_EQ(trap->varbinds.size(), 3u);
     const auto fields = fields_of_trap(l, trap->oid);
     ASSERT_EQ(fields.size(), 3u) << name << ": " << lab::read_file(l.dir + "/traps.log");
     for (size_t i = 0; i < 3; ++i) {
       const size_t equals = fields[i].find(" = ");
-      const snmp::name_t oid = parse_oid(fields[i].substr(0, equals));
-      const auto o = mib::find(oid);
+      const name_t oid = parse_oid(fields[i].substr(0, equals));
+      const auto o = mib_file::find(oid);
       ASSERT_TRUE(o) << fields[i];
       EXPECT_EQ(o->name, trap->varbinds[i]) << fields[i];
       EXPECT_EQ(fields[i].substr(equals + 3).find(printed.at(o->asn_type)), 0u) << fields[i];
-      const snmp::name_t rest(oid.begin() + static_cast<long>(o->oid.size()), oid.end());
+      const name_t rest(oid.begin() + static_cast<long>(o->oid.size()), oid.end());
       const auto fixed = index.find(o->name);
-      EXPECT_EQ(rest, fixed != index.end() ? fixed->second : snmp::name_t{5}) << fields[i];
+      EXPECT_EQ(rest, fixed != index.end() ? fixed->second : name_t{5}) << fields[i];
     }
   }
 }
 
 // What a person at a shell sees.
 TEST_F(Mib, SnmptranslateGoesFromEveryOidToItsNameAndBack) {
-  std::vector<std::string> command = {"env", "MIBDIRS=" + mib::directories(), "MIBS=VSAN-MIB", "snmptranslate", "-Os"};
-  std::vector<std::string> back = {"env", "MIBDIRS=" + mib::directories(), "MIBS=VSAN-MIB", "snmptranslate", "-On"};
+  std::vector<std::string> command = {"env", "MIBDIRS=" + mib_file::directories(), "MIBS=VSAN-MIB", "snmptranslate",
+                                      "-Os"};
+  std::vector<std::string> back = {"env", "MIBDIRS=" + mib_file::directories(), "MIBS=VSAN-MIB", "snmptranslate",
+                                   "-On"};
   std::string names, numbers;
   for (const varbind &v : walked) {
-    const auto o = mib::find(v.name);
+    const auto o = mib_file::find(v.name);
     ASSERT_TRUE(o);
-    const snmp::name_t rest(v.name.begin() + static_cast<long>(o->oid.size()), v.name.end());
-    command.push_back(snmp::text(v.name));
-    back.push_back("VSAN-MIB::" + o->name + snmp::text(rest));
-    names += o->name + snmp::text(rest) + "\n\n";
-    numbers += snmp::text(v.name) + "\n\n";
+    const name_t rest(v.name.begin() + static_cast<long>(o->oid.size()), v.name.end());
+    command.push_back(text(v.name));
+    back.push_back("VSAN-MIB::" + o->name + text(rest));
+    names += o->name + text(rest) + "\n\n";
+    numbers += text(v.name) + "\n\n";
   }
   EXPECT_EQ(lab::run(command).output + "\n", names);
   EXPECT_EQ(lab::run(back).output + "\n", numbers);

@@ -14,7 +14,7 @@
 
 namespace {
 
-using snmp::root;
+using namespace mib;
 
 // Every name that others link against. Nothing else of ours may be seen from outside.
 constexpr const char *kExports[] = {
@@ -113,7 +113,9 @@ TEST(Exports, TheModuleExportsItsNamesAndNoOther) {
   std::string address, kind, name;
   while (lines >> address >> kind >> name) {
     // The sanitizers' instrumentation and versioned symbols of the C++ runtime are not ours.
-    if (name.rfind("__odr_asan", 0) != 0 && name.rfind("_ZTI", 0) != 0) found.insert(name);
+    if (name.rfind("__odr_asan", 0) != 0 && name.rfind("_ZTI", 0) != 0) {
+      found.insert(name);
+    }
   }
   EXPECT_EQ(found, std::set<std::string>(std::begin(kExports), std::end(kExports)));
 }
@@ -137,7 +139,9 @@ class Reload : public ::testing::Test {
   size_t count_in_log(const std::string &text) const {
     const std::string log = lab::read_file(l.dir + "/agent.log") + lab::read_file(l.snmpd.log);
     size_t count = 0;
-    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
+    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
+      ++count;
+    }
     return count;
   }
   lab::lab l;
@@ -145,23 +149,25 @@ class Reload : public ::testing::Test {
 
 TEST_F(Reload, AHundredSighupsLeaveACleanLogFlatMemoryAndAnswersRightAfter) {
   snmp::client c(l, snmp::community("public"));
-  const auto whole = snmp::bulkwalk(c, root({}));
+  const auto whole = snmp::bulkwalk(c, root());
   ASSERT_EQ(whole.size(), 98u);
   long after_warm_up = 0;
   for (int i = 1; i <= 100; ++i) {
     lab::signal(l.snmpd, SIGHUP);
     ASSERT_TRUE(lab::wait_until([&] { return count_in_log("Reconfiguring daemon") >= static_cast<size_t>(i); })) << i;
-    const auto answer = snmp::get(c, {snmp::vsan_cell(2, 5), root({1, 1, 1, 0})});
+    const auto answer = snmp::get(c, {vsan_cell(kName, 5), vsan_number()});
     ASSERT_TRUE(answer.sent_back) << "after SIGHUP " << i;
-    ASSERT_EQ(answer.varbinds.at(0), snmp::octets(snmp::vsan_cell(2, 5), "five")) << i;
-    if (i == 20) after_warm_up = lab::resident_kib(l.snmpd);
+    ASSERT_EQ(answer.varbinds.at(0), octets(vsan_cell(kName, 5), "five")) << i;
+    if (i == 20) {
+      after_warm_up = lab::resident_kib(l.snmpd);
+    }
   }
   // A stock agent grows by 3 KiB a SIGHUP on its own. The sanitizers' runtime keeps books of every library that was
   // ever mapped, so that memory says nothing there.
   if (LAB_PRELOAD[0] == '\0') {
     EXPECT_LT(lab::resident_kib(l.snmpd) - after_warm_up, 1024) << "KiB grown over eighty reloads";
   }
-  EXPECT_EQ(snmp::bulkwalk(c, root({})), whole);
+  EXPECT_EQ(snmp::bulkwalk(c, root()), whole);
   const std::string root_text = "1.3.6.1.4.1.32473";
   std::istringstream log(lab::read_file(l.dir + "/agent.log") + lab::read_file(l.snmpd.log));
   for (std::string line; std::getline(log, line);) {
@@ -173,27 +179,29 @@ TEST_F(Reload, AHundredSighupsLeaveACleanLogFlatMemoryAndAnswersRightAfter) {
 
 TEST_F(Reload, RolesAreReadAgainOnSighup) {
   snmp::client tenant(l, snmp::user("tenant"));
-  EXPECT_EQ(snmp::walk(tenant, root({1, 1, 3, 1, 2})).size(), 2u);
+  EXPECT_EQ(snmp::walk(tenant, vsan_column(kName)).size(), 2u);
   const std::string path = l.dir + "/snmpd.conf";
   std::string conf = lab::read_file(path);
   conf.replace(conf.find("vsanRole tenants 10,20"), 22, "vsanRole tenants 5     ");
   lab::write_file(path, conf);
   lab::signal(l.snmpd, SIGHUP);
   ASSERT_TRUE(lab::wait_until([&] {
-    const auto seen = snmp::walk(tenant, root({1, 1, 3, 1, 2}));
-    return seen.size() == 1 && seen[0].name == snmp::vsan_cell(2, 5);
+    const auto seen = snmp::walk(tenant, vsan_column(kName));
+    return seen.size() == 1 && seen[0].name == vsan_cell(kName, 5);
   }));
 }
 
 // The agent's own module table: a row a module; writing 4 to its status loads it, 5 unloads it.
 class ModuleTable : public Reload {
  protected:
-  static snmp::name_t cell(unsigned long column, unsigned long row) {
+  static name_t cell(unsigned long column, unsigned long row) {
     return {1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, column, row};
   }
   unsigned long row_of_module(snmp::client &c) {
     for (const auto &v : snmp::walk(c, {1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, 2})) {
-      if (v.octets == "vsan_mib") return v.name.back();
+      if (v.octets == "vsan_mib") {
+        return v.name.back();
+      }
     }
     return 0;
   }
@@ -202,17 +210,19 @@ class ModuleTable : public Reload {
 TEST_F(ModuleTable, UnloadingAndLoadingThroughTheAgentLeavesNothingBehindAndWorksAgain) {
   enum { kStatus = 5, kLoad = 4, kUnload = 5 };
   snmp::client c(l, snmp::community("private"));
-  const auto whole = snmp::bulkwalk(c, root({}));
+  const auto whole = snmp::bulkwalk(c, root());
   const unsigned long row = row_of_module(c);
   ASSERT_NE(row, 0u);
   for (int i = 0; i < 10; ++i) {
-    ASSERT_EQ(snmp::set(c, {snmp::integer(cell(kStatus, row), kUnload)}).status, 0) << i;
-    const auto gone = snmp::get(c, {root({1, 1, 1, 0}), snmp::vsan_cell(2, 5)});
+    ASSERT_EQ(snmp::set(c, {integer(cell(kStatus, row), kUnload)}).status, 0) << i;
+    const auto gone = snmp::get(c, {vsan_number(), vsan_cell(kName, 5)});
     ASSERT_TRUE(gone.sent_back) << "the agent lives";
-    for (const auto &v : gone.varbinds) EXPECT_GE(v.type, snmp::kNoSuchObject);
-    EXPECT_TRUE(snmp::walk(c, root({})).empty());
-    ASSERT_EQ(snmp::set(c, {snmp::integer(cell(kStatus, row), kLoad)}).status, 0) << i;
-    ASSERT_EQ(snmp::bulkwalk(c, root({})), whole) << i;
+    for (const auto &v : gone.varbinds) {
+      EXPECT_GE(v.type, snmp::kNoSuchObject);
+    }
+    EXPECT_TRUE(snmp::walk(c, root()).empty());
+    ASSERT_EQ(snmp::set(c, {integer(cell(kStatus, row), kLoad)}).status, 0) << i;
+    ASSERT_EQ(snmp::bulkwalk(c, root()), whole) << i;
   }
   EXPECT_TRUE(lab::is_running(l.snmpd));
 }
@@ -239,10 +249,10 @@ TEST_F(Reload, TheAgentStartsBeforeSwitchdAndAnswersOnceItIsThere) {
   }
   l.snmpd = {pid, l.dir + "/snmpd.log"};
   snmp::client c(l, snmp::community("public"), 0.5);
-  ASSERT_TRUE(lab::wait_until([&] { return snmp::get(c, {root({1, 1, 1, 0})}).sent_back; }));
-  EXPECT_EQ(snmp::get(c, {root({1, 1, 1, 0})}).varbinds.at(0).type, snmp::kNoSuchInstance);
+  ASSERT_TRUE(lab::wait_until([&] { return snmp::get(c, {vsan_number()}).sent_back; }));
+  EXPECT_EQ(snmp::get(c, {vsan_number()}).varbinds.at(0).type, snmp::kNoSuchInstance);
   lab::start_switchd(l);
-  EXPECT_TRUE(lab::wait_until([&] { return snmp::get(c, {root({1, 1, 1, 0})}).varbinds.at(0).type == 2; }, 2));
+  EXPECT_TRUE(lab::wait_until([&] { return snmp::get(c, {vsan_number()}).varbinds.at(0).type == 2; }, 2));
 }
 
 }  // namespace

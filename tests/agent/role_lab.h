@@ -11,6 +11,8 @@
 
 namespace role_lab {
 
+using namespace mib;
+
 // Lines that let a community, over v2c, read and write everything as a member of `group`.
 inline std::string member_lines(const std::string &community, const std::string &group) {
   return "com2sec s_" + community + " default " + community + "\ngroup " + group + " v2c s_" + community + "\naccess " +
@@ -23,7 +25,9 @@ inline std::string log_of(const lab::lab &l) {
 
 inline size_t count(const std::string &text, const std::string &what) {
   size_t found = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++found;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+    ++found;
+  }
   return found;
 }
 
@@ -32,7 +36,9 @@ inline std::string log_lines(const lab::lab &l, const std::string &what) {
   std::istringstream log(log_of(l));
   std::string out;
   for (std::string line; std::getline(log, line);) {
-    if (line.find(what) != std::string::npos) out += line + "\n";
+    if (line.find(what) != std::string::npos) {
+      out += line + "\n";
+    }
   }
   return out;
 }
@@ -50,7 +56,9 @@ inline std::string without(const std::string &text, const std::string &start) {
   std::istringstream in(text);
   std::string out;
   for (std::string line; std::getline(in, line);) {
-    if (line.rfind(start, 0) != 0) out += line + "\n";
+    if (line.rfind(start, 0) != 0) {
+      out += line + "\n";
+    }
   }
   return out;
 }
@@ -67,7 +75,9 @@ inline void restart_agent(lab::lab &l, const std::string &conf) {
   l.snmpd = lab::launch({"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux",
                          "--persistentDir=" + l.dir + "/agent", "-Lf", l.dir + "/agent.log", lab::agent_address(l)},
                         l.dir + "/snmpd.log", true);
-  if (!agent_answers(l)) throw std::runtime_error("the agent does not answer: " + log_of(l));
+  if (!agent_answers(l)) {
+    throw std::runtime_error("the agent does not answer: " + log_of(l));
+  }
 }
 
 // Has the running agent read this configuration.
@@ -83,23 +93,25 @@ inline void reload_agent(lab::lab &l, const std::string &conf) {
 // The agent's own module table: 4 loads the module of that name, 5 unloads it. Any user may write it in the lab.
 inline int set_module(const lab::lab &l, const std::string &module, long status) {
   const auto cell = [](unsigned long column, unsigned long row) {
-    return snmp::name_t{1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, column, row};
+    return name_t{1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, column, row};
   };
   snmp::client c(l, snmp::community("private"), 10);
   for (const auto &v : snmp::walk(c, {1, 3, 6, 1, 4, 1, 2021, 13, 14, 2, 1, 2})) {
-    if (v.octets == module) return snmp::set(c, {snmp::integer(cell(5, v.name.back()), status)}).status;
+    if (v.octets == module) {
+      return snmp::set(c, {integer(cell(5, v.name.back()), status)}).status;
+    }
   }
   return -1;
 }
 constexpr long kLoad = 4, kUnload = 5;
 
 // How many values a walk of the module's objects gives; a closed user gets none.
-inline size_t seen_by(const lab::lab &l, const snmp::identity &who, const snmp::name_t &prefix = snmp::root({})) {
+inline size_t seen_by(const lab::lab &l, const snmp::identity &who, const name_t &prefix = root()) {
   snmp::client c(l, who, 10);
   return snmp::walk(c, prefix).size();
 }
 inline size_t vsans_seen_by(const lab::lab &l, const snmp::identity &who) {
-  return seen_by(l, who, snmp::root({1, 1, 3, 1, 2}));
+  return seen_by(l, who, vsan_column(kName));
 }
 
 }  // namespace role_lab

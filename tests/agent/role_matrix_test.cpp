@@ -9,8 +9,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 const std::string kName32(32, 'n');
 const std::string kName33(33, 'm');
@@ -30,53 +28,61 @@ struct operation {
   std::function<char(snmp::client &)> run;
 };
 
-char read_of(snmp::client &c, const snmp::name_t &name) {
+char read_of(snmp::client &c, const name_t &name) {
   const snmp::answer answer = snmp::get(c, {name});
-  if (!answer.sent_back) return '?';
-  if (answer.status != 0) return 'E';
+  if (!answer.sent_back) {
+    return '?';
+  }
+  if (answer.status != 0) {
+    return 'E';
+  }
   return answer.varbinds.at(0).type == snmp::kNoSuchInstance ? '-' : 'v';
 }
 
-char write_of(snmp::client &c, const snmp::varbind &value) {
+char write_of(snmp::client &c, const varbind &value) {
   const snmp::answer answer = snmp::set(c, {value});
-  if (!answer.sent_back) return '?';
-  if (answer.status == 0) return 'w';
+  if (!answer.sent_back) {
+    return '?';
+  }
+  if (answer.status == 0) {
+    return 'w';
+  }
   return answer.status == kGenErr ? 'x' : 'E';
 }
 
-char rows_of(snmp::client &c, const snmp::name_t &prefix) {
+char rows_of(snmp::client &c, const name_t &prefix) {
   const size_t by_next = snmp::walk(c, prefix).size();
   return snmp::bulkwalk(c, prefix).size() == by_next ? static_cast<char>('0' + by_next) : 'B';
 }
 
-operation get(const char *label, const snmp::name_t &name) {
+operation get(const char *label, const name_t &name) {
   return {label, [=](snmp::client &c) { return read_of(c, name); }};
 }
-operation set(const char *label, const snmp::varbind &value) {
+operation set(const char *label, const varbind &value) {
   return {label, [=](snmp::client &c) { return write_of(c, value); }};
 }
-operation walk(const char *label, const snmp::name_t &prefix) {
+operation walk(const char *label, const name_t &prefix) {
   return {label, [=](snmp::client &c) { return rows_of(c, prefix); }};
 }
 
 // Interface 1 is in VSAN 5, interface 2 in VSAN 10. VSANs 20 and 4093 are not operational: their timers can be set.
 const std::vector<operation> kOperations = {
-    get("scalar GET", root({1, 1, 1, 0})),
+    get("scalar GET", vsan_number()),
     set("scalar SET", scalar_gauge(kSwitchLatency, 500)),
     get("VSAN 10 GET", vsan_cell(kName, 10)),
     get("VSAN 5 GET", vsan_cell(kName, 5)),
     set("VSAN 10 SET", name(10, "ten")),
     set("VSAN 5 SET", name(5, "five")),
-    walk("VSAN rows", root({1, 1, 3, 1, 2})),
+    walk("VSAN rows", vsan_column(kName)),
     get("if 1 (in 5) GET", if_vsan(kFc1)),
     get("if 2 (in 10) GET", if_vsan(kFc2)),
     get("if 1 deny GET", deny_list(kFc1)),
     set("if 1 5->10", move(kFc1, 10)),
     set("if 2 10->20", move(kFc2, 20)),
     set("if 2 10->5", move(kFc2, 5)),
-    walk("if rows", root({1, 2, 5, 1, 1})),
+    walk("if rows", if_column(kIfVsan)),
     get("membership GET", summary(10, kFc2)),
-    walk("membership rows", root({1, 2, 8})),
+    walk("membership rows", summary_table()),
     get("timer 20 GET", timer_cell(kRatov, 20)),
     get("timer 4093 GET", timer_cell(kRatov, 4093)),
     set("timer 20 SET", timer(kRatov, 20, 10000)),
@@ -134,7 +140,9 @@ std::string outcome_of(const lab::lab &l, const subject &who) {
 
 std::string legend() {
   std::string out;
-  for (size_t i = 0; i < kOperations.size(); ++i) out += std::to_string(i + 1) + " " + kOperations[i].label + "\n";
+  for (size_t i = 0; i < kOperations.size(); ++i) {
+    out += std::to_string(i + 1) + " " + kOperations[i].label + "\n";
+  }
   return out;
 }
 

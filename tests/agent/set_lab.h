@@ -1,4 +1,5 @@
-// What tests of SETs share: rows of the store by name, and what the agent's history says was sent to the VSAN manager.
+// What tests of SETs share: rows of the store by name, and what the agent's history says was sent to
+// the VSAN manager.
 #ifndef TESTS_AGENT_SET_LAB_H
 #define TESTS_AGENT_SET_LAB_H
 
@@ -16,27 +17,7 @@
 
 namespace set_lab {
 
-enum column : unsigned long {
-  kName = 2,
-  kMediaType = 3,
-  kAdminState = 4,
-  kMtu = 5,
-  kLoadBalancing = 6,
-  kOperState = 8,
-  kRowStatus = 9,
-  kInterop = 10,
-  kInorder = 11,
-  kDropLatency = 12,
-};
-
-enum row_status : long {
-  kActive = 1,
-  kNotInService = 2,
-  kNotReady = 3,
-  kCreateAndGo = 4,
-  kCreateAndWait = 5,
-  kDestroy = 6
-};
+using namespace mib;
 
 // SNMP error statuses.
 enum status : int {
@@ -52,14 +33,14 @@ enum status : int {
   kInconsistentName = 18,
 };
 
-inline snmp::varbind name(unsigned long vsan, const std::string &value) {
-  return snmp::octets(snmp::vsan_cell(kName, vsan), value);
+inline varbind name(unsigned long vsan, const std::string &value) {
+  return octets(vsan_cell(kName, vsan), value);
 }
-inline snmp::varbind row_status(unsigned long vsan, long value) {
-  return snmp::integer(snmp::vsan_cell(kRowStatus, vsan), value);
+inline varbind row_status(unsigned long vsan, long value) {
+  return integer(vsan_cell(kRowStatus, vsan), value);
 }
-inline snmp::varbind admin_state(unsigned long vsan, long value) {
-  return snmp::integer(snmp::vsan_cell(kAdminState, vsan), value);
+inline varbind admin_state(unsigned long vsan, long value) {
+  return integer(vsan_cell(kAdminState, vsan), value);
 }
 
 // The VSANs of the store before and after, without the one given.
@@ -67,7 +48,9 @@ inline std::string without_vsan(const std::string &rows, unsigned long vsan) {
   std::istringstream in(rows);
   std::string out;
   for (std::string line; std::getline(in, line);) {
-    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) != 0) out += line + "\n";
+    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) != 0) {
+      out += line + "\n";
+    }
   }
   return out;
 }
@@ -76,24 +59,31 @@ inline std::string without_vsan(const std::string &rows, unsigned long vsan) {
 inline std::string vsan_line(const lab::lab &l, unsigned long vsan) {
   std::istringstream rows(lab::store_rows(l));
   for (std::string line; std::getline(rows, line);) {
-    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) == 0) return line;
+    if (line.rfind("vsan " + std::to_string(vsan) + "|", 0) == 0) {
+      return line;
+    }
   }
   return {};
 }
 
-// Every row that the module sent so far, in order: "SET 30 name", "DELETE 30 name". The history must not have wrapped.
+// Every row that the module sent so far, in order: "SET 30 name", "DELETE 30 name". The history must
+// not have wrapped.
 inline std::vector<std::string> sent_rows(const lab::lab &l) {
   std::istringstream history(lab::ctl(l, {"history"}).output);
   std::vector<std::string> out;
   for (std::string line; std::getline(history, line);) {
     const size_t at = line.find("Sending ");
     const size_t vsan = line.find(" req to vsan for vsan = ");
-    if (at == std::string::npos || vsan == std::string::npos) continue;
+    if (at == std::string::npos || vsan == std::string::npos) {
+      continue;
+    }
     std::istringstream rest(line.substr(vsan + strlen(" req to vsan for vsan = ")));
     std::string number, word, row_name;
     rest >> number >> word >> row_name;
     // An empty name leaves the next word of the line in its place.
-    if (row_name == "mediatype") row_name.clear();
+    if (row_name == "mediatype") {
+      row_name.clear();
+    }
     out.push_back(line.substr(at + 8, vsan - at - 8) + " " + number + " " + row_name);
   }
   return out;
@@ -106,14 +96,14 @@ class SetTest : public ::testing::Test {
  protected:
   void SetUp() override { lab::start(l); }
 
-  snmp::answer set(const std::vector<snmp::varbind> &varbinds) {
+  snmp::answer set(const std::vector<varbind> &varbinds) {
     snmp::client writer(l, snmp::community("private"), 30);
     return snmp::set(writer, varbinds);
   }
-  snmp::varbind get(const snmp::name_t &name) {
+  varbind get(const name_t &name) {
     snmp::client reader(l, snmp::community("public"), 30);
     const snmp::answer answer = snmp::get(reader, {name});
-    return answer.varbinds.empty() ? snmp::varbind{} : answer.varbinds[0];
+    return answer.varbinds.empty() ? varbind{} : answer.varbinds[0];
   }
   // What was sent since the last call.
   rows sent() {

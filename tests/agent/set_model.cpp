@@ -21,12 +21,20 @@ struct place {
   unsigned long index;
 };
 
-place place_of(const snmp::name_t &name) {
+place place_of(const name_t &name) {
   const std::vector<unsigned long> rest(name.begin() + kRootLength, name.end());
-  if (rest.size() == 6 && rest[0] == 1 && rest[1] == 1) return {place::cell_of_vsan, rest[4], rest[5]};
-  if (rest.size() == 6 && rest[0] == 1 && rest[1] == 2) return {place::interface_vsan, rest[4], rest[5]};
-  if (rest.size() == 6 && rest[0] == 1 && rest[1] == 4) return {place::timer_of_vsan, rest[4], rest[5]};
-  if (rest.size() == 4 && rest[0] == 1 && rest[1] == 4) return {place::scalar, rest[2], 0};
+  if (rest.size() == 6 && rest[0] == 1 && rest[1] == 1) {
+    return {place::cell_of_vsan, rest[4], rest[5]};
+  }
+  if (rest.size() == 6 && rest[0] == 1 && rest[1] == 2) {
+    return {place::interface_vsan, rest[4], rest[5]};
+  }
+  if (rest.size() == 6 && rest[0] == 1 && rest[1] == 4) {
+    return {place::timer_of_vsan, rest[4], rest[5]};
+  }
+  if (rest.size() == 4 && rest[0] == 1 && rest[1] == 4) {
+    return {place::scalar, rest[2], 0};
+  }
   return {place::other, 0, 0};
 }
 
@@ -71,10 +79,14 @@ struct serving {
 };
 
 std::optional<vsan> fetch(serving &s, unsigned long id) {
-  if (s.cached == id) return s.cached_row;
+  if (s.cached == id) {
+    return s.cached_row;
+  }
   const auto found = s.w.vsans.find(id);
   s.cached = found == s.w.vsans.end() ? 0 : id;
-  if (s.cached == 0) return {};
+  if (s.cached == 0) {
+    return {};
+  }
   s.cached_row = found->second;
   return found->second;
 }
@@ -83,7 +95,9 @@ std::optional<vsan> fetch(serving &s, unsigned long id) {
 
 void take_home(world &w, unsigned long id, deleted &record) {
   for (auto &[index, each] : w.interfaces) {
-    if (each.vsan != id) continue;
+    if (each.vsan != id) {
+      continue;
+    }
     record.interfaces[index] = each.is_static;
     each.vsan = kDefaultVsan;
     each.is_static = false;
@@ -96,7 +110,9 @@ void take_home(world &w, unsigned long id, deleted &record) {
 }
 
 bool delete_vsan(world &w, unsigned long id) {
-  if (w.vsans.count(id) == 0 || id == kDefaultVsan) return false;
+  if (w.vsans.count(id) == 0 || id == kDefaultVsan) {
+    return false;
+  }
   deleted record = {w.vsans[id], {}, {}, false};
   w.vsans.erase(id);
   take_home(w, id, record);
@@ -107,16 +123,22 @@ bool delete_vsan(world &w, unsigned long id) {
 void give_back(world &w, unsigned long id, const deleted &record) {
   for (const auto &[index, was_static] : record.interfaces) {
     interface &each = w.interfaces[index];
-    if (each.vsan == kDefaultVsan && !each.is_static) each = {id, each.up, was_static};
+    if (each.vsan == kDefaultVsan && !each.is_static) {
+      each = {id, each.up, was_static};
+    }
   }
   w.timers.insert(record.timers.begin(), record.timers.end());
-  if (record.kept_out) w.kept_out.insert(id);
+  if (record.kept_out) {
+    w.kept_out.insert(id);
+  }
 }
 
 vsan completed(const sent_row &sent, const vsan &unwritten) {
   vsan row = sent.row;
   for (const unsigned long column : {kInorder, kDropLatency}) {
-    if (row.values[column] == 0) row.values[column] = unwritten.values.at(column);
+    if (row.values[column] == 0) {
+      row.values[column] = unwritten.values.at(column);
+    }
   }
   return row;
 }
@@ -125,18 +147,24 @@ bool put_vsan(world &w, unsigned long id, const sent_row &sent) {
   const vsan defaults = {"", {{kInorder, 2}, {kDropLatency, 2000}}};
   const auto present = w.vsans.find(id);
   const auto record = w.taken.find(id);
-  if (present == w.vsans.end() && sent.status != kActive) return false;
+  if (present == w.vsans.end() && sent.status != kActive) {
+    return false;
+  }
   const bool taken = std::any_of(w.vsans.begin(), w.vsans.end(), [&](const auto &each) {
     return each.first != id && !sent.row.name.empty() && each.second.name == sent.row.name;
   });
-  if (taken) return false;
+  if (taken) {
+    return false;
+  }
   if (present != w.vsans.end()) {
     present->second = completed(sent, present->second);
     return true;
   }
   const bool is_given_back = record != w.taken.end() && sent.was_read;
   w.vsans[id] = completed(sent, is_given_back ? record->second.row : defaults);
-  if (is_given_back) give_back(w, id, record->second);
+  if (is_given_back) {
+    give_back(w, id, record->second);
+  }
   w.taken.erase(id);
   return true;
 }
@@ -148,14 +176,20 @@ bool is_up(const world &w, unsigned long id) {
 }
 
 bool set_timer(world &w, unsigned long column, unsigned long id, long value) {
-  if (w.vsans.count(id) == 0) return false;
-  if (is_up(w, id) && (w.forced[id] & force_bit(column)) == 0) return false;
+  if (w.vsans.count(id) == 0) {
+    return false;
+  }
+  if (is_up(w, id) && (w.forced[id] & force_bit(column)) == 0) {
+    return false;
+  }
   w.timers[{id, key_of_timer(column)}] = value;
   return true;
 }
 
 bool move_interface(world &w, unsigned long index, unsigned long id) {
-  if (w.interfaces.count(index) == 0 || w.vsans.count(id) == 0) return false;
+  if (w.interfaces.count(index) == 0 || w.vsans.count(id) == 0) {
+    return false;
+  }
   w.interfaces[index].vsan = id;
   w.interfaces[index].is_static = true;
   return true;
@@ -164,9 +198,13 @@ bool move_interface(world &w, unsigned long index, unsigned long id) {
 // What the module does, phase by phase.
 
 bool check_row_status(serving &s, unsigned long id, long value, bool present) {
-  if (id < 1 || id > 4095 || (value != kActive && value != kCreateAndGo && value != kDestroy)) return false;
+  if (id < 1 || id > 4095 || (value != kActive && value != kCreateAndGo && value != kDestroy)) {
+    return false;
+  }
   if (value == kCreateAndGo) {
-    if (present) return false;
+    if (present) {
+      return false;
+    }
     char name[16];
     snprintf(name, sizeof name, "VSAN%.4lu", id);
     s.pending[id] = {{name, {{kAdminState, 1}, {kLoadBalancing, 2}, {kInterop, 100}, {kInorder, 0}, {kDropLatency, 0}}},
@@ -178,13 +216,17 @@ bool check_row_status(serving &s, unsigned long id, long value, bool present) {
   return true;
 }
 
-bool reserve1(serving &s, const snmp::varbind &v) {
+bool reserve1(serving &s, const varbind &v) {
   const place at = place_of(v.name);
   switch (at.kind) {
     case place::cell_of_vsan: {
       const bool present = fetch(s, at.index).has_value();
-      if (at.column == kRowStatus) return check_row_status(s, at.index, v.integer, present);
-      if (at.column != kName) return is_in(kCellRanges, at.column, v.integer);
+      if (at.column == kRowStatus) {
+        return check_row_status(s, at.index, v.integer, present);
+      }
+      if (at.column != kName) {
+        return is_in(kCellRanges, at.column, v.integer);
+      }
       return v.octets.size() <= 32 && v.octets.find(' ') == std::string::npos;
     }
     case place::interface_vsan:
@@ -199,12 +241,16 @@ bool reserve1(serving &s, const snmp::varbind &v) {
   }
 }
 
-bool reserve2(serving &s, const snmp::varbind &v) {
+bool reserve2(serving &s, const varbind &v) {
   const place at = place_of(v.name);
-  if (at.kind != place::cell_of_vsan || at.column == kRowStatus) return true;
+  if (at.kind != place::cell_of_vsan || at.column == kRowStatus) {
+    return true;
+  }
   if (s.pending.count(at.index) == 0) {
     const std::optional<vsan> current = fetch(s, at.index);
-    if (!current) return false;
+    if (!current) {
+      return false;
+    }
     s.pending[at.index] = {*current, kActive, true};
     s.pending[at.index].row.values[kInorder] = 0;
     s.pending[at.index].row.values[kDropLatency] = 0;
@@ -221,8 +267,12 @@ bool reserve2(serving &s, const snmp::varbind &v) {
 
 bool act_on_column(serving &s, unsigned long id) {
   const auto found = s.pending.find(id);
-  if (found == s.pending.end()) return true;
-  if (found->second.status == kCreateAndGo && id != 9) return true;
+  if (found == s.pending.end()) {
+    return true;
+  }
+  if (found->second.status == kCreateAndGo && id != 9) {
+    return true;
+  }
   const sent_row row = found->second;
   s.pending.erase(found);
   return put_vsan(s.w, id, row);
@@ -232,15 +282,19 @@ bool act_on_row_status(serving &s, unsigned long id, long value) {
   const std::optional<vsan> current = fetch(s, id);
   if (value == kCreateAndGo) {
     const auto found = s.pending.find(id);
-    if (current || found == s.pending.end()) return false;
+    if (current || found == s.pending.end()) {
+      return false;
+    }
     found->second.status = kActive;
     return put_vsan(s.w, id, found->second);
   }
-  if (!current) return value == kDestroy;
+  if (!current) {
+    return value == kDestroy;
+  }
   return value == kDestroy ? delete_vsan(s.w, id) : put_vsan(s.w, id, {*current, kActive, true});
 }
 
-bool act(serving &s, const snmp::varbind &v) {
+bool act(serving &s, const varbind &v) {
   const place at = place_of(v.name);
   switch (at.kind) {
     case place::cell_of_vsan:
@@ -248,7 +302,9 @@ bool act(serving &s, const snmp::varbind &v) {
     case place::interface_vsan:
       return move_interface(s.w, at.index, static_cast<unsigned long>(v.integer));
     case place::timer_of_vsan:
-      if (at.column != kForceFlag) return set_timer(s.w, at.column, at.index, v.integer);
+      if (at.column != kForceFlag) {
+        return set_timer(s.w, at.column, at.index, v.integer);
+      }
       s.w.forced[at.index] = static_cast<unsigned char>(v.octets.empty() ? 0 : v.octets[0] & 0xe0);
       return true;
     default:
@@ -257,9 +313,11 @@ bool act(serving &s, const snmp::varbind &v) {
   }
 }
 
-void undo(serving &s, const snmp::varbind &v) {
+void undo(serving &s, const varbind &v) {
   const place at = place_of(v.name);
-  if (at.kind != place::cell_of_vsan || at.column != kRowStatus) return;
+  if (at.kind != place::cell_of_vsan || at.column != kRowStatus) {
+    return;
+  }
   if (v.integer == kCreateAndGo) {
     delete_vsan(s.w, at.index);
   } else if (s.saved.count(at.index) != 0) {
@@ -268,16 +326,20 @@ void undo(serving &s, const snmp::varbind &v) {
 }
 
 // The agent serves a PDU object by object, in the order in which they first come.
-std::vector<snmp::varbind> in_served_order(const std::vector<snmp::varbind> &pdu) {
-  std::vector<snmp::name_t> objects;
-  for (const snmp::varbind &v : pdu) {
-    const snmp::name_t object(v.name.begin(), v.name.end() - 1);
-    if (std::find(objects.begin(), objects.end(), object) == objects.end()) objects.push_back(object);
+std::vector<varbind> in_served_order(const std::vector<varbind> &pdu) {
+  std::vector<name_t> objects;
+  for (const varbind &v : pdu) {
+    const name_t object(v.name.begin(), v.name.end() - 1);
+    if (std::find(objects.begin(), objects.end(), object) == objects.end()) {
+      objects.push_back(object);
+    }
   }
-  std::vector<snmp::varbind> out;
-  for (const snmp::name_t &object : objects) {
-    for (const snmp::varbind &v : pdu) {
-      if (snmp::name_t(v.name.begin(), v.name.end() - 1) == object) out.push_back(v);
+  std::vector<varbind> out;
+  for (const name_t &object : objects) {
+    for (const varbind &v : pdu) {
+      if (name_t(v.name.begin(), v.name.end() - 1) == object) {
+        out.push_back(v);
+      }
     }
   }
   return out;
@@ -285,17 +347,31 @@ std::vector<snmp::varbind> in_served_order(const std::vector<snmp::varbind> &pdu
 
 }  // namespace
 
-bool serve(world &w, const std::vector<snmp::varbind> &pdu) {
+bool serve(world &w, const std::vector<varbind> &pdu) {
   serving s = {w};
-  const std::vector<snmp::varbind> order = in_served_order(pdu);
+  const std::vector<varbind> order = in_served_order(pdu);
   bool passed = true;
-  for (const snmp::varbind &v : order) passed &= reserve1(s, v);
-  if (!passed) return false;
-  for (const snmp::varbind &v : order) passed &= reserve2(s, v);
-  if (!passed) return false;
-  for (const snmp::varbind &v : order) passed &= act(s, v);
-  if (passed) return true;
-  for (const snmp::varbind &v : order) undo(s, v);
+  for (const varbind &v : order) {
+    passed &= reserve1(s, v);
+  }
+  if (!passed) {
+    return false;
+  }
+  for (const varbind &v : order) {
+    passed &= reserve2(s, v);
+  }
+  if (!passed) {
+    return false;
+  }
+  for (const varbind &v : order) {
+    passed &= act(s, v);
+  }
+  if (passed) {
+    return true;
+  }
+  for (const varbind &v : order) {
+    undo(s, v);
+  }
   return false;
 }
 
@@ -311,9 +387,15 @@ std::string text_of(const world &w) {
   for (const auto &[index, i] : w.interfaces) {
     out << "interface " << index << "|" << i.vsan << "|" << i.up << "|" << i.is_static << "\n";
   }
-  for (const auto &[key, value] : w.timers) out << "timer " << key.first << "|" << key.second << "|" << value << "\n";
-  for (const unsigned long id : w.kept_out) out << "kept out " << id << "\n";
-  for (const auto &[number, value] : w.scalars) out << "scalar " << number << "|" << value << "\n";
+  for (const auto &[key, value] : w.timers) {
+    out << "timer " << key.first << "|" << key.second << "|" << value << "\n";
+  }
+  for (const unsigned long id : w.kept_out) {
+    out << "kept out " << id << "\n";
+  }
+  for (const auto &[number, value] : w.scalars) {
+    out << "scalar " << number << "|" << value << "\n";
+  }
   return out.str();
 }
 

@@ -14,9 +14,11 @@
 
 namespace set_model {
 
+using namespace mib;
+
 struct vsan {
   std::string name;
-  // By set_lab::column; media type and MTU are never written.
+  // By column; media type and MTU are never written.
   std::map<unsigned long, long> values;
   bool operator==(const vsan &other) const = default;
 };
@@ -49,7 +51,7 @@ struct world {
 };
 
 // Serves the PDU as the switch would. Returns whether it is accepted.
-bool serve(world &w, const std::vector<snmp::varbind> &pdu);
+bool serve(world &w, const std::vector<varbind> &pdu);
 
 // The world's tables as text, a line a row: what tests compare.
 std::string text_of(const world &w);

@@ -1,5 +1,5 @@
-// Random SET PDUs over every table that can be written, against a model: after each, the store, the distribution marks
-// and the force flags are what the model says, whether the PDU was accepted or refused in any phase.
+// Random SET PDUs over every table that can be written, against a model: after each, the store, the distribution
+// marks and the force flags are what the model says, whether the PDU was accepted or refused in any phase.
 //   MODEL_PDUS   how many PDUs (300)
 //   MODEL_SEED   repeats a run; the seed of each run is printed
 #include <stdlib.h>
@@ -30,7 +30,7 @@ Value one_of(dice &random, const std::vector<Value> &values) {
 const std::vector<unsigned long> kVsans = {1, 5, 5, 9, 10, 10, 20, 30, 31, 4093};
 const std::vector<unsigned long> kInterfaces = {kFc1, kFc2, kFc3, kFc4, kFc5};
 
-snmp::varbind random_cell(dice &random) {
+varbind random_cell(dice &random) {
   const unsigned long vsan = one_of(random, kVsans);
   switch (one_of<int>(random, {0, 0, 1, 2, 3, 4, 5, 6, 6, 6, 6})) {
     case 0:
@@ -38,20 +38,20 @@ snmp::varbind random_cell(dice &random) {
     case 1:
       return admin_state(vsan, one_of<long>(random, {1, 1, 2, 2, 3}));
     case 2:
-      return snmp::integer(snmp::vsan_cell(kLoadBalancing, vsan), one_of<long>(random, {1, 2, 2, 1, 0}));
+      return integer(vsan_cell(kLoadBalancing, vsan), one_of<long>(random, {1, 2, 2, 1, 0}));
     case 3:
-      return snmp::integer(snmp::vsan_cell(kInterop, vsan), one_of<long>(random, {0, 1, 2, 3, 4}));
+      return integer(vsan_cell(kInterop, vsan), one_of<long>(random, {0, 1, 2, 3, 4}));
     case 4:
-      return snmp::integer(snmp::vsan_cell(kInorder, vsan), one_of<long>(random, {1, 2}));
+      return integer(vsan_cell(kInorder, vsan), one_of<long>(random, {1, 2}));
     case 5:
-      return snmp::gauge(snmp::vsan_cell(kDropLatency, vsan), one_of<unsigned long>(random, {1, 777, 60000, 500}));
+      return gauge(vsan_cell(kDropLatency, vsan), one_of<unsigned long>(random, {1, 777, 60000, 500}));
     default:
       return row_status(vsan,
                         one_of<long>(random, {kActive, kCreateAndGo, kCreateAndGo, kDestroy, kDestroy, kDestroy}));
   }
 }
 
-snmp::varbind random_timer(dice &random) {
+varbind random_timer(dice &random) {
   const unsigned long vsan = one_of(random, kVsans);
   switch (one_of<int>(random, {0, 1, 2, 3})) {
     case 0:
@@ -65,7 +65,7 @@ snmp::varbind random_timer(dice &random) {
   }
 }
 
-snmp::varbind random_varbind(dice &random) {
+varbind random_varbind(dice &random) {
   switch (one_of<int>(random, {0, 0, 0, 0, 0, 1, 1, 2, 2, 3})) {
     case 0:
       return random_cell(random);
@@ -80,13 +80,15 @@ snmp::varbind random_varbind(dice &random) {
 }
 
 // No cell twice in one PDU.
-std::vector<snmp::varbind> random_pdu(dice &random) {
-  std::vector<snmp::varbind> pdu;
+std::vector<varbind> random_pdu(dice &random) {
+  std::vector<varbind> pdu;
   const int size = std::uniform_int_distribution<int>(1, 6)(random);
   while (pdu.size() < static_cast<size_t>(size)) {
-    const snmp::varbind v = random_varbind(random);
+    const varbind v = random_varbind(random);
     const bool there = std::any_of(pdu.begin(), pdu.end(), [&](const auto &each) { return each.name == v.name; });
-    if (!there) pdu.push_back(v);
+    if (!there) {
+      pdu.push_back(v);
+    }
   }
   return pdu;
 }
@@ -130,11 +132,11 @@ std::string store_text(const lab::lab &l) {
       .output;
 }
 
-std::string in_words(const std::vector<snmp::varbind> &pdu) {
+std::string in_words(const std::vector<varbind> &pdu) {
   std::ostringstream out;
-  for (const snmp::varbind &v : pdu) {
+  for (const varbind &v : pdu) {
     out << "\n  ";
-    snmp::PrintTo(v, &out);
+    PrintTo(v, &out);
   }
   return out.str();
 }
@@ -146,21 +148,23 @@ TEST(SetModel, AfterEveryRandomPduTheSwitchIsWhatTheModelSays) {
   dice random(seed);
   lab::lab l;
   lab::start(l);
-  for (const char *vsan : {"10", "20"}) ASSERT_EQ(lab::ctl(l, {"kdx", "keep-out", vsan}).status, 0);
+  for (const char *vsan : {"10", "20"}) {
+    ASSERT_EQ(lab::ctl(l, {"kdx", "keep-out", vsan}).status, 0);
+  }
   set_model::world model = small_switch();
   ASSERT_EQ(store_text(l), set_model::text_of(model));
 
   snmp::client writer(l, snmp::community("private"), 30);
   unsigned long accepted = 0, undone = 0;
   for (unsigned long i = 0; i < pdus; ++i) {
-    const std::vector<snmp::varbind> pdu = random_pdu(random);
+    const std::vector<varbind> pdu = random_pdu(random);
     const std::string before = set_model::text_of(model);
     const bool expected = set_model::serve(model, pdu);
     const snmp::answer answer = snmp::set(writer, pdu);
     ASSERT_TRUE(answer.sent_back) << "PDU " << i << in_words(pdu);
     ASSERT_EQ(answer.status == kNoError, expected) << "PDU " << i << in_words(pdu) << "\nbefore:\n" << before;
     ASSERT_EQ(store_text(l), set_model::text_of(model)) << "PDU " << i << in_words(pdu) << "\nbefore:\n" << before;
-    for (const snmp::varbind &v : snmp::walk(writer, snmp::root({1, 4, 8, 1, kForceFlag}))) {
+    for (const varbind &v : snmp::walk(writer, timer_column(kForceFlag))) {
       ASSERT_EQ(static_cast<unsigned char>(v.octets.at(0)), model.forced[v.name.back()])
           << "PDU " << i << in_words(pdu);
     }

@@ -7,8 +7,6 @@
 
 #include <string.h>
 
-#include <algorithm>
-#include <ostream>
 #include <stdexcept>
 
 #include "lab.h"
@@ -44,26 +42,16 @@ void set_keys(netsnmp_session &s, const std::string &name) {
   key(priv, s.securityPrivKey, &s.securityPrivKeyLen);
 }
 
-varbind from_library(const netsnmp_variable_list &v) {
-  varbind out;
-  out.name.assign(v.name, v.name + v.name_length);
-  out.type = v.type;
-  if (v.type == ASN_OCTET_STR) {
-    out.octets.assign(reinterpret_cast<const char *>(v.val.string), v.val_len);
-  } else if (v.type == ASN_INTEGER) {
-    out.integer = *v.val.integer;
-  } else if (v.type == ASN_GAUGE || v.type == ASN_TIMETICKS) {
-    out.integer = static_cast<long>(static_cast<unsigned long>(*v.val.integer) & 0xffffffffu);
-  }
-  return out;
-}
-
 answer exchange(client &c, netsnmp_pdu *pdu) {
-  if (c.next_request_id != 0) pdu->reqid = c.next_request_id;
+  if (c.next_request_id != 0) {
+    pdu->reqid = c.next_request_id;
+  }
   netsnmp_pdu *response = nullptr;
   answer out;
   if (snmp_sess_synch_response(c.session, pdu, &response) != STAT_SUCCESS || response == nullptr) {
-    if (response != nullptr) snmp_free_pdu(response);
+    if (response != nullptr) {
+      snmp_free_pdu(response);
+    }
     return out;
   }
   out.sent_back = true;
@@ -78,50 +66,13 @@ answer exchange(client &c, netsnmp_pdu *pdu) {
 
 netsnmp_pdu *request(int command, const std::vector<name_t> &names) {
   netsnmp_pdu *pdu = snmp_pdu_create(command);
-  for (const name_t &name : names) snmp_add_null_var(pdu, name.data(), name.size());
+  for (const name_t &name : names) {
+    snmp_add_null_var(pdu, name.data(), name.size());
+  }
   return pdu;
 }
 
-bool is_under(const name_t &name, const name_t &prefix) {
-  return name.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), name.begin());
-}
-
 }  // namespace
-
-name_t root(std::initializer_list<unsigned long> suffix) {
-  name_t name = {1, 3, 6, 1, 4, 1, 32473, 9, 282};
-  name.insert(name.end(), suffix);
-  return name;
-}
-
-name_t vsan_cell(unsigned long column, unsigned long vsan) {
-  return root({1, 1, 3, 1, column, vsan});
-}
-
-std::string text(const name_t &name) {
-  std::string out;
-  for (unsigned long id : name) out += "." + std::to_string(id);
-  return out;
-}
-
-void PrintTo(const varbind &v, std::ostream *out) {
-  *out << text(v.name) << " type " << v.type << " ";
-  if (v.type == ASN_OCTET_STR) {
-    *out << '"' << v.octets << '"';
-  } else {
-    *out << v.integer;
-  }
-}
-
-varbind integer(const name_t &name, long value) {
-  return {name, ASN_INTEGER, value, {}};
-}
-varbind gauge(const name_t &name, unsigned long value) {
-  return {name, ASN_GAUGE, static_cast<long>(value), {}};
-}
-varbind octets(const name_t &name, const std::string &value) {
-  return {name, ASN_OCTET_STR, 0, value};
-}
 
 identity community(const std::string &name, int version) {
   return {version, name};
@@ -149,7 +100,9 @@ client::client(const ::lab::lab &l, const identity &who, double timeout_seconds)
     s.community_len = name.size();
   }
   session = snmp_sess_open(&s);
-  if (session == nullptr) throw std::runtime_error("cannot open an SNMP session to " + peer);
+  if (session == nullptr) {
+    throw std::runtime_error("cannot open an SNMP session to " + peer);
+  }
 }
 
 client::~client() {
@@ -201,9 +154,13 @@ std::vector<varbind> bulkwalk(client &c, const name_t &prefix, int repetitions, 
   name_t at = prefix;
   while (out.size() < most) {
     const answer a = getbulk(c, {at}, repetitions);
-    if (!a.sent_back || a.status != 0 || a.varbinds.empty()) return out;
+    if (!a.sent_back || a.status != 0 || a.varbinds.empty()) {
+      return out;
+    }
     for (const varbind &v : a.varbinds) {
-      if (!is_under(v.name, prefix) || v.type >= kNoSuchObject) return out;
+      if (!is_under(v.name, prefix) || v.type >= kNoSuchObject) {
+        return out;
+      }
       out.push_back(v);
     }
     at = a.varbinds.back().name;

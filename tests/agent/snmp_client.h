@@ -2,11 +2,10 @@
 #ifndef TESTS_AGENT_SNMP_CLIENT_H
 #define TESTS_AGENT_SNMP_CLIENT_H
 
-#include <cstdint>
-#include <initializer_list>
-#include <iosfwd>
 #include <string>
 #include <vector>
+
+#include "mib_objects.h"
 
 namespace lab {
 struct lab;
@@ -14,29 +13,10 @@ struct lab;
 
 namespace snmp {
 
-using name_t = std::vector<unsigned long>;
+using namespace mib;
 
 // Readies net-snmp's library, once; a client does it too.
 void init_library();
-
-// The OID `suffix` under the module's root; a cell of the VSAN table.
-name_t root(std::initializer_list<unsigned long> suffix);
-name_t vsan_cell(unsigned long column, unsigned long vsan);
-std::string text(const name_t &name);
-
-struct varbind {
-  name_t name;
-  int type = 5;        // an ASN type or exception; 5 is NULL
-  long integer = 0;    // INTEGER, Gauge32, TimeTicks, Counter32
-  std::string octets;  // the octets of every other type
-
-  bool operator==(const varbind &other) const = default;
-};
-void PrintTo(const varbind &v, std::ostream *out);
-
-varbind integer(const name_t &name, long value);
-varbind gauge(const name_t &name, unsigned long value);
-varbind octets(const name_t &name, const std::string &value);
 
 constexpr int kNoSuchObject = 0x80, kNoSuchInstance = 0x81, kEndOfMibView = 0x82;
 

@@ -13,6 +13,8 @@
 
 namespace trap_lab {
 
+using namespace mib;
+
 // One notification as a receiver wrote it: OIDs start with a dot, values are decimal, dotted or hex.
 struct heard {
   bool inform = false;
@@ -38,16 +40,16 @@ void start(receiver &r, client kind, const std::string &dir);
 std::vector<heard> all_heard(const receiver &r);
 
 // The notifications of one name among them.
-std::vector<heard> heard_of(const receiver &r, const snmp::name_t &trap);
+std::vector<heard> heard_of(const receiver &r, const name_t &trap);
 
 // A receiver inside the test, for bursts: a thread that takes what comes and answers informs. Its socket buffer is
-// large (32 MiB where the test may force that): what a receiver loses because it is slow says nothing about the sender.
-// `drops` tells whether it did lose some.
+// large (32 MiB where the test may force that): what a receiver loses because it is slow says nothing about the
+// sender. `drops` tells whether it did lose some.
 struct sink {
   struct entry {
     bool inform;
-    snmp::name_t trap;
-    std::vector<snmp::varbind> varbinds;  // after snmpTrapOID.0
+    name_t trap;
+    std::vector<varbind> varbinds;  // after snmpTrapOID.0
   };
 
   // 0: a free port.
@@ -78,8 +80,8 @@ struct move {
 };
 std::vector<move> moves_of(const std::vector<sink::entry> &entries);
 
-// A topology of `interfaces` interfaces that are down, from index 1, and VSANs 1 to `vsans`: moves among them raise one
-// membership notification each and nothing else.
+// A topology of `interfaces` interfaces that are down, from index 1, and VSANs 1 to `vsans`: moves among them raise
+// one membership notification each and nothing else.
 std::string quiet_topology(int interfaces, int vsans);
 
 // The moves 0 to `count` - 1: every one is another pair, and each changes something.

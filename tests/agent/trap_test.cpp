@@ -1,8 +1,8 @@
-// Notifications through a real snmpd: what receivers that no one here wrote decode, and what arrives when programs die
-// in a burst. What is promised: every notification reaches the agent at least once and in order, at most one of them
-// twice for each time that the agent is killed; at most 1,024 are kept for an agent that is away, the oldest go first
-// and are counted. From the agent on it is SNMP: a trap that nobody hears is gone, an inform is repeated for some
-// seconds.
+// Notifications through a real snmpd: what receivers that no one here wrote decode, and what arrives when programs
+// die in a burst. What is promised: every notification reaches the agent at least once and in order, at most one of
+// them twice for each time that the agent is killed; at most 1,024 are kept for an agent that is away, the oldest
+// go first and are counted. From the agent on it is SNMP: a trap that nobody hears is gone, an inform is repeated
+// for some seconds.
 #include "trap_lab.h"
 
 #include <gtest/gtest.h>
@@ -18,12 +18,13 @@
 
 namespace {
 
-using snmp::root;
+using namespace mib;
+
 using trap_lab::client;
 using trap_lab::heard;
 using trap_lab::move;
 
-const snmp::name_t kStatus = root({1, 3, 0, 1}), kMembership = root({1, 3, 0, 2});
+const name_t kStatus = status_change(), kMembership = membership_change();
 constexpr char kIfIndex[] = ".1.3.6.1.2.1.2.2.1.1.";
 
 // By receiver and kind.
@@ -53,13 +54,11 @@ struct Receivers : ::testing::TestWithParam<std::tuple<client, sending>> {
     ASSERT_NE(mkdtemp(name), nullptr);
     dir = name;
     trap_lab::start(r, std::get<0>(GetParam()), dir);
-    lab::options how;
-    how.agent_lines = sink_line(std::get<1>(GetParam()), r.port);
-    lab::start(l, how);
+    lab::start(l, {.agent_lines = sink_line(std::get<1>(GetParam()), r.port)});
   }
   void TearDown() override { lab::run({"rm", "-rf", dir}); }
 
-  heard wait_for_one(const snmp::name_t &trap) {
+  heard wait_for_one(const name_t &trap) {
     std::vector<heard> found;
     lab::wait_until([&] { return !(found = trap_lab::heard_of(r, trap)).empty(); });
     return found.empty() ? heard{} : found[0];
@@ -72,7 +71,7 @@ varbinds after_the_name(const heard &h) {
   return h.varbinds.size() < 2 ? varbinds{} : varbinds(h.varbinds.begin() + 2, h.varbinds.end());
 }
 
-std::string value_of(snmp::client &c, const snmp::name_t &name) {
+std::string value_of(snmp::client &c, const name_t &name) {
   return std::to_string(snmp::get(c, {name}).varbinds.at(0).integer);
 }
 
@@ -83,11 +82,11 @@ TEST_P(Receivers, BothTrapsAreDecodedInOrderWithTheValuesThatAGetGivesRightAfter
 
   const heard membership = wait_for_one(kMembership);
   EXPECT_EQ(membership.inform, informs);
-  const std::string vsan = value_of(c, root({1, 2, 5, 1, 1, 16777216}));
+  const std::string vsan = value_of(c, if_vsan(16777216));
   EXPECT_EQ(vsan, "20");
-  EXPECT_EQ(after_the_name(membership), (varbinds{{snmp::text(root({1, 5, 1, 0})), "2000025a103c0001"},
+  EXPECT_EQ(after_the_name(membership), (varbinds{{text(switch_wwn()), "2000025a103c0001"},
                                                   {std::string(kIfIndex) + "16777216", "16777216"},
-                                                  {snmp::text(root({1, 1, 4, 0})), vsan}}));
+                                                  {text(notified_vsan()), vsan}}));
 
   ASSERT_TRUE(lab::wait_until([&] { return trap_lab::heard_of(r, kStatus).size() == 2; })) << "VSANs 5 and 20 changed";
   std::set<std::string> told;
@@ -95,12 +94,12 @@ TEST_P(Receivers, BothTrapsAreDecodedInOrderWithTheValuesThatAGetGivesRightAfter
     const varbinds v = after_the_name(h);
     ASSERT_EQ(v.size(), 3u);
     EXPECT_EQ(h.inform, informs);
-    EXPECT_EQ(v[0].first, snmp::text(root({1, 1, 4, 0})));
+    EXPECT_EQ(v[0].first, text(notified_vsan()));
     const unsigned long id = std::stoul(v[0].second);
     told.insert(v[0].second);
-    const snmp::name_t admin = snmp::vsan_cell(4, id), oper = snmp::vsan_cell(8, id);
-    EXPECT_EQ(v[1], std::make_pair(snmp::text(admin), value_of(c, admin)));
-    EXPECT_EQ(v[2], std::make_pair(snmp::text(oper), value_of(c, oper)));
+    const name_t admin = vsan_cell(kAdminState, id), oper = vsan_cell(kOperState, id);
+    EXPECT_EQ(v[1], std::make_pair(text(admin), value_of(c, admin)));
+    EXPECT_EQ(v[2], std::make_pair(text(oper), value_of(c, oper)));
   }
   EXPECT_EQ(told, (std::set<std::string>{"5", "20"}));
 }
@@ -128,17 +127,15 @@ long own_kib(const lab::process &p) {
   return std::stol(status.substr(status.find("RssAnon:") + 8));
 }
 
-// How much a thousand notifications may add. The sanitizers keep freed memory for a while: 8 MiB of quarantine, and its
-// books.
+// How much a thousand notifications may add. The sanitizers keep freed memory for a while: 8 MiB of quarantine,
+// and its books.
 constexpr long kGrowthKib = LAB_PRELOAD[0] == '\0' ? 512 : 12 * 1024;
 
 class Burst : public ::testing::Test {
  protected:
   void begin(const std::string &sink_word = "trap2sink") {
-    lab::options how;
-    how.topology = trap_lab::quiet_topology(kInterfaces, 30);
-    how.agent_lines = sink_word + " 127.0.0.1:" + std::to_string(s->port) + " public\n";
-    lab::start(l, how);
+    lab::start(l, {.topology = trap_lab::quiet_topology(kInterfaces, 30),
+                   .agent_lines = sink_word + " 127.0.0.1:" + std::to_string(s->port) + " public\n"});
   }
   // Makes the moves `from` to `to` - 1; all are to be taken.
   void raise(int from, int to) {
@@ -154,7 +151,9 @@ class Burst : public ::testing::Test {
     raise(from, to);
     const size_t before = s->count();
     lab::signal(l.snmpd, SIGCONT);
-    while (s->count() < before + 40) usleep(100);
+    while (s->count() < before + 40) {
+      usleep(100);
+    }
   }
   // What arrived, once the agent has taken everything.
   std::vector<move> arrived() {
@@ -174,7 +173,9 @@ class Burst : public ::testing::Test {
     std::vector<move> first;
     std::set<move> seen;
     for (const move &m : got) {
-      if (seen.insert(m).second) first.push_back(m);
+      if (seen.insert(m).second) {
+        first.push_back(m);
+      }
     }
     EXPECT_TRUE(first == made) << first.size() << " of " << made.size();
     EXPECT_LE(got.size() - first.size(), repeats);
@@ -184,7 +185,9 @@ class Burst : public ::testing::Test {
     auto at = made.begin();
     for (const move &m : got) {
       at = std::find(at, made.end(), m);
-      if (at == made.end()) return false;
+      if (at == made.end()) {
+        return false;
+      }
       ++at;
     }
     return true;
@@ -202,7 +205,7 @@ TEST_F(Burst, TenThousandDuringAWalkArriveOnceAndInOrderOrAreCountedAsDroppedAnd
   raise(500, 1200);
   ASSERT_EQ(arrived().size(), 1200u);
   snmp::client warm(l, snmp::community("public"), 5);
-  const size_t rows = snmp::bulkwalk(warm, root({}), 20).size();
+  const size_t rows = snmp::bulkwalk(warm, root(), 20).size();
   const long memory = own_kib(l.snmpd);
   std::atomic<bool> done = false;
   size_t walks = 0;
@@ -210,7 +213,7 @@ TEST_F(Burst, TenThousandDuringAWalkArriveOnceAndInOrderOrAreCountedAsDroppedAnd
   std::thread walker([&] {
     snmp::client c(l, snmp::community("public"), 5);
     do {
-      sizes.push_back(snmp::bulkwalk(c, root({}), 20).size());
+      sizes.push_back(snmp::bulkwalk(c, root(), 20).size());
       ++walks;
     } while (!done);
   });
@@ -226,7 +229,9 @@ TEST_F(Burst, TenThousandDuringAWalkArriveOnceAndInOrderOrAreCountedAsDroppedAnd
   EXPECT_EQ(std::set<move>(got.begin(), got.end()).size(), got.size()) << "none twice";
   EXPECT_TRUE(is_in_order(got));
   EXPECT_GE(walks, 1u);
-  for (size_t size : sizes) EXPECT_EQ(size, rows) << "every walk came to its end";
+  for (size_t size : sizes) {
+    EXPECT_EQ(size, rows) << "every walk came to its end";
+  }
   EXPECT_LT(own_kib(l.snmpd) - memory, kGrowthKib);
 }
 
@@ -312,8 +317,8 @@ TEST_F(Burst, BothKilledTogetherEveryNotificationOfAnAnsweredChangeArrivesAndThe
   lab::start_switchd(l);
   lab::start_snmpd(l);
   raise(300, 400);
-  // Acknowledgements are stored every 50 ms; those of the last 50 ms are forgotten together with the agent's memory of
-  // them.
+  // Acknowledgements are stored every 50 ms; those of the last 50 ms are forgotten together with the agent's
+  // memory of them.
   expect_all(arrived(), 300);
 }
 
@@ -358,7 +363,7 @@ TEST_F(Burst, AnInformSinkThatNeverAnswersCostsTheAgentNoRequestAndNoMemoryForGo
   raise(1200, 2200);
   ASSERT_TRUE(trap_lab::wait_until_taken(l));
   snmp::client c(l, snmp::community("public"), 2);
-  EXPECT_TRUE(snmp::get(c, {root({1, 1, 1, 0})}).sent_back);
+  EXPECT_TRUE(snmp::get(c, {vsan_number()}).sent_back);
   sleep(8);
   EXPECT_LT(own_kib(l.snmpd) - memory, kGrowthKib);
 }

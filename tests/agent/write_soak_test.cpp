@@ -15,8 +15,6 @@
 namespace {
 
 using namespace set_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 unsigned long from_environment(const char *variable, unsigned long otherwise) {
   const char *text = getenv(variable);
@@ -34,7 +32,7 @@ unsigned long draw(std::mt19937 &random, unsigned long low, unsigned long high) 
 }
 
 // PDUs that are accepted and refused in each phase, over every table that can be written.
-std::vector<snmp::varbind> mixed_pdu(std::mt19937 &random, unsigned long i) {
+std::vector<varbind> mixed_pdu(std::mt19937 &random, unsigned long i) {
   const std::string fresh = "n" + std::to_string(i);
   const unsigned long vsan = 100 + draw(random, 0, 9);
   switch (draw(random, 0, 9)) {
@@ -46,18 +44,18 @@ std::vector<snmp::varbind> mixed_pdu(std::mt19937 &random, unsigned long i) {
       return {row_status(vsan, kDestroy)};
     case 3:
       return {name(5, fresh), admin_state(10, static_cast<long>(draw(random, 1, 2))),
-              snmp::gauge(vsan_cell(kDropLatency, 20), draw(random, 0, 3) * 20001)};
+              gauge(vsan_cell(kDropLatency, 20), draw(random, 0, 3) * 20001)};
     case 4:
       return {name(5, fresh), row_status(vsan, kCreateAndGo), admin_state(20, 3)};
     case 5:
       return {name(10, fresh), row_status(20, kActive), row_status(vsan, kDestroy), name(5, "default")};
     case 6:
-      return {snmp::octets(root({1, 4, 8, 1, 1, 5}), std::string(1, draw(random, 0, 1) == 0 ? '\0' : '\xe0')),
-              snmp::gauge(root({1, 4, 8, 1, 3, 5}), draw(random, 900, 4100))};
+      return {octets(timer_cell(kForceFlag, 5), std::string(1, draw(random, 0, 1) == 0 ? '\0' : '\xe0')),
+              gauge(timer_cell(kEdtov, 5), draw(random, 900, 4100))};
     case 7:
-      return {snmp::integer(root({1, 2, 5, 1, 1, 16781312}), static_cast<long>(draw(random, 0, 1) * 5 + 5))};
+      return {integer(if_vsan(16781312), static_cast<long>(draw(random, 0, 1) * 5 + 5))};
     case 8:
-      return {snmp::gauge(root({1, 4, 6, 0}), draw(random, 0, 60000)), snmp::integer(root({1, 4, 7, 0}), 1)};
+      return {gauge(switch_wide(kSwitchLatency), draw(random, 0, 60000)), integer(switch_wide(kSwitchInorder), 1)};
     default:
       return {row_status(vsan, kActive), name(vsan, std::string(draw(random, 0, 33), 'x'))};
   }
@@ -100,7 +98,9 @@ TEST(WriteSoak, ManySetPdusLeaveTheMemoryOfAgentAndManagerFlat) {
   const long agent_after = lab::resident_kib(l.snmpd), manager_after = lab::resident_kib(l.switchd);
   printf("%lu PDUs, %.0f a second; KiB resident: snmpd %ld -> %ld, switchd %ld -> %ld\n", pdus,
          static_cast<double>(pdus - warm) / seconds, agent_before, agent_after, manager_before, manager_after);
-  for (const auto &[status, count] : statuses) printf("  status %d: %lu\n", status, count);
+  for (const auto &[status, count] : statuses) {
+    printf("  status %d: %lu\n", status, count);
+  }
   EXPECT_LT(agent_after - agent_before, growth_kib);
   EXPECT_LT(manager_after - manager_before, growth_kib);
   // The mix did what it is for: accepted, and refused by check, by absence and by the manager.
@@ -126,7 +126,7 @@ unsigned long write_until_killed(snmp::client &writer, std::mt19937 &random, uns
     expectation &expected = model[vsan];
     const std::string fresh = "r" + std::to_string(round) + "-" + std::to_string(i);
     const bool destroy = expected.acknowledged && draw(random, 0, 3) == 0;
-    std::vector<snmp::varbind> pdu;
+    std::vector<varbind> pdu;
     if (destroy) {
       pdu = {row_status(vsan, kDestroy)};
     } else if (expected.acknowledged) {
@@ -147,7 +147,9 @@ unsigned long write_until_killed(snmp::client &writer, std::mt19937 &random, uns
 row_name name_in_agent(snmp::client &c, unsigned long vsan) {
   const snmp::answer answer = snmp::get(c, {vsan_cell(kName, vsan)});
   EXPECT_TRUE(answer.sent_back);
-  if (!answer.sent_back || answer.varbinds[0].type != 4) return {};
+  if (!answer.sent_back || answer.varbinds[0].type != 4) {
+    return {};
+  }
   return answer.varbinds[0].octets;
 }
 

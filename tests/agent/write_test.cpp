@@ -1,5 +1,5 @@
-// Writes of the VSAN table through a real snmpd: what is created, changed and deleted, how many messages it takes, what
-// a refused PDU leaves behind.
+// Writes of the VSAN table through a real snmpd: what is created, changed and deleted, how many messages it takes,
+// what a refused PDU leaves behind.
 #include <nlohmann/json.hpp>
 
 #include "set_lab.h"
@@ -7,8 +7,6 @@
 namespace {
 
 using namespace set_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 class Write : public SetTest {};
 
@@ -20,9 +18,9 @@ TEST_F(Write, CreateAndGoAloneSendsOneRowWithTheDefaults) {
   EXPECT_EQ(sent(), (rows{"SET 30 VSAN0030"}));
   EXPECT_EQ(vsan_line(l, 30), "vsan 30|VSAN0030|1|1|2112|2|100|2|2000");
   EXPECT_EQ(without_vsan(lab::store_rows(l), 30), before);
-  EXPECT_EQ(get(root({1, 1, 1, 0})), snmp::integer(root({1, 1, 1, 0}), 6));
-  EXPECT_EQ(get(vsan_cell(kRowStatus, 30)), snmp::integer(vsan_cell(kRowStatus, 30), kActive));
-  EXPECT_EQ(get(vsan_cell(kName, 30)), snmp::octets(vsan_cell(kName, 30), "VSAN0030"));
+  EXPECT_EQ(get(vsan_number()), integer(vsan_number(), 6));
+  EXPECT_EQ(get(vsan_cell(kRowStatus, 30)), integer(vsan_cell(kRowStatus, 30), kActive));
+  EXPECT_EQ(get(vsan_cell(kName, 30)), octets(vsan_cell(kName, 30), "VSAN0030"));
 }
 
 TEST_F(Write, ANameBeforeCreateAndGoTravelsInTheOneRowThatIsSent) {
@@ -38,9 +36,9 @@ TEST_F(Write, ANameAfterCreateAndGoSendsTheSameRowTwice) {
 }
 
 TEST_F(Write, EveryColumnBeforeCreateAndGoTravelsInTheOneRow) {
-  EXPECT_DONE(set({name(30, "all"), admin_state(30, 2), snmp::integer(vsan_cell(kLoadBalancing, 30), 1),
-                   snmp::integer(vsan_cell(kInterop, 30), 4), snmp::integer(vsan_cell(kInorder, 30), 1),
-                   snmp::gauge(vsan_cell(kDropLatency, 30), 60000), row_status(30, kCreateAndGo)}));
+  EXPECT_DONE(set({name(30, "all"), admin_state(30, 2), integer(vsan_cell(kLoadBalancing, 30), 1),
+                   integer(vsan_cell(kInterop, 30), 4), integer(vsan_cell(kInorder, 30), 1),
+                   gauge(vsan_cell(kDropLatency, 30), 60000), row_status(30, kCreateAndGo)}));
   EXPECT_EQ(sent(), (rows{"SET 30 all"}));
   EXPECT_EQ(vsan_line(l, 30), "vsan 30|all|1|2|2112|1|4|1|60000");
 }
@@ -86,7 +84,7 @@ TEST_F(Write, RowStatusOfVsanZeroAnd4096IsWrongValueAnd4095ReachesTheManagerWhic
 // Change.
 
 TEST_F(Write, TwoColumnsOfOneRowSendOneRowThatLeavesTheOtherColumnsAsTheyWere) {
-  EXPECT_DONE(set({name(5, "cinq"), snmp::integer(vsan_cell(kLoadBalancing, 5), 2)}));
+  EXPECT_DONE(set({name(5, "cinq"), integer(vsan_cell(kLoadBalancing, 5), 2)}));
   EXPECT_EQ(sent(), (rows{"SET 5 cinq"}));
   EXPECT_EQ(vsan_line(l, 5), "vsan 5|cinq|1|1|2048|2|3|1|3000");
   EXPECT_NE(lab::ctl(l, {"history"}).output.find("No need to send the SET request again for vsanIndex = 5"),
@@ -94,14 +92,14 @@ TEST_F(Write, TwoColumnsOfOneRowSendOneRowThatLeavesTheOtherColumnsAsTheyWere) {
 }
 
 TEST_F(Write, SixColumnsOfThreeVsansSendThreeRows) {
-  std::vector<snmp::varbind> pdu;
+  std::vector<varbind> pdu;
   for (unsigned long vsan : {5ul, 10ul, 20ul}) {
     pdu.push_back(name(vsan, "n" + std::to_string(vsan)));
     pdu.push_back(admin_state(vsan, 2));
-    pdu.push_back(snmp::integer(vsan_cell(kLoadBalancing, vsan), 1));
-    pdu.push_back(snmp::integer(vsan_cell(kInterop, vsan), 0));
-    pdu.push_back(snmp::integer(vsan_cell(kInorder, vsan), 1));
-    pdu.push_back(snmp::gauge(vsan_cell(kDropLatency, vsan), vsan));
+    pdu.push_back(integer(vsan_cell(kLoadBalancing, vsan), 1));
+    pdu.push_back(integer(vsan_cell(kInterop, vsan), 0));
+    pdu.push_back(integer(vsan_cell(kInorder, vsan), 1));
+    pdu.push_back(gauge(vsan_cell(kDropLatency, vsan), vsan));
   }
   const snmp::answer answer = set(pdu);
   EXPECT_EQ(answer.status, kNoError);
@@ -110,7 +108,9 @@ TEST_F(Write, SixColumnsOfThreeVsansSendThreeRows) {
   EXPECT_EQ(vsan_line(l, 5), "vsan 5|n5|1|2|2048|1|100|1|5");
   EXPECT_EQ(vsan_line(l, 10), "vsan 10|n10|1|2|2112|1|100|1|10");
   EXPECT_EQ(vsan_line(l, 20), "vsan 20|n20|1|2|2112|1|100|1|20");
-  for (const snmp::varbind &v : pdu) EXPECT_EQ(get(v.name), v);
+  for (const varbind &v : pdu) {
+    EXPECT_EQ(get(v.name), v);
+  }
 }
 
 TEST_F(Write, TheSameColumnTwiceInOnePduTakesTheLastValueInOneRow) {
@@ -142,7 +142,9 @@ TEST_F(Write, DestroySendsOneDeleteAndTheInterfacesGoHomeToVsanOne) {
   EXPECT_EQ(sent(), (rows{"DELETE 10 ten"}));
   EXPECT_EQ(vsan_line(l, 10), "");
   EXPECT_EQ(get(vsan_cell(kName, 10)).type, snmp::kNoSuchInstance);
-  for (unsigned long interface : {16781312ul, 16785408ul}) EXPECT_EQ(get(root({1, 2, 5, 1, 1, interface})).integer, 1);
+  for (unsigned long interface : {16781312ul, 16785408ul}) {
+    EXPECT_EQ(get(if_vsan(interface)).integer, 1);
+  }
   EXPECT_EQ(get(vsan_cell(kOperState, 1)).integer, 1) << "VSAN 1 has active members now";
 }
 
@@ -218,7 +220,9 @@ INSTANTIATE_TEST_SUITE_P(RequestsByPresence, RowStatus,
 unsigned long requests_of_vsan_manager(const lab::lab &l) {
   const nlohmann::json status = nlohmann::json::parse(lab::ctl(l, {"--json", "show", "status"}).output);
   for (const nlohmann::json &service : status.at("services")) {
-    if (service.at("service") == "vsan-manager") return service.at("requests");
+    if (service.at("service") == "vsan-manager") {
+      return service.at("requests");
+    }
   }
   return 0;
 }
@@ -226,12 +230,12 @@ unsigned long requests_of_vsan_manager(const lab::lab &l) {
 TEST_F(Write, APduCostsOneLookUpAVsanAndOneRowAVsan) {
   struct cost {
     const char *what;
-    std::vector<snmp::varbind> pdu;
+    std::vector<varbind> pdu;
     unsigned long messages;
   };
   const cost costs[] = {
       {"one column", {name(10, "a")}, 2},
-      {"three columns of one row", {name(10, "b"), admin_state(10, 2), snmp::integer(vsan_cell(kInterop, 10), 1)}, 2},
+      {"three columns of one row", {name(10, "b"), admin_state(10, 2), integer(vsan_cell(kInterop, 10), 1)}, 2},
       {"two rows, each looked up anew once the other was", {name(5, "c"), name(10, "d")}, 6},
       {"an absent row is looked up for the check and again to create it", {row_status(30, kCreateAndGo)}, 3},
       {"the name of a new row is looked up too", {name(31, "e"), row_status(31, kCreateAndGo)}, 4},
@@ -299,7 +303,7 @@ TEST_F(Write, AVsanDeletedBeforeTheRefusalComesBackWithItsOldRow) {
   EXPECT_SET(set({row_status(1, kActive), row_status(4093, kDestroy), name(20, "default")}), kInconsistentName, 3);
   EXPECT_EQ(sent(), (rows{"SET 1 default", "DELETE 4093 last", "SET 20 default", "SET 1 default", "SET 4093 last"}));
   EXPECT_EQ(vsan_line(l, 4093), "vsan 4093|last|1|2|2112|2|100|2|2000");
-  EXPECT_EQ(get(root({1, 2, 5, 1, 1, 16793600})).integer, 4093) << "its interface comes back with it";
+  EXPECT_EQ(get(if_vsan(16793600)).integer, 4093) << "its interface comes back with it";
   EXPECT_EQ(lab::store_rows(l), before);
 }
 

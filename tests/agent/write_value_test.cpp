@@ -9,8 +9,6 @@
 namespace {
 
 using namespace set_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 constexpr int kInteger = 2, kOctetString = 4, kNull = 5, kObjectId = 6, kIpAddress = 0x40, kCounter = 0x41,
               kGauge = 0x42, kTimeTicks = 0x43;
@@ -18,7 +16,7 @@ constexpr int kInteger = 2, kOctetString = 4, kNull = 5, kObjectId = 6, kIpAddre
 // An object that can be written: its type and the values that it takes.
 struct writable {
   const char *name;
-  snmp::name_t oid;
+  name_t oid;
   int type;
   unsigned long low;
   unsigned long high;
@@ -30,19 +28,19 @@ std::vector<writable> writable_numbers() {
           {"vsanInterOperType", vsan_cell(kInterop, 10), kInteger, 0, 4},
           {"vsanInorderDelivery", vsan_cell(kInorder, 10), kInteger, 1, 2},
           {"vsanNetworkDropLatency", vsan_cell(kDropLatency, 10), kGauge, 1, 60000},
-          {"vsanIfVsan", root({1, 2, 5, 1, 1, 16781312}), kInteger, 1, 4095},
-          {"fcTimerRatov", root({1, 4, 1, 0}), kGauge, 5000, 10000},
-          {"fcTimerEdtov", root({1, 4, 2, 0}), kGauge, 1000, 4000},
-          {"fcTimerDstov", root({1, 4, 4, 0}), kGauge, 5000, 10000},
-          {"fcNetworkLatency", root({1, 4, 5, 0}), kGauge, 0, 60000},
-          {"fcSwitchLatency", root({1, 4, 6, 0}), kGauge, 0, 60000},
-          {"fcInorderDelivery", root({1, 4, 7, 0}), kInteger, 1, 2},
-          {"vsanFcTimerRatov", root({1, 4, 8, 1, 2, 4093}), kGauge, 5000, 10000},
-          {"vsanFcTimerEdtov", root({1, 4, 8, 1, 3, 4093}), kGauge, 1000, 4000},
-          {"vsanFcTimerDstov", root({1, 4, 8, 1, 4, 4093}), kGauge, 5000, 10000}};
+          {"vsanIfVsan", if_vsan(16781312), kInteger, 1, 4095},
+          {"fcTimerRatov", switch_wide(kSwitchRatov), kGauge, 5000, 10000},
+          {"fcTimerEdtov", switch_wide(kSwitchEdtov), kGauge, 1000, 4000},
+          {"fcTimerDstov", switch_wide(kSwitchDstov), kGauge, 5000, 10000},
+          {"fcNetworkLatency", switch_wide(kNetworkLatency), kGauge, 0, 60000},
+          {"fcSwitchLatency", switch_wide(kSwitchLatency), kGauge, 0, 60000},
+          {"fcInorderDelivery", switch_wide(kSwitchInorder), kInteger, 1, 2},
+          {"vsanFcTimerRatov", timer_cell(kRatov, 4093), kGauge, 5000, 10000},
+          {"vsanFcTimerEdtov", timer_cell(kEdtov, 4093), kGauge, 1000, 4000},
+          {"vsanFcTimerDstov", timer_cell(kDstov, 4093), kGauge, 5000, 10000}};
 }
 
-snmp::varbind number(const writable &w, long value) {
+varbind number(const writable &w, long value) {
   return {w.oid, w.type, value, {}};
 }
 
@@ -53,14 +51,24 @@ TEST_F(WriteValue, NumbersOutOfRangeAreWrongValueAndChangeNothing) {
   for (const writable &w : writable_numbers()) {
     SCOPED_TRACE(w.name);
     std::vector<long> refused = {static_cast<long>(w.high) + 1, 0x7fffffff};
-    if (w.low > 1) refused.insert(refused.end(), {0, static_cast<long>(w.low) - 1});
-    if (w.low == 1 && w.type == kInteger) refused.push_back(0);
+    if (w.low > 1) {
+      refused.insert(refused.end(), {0, static_cast<long>(w.low) - 1});
+    }
+    if (w.low == 1 && w.type == kInteger) {
+      refused.push_back(0);
+    }
     // Numbers that would pass if only some of their octets were read.
     refused.push_back(static_cast<long>(w.high) + 0x10000);
     refused.push_back(static_cast<long>(w.high) + 0x1000000);
-    if (w.type == kInteger) refused.insert(refused.end(), {-1, -0x7fffffff - 1, -256});
-    if (w.type == kGauge) refused.insert(refused.end(), {0x80000000L, 0xffffffffL});
-    for (const long value : refused) EXPECT_SET(set({number(w, value)}), kWrongValue, 1) << value;
+    if (w.type == kInteger) {
+      refused.insert(refused.end(), {-1, -0x7fffffff - 1, -256});
+    }
+    if (w.type == kGauge) {
+      refused.insert(refused.end(), {0x80000000L, 0xffffffffL});
+    }
+    for (const long value : refused) {
+      EXPECT_SET(set({number(w, value)}), kWrongValue, 1) << value;
+    }
   }
   EXPECT_EQ(lab::settled_dump(l), before);
 }
@@ -68,7 +76,7 @@ TEST_F(WriteValue, NumbersOutOfRangeAreWrongValueAndChangeNothing) {
 TEST_F(WriteValue, TheLowestAndHighestNumberAreTakenAndReadBack) {
   for (const writable &w : writable_numbers()) {
     SCOPED_TRACE(w.name);
-    const bool is_interface = w.oid == root({1, 2, 5, 1, 1, 16781312});
+    const bool is_interface = w.oid == if_vsan(16781312);
     for (const unsigned long value : {w.low, is_interface ? 4093 : w.high}) {
       EXPECT_DONE(set({number(w, static_cast<long>(value))}));
       EXPECT_EQ(get(w.oid), number(w, static_cast<long>(value)));
@@ -77,23 +85,23 @@ TEST_F(WriteValue, TheLowestAndHighestNumberAreTakenAndReadBack) {
 }
 
 TEST_F(WriteValue, ADropLatencyOfZeroIsGenErrAndSaysWhy) {
-  EXPECT_SET(set({snmp::gauge(vsan_cell(kDropLatency, 10), 0)}), kGenErr, 1);
+  EXPECT_SET(set({gauge(vsan_cell(kDropLatency, 10), 0)}), kGenErr, 1);
   EXPECT_NE(lab::ctl(l, {"show", "errors"}).output.find("a drop latency of 0 cannot be set"), std::string::npos);
 }
 
 TEST_F(WriteValue, AnInterfaceMayNameVsan4095WhichTheManagerDoesNotHave) {
-  EXPECT_SET(set({snmp::integer(root({1, 2, 5, 1, 1, 16781312}), 4095)}), kInconsistentName, 1);
+  EXPECT_SET(set({integer(if_vsan(16781312), 4095)}), kInconsistentName, 1);
 }
 
 TEST_F(WriteValue, OctetStringsOfEveryLengthAreWrongTypeForANumber) {
   const std::string before = lab::settled_dump(l);
   for (const writable &w : writable_numbers()) {
     for (const size_t length : {0ul, 1ul, 3ul, 4ul, 5ul, 8ul, 9ul, 400ul}) {
-      EXPECT_SET(set({snmp::octets(w.oid, std::string(length, '\1'))}), kWrongType, 1) << w.name << " " << length;
+      EXPECT_SET(set({octets(w.oid, std::string(length, '\1'))}), kWrongType, 1) << w.name << " " << length;
     }
   }
   for (const size_t length : {0ul, 4ul, 8ul}) {
-    EXPECT_SET(set({snmp::octets(vsan_cell(kRowStatus, 30), std::string(length, '\4'))}), kWrongType, 1);
+    EXPECT_SET(set({octets(vsan_cell(kRowStatus, 30), std::string(length, '\4'))}), kWrongType, 1);
   }
   EXPECT_EQ(lab::settled_dump(l), before);
 }
@@ -103,17 +111,19 @@ TEST_F(WriteValue, EveryOtherTypeIsWrongType) {
   std::vector<writable> objects = writable_numbers();
   objects.push_back({"vsanName", vsan_cell(kName, 10), kOctetString, 0, 0});
   objects.push_back({"vsanRowStatus", vsan_cell(kRowStatus, 30), kInteger, 0, 0});
-  objects.push_back({"vsanFcTimerForceFlag", root({1, 4, 8, 1, 1, 10}), kOctetString, 0, 0});
+  objects.push_back({"vsanFcTimerForceFlag", timer_cell(kForceFlag, 10), kOctetString, 0, 0});
   for (const writable &w : objects) {
-    const snmp::varbind values[] = {{w.oid, kInteger, 2, {}},
-                                    {w.oid, kGauge, 5000, {}},
-                                    {w.oid, kTimeTicks, 5000, {}},
-                                    {w.oid, kCounter, 5000, {}},
-                                    {w.oid, kOctetString, 0, "abcd"},
-                                    {w.oid, kIpAddress, 0, std::string("\0\0\0\1", 4)},
-                                    {w.oid, kNull, 0, {}}};
-    for (const snmp::varbind &v : values) {
-      if (v.type == w.type) continue;
+    const varbind values[] = {{w.oid, kInteger, 2, {}},
+                              {w.oid, kGauge, 5000, {}},
+                              {w.oid, kTimeTicks, 5000, {}},
+                              {w.oid, kCounter, 5000, {}},
+                              {w.oid, kOctetString, 0, "abcd"},
+                              {w.oid, kIpAddress, 0, std::string("\0\0\0\1", 4)},
+                              {w.oid, kNull, 0, {}}};
+    for (const varbind &v : values) {
+      if (v.type == w.type) {
+        continue;
+      }
       EXPECT_SET(set({v}), kWrongType, 1) << w.name << " type " << v.type;
     }
     const unsigned long ids[] = {1, 3, 6};
@@ -128,11 +138,17 @@ TEST_F(WriteValue, EveryOtherTypeIsWrongType) {
 TEST_F(WriteValue, NamesOfUpTo32OctetsAreKeptOctetByOctetAcrossARestart) {
   const std::pair<unsigned long, std::string> names[] = {
       {1, ""}, {5, ""}, {10, std::string(32, 'n')}, {20, "\xff\x80\xc3\xa4\x7f\x01"}, {4093, "quote'\"`$;%|\\"}};
-  for (const auto &[vsan, text] : names) EXPECT_DONE(set({name(vsan, text)}));
-  for (const auto &[vsan, text] : names) EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  for (const auto &[vsan, text] : names) {
+    EXPECT_DONE(set({name(vsan, text)}));
+  }
+  for (const auto &[vsan, text] : names) {
+    EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  }
   lab::stop(l.switchd, SIGKILL);
   lab::start_switchd(l);
-  for (const auto &[vsan, text] : names) EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  for (const auto &[vsan, text] : names) {
+    EXPECT_EQ(get(vsan_cell(kName, vsan)).octets, text);
+  }
 }
 
 TEST_F(WriteValue, ANameOf33OctetsIsWrongLengthOneWithASpaceAnywhereIsWrongValue) {
@@ -150,21 +166,21 @@ TEST_F(WriteValue, ANameOf33OctetsIsWrongLengthOneWithASpaceAnywhereIsWrongValue
 
 TEST_F(WriteValue, ReadOnlyColumnsAndTheOperationalStateAreNotWritable) {
   const std::string before = lab::settled_dump(l);
-  const snmp::varbind refused[] = {
-      snmp::integer(root({1, 1, 1, 0}), 6),
-      {root({1, 1, 2, 0}), kTimeTicks, 1, {}},
-      snmp::integer(vsan_cell(kMediaType, 10), 1),
-      snmp::gauge(vsan_cell(kMtu, 10), 2112),
-      snmp::integer(vsan_cell(kOperState, 10), 1),
-      snmp::integer(root({1, 2, 4, 0}), 5),
-      snmp::integer(root({1, 2, 5, 1, 2, 16781312}), 0),
-      snmp::integer(root({1, 2, 8, 1, 1, 10, 16781312}), 16781312),
-      snmp::gauge(root({1, 4, 3, 0}), 5000),
-      snmp::gauge(root({1, 4, 8, 1, 5, 4093}), 5000),
+  const varbind refused[] = {
+      integer(vsan_number(), 6),
+      {last_change(), kTimeTicks, 1, {}},
+      integer(vsan_cell(kMediaType, 10), 1),
+      gauge(vsan_cell(kMtu, 10), 2112),
+      integer(vsan_cell(kOperState, 10), 1),
+      integer(if_number(), 5),
+      integer(deny_list(16781312), 0),
+      integer(summary(10, 16781312), 16781312),
+      gauge(switch_wide(kSwitchFstov), 5000),
+      gauge(timer_cell(kFstov, 4093), 5000),
   };
-  for (const snmp::varbind &v : refused) {
-    EXPECT_SET(set({v}), kNotWritable, 1) << snmp::text(v.name);
-    EXPECT_SET(set({name(5, "x"), v}), kNotWritable, 2) << snmp::text(v.name);
+  for (const varbind &v : refused) {
+    EXPECT_SET(set({v}), kNotWritable, 1) << text(v.name);
+    EXPECT_SET(set({name(5, "x"), v}), kNotWritable, 2) << text(v.name);
   }
   EXPECT_EQ(sent(), rows{});
   EXPECT_EQ(lab::settled_dump(l), before);
@@ -181,12 +197,12 @@ TEST_F(WriteValue, VersionOneClientsGetTheErrorsOfTheirVersion) {
   snmp::client v1(l, snmp::community("private", 1), 30);
   EXPECT_SET(snmp::set(v1, {name(5, "x"), admin_state(10, 3)}), kBadValue, 2);
   EXPECT_SET(snmp::set(v1, {name(10, std::string(33, 'x'))}), kBadValue, 1);
-  EXPECT_SET(snmp::set(v1, {snmp::integer(vsan_cell(kName, 10), 1)}), kBadValue, 1);
+  EXPECT_SET(snmp::set(v1, {integer(vsan_cell(kName, 10), 1)}), kBadValue, 1);
   EXPECT_SET(snmp::set(v1, {row_status(10, kCreateAndGo)}), kBadValue, 1);
   EXPECT_SET(snmp::set(v1, {name(20, "ten")}), kNoSuchName, 1);
   EXPECT_SET(snmp::set(v1, {admin_state(77, 1)}), kNoSuchName, 1);
-  EXPECT_SET(snmp::set(v1, {snmp::integer(vsan_cell(kOperState, 10), 1)}), kNoSuchName, 1);
-  EXPECT_SET(snmp::set(v1, {snmp::gauge(vsan_cell(kDropLatency, 10), 0)}), kGenErr, 1);
+  EXPECT_SET(snmp::set(v1, {integer(vsan_cell(kOperState, 10), 1)}), kNoSuchName, 1);
+  EXPECT_SET(snmp::set(v1, {gauge(vsan_cell(kDropLatency, 10), 0)}), kGenErr, 1);
   EXPECT_DONE(snmp::set(v1, {name(10, "x")}));
 }
 
@@ -196,15 +212,15 @@ TEST_F(WriteValue, ARestrictedUserIsRefusedEverySetterOutsideItsVsansAndErrorsSa
   const std::string before = lab::settled_dump(l);
   for (const snmp::identity &who : {snmp::user("tenant"), snmp::community("limited")}) {
     snmp::client tenant(l, who, 30);
-    const snmp::varbind columns[] = {name(5, "x"),
-                                     admin_state(5, 1),
-                                     snmp::integer(vsan_cell(kLoadBalancing, 5), 1),
-                                     snmp::integer(vsan_cell(kInterop, 5), 1),
-                                     snmp::integer(vsan_cell(kInorder, 5), 1),
-                                     snmp::gauge(vsan_cell(kDropLatency, 5), 1)};
-    for (const snmp::varbind &v : columns) {
-      EXPECT_SET(snmp::set(tenant, {v}), kGenErr, 1) << snmp::text(v.name);
-      EXPECT_SET(snmp::set(tenant, {name(10, "mine"), v}), kGenErr, 2) << snmp::text(v.name);
+    const varbind columns[] = {name(5, "x"),
+                               admin_state(5, 1),
+                               integer(vsan_cell(kLoadBalancing, 5), 1),
+                               integer(vsan_cell(kInterop, 5), 1),
+                               integer(vsan_cell(kInorder, 5), 1),
+                               gauge(vsan_cell(kDropLatency, 5), 1)};
+    for (const varbind &v : columns) {
+      EXPECT_SET(snmp::set(tenant, {v}), kGenErr, 1) << text(v.name);
+      EXPECT_SET(snmp::set(tenant, {name(10, "mine"), v}), kGenErr, 2) << text(v.name);
       const std::string errors = lab::ctl(l, {"show", "errors"}).output;
       EXPECT_NE(errors.find("the user may not touch this VSAN"), std::string::npos) << errors;
       EXPECT_NE(errors.find("0x4049002C"), std::string::npos) << errors;
@@ -224,9 +240,9 @@ TEST_F(WriteValue, ARestrictedUserIsRefusedEverySetterOutsideItsVsansAndErrorsSa
 
 TEST_F(WriteValue, ARestrictedUserMayUseEverySetterInsideItsVsans) {
   snmp::client tenant(l, snmp::user("tenant"), 30);
-  EXPECT_DONE(snmp::set(tenant, {name(10, "mine"), admin_state(10, 2), snmp::integer(vsan_cell(kLoadBalancing, 10), 1),
-                                 snmp::integer(vsan_cell(kInterop, 10), 1), snmp::integer(vsan_cell(kInorder, 10), 1),
-                                 snmp::gauge(vsan_cell(kDropLatency, 10), 1)}));
+  EXPECT_DONE(snmp::set(tenant, {name(10, "mine"), admin_state(10, 2), integer(vsan_cell(kLoadBalancing, 10), 1),
+                                 integer(vsan_cell(kInterop, 10), 1), integer(vsan_cell(kInorder, 10), 1),
+                                 gauge(vsan_cell(kDropLatency, 10), 1)}));
   EXPECT_EQ(vsan_line(l, 10), "vsan 10|mine|1|2|2112|1|1|1|1");
   EXPECT_DONE(snmp::set(tenant, {row_status(10, kActive)}));
   EXPECT_DONE(snmp::set(tenant, {row_status(10, kDestroy)}));
@@ -237,9 +253,7 @@ TEST_F(WriteValue, ARestrictedUserMayUseEverySetterInsideItsVsans) {
 
 TEST_F(WriteValue, AUserWithAnEmptySetIsRefusedEverything) {
   lab::lab closed;
-  lab::options how;
-  how.agent_lines = "vsanRole closeds 10,2x\n";
-  lab::start(closed, how);
+  lab::start(closed, {.agent_lines = "vsanRole closeds 10,2x\n"});
   const std::string before = lab::settled_dump(closed);
   snmp::client c(closed, snmp::user("closed"), 30);
   for (const unsigned long vsan : {1ul, 5ul, 10ul, 20ul, 30ul, 4093ul}) {

@@ -1,5 +1,5 @@
-// A manager that answers nonsense: the agent gives no value, refuses SETs, lives, and is right again as soon as switchd
-// is back.
+// A manager that answers nonsense: the agent gives no value, refuses SETs, lives, and is right again as soon as
+// switchd is back.
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -18,8 +18,6 @@ namespace {
 
 using namespace set_lab;
 using namespace fabric_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 using bytes = std::vector<uint8_t>;
 
@@ -58,7 +56,9 @@ class rogue {
   ~rogue() {
     ending_ = true;
     thread_.join();
-    for (const pollfd &each : connections_) close(each.fd);
+    for (const pollfd &each : connections_) {
+      close(each.fd);
+    }
     unlink(path_.c_str());
   }
   unsigned long answered() const { return answered_; }
@@ -67,15 +67,21 @@ class rogue {
   void run() {
     connections_.push_back({listener_, POLLIN, 0});
     while (!ending_) {
-      if (poll(connections_.data(), connections_.size(), 10) <= 0) continue;
-      for (size_t i = connections_.size(); i-- > 1;) serve(i);
+      if (poll(connections_.data(), connections_.size(), 10) <= 0) {
+        continue;
+      }
+      for (size_t i = connections_.size(); i-- > 1;) {
+        serve(i);
+      }
       if ((connections_[0].revents & POLLIN) != 0) {
         connections_.push_back({accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
       }
     }
   }
   void serve(size_t i) {
-    if (connections_[i].revents == 0) return;
+    if (connections_[i].revents == 0) {
+      return;
+    }
     uint8_t request[kMessageMax];
     const ssize_t got = recv(connections_[i].fd, request, sizeof request, MSG_DONTWAIT);
     message_header header;
@@ -101,7 +107,9 @@ class rogue {
 
 bytes noise(std::mt19937 &random, size_t size) {
   bytes out(size);
-  for (uint8_t &each : out) each = static_cast<uint8_t>(random());
+  for (uint8_t &each : out) {
+    each = static_cast<uint8_t>(random());
+  }
   return out;
 }
 
@@ -144,7 +152,8 @@ const lie_row kBrokenFrames[] = {
 
 class Rogue : public FabricTest {
  protected:
-  // Lies for the VSAN manager and the port manager while `step` runs; then switchd is back and everything is as it was.
+  // Lies for the VSAN manager and the port manager while `step` runs; then switchd is back and everything is
+  // as it was.
   void with_lies(const liar &lie, const std::function<void()> &step) {
     const std::string store = lab::settled_dump(l);
     lab::stop(l.switchd);
@@ -160,9 +169,17 @@ class Rogue : public FabricTest {
     EXPECT_EQ(lab::settled_dump(l), store);
     EXPECT_DONE(set({name(5, "x"), admin_state(10, 1)}));
   }
-  std::vector<snmp::name_t> one_of_each() {
-    return {vsan_cell(kName, 10), vsan_cell(kMtu, 10), if_vsan(kFc1),      summary(10, kFc2),  root({1, 1, 1, 0}),
-            root({1, 1, 2, 0}),   root({1, 2, 4, 0}),  root({1, 4, 1, 0}), root({1, 4, 5, 0}), timer_cell(kRatov, 10)};
+  std::vector<name_t> one_of_each() {
+    return {vsan_cell(kName, 10),
+            vsan_cell(kMtu, 10),
+            if_vsan(kFc1),
+            summary(10, kFc2),
+            vsan_number(),
+            last_change(),
+            if_number(),
+            switch_wide(kSwitchRatov),
+            switch_wide(kNetworkLatency),
+            timer_cell(kRatov, 10)};
   }
 };
 
@@ -170,14 +187,14 @@ class BrokenFrames : public Rogue, public ::testing::WithParamInterface<lie_row>
 
 TEST_P(BrokenFrames, GiveNoValueRefuseSetsAndAreForgottenWhenSwitchdIsBack) {
   with_lies(GetParam().lie, [&] {
-    for (const snmp::name_t &each : one_of_each()) {
-      const snmp::varbind got = get(each);
+    for (const name_t &each : one_of_each()) {
+      const varbind got = get(each);
       EXPECT_TRUE(got.type == snmp::kNoSuchInstance || got.type == snmp::kNoSuchObject)
-          << snmp::text(each) << " type " << got.type << " " << got.integer;
+          << text(each) << " type " << got.type << " " << got.integer;
     }
     EXPECT_EQ(set({name(5, "y")}).status, kGenErr);
     snmp::client c(l, snmp::community("public"), 30);
-    EXPECT_TRUE(snmp::walk(c, root({})).empty());
+    EXPECT_TRUE(snmp::walk(c, root()).empty());
   });
 }
 
@@ -191,16 +208,20 @@ TEST_F(Rogue, SoundFramesWithPayloadsOfNoiseHarmNothing) {
     return frame(answer_header(request, size), noise(random, size));
   };
   with_lies(lie, [&] {
-    for (const snmp::name_t &each : one_of_each()) get(each);
+    for (const name_t &each : one_of_each()) {
+      get(each);
+    }
     snmp::client c(l, snmp::community("public"), 30);
     // The order of rows is the manager's, so that this walk may go round; each value is of its object's type all the
     // same.
-    for (const snmp::varbind &v : snmp::walk(c, root({}), 2000)) {
+    for (const varbind &v : snmp::walk(c, root(), 2000)) {
       const bool is_text = v.name[9] == 1 && v.name.size() == 15 && (v.name[13] == kName || v.name[12] == 1);
-      EXPECT_TRUE(v.type == 2 || v.type == 0x42 || v.type == 0x43 || (is_text && v.type == 4)) << snmp::text(v.name);
+      EXPECT_TRUE(v.type == 2 || v.type == 0x42 || v.type == 0x43 || (is_text && v.type == 4)) << text(v.name);
       EXPECT_LE(v.octets.size(), 36u);
     }
-    for (int i = 0; i < 50; ++i) set({name(5, "y"), admin_state(10, 1), row_status(30, kCreateAndGo), move(kFc1, 10)});
+    for (int i = 0; i < 50; ++i) {
+      set({name(5, "y"), admin_state(10, 1), row_status(30, kCreateAndGo), move(kFc1, 10)});
+    }
   });
 }
 
@@ -212,11 +233,10 @@ TEST_F(Rogue, AnAnswerWithTheNumberOfAnEarlierRequestIsNobodysAndTheRequestTimes
   };
   with_lies(lie, [&] {
     snmp::client c(l, snmp::community("public"), 30);
-    for (const snmp::name_t &name : {vsan_cell(kName, 10), summary(10, kFc2)}) {
+    for (const name_t &name : {vsan_cell(kName, 10), summary(10, kFc2)}) {
       const auto start = std::chrono::steady_clock::now();
       EXPECT_EQ(snmp::get(c, {name}).varbinds.at(0).type, snmp::kNoSuchInstance);
-      EXPECT_GT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 3.5)
-          << snmp::text(name);
+      EXPECT_GT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 3.5) << text(name);
     }
   });
 }

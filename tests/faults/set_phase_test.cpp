@@ -1,4 +1,5 @@
-// The manager fails at the n-th message of one SET PDU, for every n: what the client is told, and what is in the store.
+// The manager fails at the n-th message of one SET PDU, for every n: what the client is told, and what is
+// in the store.
 #include <chrono>
 #include <thread>
 
@@ -8,15 +9,14 @@
 namespace {
 
 using namespace set_lab;
-using snmp::vsan_cell;
 
 constexpr unsigned long kServedOrder[] = {5, 20, 10};
 
 // Three VSANs, in the order of which their rows are served: the name's column first.
-std::vector<snmp::varbind> change() {
+std::vector<varbind> change() {
   return {name(5, "p5"), admin_state(10, 2), name(20, "p20")};
 }
-std::vector<snmp::varbind> change_back() {
+std::vector<varbind> change_back() {
   return {name(5, "five"), admin_state(10, 1), name(20, "twenty")};
 }
 
@@ -96,7 +96,7 @@ TEST_F(SetPhase, ErrorsSayThatTheManagerDidNotAnswerAndWhy) {
 }
 
 // Creation: the name, another VSAN's name, then the row status.
-std::vector<snmp::varbind> creation() {
+std::vector<varbind> creation() {
   return {name(30, "n30"), name(5, "p5"), row_status(30, kCreateAndGo)};
 }
 
@@ -166,7 +166,9 @@ class SetPhaseProcess : public SetPhase {
   // What the rows that were sent before the strike, and the one under way, come to.
   static std::vector<bool> sent_by(unsigned n) {
     std::vector<bool> out(3, false);
-    for (unsigned i = 0; i < kSends; ++i) out[i] = n > kLookUps + kFetches + i;
+    for (unsigned i = 0; i < kSends; ++i) {
+      out[i] = n > kLookUps + kFetches + i;
+    }
     return out;
   }
 };

@@ -14,21 +14,19 @@ namespace {
 
 using namespace set_lab;
 using namespace fabric_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 class StoreFailure : public FabricTest {
  protected:
   // Every kind of write is refused, each by its own message; nothing of it shows anywhere.
   void expect_refused_and_unchanged() {
     const std::string store = lab::store_dump(l);
-    const std::vector<snmp::varbind> pdus[] = {
+    const std::vector<varbind> pdus[] = {
         {name(5, std::string(32, 'x'))},   {name(30, "new"), row_status(30, kCreateAndGo)},
         {row_status(20, kDestroy)},        {move(kFc1, 10)},
         {timer(kRatov, 20, 6000)},         {scalar_gauge(kSwitchRatov, 6000)},
-        {scalar_gauge(kSwitchLatency, 7)}, {snmp::integer(root({1, 4, kSwitchInorder, 0}), 1)}};
+        {scalar_gauge(kSwitchLatency, 7)}, {integer(switch_wide(kSwitchInorder), 1)}};
     for (const auto &pdu : pdus) {
-      EXPECT_EQ(set(pdu).status, kGenErr) << snmp::text(pdu[0].name);
+      EXPECT_EQ(set(pdu).status, kGenErr) << text(pdu[0].name);
       EXPECT_NE(errors().find("the store could not be written; nothing was changed"), std::string::npos) << errors();
     }
     EXPECT_EQ(changes(), difference{}) << "what is served is what was acknowledged";
@@ -54,7 +52,9 @@ class SmallDisk : public StoreFailure {
     lab::settled_dump(l);
     disk = l.dir + "/disk";
     std::filesystem::create_directory(disk);
-    if (mount("none", disk.c_str(), "tmpfs", 0, "size=400k") != 0) GTEST_SKIP() << "no right to mount a disk here";
+    if (mount("none", disk.c_str(), "tmpfs", 0, "size=400k") != 0) {
+      GTEST_SKIP() << "no right to mount a disk here";
+    }
     mounted = true;
     EXPECT_EQ(lab::stop(l.switchd), 0);
     std::filesystem::rename(l.dir + "/switch.db", l.dir + "/moved.db");

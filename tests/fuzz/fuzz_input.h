@@ -28,14 +28,18 @@ struct fuzz_input {
 };
 
 inline uint8_t take_byte(fuzz_input &in) {
-  if (in.left == 0) return 0;
+  if (in.left == 0) {
+    return 0;
+  }
   --in.left;
   return *in.at++;
 }
 
 inline uint32_t take_word(fuzz_input &in) {
   uint32_t word = 0;
-  for (int i = 0; i < 4; ++i) word = word << 8 | take_byte(in);
+  for (int i = 0; i < 4; ++i) {
+    word = word << 8 | take_byte(in);
+  }
   return word;
 }
 

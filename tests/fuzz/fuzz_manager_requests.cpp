@@ -94,6 +94,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   managers.kept = kept;
   managers.engine = single_switch_engine(&managers.fabric);
   fuzz_input in = {data, size};
-  for (int i = 0; i < kRequestsMax && in.left > 0; ++i) send_one(managers, in);
+  for (int i = 0; i < kRequestsMax && in.left > 0; ++i) {
+    send_one(managers, in);
+  }
   return 0;
 }

@@ -7,18 +7,19 @@
 
 namespace {
 
+using namespace mib;
+
 constexpr u_char kTypes[] = {ASN_INTEGER, ASN_OCTET_STR, ASN_GAUGE, ASN_TIMETICKS, ASN_OBJECT_ID, ASN_NULL};
 constexpr int kStepsMax = 24;
 
 void make_world() {
   fake::reset();
-  for (uint32_t vsan : {1u, 5u, 9u, 10u, 4093u}) fake::add_vsan(vsan);
+  for (uint32_t vsan : {1u, 5u, 9u, 10u, 4093u}) {
+    fake::add_vsan(vsan);
+  }
   fake::add_interface(101, 5);
   fake::add_interface(102, 10, false);
-  for (indxobj_t *list : {&vsanEntry_undo_list, &vsanEntry_list}) {
-    if (list->opaque[0] != nullptr) indxobj_destroy(list);
-    indxobj_create(list, 0, 1, vsanEntry_comp, 1);
-  }
+  mini::make_set_lists();
 }
 
 const struct variable7 &take_object(fuzz_input &in) {
@@ -26,20 +27,23 @@ const struct variable7 &take_object(fuzz_input &in) {
 }
 
 // An object's name and up to three sub-identifiers more.
-mini::name_t take_name(fuzz_input &in, const struct variable7 &object) {
-  mini::name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
+name_t take_name(fuzz_input &in, const struct variable7 &object) {
+  name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
   name.insert(name.end(), object.name, object.name + object.namelen);
   const uint8_t shape = take_byte(in);
-  for (int i = 0; i < (shape & 3); ++i) name.push_back((shape & 4) != 0 ? take_word(in) : take_byte(in));
+  for (int i = 0; i < (shape & 3); ++i) {
+    name.push_back((shape & 4) != 0 ? take_word(in) : take_byte(in));
+  }
   return name;
 }
 
-mini::varbind take_varbind(fuzz_input &in) {
-  mini::varbind v;
+varbind take_varbind(fuzz_input &in) {
+  varbind v;
   v.name = take_name(in, take_object(in));
   v.type = kTypes[take_byte(in) % std::size(kTypes)];
   if (v.type == ASN_OCTET_STR) {
-    v.octets = take_bytes(in, take_byte(in));
+    const auto octets = take_bytes(in, take_byte(in));
+    v.octets.assign(octets.begin(), octets.end());
   } else {
     v.integer = static_cast<long>(take_word(in)) << (take_byte(in) == 0xFF ? 24 : 0);
   }
@@ -47,35 +51,27 @@ mini::varbind take_varbind(fuzz_input &in) {
 }
 
 void set_pdu(fuzz_input &in) {
-  std::vector<mini::varbind> varbinds;
-  for (int i = take_byte(in) % 4; i >= 0; --i) varbinds.push_back(take_varbind(in));
+  std::vector<varbind> varbinds;
+  for (int i = take_byte(in) % 4; i >= 0; --i) {
+    varbinds.push_back(take_varbind(in));
+  }
   mini::set_pdu(varbinds);
   FUZZ_EXPECT(fake::listed(vsanEntry_list) == 0);
   FUZZ_EXPECT(fake::listed(vsanEntry_undo_list) == 0);
 }
 
 void getnext(fuzz_input &in) {
-  const mini::name_t name = take_name(in, take_object(in));
+  const name_t name = take_name(in, take_object(in));
   const auto next = mini::getnext(name);
   FUZZ_EXPECT(!next || name < next->name);
-}
-
-struct variable as_variable(const struct variable7 &object) {
-  struct variable vp = {};
-  vp.magic = object.magic;
-  vp.type = static_cast<char>(object.type);
-  vp.namelen = static_cast<u_char>(kVsanMibRootLen + object.namelen);
-  memcpy(vp.name, vsan_mib_variables_oid, sizeof vsan_mib_variables_oid);
-  memcpy(vp.name + kVsanMibRootLen, object.name, object.namelen * sizeof(oid));
-  return vp;
 }
 
 // A find function with any exact flag and any length that the agent's buffer has room for.
 void find(fuzz_input &in) {
   const struct variable7 &object = take_object(in);
-  struct variable vp = as_variable(object);
+  struct variable vp = mini::as_variable(object);
   oid name[MAX_OID_LEN] = {};
-  const mini::name_t taken = take_name(in, object);
+  const name_t taken = take_name(in, object);
   std::copy(taken.begin(), taken.end(), name);
   size_t length = take_byte(in) == 0 ? MAX_OID_LEN : taken.size(), value_length = 0;
   WriteMethod *write = nullptr;
@@ -83,18 +79,20 @@ void find(fuzz_input &in) {
   FUZZ_EXPECT(length <= MAX_OID_LEN);
   // Every octet of the value can be read.
   volatile unsigned sum = 0;
-  for (size_t i = 0; value != nullptr && i < value_length; ++i) sum = sum + value[i];
+  for (size_t i = 0; value != nullptr && i < value_length; ++i) {
+    sum = sum + value[i];
+  }
 }
 
 // The value that the agent finds for a name before it writes there, or null.
-u_char *current_value(const struct variable7 &object, const mini::name_t &of) {
-  struct variable vp = as_variable(object);
+u_char *current_value(const struct variable7 &object, const name_t &of) {
+  struct variable vp = mini::as_variable(object);
   oid name[MAX_OID_LEN] = {};
   std::copy(of.begin(), of.end(), name);
   size_t length = of.size(), value_length = 0;
   WriteMethod *write = nullptr;
   u_char *value = object.findVar(&vp, name, &length, 1, &value_length, &write);
-  return mini::name_t(name, name + length) == of ? value : nullptr;
+  return name_t(name, name + length) == of ? value : nullptr;
 }
 
 // Phases of a write method in any order, with types and lengths of their own; then the end of the PDU.
@@ -102,10 +100,16 @@ void phases(fuzz_input &in) {
   const struct variable7 &object = take_object(in);
   WriteMethod *method = nullptr;
   set_table_set_methods(object.magic, &method);
-  if (method == nullptr) set_if_table_set_methods(object.magic, &method);
-  if (method == nullptr) set_fctimer_table_set_methods(object.magic, &method);
-  if (method == nullptr) method = write_vsanNotificationCntl;
-  mini::name_t name = take_name(in, object);
+  if (method == nullptr) {
+    set_if_table_set_methods(object.magic, &method);
+  }
+  if (method == nullptr) {
+    set_fctimer_table_set_methods(object.magic, &method);
+  }
+  if (method == nullptr) {
+    method = write_vsanNotificationCntl;
+  }
+  name_t name = take_name(in, object);
   for (int i = take_byte(in) % 6; i >= 0; --i) {
     const u_char type = kTypes[take_byte(in) % std::size(kTypes)];
     const std::vector<uint8_t> value = take_bytes(in, take_byte(in) % 41);
@@ -133,6 +137,8 @@ constexpr void (*kSteps[])(fuzz_input &) = {set_pdu, getnext, find, ask_as, phas
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   make_world();
   fuzz_input in = {data, size};
-  for (int i = 0; i < kStepsMax && in.left > 0; ++i) kSteps[take_byte(in) % std::size(kSteps)](in);
+  for (int i = 0; i < kStepsMax && in.left > 0; ++i) {
+    kSteps[take_byte(in) % std::size(kSteps)](in);
+  }
   return 0;
 }

@@ -22,7 +22,9 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
       r.status = answered ? 0 : 0x40190002;
       // A platform that has nothing to hand over hands over nothing.
       const std::vector<uint8_t> name = take_bytes(in, take_byte(in) % 16);
-      if (answered && !name.empty()) r.payload = name;
+      if (answered && !name.empty()) {
+        r.payload = name;
+      }
       return r;
     };
   }
@@ -34,7 +36,9 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const handled out = handle(handle_port_memb_change_notifications, payload);
   known = known || out.send == 1;
   FUZZ_EXPECT((out.send == 1) == (payload.size() >= 12));
-  if (out.send == 0) return 0;
+  if (out.send == 0) {
+    return 0;
+  }
   const uint32_t interface = word_at(payload, 0);
   FUZZ_EXPECT(out.varbinds[0].type == ASN_OCTET_STR && out.varbinds[0].value.size() == 8);
   FUZZ_EXPECT(integer_of(out.varbinds[1]) == interface && out.varbinds[1].name.back() == interface);

@@ -11,7 +11,9 @@
 #include "topology.h"
 #include "vsan_values.h"
 
-static void check(const switch_change &change) {
+namespace {
+
+void check(const switch_change &change) {
   std::set<uint32_t> ids;
   std::set<std::string> names;
   for (const vsan_record &vsan : change.vsans) {
@@ -27,6 +29,8 @@ static void check(const switch_change &change) {
     FUZZ_EXPECT(timer_problem(key.second, value) == 0 && (key.first == 0 || ids.contains(key.first)));
   }
 }
+
+}  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const int file = memfd_create("topology", MFD_CLOEXEC);

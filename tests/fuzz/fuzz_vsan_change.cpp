@@ -34,11 +34,15 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const change c = read_head(payload);
   uint32_t state = 0, oper_state = 0, other = 0;
   const bool complete = c.sound && read_attribute(payload, 1, &state) && read_attribute(payload, 19, &oper_state);
-  for (int key = -1; key <= 33; ++key) read_attribute(payload, key, &other);
+  for (int key = -1; key <= 33; ++key) {
+    read_attribute(payload, key, &other);
+  }
 
   const handled out = handle(handle_notifications, payload);
   FUZZ_EXPECT((out.send == 1) == complete);
-  if (out.send == 0) return 0;
+  if (out.send == 0) {
+    return 0;
+  }
   FUZZ_EXPECT(integer_of(out.varbinds[0]) == c.vsan);
   FUZZ_EXPECT(integer_of(out.varbinds[1]) == state);
   FUZZ_EXPECT(integer_of(out.varbinds[2]) == oper_state);

@@ -19,8 +19,8 @@ struct handled {
   std::vector<handled_varbind> varbinds;
 };
 
-// Calls the handler with the payload, and checks what holds for every payload: a trap that is not sent has no varbinds,
-// one that is has its name and three.
+// Calls the handler with the payload, and checks what holds for every payload: a trap that is not sent has no
+// varbinds, one that is has its name and three.
 inline handled handle(notification_handler_t handler, const std::vector<uint8_t> &payload) {
   fake::message message{payload};
   oid trap[MAX_OID_LEN];

@@ -6,11 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "switch_under_test.h"
 
-[[noreturn]] static void become(std::string program, std::vector<std::string> arguments) {
+namespace {
+
+[[noreturn]] void become(std::string program, std::vector<std::string> arguments) {
   std::vector<char *> argv{program.data()};
   for (std::string &each : arguments) {
     argv.push_back(each.data());
@@ -20,16 +20,18 @@
   _exit(127);
 }
 
-static void redirect(int from, const std::string &file) {
+void redirect(int from, const std::string &file) {
   const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   dup2(fd, from);
   close(fd);
 }
 
+}  // namespace
+
 pid_t start_program(const std::string &program, const std::vector<std::string> &arguments, const std::string &err_file,
                     std::string *printed) {
   int out[2];
-  EXPECT_EQ(0, pipe(out));
+  EXPECT_EQ(pipe(out), 0);
   const pid_t child = fork();
   if (child == 0) {
     dup2(out[1], STDOUT_FILENO);
@@ -54,13 +56,8 @@ pid_t start_program(const std::string &program, const std::vector<std::string> &
 
 int wait_for_exit(pid_t child) {
   int status = 0;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(waitpid(child, &status, 0), child);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string file_text(const std::string &path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 program_result run_program(const std::string &program, const std::vector<std::string> &arguments) {

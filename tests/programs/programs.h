@@ -24,7 +24,4 @@ pid_t start_program(const std::string &program, const std::vector<std::string> &
 // Waits for the end of a started program. Returns its exit code, or -1 when a signal ended it.
 int wait_for_exit(pid_t child);
 
-// The whole file; empty when there is none.
-std::string file_text(const std::string &path);
-
 #endif

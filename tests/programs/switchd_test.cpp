@@ -10,6 +10,8 @@
 #include "programs.h"
 #include "switch_under_test.h"
 
+namespace {
+
 struct Switchd : testing::Test {
   temporary_directory directory;
   std::vector<pid_t> children;
@@ -37,27 +39,27 @@ struct Switchd : testing::Test {
 TEST_F(Switchd, SaysReadyWhenItsSocketsListenAndStopsCleanly) {
   std::string line;
   const pid_t child = start(options(), &line);
-  EXPECT_EQ("ready\n", line);
+  EXPECT_EQ(line, "ready\n");
   for (const char *name : {"vsan-manager", "identity", "port-manager", "distribution", "control", "notifications"}) {
     EXPECT_TRUE(std::filesystem::is_socket(directory.path + "/run/" + name + ".sock")) << name;
   }
   kill(child, SIGTERM);
-  EXPECT_EQ(0, exit_code(child));
+  EXPECT_EQ(exit_code(child), 0);
   EXPECT_FALSE(std::filesystem::exists(directory.path + "/run/vsan-manager.sock"));
 }
 
 TEST_F(Switchd, ASecondInstanceOnOneRunDirectoryIsRefused) {
   const pid_t first = start(options());
-  EXPECT_EQ(5, exit_code(start(options("other.db"))));
-  EXPECT_NE(std::string::npos, file_text(directory.path + "/stderr").find("another switchd uses this run directory"));
-  EXPECT_EQ(0, kill(first, 0));
+  EXPECT_EQ(exit_code(start(options("other.db"))), 5);
+  EXPECT_NE(file_text(directory.path + "/stderr").find("another switchd uses this run directory"), std::string::npos);
+  EXPECT_EQ(kill(first, 0), 0);
 }
 
 TEST_F(Switchd, ASecondInstanceOnOneStoreIsRefused) {
   start(options());
   std::vector<std::string> second = options();
   second[1] = directory.path + "/run2";
-  EXPECT_EQ(4, exit_code(start(second)));
+  EXPECT_EQ(exit_code(start(second)), 4);
 }
 
 TEST_F(Switchd, AKilledOneIsReplacedByTheNext) {
@@ -66,7 +68,7 @@ TEST_F(Switchd, AKilledOneIsReplacedByTheNext) {
   exit_code(first);
   std::string line;
   start(options(), &line);
-  EXPECT_EQ("ready\n", line);
+  EXPECT_EQ(line, "ready\n");
 }
 
 TEST_F(Switchd, ATopologyErrorNamesFileLineAndKey) {
@@ -74,14 +76,14 @@ TEST_F(Switchd, ATopologyErrorNamesFileLineAndKey) {
   std::ofstream(topology) << "[switch]\nname = 7\n";
   std::vector<std::string> with_topology = options();
   with_topology.insert(with_topology.end(), {"--topology", topology});
-  EXPECT_EQ(3, exit_code(start(with_topology)));
-  EXPECT_NE(std::string::npos, file_text(directory.path + "/stderr").find(topology + ":2: switch.name: "));
+  EXPECT_EQ(exit_code(start(with_topology)), 3);
+  EXPECT_NE(file_text(directory.path + "/stderr").find(topology + ":2: switch.name: "), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(directory.path + "/s.db"));
 }
 
 TEST_F(Switchd, AWrongCommandLineIsRefused) {
-  EXPECT_EQ(2, exit_code(start({"--run-dir", directory.path + "/run"})));
-  EXPECT_EQ(2, exit_code(start({"--state", directory.path + "/s.db", "--log-level", "loud"})));
+  EXPECT_EQ(exit_code(start({"--run-dir", directory.path + "/run"})), 2);
+  EXPECT_EQ(exit_code(start({"--state", directory.path + "/s.db", "--log-level", "loud"})), 2);
 }
 
 TEST_F(Switchd, AHangupReopensTheLogFile) {
@@ -89,27 +91,29 @@ TEST_F(Switchd, AHangupReopensTheLogFile) {
   std::vector<std::string> with_log = options();
   with_log.insert(with_log.end(), {"--log-file", log});
   const pid_t child = start(with_log);
-  EXPECT_NE(std::string::npos, file_text(log).find("ready"));
+  EXPECT_NE(file_text(log).find("ready"), std::string::npos);
   std::filesystem::rename(log, log + ".1");
   kill(child, SIGHUP);
   for (int i = 0; i < 200 && !std::filesystem::exists(log); ++i) {
     usleep(10000);
   }
   kill(child, SIGTERM);
-  EXPECT_EQ(0, exit_code(child));
-  EXPECT_NE(std::string::npos, file_text(log).find("stopping"));
-  EXPECT_EQ(std::string::npos, file_text(log + ".1").find("stopping"));
+  EXPECT_EQ(exit_code(child), 0);
+  EXPECT_NE(file_text(log).find("stopping"), std::string::npos);
+  EXPECT_EQ(file_text(log + ".1").find("stopping"), std::string::npos);
 }
 
 TEST_F(Switchd, TheLargestTopologyStartsWithinThreeSeconds) {
   const std::string topology = directory.path + "/large.toml";
   ASSERT_EQ(
-      0, system(("python3 " TOPOLOGIES "/generate-topology.py --vsans 4094 --interfaces 4096 > " + topology).c_str()));
+      system(("python3 " TOPOLOGIES "/generate-topology.py --vsans 4094 --interfaces 4096 > " + topology).c_str()), 0);
   std::vector<std::string> with_topology = options();
   with_topology.insert(with_topology.end(), {"--topology", topology});
   std::string line;
   const auto begin = std::chrono::steady_clock::now();
   start(with_topology, &line);
-  EXPECT_EQ("ready\n", line) << file_text(directory.path + "/stderr");
+  EXPECT_EQ(line, "ready\n") << file_text(directory.path + "/stderr");
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
 }
+
+}  // namespace

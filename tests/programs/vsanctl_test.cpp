@@ -10,6 +10,8 @@
 #include "programs.h"
 #include "switch_under_test.h"
 
+namespace {
+
 using nlohmann::json;
 
 struct Vsanctl : testing::Test {
@@ -22,12 +24,12 @@ struct Vsanctl : testing::Test {
         SWITCHD,
         {"--run-dir", run_dir(), "--state", directory.path + "/s.db", "--topology", TOPOLOGIES "/small-fabric.toml"},
         directory.path + "/stderr", &printed);
-    ASSERT_EQ("ready\n", printed);
+    ASSERT_EQ(printed, "ready\n");
   }
   void TearDown() override {
     if (switchd > 0) {
       kill(switchd, SIGTERM);
-      EXPECT_EQ(0, wait_for_exit(switchd));
+      EXPECT_EQ(wait_for_exit(switchd), 0);
     }
   }
   std::string run_dir() const { return directory.path + "/run"; }
@@ -39,65 +41,64 @@ struct Vsanctl : testing::Test {
   json show(std::vector<std::string> arguments) const {
     arguments.push_back("--json");
     const program_result result = run(arguments);
-    EXPECT_EQ(0, result.code) << result.err;
+    EXPECT_EQ(result.code, 0) << result.err;
     return json::parse(result.out, nullptr, false);
   }
   void expect_done(const std::vector<std::string> &arguments) const {
     const program_result result = run(arguments);
-    EXPECT_EQ(0, result.code) << result.err;
-    EXPECT_EQ("", result.out);
-    EXPECT_EQ("", result.err);
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
   }
   // A refusal that names each of the words, and changes nothing that is shown.
   void expect_refused(const std::vector<std::string> &arguments, const std::vector<std::string> &named) const {
     const json before = show({"show", "vsan"});
     const program_result result = run(arguments);
-    EXPECT_EQ(1, result.code);
-    EXPECT_EQ("", result.out);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.out, "");
     for (const std::string &each : named) {
-      EXPECT_NE(std::string::npos, result.err.find(each)) << each << " in " << result.err;
+      EXPECT_NE(result.err.find(each), std::string::npos) << each << " in " << result.err;
     }
-    EXPECT_EQ(before, show({"show", "vsan"}));
+    EXPECT_EQ(show({"show", "vsan"}), before);
   }
 };
 
 TEST_F(Vsanctl, ShowsVsansAsATableAndAsJson) {
   const program_result table = run({"show", "vsan"});
-  EXPECT_EQ(0, table.code);
-  EXPECT_EQ(0U, table.out.find("vsan  name"));
-  EXPECT_NE(std::string::npos, table.out.find("\n  20  backup"));
+  EXPECT_EQ(table.code, 0);
+  EXPECT_EQ(table.out.find("vsan  name"), 0U);
+  EXPECT_NE(table.out.find("\n  20  backup"), std::string::npos);
   const json vsans = show({"show", "vsan"})["vsans"];
-  ASSERT_EQ(6U, vsans.size());
-  EXPECT_EQ(json::parse(R"({"vsan":20,"name":"backup","admin":"active","oper":"up","media":"fibre-channel",
-    "mtu":2112,"load_balancing":"src-dst","interop":"default","inorder":"on","drop_latency":3000})"),
-            vsans[2]);
-  EXPECT_EQ(vsans[2], show({"show", "vsan", "20"})["vsans"][0]);
+  ASSERT_EQ(vsans.size(), 6U);
+  EXPECT_EQ(vsans[2], json::parse(R"({"vsan":20,"name":"backup","admin":"active","oper":"up","media":"fibre-channel",
+    "mtu":2112,"load_balancing":"src-dst","interop":"default","inorder":"on","drop_latency":3000})"));
+  EXPECT_EQ(show({"show", "vsan", "20"})["vsans"][0], vsans[2]);
 }
 
 TEST_F(Vsanctl, ShowsInterfacesMembershipsTimersAndStatus) {
-  EXPECT_EQ(12U, show({"show", "interface"})["interfaces"].size());
-  EXPECT_EQ(7U, show({"show", "membership"})["memberships"].size());
+  EXPECT_EQ(show({"show", "interface"})["interfaces"].size(), 12U);
+  EXPECT_EQ(show({"show", "membership"})["memberships"].size(), 7U);
   const json timers = show({"show", "timers"})["timers"];
-  ASSERT_EQ(7U, timers.size());
-  EXPECT_EQ("switch", timers[0]["vsan"]);
-  EXPECT_EQ(9000, show({"show", "timers", "20"})["timers"][0]["r_a_tov"]);
+  ASSERT_EQ(timers.size(), 7U);
+  EXPECT_EQ(timers[0]["vsan"], "switch");
+  EXPECT_EQ(show({"show", "timers", "20"})["timers"][0]["r_a_tov"], 9000);
   const json status = show({"show", "status"});
-  EXPECT_EQ("20:00:02:5a:10:3c:00:01", status["wwn"]);
-  EXPECT_EQ(7, status["active_memberships"]);
-  EXPECT_EQ(0, status["notifications_dropped"]);
-  EXPECT_EQ(5U, status["services"].size());
+  EXPECT_EQ(status["wwn"], "20:00:02:5a:10:3c:00:01");
+  EXPECT_EQ(status["active_memberships"], 7);
+  EXPECT_EQ(status["notifications_dropped"], 0);
+  EXPECT_EQ(status["services"].size(), 5U);
   EXPECT_TRUE(show({"show", "errors"})["errors"].empty());
 }
 
 TEST_F(Vsanctl, CreatesChangesAndDeletesAVsan) {
   expect_done({"vsan", "create", "50", "--name", "web", "--state", "suspended", "--mtu", "2000"});
   expect_done({"vsan", "set", "50", "--name", "web-2", "--interop", "4", "--inorder", "on", "--drop-latency", "1"});
-  EXPECT_EQ(json::parse(R"({"vsan":50,"name":"web-2","admin":"suspended","oper":"down","media":"fibre-channel",
-    "mtu":2000,"load_balancing":"src-dst-ox","interop":"4","inorder":"on","drop_latency":1})"),
-            show({"show", "vsan", "50"})["vsans"][0]);
-  EXPECT_EQ(1, show({"show", "notifications"})["queued"]);  // its creation
+  EXPECT_EQ(show({"show", "vsan", "50"})["vsans"][0],
+            json::parse(R"({"vsan":50,"name":"web-2","admin":"suspended","oper":"down","media":"fibre-channel",
+    "mtu":2000,"load_balancing":"src-dst-ox","interop":"4","inorder":"on","drop_latency":1})"));
+  EXPECT_EQ(show({"show", "notifications"})["queued"], 1);  // its creation
   expect_done({"vsan", "delete", "50"});
-  EXPECT_EQ(1, run({"show", "vsan", "50"}).code);
+  EXPECT_EQ(run({"show", "vsan", "50"}).code, 1);
 }
 
 TEST_F(Vsanctl, RefusalsNameTheFieldAndTheValue) {
@@ -120,76 +121,76 @@ TEST_F(Vsanctl, RefusalsNameTheFieldAndTheValue) {
 }
 
 TEST_F(Vsanctl, WrongCommandLinesAreTold) {
-  EXPECT_EQ(2, run({}).code);
-  EXPECT_EQ(2, run({"show"}).code);
-  EXPECT_EQ(2, run({"show", "vsan", "ten"}).code);
-  EXPECT_EQ(2, run({"vsan", "set", "20", "--state", "up"}).code);
-  EXPECT_EQ(2, run({"fault", "explode"}).code);
-  EXPECT_EQ(2, run({"debug", "on", "--level", "256"}).code);
-  EXPECT_EQ(0, run({"--help"}).code);
+  EXPECT_EQ(run({}).code, 2);
+  EXPECT_EQ(run({"show"}).code, 2);
+  EXPECT_EQ(run({"show", "vsan", "ten"}).code, 2);
+  EXPECT_EQ(run({"vsan", "set", "20", "--state", "up"}).code, 2);
+  EXPECT_EQ(run({"fault", "explode"}).code, 2);
+  EXPECT_EQ(run({"debug", "on", "--level", "256"}).code, 2);
+  EXPECT_EQ(run({"--help"}).code, 0);
 }
 
 TEST_F(Vsanctl, AnInterfaceMovesByNameAndByIndex) {
   expect_done({"interface", "move", "fc1/1", "30"});
   expect_done({"interface", "move", "16781312", "30"});
-  EXPECT_EQ("down", show({"show", "vsan", "10"})["vsans"][0]["oper"]);
+  EXPECT_EQ(show({"show", "vsan", "10"})["vsans"][0]["oper"], "down");
   expect_done({"interface", "up", "fc1/3"});
-  EXPECT_EQ("up", show({"show", "vsan", "10"})["vsans"][0]["oper"]);
+  EXPECT_EQ(show({"show", "vsan", "10"})["vsans"][0]["oper"], "up");
   expect_done({"interface", "down", "fc1/3"});
-  EXPECT_EQ("down", show({"show", "vsan", "10"})["vsans"][0]["oper"]);
+  EXPECT_EQ(show({"show", "vsan", "10"})["vsans"][0]["oper"], "down");
 }
 
 TEST_F(Vsanctl, ADistributionSessionFromStartToEnd) {
-  ASSERT_EQ(0, platform_set_run_dir(run_dir().c_str()));
+  ASSERT_EQ(platform_set_run_dir(run_dir().c_str()), 0);
   int enabled = -1;
   int mode = -1;
-  EXPECT_EQ(0, is_kdx_enabled("fctimer", &enabled));
-  EXPECT_EQ(0, enabled);
+  EXPECT_EQ(is_kdx_enabled("fctimer", &enabled), 0);
+  EXPECT_EQ(enabled, 0);
   expect_done({"kdx", "enable"});
   expect_done({"kdx", "show-running", "on"});
-  EXPECT_EQ(0, is_kdx_enabled("fctimer", &enabled));
-  EXPECT_EQ(0, get_kdx_show_run_mode("fctimer", &mode));
-  EXPECT_EQ(1, enabled);
-  EXPECT_EQ(1, mode);
+  EXPECT_EQ(is_kdx_enabled("fctimer", &enabled), 0);
+  EXPECT_EQ(get_kdx_show_run_mode("fctimer", &mode), 0);
+  EXPECT_EQ(enabled, 1);
+  EXPECT_EQ(mode, 1);
   platform_page_close();
   expect_done({"timer", "set", "e_d_tov", "1500"});
   const json kdx = show({"show", "kdx"});
-  EXPECT_EQ(true, kdx["session"]);
-  EXPECT_EQ(json::parse(R"([{"vsan":"switch","timer":"e_d_tov","value":1500}])"), kdx["pending"]);
-  EXPECT_EQ(json::parse(R"([{"vsan":900}])"), kdx["kept_out"]);
-  EXPECT_EQ(2000, show({"show", "timers", "10"})["timers"][0]["e_d_tov"]);
-  EXPECT_EQ(1500, show({"show", "timers", "10", "--pending"})["pending_timers"][0]["e_d_tov"]);
+  EXPECT_EQ(kdx["session"], true);
+  EXPECT_EQ(kdx["pending"], json::parse(R"([{"vsan":"switch","timer":"e_d_tov","value":1500}])"));
+  EXPECT_EQ(kdx["kept_out"], json::parse(R"([{"vsan":900}])"));
+  EXPECT_EQ(show({"show", "timers", "10"})["timers"][0]["e_d_tov"], 2000);
+  EXPECT_EQ(show({"show", "timers", "10", "--pending"})["pending_timers"][0]["e_d_tov"], 1500);
   expect_done({"kdx", "commit"});
-  EXPECT_EQ(1500, show({"show", "timers", "10"})["timers"][0]["e_d_tov"]);
+  EXPECT_EQ(show({"show", "timers", "10"})["timers"][0]["e_d_tov"], 1500);
   expect_done({"kdx", "disable"});
 }
 
 TEST_F(Vsanctl, FaultsHitTheirOpcodeAndCountAndCanBeListedAndCleared) {
   expect_done({"fault", "status", "0x40190004", "--opcode", "149", "--count", "1"});
   expect_done({"fault", "short-answer", "8", "--service", "port-manager"});
-  EXPECT_EQ(2U, show({"fault", "list"})["faults"].size());
-  EXPECT_EQ(1, run({"show", "vsan"}).code);
-  EXPECT_EQ(0, run({"show", "vsan"}).code);
-  EXPECT_EQ(3, run({"show", "interface"}).code);
+  EXPECT_EQ(show({"fault", "list"})["faults"].size(), 2U);
+  EXPECT_EQ(run({"show", "vsan"}).code, 1);
+  EXPECT_EQ(run({"show", "vsan"}).code, 0);
+  EXPECT_EQ(run({"show", "interface"}).code, 3);
   expect_done({"fault", "clear"});
-  EXPECT_EQ(0, run({"show", "interface"}).code);
+  EXPECT_EQ(run({"show", "interface"}).code, 0);
   EXPECT_TRUE(show({"fault", "list"})["faults"].empty());
 }
 
 TEST_F(Vsanctl, WithoutASwitchItSaysSo) {
   kill(switchd, SIGTERM);
-  EXPECT_EQ(0, wait_for_exit(switchd));
+  EXPECT_EQ(wait_for_exit(switchd), 0);
   switchd = -1;
   const program_result result = run({"show", "vsan"});
-  EXPECT_EQ(3, result.code);
-  EXPECT_NE(std::string::npos, result.err.find(run_dir())) << result.err;
+  EXPECT_EQ(result.code, 3);
+  EXPECT_NE(result.err.find(run_dir()), std::string::npos) << result.err;
 }
 
 TEST_F(Vsanctl, AHungManagerIsToldAfterTheTimeOut) {
   expect_done({"fault", "hang", "--opcode", "149"});
   const program_result result = run({"show", "vsan"});
-  EXPECT_EQ(3, result.code);
-  EXPECT_NE(std::string::npos, result.err.find("timed out")) << result.err;
+  EXPECT_EQ(result.code, 3);
+  EXPECT_NE(result.err.find("timed out"), std::string::npos) << result.err;
 }
 
 TEST_F(Vsanctl, DeletesAVsanThatSomebodyElseMade) {
@@ -197,3 +198,5 @@ TEST_F(Vsanctl, DeletesAVsanThatSomebodyElseMade) {
   expect_done({"vsan", "delete", "50"});
   expect_refused({"vsan", "delete", "50"}, {"VSAN 50", "no such VSAN"});
 }
+
+}  // namespace

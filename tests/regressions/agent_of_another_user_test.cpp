@@ -5,16 +5,12 @@
 namespace {
 
 using namespace set_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 TEST(AgentOfAnotherUser, ReadsWritesAndSharesTheHistoryOfASwitchdThatServesItsGroup) {
   lab::lab l;
-  lab::options how;
-  how.agent_user = "Debian-snmp";
-  lab::start(l, how);
+  lab::start(l, {.agent_user = "Debian-snmp"});
   snmp::client c(l, snmp::community("private"), 10);
-  EXPECT_EQ(snmp::bulkwalk(c, root({})).size(), 98u);
+  EXPECT_EQ(snmp::bulkwalk(c, root()).size(), 98u);
   EXPECT_DONE(snmp::set(c, {name(10, "mine")}));
   EXPECT_EQ(sent_rows(l), (rows{"SET 10 mine"}));
   // The distribution state is the page's. While it is known, a read moves on past a VSAN that is kept out.

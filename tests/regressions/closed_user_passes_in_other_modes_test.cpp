@@ -22,8 +22,8 @@ int count_served(netsnmp_mib_handler *, netsnmp_handler_registration *, netsnmp_
   return SNMP_ERR_NOERROR;
 }
 
-// Whether a request in this mode gets to the object behind the extension. Called as another handler would call it: the
-// agent itself gives out no modes but the known ones.
+// Whether a request in this mode gets to the object behind the extension. Called as another handler would call it:
+// the agent itself gives out no modes but the known ones.
 bool passes(netsnmp_handler_registration *object, int mode) {
   netsnmp_variable_list value = {};
   netsnmp_request_info request = {};

@@ -4,12 +4,16 @@
 
 namespace {
 
-using vsan_varbinds = std::vector<mini::varbind>;
+using namespace mib;
 
-WriteMethod *setter_of(const mini::varbind &v) {
+using vsan_varbinds = std::vector<varbind>;
+
+WriteMethod *setter_of(const varbind &v) {
   WriteMethod *method = nullptr;
   for (const struct variable7 &row : vsan_mib_variables) {
-    if (row.namelen == 5 && row.name[1] == 1 && row.name[4] == v.name[13]) set_table_set_methods(row.magic, &method);
+    if (row.namelen == 5 && row.name[1] == 1 && row.name[4] == v.name[13]) {
+      set_table_set_methods(row.magic, &method);
+    }
   }
   return method;
 }
@@ -18,12 +22,16 @@ class FinishedPdu : public ModuleTest {
  protected:
   void SetUp() override {
     ModuleTest::SetUp();
-    for (const uint32_t vsan : {5u, 6u}) fake::add_vsan(vsan);
+    for (const uint32_t vsan : {5u, 6u}) {
+      fake::add_vsan(vsan);
+    }
   }
   static int run(int action, const vsan_varbinds &pdu) {
-    for (const mini::varbind &v : pdu) {
+    for (const varbind &v : pdu) {
       const int status = mini::phase(setter_of(v), action, v);
-      if (status != 0) return status;
+      if (status != 0) {
+        return status;
+      }
     }
     return 0;
   }
@@ -44,20 +52,22 @@ class FinishedPdu : public ModuleTest {
   static std::vector<std::pair<int, std::string>> sent() {
     std::vector<std::pair<int, std::string>> out;
     for (const fake::exchange &e : fake::the().sent(149)) {
-      if (e.msg_type >= 3) out.emplace_back(e.msg_type, fake::row_of(e.request).vsanName);
+      if (e.msg_type >= 3) {
+        out.emplace_back(e.msg_type, fake::row_of(e.request).vsanName);
+      }
     }
     return out;
   }
 };
 
-mini::varbind name(oid vsan, const std::string &value) {
-  return mini::octets(mini::vsan_cell(2, vsan), value);
+varbind name(oid vsan, const std::string &value) {
+  return octets(vsan_cell(kName, vsan), value);
 }
-mini::varbind admin(oid vsan, long value) {
-  return mini::integer(mini::vsan_cell(4, vsan), value);
+varbind admin(oid vsan, long value) {
+  return integer(vsan_cell(kAdminState, vsan), value);
 }
-mini::varbind row_status(oid vsan, long value) {
-  return mini::integer(mini::vsan_cell(9, vsan), value);
+varbind row_status(oid vsan, long value) {
+  return integer(vsan_cell(kRowStatus, vsan), value);
 }
 
 const vsan_varbinds kRefused = {name(5, "refused5"), name(6, "refused6")};
@@ -78,13 +88,13 @@ TEST_F(FinishedPdu, ActiveReAppliesTheRowAsItIs) {
 
 TEST_F(FinishedPdu, DestroyDeletesTheRowAndItsUndoRestoresTheRowAsItWas) {
   refuse(kRefused);
-  const mini::varbind destroy = row_status(6, 6);
+  const varbind destroy = row_status(6, 6);
   ++fake::the().pdu;
   struct variable vp = {};
   vp.magic = 11;
   vp.namelen = 14;
   memcpy(vp.name, destroy.name.data(), 14 * sizeof(oid));
-  mini::name_t at = destroy.name;
+  name_t at = destroy.name;
   at.resize(MAX_OID_LEN);
   size_t length = 15, value_length = 0;
   WriteMethod *method = nullptr;

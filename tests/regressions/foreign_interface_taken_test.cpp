@@ -6,7 +6,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(ForeignInterface, IsNotTakenFromAVsanOutsideTheRole) {
   lab::lab l;
@@ -21,9 +20,7 @@ TEST(ForeignInterface, IsNotTakenFromAVsanOutsideTheRole) {
 
 TEST(ForeignInterface, IsTakenWhenAListOfTheGroupHoldsIt) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRoleInterfaces tenants 16777216\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRoleInterfaces tenants 16777216\n"});
   snmp::client tenant(l, snmp::user("tenant"), 10);
   EXPECT_DONE(snmp::set(tenant, {move(kFc1, 10)}));
   EXPECT_SET(snmp::set(tenant, {move(kFc2, 20)}), kGenErr, 1);

@@ -12,20 +12,26 @@ namespace {
 
 using namespace fabric_lab;
 using namespace set_lab;
-using snmp::root;
-using snmp::vsan_cell;
 
 constexpr double kTwoTimeOuts = 7.5;  // less than two of the shortest, with room for a slow machine
 constexpr double kAtOnce = 2.0;
 
 // Every object of the module, as a GETNEXT names it.
-std::vector<snmp::name_t> all_columns() {
-  std::vector<snmp::name_t> names = {root({1, 1, 1}), root({1, 1, 2}), root({1, 2, 4})};
-  for (unsigned long column : {2, 3, 4, 5, 6, 8, 9, 10, 11, 12}) names.push_back(root({1, 1, 3, 1, column}));
-  for (unsigned long column : {1, 2}) names.push_back(root({1, 2, 5, 1, column}));
-  names.push_back(root({1, 2, 8, 1, 1}));
-  for (unsigned long scalar : {1, 2, 3, 4, 5, 6, 7}) names.push_back(root({1, 4, scalar}));
-  for (unsigned long column : {1, 2, 3, 4, 5}) names.push_back(root({1, 4, 8, 1, column}));
+std::vector<name_t> all_columns() {
+  std::vector<name_t> names = {root({1, 1, 1}), root({1, 1, 2}), root({1, 2, 4})};
+  for (unsigned long column : kVsanColumns) {
+    names.push_back(vsan_column(column));
+  }
+  for (unsigned long column : {1, 2}) {
+    names.push_back(if_column(column));
+  }
+  names.push_back(summary_column());
+  for (unsigned long scalar : {1, 2, 3, 4, 5, 6, 7}) {
+    names.push_back(root({1, 4, scalar}));
+  }
+  for (unsigned long column : kTimerColumns) {
+    names.push_back(timer_column(column));
+  }
   return names;
 }
 
@@ -36,16 +42,15 @@ struct shape {
 
 const std::vector<shape> &shapes() {
   static const std::vector<shape> all = {
-      {"GETNEXT of one varbind", [](snmp::client &c) { return snmp::getnext(c, {root({})}); }},
+      {"GETNEXT of one varbind", [](snmp::client &c) { return snmp::getnext(c, {root()}); }},
       {"GETNEXT of 28 columns", [](snmp::client &c) { return snmp::getnext(c, all_columns()); }},
       {"GET of a membership and a scalar",
        [](snmp::client &c) {
-         return snmp::get(c, {summary(10, kFc2), root({1, 1, 1, 0})});
+         return snmp::get(c, {summary(10, kFc2), vsan_number()});
        }},
       {"GETBULK over four tables",
        [](snmp::client &c) {
-         return snmp::getbulk(
-             c, {root({1, 1, 3, 1, 2}), root({1, 2, 5, 1, 1}), root({1, 2, 8, 1, 1}), root({1, 4, 8, 1, 2})}, 10);
+         return snmp::getbulk(c, {vsan_column(kName), if_column(kIfVsan), summary_column(), timer_column(kRatov)}, 10);
        }},
       {"SET of a scalar", [](snmp::client &c) { return snmp::set(c, {scalar_gauge(kSwitchLatency, 100)}); }},
       {"SET over four tables",
@@ -96,8 +101,8 @@ TEST_F(HungSwitch, AMessageThatIsNeverAnsweredCostsThePduOneTimeOutThoughTheSwit
   ASSERT_TRUE(lab::wait_until([&] { return everything() == before; }, 20));
 }
 
-// SETs of switch-wide values ask for 10 s of patience, for they may take a fabric that long: one of them has them, not
-// both.
+// SETs of switch-wide values ask for 10 s of patience, for they may take a fabric that long: one of them has
+// them, not both.
 TEST_F(HungSwitch, ASetOfSwitchWideValuesThatHangsItselfCostsItsLongerTimeOutOnce) {
   constexpr int kLatency = 136;
   fault_lab::fault_at(l, 3, {"hang"}, kLatency);

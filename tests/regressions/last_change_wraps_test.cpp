@@ -1,4 +1,5 @@
-// vsanTableLastChange of an agent on a 32-bit host: 249 days from the agent's start it read as a made-up time, or as 0.
+// vsanTableLastChange of an agent on a 32-bit host: 249 days from the agent's start it read as a made-up time,
+// or as 0.
 #include "module_test.h"
 
 extern "C" {
@@ -13,6 +14,8 @@ u_long __wrap_netsnmp_timeval_uptime(struct timeval *at) {
 
 namespace {
 
+using namespace mib;
+
 constexpr int64_t kAgentStart = 1'700'000'000;
 constexpr int64_t kSecondsADay = 86'400;
 
@@ -26,7 +29,7 @@ class LastChange : public ModuleTest {
   static int64_t read(int64_t seconds, uint32_t microseconds) {
     fake::the().change_seconds = static_cast<uint32_t>(seconds);
     fake::the().change_microseconds = microseconds;
-    const auto answer = mini::get(mini::under_root({1, 1, 2, 0}));
+    const auto answer = mini::get(last_change());
     return answer ? static_cast<uint32_t>(answer->integer) : -1;
   }
 };

@@ -11,7 +11,6 @@ constexpr size_t kLinesMax = 200;
 struct LogFlood : notification_server_under_test {
   int connect_and_turn() {
     const int fd = connect_to_server();
-    EXPECT_LE(0, fd);
     turn();
     return fd;
   }
@@ -25,11 +24,11 @@ TEST_F(LogFlood, ConnectionsThatHaveNoPlaceAreCounted) {
   for (int i = 0; i < kTimes; ++i) {
     ::close(connect_and_turn());
   }
-  EXPECT_LE(1U, lines_with("was refused"));
-  EXPECT_GE(kLinesMax, lines_with("was refused"));
+  EXPECT_GE(lines_with("was refused"), 1U);
+  EXPECT_LE(lines_with("was refused"), kLinesMax);
   sleep(2);
   ::close(connect_and_turn());
-  EXPECT_LE(1U, lines_with("lines like the next one were left out")) << file_text(log_path());
+  EXPECT_GE(lines_with("lines like the next one were left out"), 1U) << file_text(log_path());
   for (const int fd : held) {
     ::close(fd);
   }
@@ -38,21 +37,21 @@ TEST_F(LogFlood, ConnectionsThatHaveNoPlaceAreCounted) {
 TEST_F(LogFlood, NonsenseIsCounted) {
   for (int i = 0; i < kTimes; ++i) {
     const int fd = connect_and_turn();
-    EXPECT_EQ(8, send(fd, "nonsense", 8, MSG_NOSIGNAL));
+    EXPECT_EQ(send(fd, "nonsense", 8, MSG_NOSIGNAL), 8);
     turn();
     ::close(fd);
   }
-  EXPECT_LE(1U, lines_with("are no frame of a subscriber"));
-  EXPECT_GE(kLinesMax, lines_with("are no frame of a subscriber"));
+  EXPECT_GE(lines_with("are no frame of a subscriber"), 1U);
+  EXPECT_LE(lines_with("are no frame of a subscriber"), kLinesMax);
 }
 
 TEST_F(LogFlood, RequestsThatTheManagersRefuseAreCounted) {
   for (int i = 0; i < kTimes; ++i) {
-    EXPECT_NE(0, ask(4242, kMsgSet, {}).status);
+    EXPECT_NE(ask(4242, kMsgSet, {}).status, 0);
   }
-  EXPECT_EQ(static_cast<uint64_t>(kTimes), managers.malformed);
-  EXPECT_LE(1U, log.size());
-  EXPECT_GE(kLinesMax, log.size());
+  EXPECT_EQ(managers.malformed, static_cast<uint64_t>(kTimes));
+  EXPECT_GE(log.size(), 1U);
+  EXPECT_LE(log.size(), kLinesMax);
 }
 
 }  // namespace

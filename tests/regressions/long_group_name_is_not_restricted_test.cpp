@@ -6,14 +6,11 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(LongGroupName, OfThirtyTwoCharactersIsTheOneThatTheRoleIsFor) {
   lab::lab l;
   const std::string group(32, 'g');
-  lab::options how;
-  how.agent_lines = member_lines("longest", group) + "vsanRole " + group + " 10,20\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = member_lines("longest", group) + "vsanRole " + group + " 10,20\n"});
   EXPECT_EQ(vsans_seen_by(l, snmp::community("longest")), 2u);
   EXPECT_EQ(log_lines(l, "snmpd.conf: line"), "");
 }
@@ -23,9 +20,7 @@ TEST(LongGroupName, OfMoreIsClosedUnderTheNameThatTheAgentCutsItTo) {
   lab::lab l;
   const std::string known(32, 'g');
   const std::string group = known + "hijk";
-  lab::options how;
-  how.agent_lines = member_lines("toolong", group) + "vsanRole " + group + " 10,20\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = member_lines("toolong", group) + "vsanRole " + group + " 10,20\n"});
   EXPECT_EQ(seen_by(l, snmp::community("toolong")), 0u);
   const std::string complaint = log_lines(l, "snmpd.conf: line");
   EXPECT_NE(complaint.find("vsanRole " + known), std::string::npos) << complaint;

@@ -14,7 +14,9 @@ size_t membership_traps(const lab::lab &l) {
   const std::string text = lab::read_file(l.dir + "/traps.log");
   const std::string trap = ".1.3.6.1.4.1.32473.9.282.1.3.0.2";
   size_t count = 0;
-  for (size_t at = text.find(trap); at != std::string::npos; at = text.find(trap, at + 1)) ++count;
+  for (size_t at = text.find(trap); at != std::string::npos; at = text.find(trap, at + 1)) {
+    ++count;
+  }
   return count;
 }
 
@@ -22,9 +24,7 @@ class MembershipTrap : public ::testing::TestWithParam<std::vector<std::string>>
 
 TEST_P(MembershipTrap, IsSentOnceTheIdentityServiceAnswers) {
   lab::lab l;
-  lab::options how;
-  how.traps = true;
-  lab::start(l, how);
+  lab::start(l, {.traps = true});
   std::vector<std::string> words = GetParam();
   words.insert(words.end(), {"--service", "identity"});
   fault_lab::fault(l, words, kSwitchWwn);

@@ -4,7 +4,6 @@
 namespace {
 
 using namespace set_lab;
-using snmp::vsan_cell;
 
 using NameWithNul = SetTest;
 

@@ -8,7 +8,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 constexpr char kMissing[] = "the objects are closed for everybody";
 
@@ -20,7 +19,7 @@ class WithoutTheExtension : public ::testing::Test {
       EXPECT_EQ(seen_by(l, who), 0u) << who.name;
     }
     snmp::client operators(l, snmp::community("private"), 10);
-    EXPECT_EQ(snmp::get(operators, {root({1, 1, 1, 0})}).varbinds.at(0).type, snmp::kNoSuchInstance);
+    EXPECT_EQ(snmp::get(operators, {vsan_number()}).varbinds.at(0).type, snmp::kNoSuchInstance);
     EXPECT_SET(snmp::set(operators, {scalar_gauge(kSwitchLatency, 7)}), kGenErr, 1);
     EXPECT_SET(snmp::set(operators, {name(10, "x")}), kGenErr, 1);
   }

@@ -25,12 +25,12 @@ TEST_F(OperatorAndNms, NeitherUndoesWhatTheOtherWasAcknowledged) {
     do {
       wanted = "name-" + std::to_string(++number);
       EXPECT_DONE(set({name(10, wanted)}));
-      EXPECT_EQ(get(snmp::vsan_cell(kName, 10)).octets, wanted);
+      EXPECT_EQ(get(vsan_cell(kName, 10)).octets, wanted);
     } while (!written && number < 20000);
     operating.join();
     ASSERT_EQ(operated.status, 0) << operated.output;
-    ASSERT_EQ(get(snmp::vsan_cell(kAdminState, 10)).integer, suspend ? 2 : 1) << "round " << round;
-    ASSERT_EQ(get(snmp::vsan_cell(kName, 10)).octets, wanted) << "round " << round;
+    ASSERT_EQ(get(vsan_cell(kAdminState, 10)).integer, suspend ? 2 : 1) << "round " << round;
+    ASSERT_EQ(get(vsan_cell(kName, 10)).octets, wanted) << "round " << round;
   }
 }
 

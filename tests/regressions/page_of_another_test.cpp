@@ -93,7 +93,9 @@ const struct {
 TEST_F(PageOfAnother, OneThatIsCutToNothingEndsNobodyAndIsMadeAnew) {
   ASSERT_EQ(sdwrap_hist_event(1, 9, &kRecord), 0);
   ASSERT_EQ(truncate(file.c_str(), 0), 0);
-  for (int i = 0; i < 20'000; ++i) sdwrap_hist_event(1, 9, &kRecord);
+  for (int i = 0; i < 20'000; ++i) {
+    sdwrap_hist_event(1, 9, &kRecord);
+  }
   sdwrap_chk_int(101, 0, 0, 1);
   EXPECT_EQ(std::filesystem::file_size(file), 0U) << "what a user writes goes nowhere";
   EXPECT_EQ(platform_page_keep(), 1);

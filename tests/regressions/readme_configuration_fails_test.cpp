@@ -6,12 +6,13 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 void replace(std::string &text, const std::string &what, const std::string &with) {
   const size_t at = text.find(what);
   ASSERT_NE(at, std::string::npos) << what << " is not in\n" << text;
-  for (size_t i = at; i != std::string::npos; i = text.find(what, i + with.size())) text.replace(i, what.size(), with);
+  for (size_t i = at; i != std::string::npos; i = text.find(what, i + with.size())) {
+    text.replace(i, what.size(), with);
+  }
 }
 
 // The fenced block that loads the module.
@@ -19,7 +20,9 @@ std::string readme_block() {
   const std::string readme = lab::read_file(LAB_SOURCE_DIR "/README.md");
   const size_t line = readme.find("\ndlmod switch_agent ");
   const size_t end = readme.find("\n```", line);
-  if (line == std::string::npos || end == std::string::npos) return {};
+  if (line == std::string::npos || end == std::string::npos) {
+    return {};
+  }
   return readme.substr(line + 1, end - line);
 }
 
@@ -41,7 +44,7 @@ TEST(ReadmeConfiguration, WorksAsItStands) {
   snmp::client tenant(l, snmp::user("tenant"), 10);
   EXPECT_EQ(snmp::get(tenant, {if_vsan(kFc1)}).varbinds.at(0), move(kFc1, 5));
   EXPECT_EQ(snmp::get(tenant, {if_vsan(kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);
-  EXPECT_EQ(snmp::get(tenant, {root({1, 1, 1, 0})}).varbinds.at(0), snmp::integer(root({1, 1, 1, 0}), 5));
+  EXPECT_EQ(snmp::get(tenant, {vsan_number()}).varbinds.at(0), integer(vsan_number(), 5));
   EXPECT_SET(snmp::set(tenant, {scalar_gauge(kSwitchLatency, 7)}), kGenErr, 1);
   EXPECT_DONE(snmp::set(tenant, {name(10, "mine")}));
   EXPECT_DONE(snmp::set(tenant, {move(kFc1, 10)}));

@@ -8,7 +8,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(RefusedSets, TakeTwentyLinesOfTheLogAndOneMoreASecond) {
   lab::lab l;
@@ -16,8 +15,9 @@ TEST(RefusedSets, TakeTwentyLinesOfTheLogAndOneMoreASecond) {
   const auto start = std::chrono::steady_clock::now();
   snmp::client tenant(l, snmp::community("limited"), 10);
   constexpr int kRefused = 1000;
-  for (int i = 0; i < kRefused; ++i)
+  for (int i = 0; i < kRefused; ++i) {
     ASSERT_EQ(outcome_of(snmp::set(tenant, {name(5, "x")})), (outcome{kGenErr, 1})) << i;
+  }
   const auto took = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
   const size_t lines = count(log_of(l), "switch_agent: user ");
   EXPECT_GE(lines, 20u);

@@ -1,4 +1,5 @@
-// A name that was acknowledged is gone after somebody else, who had read the row before, changed another column of it.
+// A name that was acknowledged is gone after somebody else, who had read the row before, changed another
+// column of it.
 #include <signal.h>
 #include <string.h>
 
@@ -18,12 +19,12 @@ TEST_F(switch_under_test, TheNameStaysWhenAnotherColumnIsWrittenFromAnEarlierRea
   const vsanEntry read = row_of(10);
   vsanEntry renamed = read;
   strcpy(renamed.vsanName, "new");
-  ASSERT_EQ(0, ask(kOpVsanRow, kMsgSet, row_payload(renamed), "nms").status);
+  ASSERT_EQ(ask(kOpVsanRow, kMsgSet, row_payload(renamed), "nms").status, 0);
   vsanEntry suspended = read;
   suspended.vsanAdminState = 2;
-  ASSERT_EQ(0, ask(kOpVsanRow, kMsgSet, row_payload(suspended), "operator").status);
-  EXPECT_STREQ("new", row_of(10).vsanName);
-  EXPECT_EQ(2U, row_of(10).vsanAdminState);
+  ASSERT_EQ(ask(kOpVsanRow, kMsgSet, row_payload(suspended), "operator").status, 0);
+  EXPECT_STREQ(row_of(10).vsanName, "new");
+  EXPECT_EQ(row_of(10).vsanAdminState, 2U);
 }
 
 struct RealWriters : testing::Test {
@@ -34,13 +35,13 @@ struct RealWriters : testing::Test {
     std::string line;
     switchd = start_program(SWITCHD, {"--run-dir", run_dir(), "--state", directory.path + "/s.db"},
                             directory.path + "/stderr", &line);
-    ASSERT_EQ("ready\n", line) << file_text(directory.path + "/stderr");
-    ASSERT_EQ(0, run_program(VSANCTL, {"--run-dir", run_dir(), "vsan", "create", "10"}).code);
-    ASSERT_EQ(0, platform_set_run_dir(run_dir().c_str()));
+    ASSERT_EQ(line, "ready\n") << file_text(directory.path + "/stderr");
+    ASSERT_EQ(run_program(VSANCTL, {"--run-dir", run_dir(), "vsan", "create", "10"}).code, 0);
+    ASSERT_EQ(platform_set_run_dir(run_dir().c_str()), 0);
   }
   void TearDown() override {
     kill(switchd, SIGTERM);
-    EXPECT_EQ(0, wait_for_exit(switchd));
+    EXPECT_EQ(wait_for_exit(switchd), 0);
   }
   std::string run_dir() const { return directory.path + "/run"; }
   // One exchange about VSAN 10; what is answered replaces the message.
@@ -61,15 +62,15 @@ struct RealWriters : testing::Test {
   // Renames the VSAN as a client does: reads the row, changes the name, writes the row.
   static void rename_to(const std::string &name) {
     bytes message = row_payload(10);
-    ASSERT_EQ(0, exchange(kMsgGet, message));
+    ASSERT_EQ(exchange(kMsgGet, message), 0);
     char *field = reinterpret_cast<char *>(message.data()) + 520 + 36;
     memset(field, 0, kVsanNameField);
     memcpy(field, name.data(), name.size());
-    ASSERT_EQ(0, exchange(kMsgSet, message));
+    ASSERT_EQ(exchange(kMsgSet, message), 0);
   }
   static std::string name() {
     bytes message = row_payload(10);
-    EXPECT_EQ(0, exchange(kMsgGet, message));
+    EXPECT_EQ(exchange(kMsgGet, message), 0);
     return reinterpret_cast<const char *>(message.data()) + 520 + 36;
   }
 };
@@ -81,7 +82,7 @@ TEST_F(RealWriters, NoAcknowledgedNameIsLostToAStateThatIsWrittenAtTheSameTime) 
     for (int i = 0; !done && i < 2000; ++i) {
       const program_result written = run_program(
           VSANCTL, {"--run-dir", run_dir(), "vsan", "set", "10", "--state", i % 2 == 0 ? "suspended" : "active"});
-      EXPECT_EQ(0, written.code) << written.err;
+      EXPECT_EQ(written.code, 0) << written.err;
     }
   });
   int lost = 0;
@@ -94,7 +95,7 @@ TEST_F(RealWriters, NoAcknowledgedNameIsLostToAStateThatIsWrittenAtTheSameTime) 
   }
   done = true;
   operators.join();
-  EXPECT_EQ(0, lost);
+  EXPECT_EQ(lost, 0);
 }
 
 }  // namespace

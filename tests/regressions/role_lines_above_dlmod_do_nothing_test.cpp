@@ -6,7 +6,6 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 // The lab's configuration with its role lines, and those given, above both dlmod lines.
 std::string roles_first(const lab::lab &l, const std::string &lines) {

@@ -6,15 +6,12 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(RolesReport, IsALineAGroupAndAWarningForEachUnknownOneAtStartAtSighupAndAtLoading) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines =
-      "vsanRole tenants 100-199,10-12\nvsanRoleInterfaces tenants 7\nvsanRoleSwitch tenants read\n"
-      "vsanRole closeds x\nvsanRoleSwitch nobodys none\n";
-  lab::start(l, how);
+  lab::start(
+      l, {.agent_lines = "vsanRole tenants 100-199,10-12\nvsanRoleInterfaces tenants 7\nvsanRoleSwitch tenants read\n"
+                         "vsanRole closeds x\nvsanRoleSwitch nobodys none\n"});
   const auto expect_report = [&](size_t times) {
     EXPECT_TRUE(log_gets(l, "role \"tenants\": VSANs 10-12,20,100-199; interfaces 7; switch-wide read", times));
     EXPECT_TRUE(log_gets(l, "role \"closeds\": closed", times));

@@ -1,4 +1,5 @@
-// With a second agent on the run directory, notifications go now to one of them, now to the other, and both logs fill.
+// With a second agent on the run directory, notifications go now to one of them, now to the other, and
+// both logs fill.
 #include "set_lab.h"
 
 namespace {
@@ -21,7 +22,9 @@ class SecondAgent : public SetTest {
   }
   static size_t count(const std::string &in, const std::string &words) {
     size_t times = 0;
-    for (size_t at = 0; (at = in.find(words, at)) != std::string::npos; ++at) ++times;
+    for (size_t at = 0; (at = in.find(words, at)) != std::string::npos; ++at) {
+      ++times;
+    }
     return times;
   }
   lab::process second;

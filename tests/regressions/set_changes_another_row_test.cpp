@@ -15,9 +15,9 @@ class NamedRow : public FabricTest {
     before = everything();
   }
   // With the running configuration on show, VSANs kept out of distribution are seen too.
-  snmp::varbind running(const snmp::name_t &cell) {
+  varbind running(const name_t &cell) {
     EXPECT_EQ(lab::ctl(l, {"kdx", "show-running", "on"}).status, 0);
-    const snmp::varbind value = get(cell);
+    const varbind value = get(cell);
     EXPECT_EQ(lab::ctl(l, {"kdx", "show-running", "off"}).status, 0);
     return value;
   }
@@ -49,7 +49,7 @@ TEST_F(NamedRow, SeveralInOnePduAreEachWrittenWhereTheyAreNamed) {
 
 TEST_F(NamedRow, TheChecksAreThoseOfTheRowThatIsNamed) {
   EXPECT_SET(set({timer(kRatov, 20, 4999)}), kWrongValue, 1);
-  EXPECT_SET(set({snmp::integer(timer_cell(kRatov, 20), 7000)}), kWrongType, 1);
+  EXPECT_SET(set({integer(timer_cell(kRatov, 20), 7000)}), kWrongType, 1);
   EXPECT_EQ(changes(), difference{});
 }
 
@@ -62,9 +62,7 @@ TEST(NamedRowOfARole, OnlyTheVsanThatIsNamedHasToBeAllowed) {
   for (const role &r : {role{"20", true}, role{"20,4093", true}, role{"4093", false}, role{"10", false}}) {
     SCOPED_TRACE(r.vsans);
     lab::lab l;
-    lab::options how;
-    how.agent_lines = std::string("vsanRole closeds ") + r.vsans + "\n";
-    lab::start(l, how);
+    lab::start(l, {.agent_lines = std::string("vsanRole closeds ") + r.vsans + "\n"});
     ASSERT_EQ(lab::ctl(l, {"kdx", "enable"}).status, 0);
     ASSERT_EQ(lab::ctl(l, {"kdx", "keep-out", "20"}).status, 0);
     const std::string original = lab::store_rows(l);

@@ -1,6 +1,4 @@
 // A value that no switch can have is loaded from the store: one payload too large stops all notifications for good.
-#include <sqlite3.h>
-
 #include "switch_under_test.h"
 
 namespace {
@@ -10,28 +8,20 @@ struct bad_row {
   const char *named;
 };
 
-class StoredValues : public switch_under_test, public testing::WithParamInterface<bad_row> {
- protected:
-  void edit(const std::string &sql) const {
-    sqlite3 *db = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(store_path().c_str(), &db));
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr)) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-  }
-};
+class StoredValues : public switch_under_test, public testing::WithParamInterface<bad_row> {};
 
 TEST_P(StoredValues, OutOfRangeAreRefusedNamingTheRow) {
-  ASSERT_EQ(0, set_row(new_row(50, "raises-one")));
+  ASSERT_EQ(set_row(new_row(50, "raises-one")), 0);
   close();
-  edit(GetParam().sql);
+  edit_store(GetParam().sql);
   std::string error;
   switch_state state;
   store *opened = store_open(store_path(), error);
-  ASSERT_NE(nullptr, opened) << error;
-  EXPECT_EQ(-1, store_load(opened, state, error));
+  ASSERT_NE(opened, nullptr) << error;
+  EXPECT_EQ(store_load(opened, state, error), -1);
   store_close(opened);
-  EXPECT_EQ(0U, error.find(store_path() + ": ")) << error;
-  EXPECT_NE(std::string::npos, error.find(GetParam().named)) << error;
+  EXPECT_EQ(error.find(store_path() + ": "), 0U) << error;
+  EXPECT_NE(error.find(GetParam().named), std::string::npos) << error;
 }
 
 INSTANTIATE_TEST_SUITE_P(

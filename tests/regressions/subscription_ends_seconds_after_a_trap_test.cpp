@@ -1,73 +1,37 @@
 // The subscription to notifications ends five seconds after each notification that it took.
-#include <event2/event.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include "log.h"
-#include "notification_frame.h"
-#include "notification_server.h"
-#include "requests.h"
-#include "socket_path.h"
-#include "switch_under_test.h"
+#include "notification_server_under_test.h"
 
 namespace {
 
-struct QuietSubscription : switch_under_test {
-  event_base *base = nullptr;
-  notification_server *server = nullptr;
+using numbers = std::vector<uint64_t>;
+
+struct QuietSubscription : notification_server_under_test {
   int fd = -1;
 
   void SetUp() override {
-    switch_under_test::SetUp();
-    std::string error;
-    ASSERT_EQ(0, log_open("error", "", error));
-    base = event_base_new();
-    server = notification_server_open(base, directory.path.c_str(), managers);
-    ASSERT_NE(nullptr, server);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    ASSERT_EQ(0, service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path,
-                                     sizeof address.sun_path));
-    fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(0, connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address));
+    notification_server_under_test::SetUp();
+    fd = connect_to_server();
   }
   void TearDown() override {
     ::close(fd);
-    notification_server_close(server);
-    event_base_free(base);
-    switch_under_test::TearDown();
-  }
-  void turn_for(time_t seconds) {
-    const timeval wait{seconds, 100000};
-    event_base_loopexit(base, &wait);
-    event_base_dispatch(base);
+    notification_server_under_test::TearDown();
   }
   void tell(notification_frame_kind kind, uint64_t number) {
-    uint8_t buffer[kNotificationFrameMax];
-    const size_t size = notification_frame_write({kind, 4711, number, 0, nullptr, 0}, buffer);
-    ASSERT_EQ(static_cast<ssize_t>(size), send(fd, buffer, size, MSG_NOSIGNAL));
-    turn_for(0);
-  }
-  // The number of the next notification; 0 when none has come.
-  uint64_t arrived() {
-    uint8_t buffer[kNotificationFrameMax];
-    notification_frame frame{};
-    const ssize_t size = recv(fd, buffer, sizeof buffer, 0);
-    return size > 0 && notification_frame_read(buffer, static_cast<size_t>(size), &frame) == 0 ? frame.number : 0;
+    send_frame(fd, kind, number);
+    turn_for({0, 100000});
   }
 };
 
 TEST_F(QuietSubscription, IsOpenWellOverFiveSecondsLater) {
-  ASSERT_EQ(0, set_row(new_row(50, "first")));
+  ASSERT_EQ(set_row(new_row(50, "first")), 0);
   tell(kNotificationSubscribe, 0);
-  EXPECT_EQ(1U, arrived());
+  EXPECT_EQ(arrived(fd), numbers{1});
   tell(kNotificationAcknowledge, 1);
-  turn_for(7);
+  turn_for({7, 100000});
   EXPECT_TRUE(notification_server_counters(server).subscribed);
-  ASSERT_EQ(0, delete_row(50));
+  ASSERT_EQ(delete_row(50), 0);
   notification_server_pump(server);
-  EXPECT_EQ(2U, arrived());
+  EXPECT_EQ(arrived(fd), numbers{2});
 }
 
 }  // namespace

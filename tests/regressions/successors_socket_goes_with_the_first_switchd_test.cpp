@@ -1,5 +1,5 @@
-// A switchd whose run directory was removed and made anew by its successor removes the successor's notification socket
-// at its end, and publishes its own distribution state over the successor's.
+// A switchd whose run directory was removed and made anew by its successor removes the successor's notification
+// socket at its end, and publishes its own distribution state over the successor's.
 #include <signal.h>
 #include <unistd.h>
 
@@ -35,7 +35,7 @@ struct SuccessorsRunDirectory : testing::Test {
     std::string line;
     const pid_t started = start_program(SWITCHD, {"--run-dir", run_dir, "--state", directory.path + "/" + name + ".db"},
                                         directory.path + "/" + name + ".log", &line);
-    EXPECT_EQ("ready\n", line);
+    EXPECT_EQ(line, "ready\n");
     return started;
   }
 };
@@ -51,29 +51,29 @@ TEST_F(SuccessorsRunDirectory, NothingInItIsRemovedByTheFirstOnesEnd) {
   const std::set<std::string> before = files();
   EXPECT_TRUE(before.contains("notifications.sock"));
   kill(first, SIGTERM);
-  EXPECT_EQ(0, wait_for_exit(first));
-  EXPECT_EQ(before, files());
+  EXPECT_EQ(wait_for_exit(first), 0);
+  EXPECT_EQ(files(), before);
   kill(second, SIGTERM);
-  EXPECT_EQ(0, wait_for_exit(second));
+  EXPECT_EQ(wait_for_exit(second), 0);
 }
 
 TEST_F(SuccessorsRunDirectory, ItsSharedPageIsLeftAloneByTheFirst) {
-  EXPECT_EQ(0, run_program(VSANCTL, {"--run-dir", run_dir, "kdx", "enable"}).code);
-  ASSERT_EQ(0, platform_set_run_dir(run_dir.c_str()));
+  EXPECT_EQ(run_program(VSANCTL, {"--run-dir", run_dir, "kdx", "enable"}).code, 0);
+  ASSERT_EQ(platform_set_run_dir(run_dir.c_str()), 0);
   platform_page_close();
   for (int i = 0; i < 60; ++i) {  // the first looks after its page every second
-    ASSERT_EQ(1, kdx_enabled()) << file_text(directory.path + "/first.log");
+    ASSERT_EQ(kdx_enabled(), 1) << file_text(directory.path + "/first.log");
     usleep(50000);
   }
   const std::string log = file_text(directory.path + "/first.log");
-  EXPECT_EQ(std::string::npos, log.find("made anew")) << log;
+  EXPECT_EQ(log.find("made anew"), std::string::npos) << log;
   const size_t said = log.find("it is left alone");
-  EXPECT_NE(std::string::npos, said) << log;
-  EXPECT_EQ(said, log.rfind("it is left alone")) << log;
+  EXPECT_NE(said, std::string::npos) << log;
+  EXPECT_EQ(log.rfind("it is left alone"), said) << log;
   platform_page_close();
   for (const pid_t each : {first, second}) {
     kill(each, SIGTERM);
-    EXPECT_EQ(0, wait_for_exit(each));
+    EXPECT_EQ(wait_for_exit(each), 0);
   }
 }
 

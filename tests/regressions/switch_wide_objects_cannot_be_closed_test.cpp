@@ -6,14 +6,11 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(SwitchWideObjects, AreHiddenByNoneAndKeptFromWritingByRead) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = member_lines("nothing", "nothings") + member_lines("reader2", "readers2") +
-                    "vsanRoleSwitch nothings none\nvsanRoleSwitch readers2 read\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = member_lines("nothing", "nothings") + member_lines("reader2", "readers2") +
+                                "vsanRoleSwitch nothings none\nvsanRoleSwitch readers2 read\n"});
   EXPECT_EQ(seen_by(l, snmp::community("nothing")), 98u - 10u - 10u) << "ten scalars, ten interface cells";
   EXPECT_EQ(seen_by(l, snmp::community("reader2")), 98u);
   for (const char *who : {"nothing", "reader2"}) {

@@ -19,11 +19,11 @@ struct OutOfDescriptors : testing::Test {
   void SetUp() override {
     std::string line;
     switchd = start_program(SWITCHD, {"--run-dir", run_dir(), "--state", directory.path + "/s.db"}, log(), &line);
-    ASSERT_EQ("ready\n", line) << file_text(log());
+    ASSERT_EQ(line, "ready\n") << file_text(log());
   }
   void TearDown() override {
     kill(switchd, SIGTERM);
-    EXPECT_EQ(0, wait_for_exit(switchd));
+    EXPECT_EQ(wait_for_exit(switchd), 0);
   }
   std::string run_dir() const { return directory.path + "/run"; }
   std::string log() const { return directory.path + "/stderr"; }
@@ -32,8 +32,9 @@ struct OutOfDescriptors : testing::Test {
     const std::string stat = file_text("/proc/" + std::to_string(switchd) + "/stat");
     unsigned long user = 0;
     unsigned long system = 0;
-    EXPECT_EQ(2, sscanf(stat.c_str() + stat.rfind(')'), ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user,
-                        &system));
+    EXPECT_EQ(
+        sscanf(stat.c_str() + stat.rfind(')'), ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user, &system),
+        2);
     return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
   }
   int connect_to(const std::string &name) const {
@@ -41,17 +42,10 @@ struct OutOfDescriptors : testing::Test {
     address.sun_family = AF_UNIX;
     snprintf(address.sun_path, sizeof address.sun_path, "%s/%s.sock", run_dir().c_str(), name.c_str());
     const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(0, connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address));
+    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     return fd;
   }
-  size_t times_in_log(const std::string &words) const {
-    const std::string text = file_text(log());
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) {
-      ++count;
-    }
-    return count;
-  }
+  size_t times_in_log(const std::string &words) const { return times_in(file_text(log()), words); }
 };
 
 TEST_F(OutOfDescriptors, ItWaitsSaysSoOnceAndServesWhenThereAreSomeAgain) {
@@ -61,22 +55,22 @@ TEST_F(OutOfDescriptors, ItWaitsSaysSoOnceAndServesWhenThereAreSomeAgain) {
     ++open;
   }
   rlimit before = {};
-  ASSERT_EQ(0, prlimit(switchd, RLIMIT_NOFILE, nullptr, &before));
+  ASSERT_EQ(prlimit(switchd, RLIMIT_NOFILE, nullptr, &before), 0);
   const rlimit none = {open, before.rlim_max};
-  ASSERT_EQ(0, prlimit(switchd, RLIMIT_NOFILE, &none, nullptr));
+  ASSERT_EQ(prlimit(switchd, RLIMIT_NOFILE, &none, nullptr), 0);
   const int fds[] = {connect_to("notifications"), connect_to("identity")};
   const double at_first = used();
   sleep(2);
   EXPECT_LT(used() - at_first, 0.7);
-  EXPECT_EQ(1U, times_in_log("notifications.sock: cannot accept connections for now: Too many open files"))
+  EXPECT_EQ(times_in_log("notifications.sock: cannot accept connections for now: Too many open files"), 1U)
       << file_text(log());
-  EXPECT_EQ(1U, times_in_log("identity.sock: cannot accept connections for now: Too many open files"));
-  ASSERT_EQ(0, prlimit(switchd, RLIMIT_NOFILE, &before, nullptr));
-  EXPECT_EQ(0, run_program(VSANCTL, {"--run-dir", run_dir(), "show", "vsan"}).code);
+  EXPECT_EQ(times_in_log("identity.sock: cannot accept connections for now: Too many open files"), 1U);
+  ASSERT_EQ(prlimit(switchd, RLIMIT_NOFILE, &before, nullptr), 0);
+  EXPECT_EQ(run_program(VSANCTL, {"--run-dir", run_dir(), "show", "vsan"}).code, 0);
   for (int i = 0; i < 500 && times_in_log("connections are accepted again") < 2; ++i) {
     usleep(10000);
   }
-  EXPECT_EQ(2U, times_in_log("connections are accepted again")) << file_text(log());
+  EXPECT_EQ(times_in_log("connections are accepted again"), 2U) << file_text(log());
   for (const int fd : fds) {
     close(fd);
   }
@@ -92,7 +86,7 @@ TEST_F(OutOfDescriptors, IdleConnectionsThatFillAServiceGiveWay) {
     code = run_program(VSANCTL, {"--run-dir", run_dir(), "show", "vsan"}).code;
     usleep(code == 0 ? 0 : 500000);
   }
-  EXPECT_EQ(0, code) << file_text(log());
+  EXPECT_EQ(code, 0) << file_text(log());
   for (const int fd : fds) {
     close(fd);
   }

@@ -2,7 +2,6 @@
 #include <signal.h>
 #include <sys/wait.h>
 
-#include "notification_frame.h"
 #include "notification_server_under_test.h"
 
 namespace {
@@ -20,17 +19,14 @@ struct TwoAgents : notification_server_under_test {
   }
   int subscribe() {
     const int fd = connect_to_server();
-    uint8_t buffer[kNotificationFrameMax];
-    const size_t size = notification_frame_write({kNotificationSubscribe, 4711, 0, 0, nullptr, 0}, buffer);
-    return send(fd, buffer, size, MSG_NOSIGNAL) == static_cast<ssize_t>(size) ? fd : -1;
+    send_frame(fd, kNotificationSubscribe, 0);
+    return fd;
   }
   // The first agent is a process of its own, which subscribes and then only lives.
   void start_first() {
     first = fork();
     if (first == 0) {
-      if (subscribe() < 0) {
-        _exit(1);
-      }
+      subscribe();
       pause();
       _exit(0);
     }
@@ -50,7 +46,6 @@ struct TwoAgents : notification_server_under_test {
   // Subscribes as this process; returns the kinds of the frames that come, and the text of a refusal.
   std::string answer_to_second() {
     const int fd = subscribe();
-    EXPECT_LE(0, fd);
     sockets.push_back(fd);
     turn();
     turn();
@@ -59,7 +54,7 @@ struct TwoAgents : notification_server_under_test {
     ssize_t size = 0;
     while ((size = recv(fd, buffer, sizeof buffer, 0)) > 0) {
       notification_frame frame{};
-      EXPECT_EQ(0, notification_frame_read(buffer, static_cast<size_t>(size), &frame));
+      EXPECT_EQ(notification_frame_read(buffer, static_cast<size_t>(size), &frame), 0);
       text += std::to_string(frame.kind) +
               std::string(reinterpret_cast<const char *>(frame.payload), frame.kind == 4 ? frame.payload_size : 0);
     }
@@ -69,32 +64,32 @@ struct TwoAgents : notification_server_under_test {
 };
 
 TEST_F(TwoAgents, TheSecondIsToldWhoHasItAndTheFirstKeepsIt) {
-  ASSERT_EQ(0, set_row(new_row(50, "new")));
+  ASSERT_EQ(set_row(new_row(50, "new")), 0);
   start_first();
   const std::string refusal = "4process " + std::to_string(first) + " of user " + std::to_string(getuid()) +
                               " has the subscription to notifications closed";
   for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(refusal, answer_to_second());
+    EXPECT_EQ(answer_to_second(), refusal);
   }
-  EXPECT_EQ(1U, refusals_in_log()) << file_text(log_path());
-  EXPECT_NE(std::string::npos, file_text(log_path()).find("process " + std::to_string(first)));
+  EXPECT_EQ(refusals_in_log(), 1U) << file_text(log_path());
+  EXPECT_NE(file_text(log_path()).find("process " + std::to_string(first)), std::string::npos);
   EXPECT_TRUE(notification_server_counters(server).subscribed);
 }
 
 TEST_F(TwoAgents, TheSecondTakesOverWhenTheFirstIsGoneEvenIfItsEndWasNotReadYet) {
-  ASSERT_EQ(0, set_row(new_row(50, "new")));
+  ASSERT_EQ(set_row(new_row(50, "new")), 0);
   start_first();
   answer_to_second();
   end_first();
-  EXPECT_EQ("2 open", answer_to_second());
+  EXPECT_EQ(answer_to_second(), "2 open");
 }
 
 TEST_F(TwoAgents, OneProcessReplacesItsOwnSubscription) {
-  EXPECT_EQ(" open", answer_to_second());
-  EXPECT_EQ(" open", answer_to_second());
+  EXPECT_EQ(answer_to_second(), " open");
+  EXPECT_EQ(answer_to_second(), " open");
   uint8_t byte;
-  EXPECT_EQ(0, recv(sockets[0], &byte, 1, 0));
-  EXPECT_EQ(0U, refusals_in_log());
+  EXPECT_EQ(recv(sockets[0], &byte, 1, 0), 0);
+  EXPECT_EQ(refusals_in_log(), 0U);
 }
 
 }  // namespace

@@ -11,7 +11,6 @@ namespace {
 
 using namespace set_lab;
 using fault_lab::fault_at;
-using snmp::vsan_cell;
 
 constexpr unsigned long kVsan = 900;
 
@@ -58,7 +57,7 @@ TEST_F(LateRepair, ADestroyIsPutBackWhenALaterMessageIsNeverAnswered) {
 }
 
 TEST_F(LateRepair, ManyRowsArePutBackInOrderOnceAStoppedSwitchGoesOn) {
-  std::vector<snmp::varbind> create_all, destroy_all;
+  std::vector<varbind> create_all, destroy_all;
   for (unsigned long vsan = 900; vsan < 920; ++vsan) {
     create_all.push_back(row_status(vsan, kCreateAndGo));
     destroy_all.push_back(row_status(vsan, kDestroy));
@@ -66,7 +65,8 @@ TEST_F(LateRepair, ManyRowsArePutBackInOrderOnceAStoppedSwitchGoesOn) {
   EXPECT_DONE(set(create_all));
   original = lab::store_rows(l);
   destroy_all.push_back(name(5, "x"));
-  // 21 rows are looked up, the last of them the name's; each of 20 is fetched and deleted; then the name's row is sent.
+  // 21 rows are looked up, the last of them the name's; each of 20 is fetched and deleted; then the name's
+  // row is sent.
   fault_at(l, 21 + 2 * 20 + 1, {"hang"});
   EXPECT_EQ(set(destroy_all).status, kGenErr);
   EXPECT_TRUE(restored()) << lab::store_rows(l);

@@ -14,12 +14,12 @@ namespace {
 struct UndoneDestroy : switch_under_test {
   void SetUp() override {
     switch_under_test::SetUp();
-    ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 1, 10)).status);
-    ASSERT_EQ(0, ask_of(distribution_handle, kOpDistribution, kMsgSet, words({kDistributionKeepOut, 10})).status);
+    ASSERT_EQ(ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 1, 10)).status, 0);
+    ASSERT_EQ(ask_of(distribution_handle, kOpDistribution, kMsgSet, words({kDistributionKeepOut, 10})).status, 0);
     vsanEntry row = row_of(10);
     row.vsanInorderDelivery = 1;
     row.vsanNetworkDropLatency = 777;
-    ASSERT_EQ(0, set_row(row));
+    ASSERT_EQ(set_row(row), 0);
   }
   int set_row_as(const vsanEntry &row, const std::string &user) {
     return ask(kOpVsanRow, kMsgSet, row_payload(row), user).status;
@@ -36,9 +36,9 @@ struct UndoneDestroy : switch_under_test {
 TEST_F(UndoneDestroy, TheRowBringsEverythingBackAndTheStoreHasItToo) {
   const vsanEntry row = row_of(10);
   const switch_state before = configuration();
-  ASSERT_EQ(0, delete_row(10));
+  ASSERT_EQ(delete_row(10), 0);
   ASSERT_FALSE(before == configuration());
-  ASSERT_EQ(0, set_row(row));
+  ASSERT_EQ(set_row(row), 0);
   EXPECT_TRUE(before == configuration());
   close();
   open();
@@ -54,71 +54,71 @@ TEST_F(UndoneDestroy, AColumnWrittenAfterTheDeleteInTheSameRequestIsTheOnlyChang
   strcpy(row.vsanName, "x");
   row.vsanInorderDelivery = 0;
   row.vsanNetworkDropLatency = 0;
-  ASSERT_EQ(0, delete_row(10));
-  ASSERT_EQ(0, set_row(row));
+  ASSERT_EQ(delete_row(10), 0);
+  ASSERT_EQ(set_row(row), 0);
   EXPECT_TRUE(expected == configuration());
 }
 
 TEST_F(UndoneDestroy, PendingTimersComeBackWhileTheirSessionIsOpen) {
-  ASSERT_EQ(0, ask_of(distribution_handle, kOpDistribution, kMsgSet, words({kDistributionEnable, 1})).status);
-  ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(8, 7000, 1, 1, 30)).status);
+  ASSERT_EQ(ask_of(distribution_handle, kOpDistribution, kMsgSet, words({kDistributionEnable, 1})).status, 0);
+  ASSERT_EQ(ask(kOpFcTimer, kMsgSet, timer_payload(8, 7000, 1, 1, 30)).status, 0);
   const vsanEntry row = row_of(30);
   const timer_map pending = managers.state.pending;
-  ASSERT_EQ(1U, pending.size());
-  ASSERT_EQ(0, delete_row(30));
+  ASSERT_EQ(pending.size(), 1U);
+  ASSERT_EQ(delete_row(30), 0);
   ASSERT_TRUE(managers.state.pending.empty());
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ(pending, managers.state.pending);
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(managers.state.pending, pending);
 
-  ASSERT_EQ(0, delete_row(30));
-  ASSERT_EQ(0, ask_of(distribution_handle, kOpDistribution, kMsgSet, words({kDistributionAbort, 0})).status);
-  ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(8, 6000, 0, 0, 0)).status);  // another session
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ((timer_map{{{0, 8}, 6000}}), managers.state.pending);
+  ASSERT_EQ(delete_row(30), 0);
+  ASSERT_EQ(ask_of(distribution_handle, kOpDistribution, kMsgSet, words({kDistributionAbort, 0})).status, 0);
+  ASSERT_EQ(ask(kOpFcTimer, kMsgSet, timer_payload(8, 6000, 0, 0, 0)).status, 0);  // another session
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(managers.state.pending, (timer_map{{{0, 8}, 6000}}));
 }
 
 TEST_F(UndoneDestroy, InterfacesThatWereMovedSinceStayWhereTheyAre) {
   const vsanEntry row = row_of(10);
-  ASSERT_EQ(0, delete_row(10));
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 1), "other").status);
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(102, 30), "other").status);
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ(1U, find_interface(managers.state, 101)->vsan);
-  EXPECT_EQ(30U, find_interface(managers.state, 102)->vsan);
-  EXPECT_EQ(10U, find_interface(managers.state, 103)->vsan);
+  ASSERT_EQ(delete_row(10), 0);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 1), "other").status, 0);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(102, 30), "other").status, 0);
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(find_interface(managers.state, 101)->vsan, 1U);
+  EXPECT_EQ(find_interface(managers.state, 102)->vsan, 30U);
+  EXPECT_EQ(find_interface(managers.state, 103)->vsan, 10U);
 }
 
 TEST_F(UndoneDestroy, AnInterfaceThatWentHomeOnceMoreIsNotGivenToTheVsanThatItLeftBefore) {
   const vsanEntry row = row_of(10);
-  ASSERT_EQ(0, delete_row(10));
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 30), "other").status);
-  ASSERT_EQ(0, delete_row(30));
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ(1U, find_interface(managers.state, 101)->vsan);
-  EXPECT_EQ(10U, find_interface(managers.state, 102)->vsan);
+  ASSERT_EQ(delete_row(10), 0);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 30), "other").status, 0);
+  ASSERT_EQ(delete_row(30), 0);
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(find_interface(managers.state, 101)->vsan, 1U);
+  EXPECT_EQ(find_interface(managers.state, 102)->vsan, 10U);
 }
 
 TEST_F(UndoneDestroy, AFreshRowCreatesABareVsan) {
-  ASSERT_EQ(0, delete_row(10));
-  ASSERT_EQ(0, set_row(new_row(10, "alpha")));
-  EXPECT_EQ(1U, find_interface(managers.state, 101)->vsan);
-  EXPECT_EQ(2000U, row_of(10).vsanNetworkDropLatency);
+  ASSERT_EQ(delete_row(10), 0);
+  ASSERT_EQ(set_row(new_row(10, "alpha")), 0);
+  EXPECT_EQ(find_interface(managers.state, 101)->vsan, 1U);
+  EXPECT_EQ(row_of(10).vsanNetworkDropLatency, 2000U);
   EXPECT_FALSE(managers.state.kept_out.contains(10));
 }
 
 TEST_F(UndoneDestroy, SomebodyElsesRowDoesNotBringADeletedVsanBack) {
   const vsanEntry row = row_of(10);
-  ASSERT_EQ(0, delete_row(10));
-  EXPECT_REFUSED(kStatusNoVsan, set_row_as(row, "other"));
-  ASSERT_EQ(0, set_row(row));  // the one who deleted it may
-  EXPECT_EQ(10U, find_interface(managers.state, 101)->vsan);
+  ASSERT_EQ(delete_row(10), 0);
+  EXPECT_REFUSED(set_row_as(row, "other"), kStatusNoVsan);
+  ASSERT_EQ(set_row(row), 0);  // the one who deleted it may
+  EXPECT_EQ(find_interface(managers.state, 101)->vsan, 10U);
 }
 
 TEST_F(UndoneDestroy, ANameThatIsTakenMeanwhileRefusesAllOfIt) {
   const vsanEntry row = row_of(10);
-  ASSERT_EQ(0, delete_row(10));
-  ASSERT_EQ(0, set_row(new_row(50, "alpha")));
-  EXPECT_REFUSED(kStatusVsanConflict, set_row(row));
+  ASSERT_EQ(delete_row(10), 0);
+  ASSERT_EQ(set_row(new_row(50, "alpha")), 0);
+  EXPECT_REFUSED(set_row(row), kStatusVsanConflict);
 }
 
 }  // namespace

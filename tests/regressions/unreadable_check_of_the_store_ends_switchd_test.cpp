@@ -3,7 +3,11 @@
 
 #include "switch_under_test.h"
 
-static bool no_text;
+namespace {
+
+bool no_text;
+
+}  // namespace
 
 // The linker puts these around SQLite's own (--wrap).
 extern "C" const unsigned char *__real_sqlite3_column_text(sqlite3_stmt *row, int column);
@@ -18,12 +22,12 @@ TEST(StoreCheck, WithoutATextIsAFailureThatNamesTheFile) {
   const std::string path = directory.path + "/state.db";
   std::string error;
   store_close(store_open(path, error));
-  ASSERT_EQ("", error);
+  ASSERT_EQ(error, "");
   no_text = true;
-  EXPECT_EQ(nullptr, store_open(path, error));
+  EXPECT_EQ(store_open(path, error), nullptr);
   no_text = false;
-  EXPECT_EQ(0U, error.find(path + ": ")) << error;
-  EXPECT_LT(path.size() + 2, error.size()) << error;
+  EXPECT_EQ(error.find(path + ": "), 0U) << error;
+  EXPECT_GT(error.size(), path.size() + 2) << error;
 }
 
 }  // namespace

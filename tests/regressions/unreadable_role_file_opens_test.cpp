@@ -1,4 +1,5 @@
-// Role lines in a file that the agent could no longer read, after it gave up its privileges, were left out in silence.
+// Role lines in a file that the agent could no longer read, after it gave up its privileges, were left
+// out in silence.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,8 +16,8 @@ void write_secret(const std::string &path, const std::string &text) {
   chmod(path.c_str(), 0600);
 }
 
-// Starts the agent again under an account that may not read what is secret. `files` is what -c gives; `-C` goes without
-// the files of the search path.
+// Starts the agent again under an account that may not read what is secret. `files` is what -c gives; `-C` goes
+// without the files of the search path.
 void restart_as_nobody(lab::lab &l, const std::string &files, bool searches = false) {
   chmod(l.dir.c_str(), 0755);
   std::vector<std::string> command = {"snmpd",
@@ -30,7 +31,9 @@ void restart_as_nobody(lab::lab &l, const std::string &files, bool searches = fa
                                       "--persistentDir=" + l.dir + "/agent",
                                       "-Lf",
                                       l.dir + "/agent.log"};
-  if (!searches) command.push_back("-C");
+  if (!searches) {
+    command.push_back("-C");
+  }
   command.push_back(lab::agent_address(l));
   l.snmpd = lab::launch(command, l.dir + "/snmpd.log", true);
 }
@@ -53,7 +56,9 @@ class UnreadableRoleFile : public testing::Test {
   lab::lab l;
 
   void SetUp() override {
-    if (geteuid() != 0) GTEST_SKIP() << "only root has privileges to give up";
+    if (geteuid() != 0) {
+      GTEST_SKIP() << "only root has privileges to give up";
+    }
     lab::start(l);
     lab::stop(l.snmpd);
   }

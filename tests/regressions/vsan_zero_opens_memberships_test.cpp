@@ -6,13 +6,10 @@ namespace {
 using namespace set_lab;
 using namespace fabric_lab;
 using namespace role_lab;
-using snmp::root;
 
 TEST(VsanZero, InARoleIsMalformedAndClosesTheGroup) {
   lab::lab l;
-  lab::options how;
-  how.agent_lines = "vsanRole closeds 0,10\n";
-  lab::start(l, how);
+  lab::start(l, {.agent_lines = "vsanRole closeds 0,10\n"});
   snmp::client c(l, snmp::user("closed"), 10);
   EXPECT_EQ(snmp::get(c, {summary(10, kFc2)}).varbinds.at(0).type, snmp::kNoSuchInstance);
   EXPECT_EQ(snmp::get(c, {summary(5, kFc1)}).varbinds.at(0).type, snmp::kNoSuchInstance);

@@ -1,22 +1,13 @@
 // Notifications: when they are raised, how long they are kept, and how a subscriber gets them.
 #include <errno.h>
-#include <event2/event.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <deque>
 
 #include "big_endian.h"
-#include "log.h"
-#include "notification_frame.h"
-#include "notification_server.h"
+#include "notification_server_under_test.h"
 #include "platform/vsan_range.h"
-#include "requests.h"
-#include "socket_path.h"
 #include "statuses.h"
-#include "switch_under_test.h"
 #include "vsan_records.h"
+
+namespace {
 
 struct Notifications : switch_under_test {
   // "102 101 10>30" and "145 30 created admin oper", for each notification in the queue.
@@ -30,7 +21,7 @@ struct Notifications : switch_under_test {
   static std::string text_of(notification_record &record) {
     uint8_t *payload = record.payload.data();
     if (record.id == kNotifyPortMembership) {
-      EXPECT_EQ(12U, record.payload.size());
+      EXPECT_EQ(record.payload.size(), 12U);
       return "102 " + std::to_string(get_be32(payload)) + " " + std::to_string(get_be32(payload + 4)) + ">" +
              std::to_string(get_be32(payload + 8));
     }
@@ -42,11 +33,12 @@ struct Notifications : switch_under_test {
     uint32_t oper = 0;
     uint32_t length = 0;
     const auto size = static_cast<uint32_t>(record.payload.size());
-    EXPECT_EQ(0, vsan_range_config_change_get_info(payload, size, &first, &unused, &vsan, &created, &unused, &unused,
-                                                   &unused));
-    EXPECT_EQ(0, first);
-    EXPECT_EQ(0, vsan_range_config_change_get_attr_values(payload, size, 1, &admin, &length));
-    EXPECT_EQ(0, vsan_range_config_change_get_attr_values(payload, size, 19, &oper, &length));
+    EXPECT_EQ(
+        vsan_range_config_change_get_info(payload, size, &first, &unused, &vsan, &created, &unused, &unused, &unused),
+        0);
+    EXPECT_EQ(first, 0);
+    EXPECT_EQ(vsan_range_config_change_get_attr_values(payload, size, 1, &admin, &length), 0);
+    EXPECT_EQ(vsan_range_config_change_get_attr_values(payload, size, 19, &oper, &length), 0);
     return std::to_string(record.id) + " " + std::to_string(vsan) + " " + std::to_string(created) + " " +
            std::to_string(admin) + " " + std::to_string(oper);
   }
@@ -57,136 +49,90 @@ struct Notifications : switch_under_test {
 };
 
 TEST_F(Notifications, ACreatedVsanRaisesAChange) {
-  ASSERT_EQ(0, set_row(new_row(50, "new")));
-  EXPECT_EQ((texts{"145 50 1 1 2"}), queue());
+  ASSERT_EQ(set_row(new_row(50, "new")), 0);
+  EXPECT_EQ(queue(), (texts{"145 50 1 1 2"}));
 }
 
 TEST_F(Notifications, ADeletedVsanRaisesItsMovesAndItsEnd) {
-  ASSERT_EQ(0, delete_row(10));
-  EXPECT_EQ((texts{"102 101 10>1", "102 102 10>1", "102 103 10>1", "145 1 0 1 1", "145 10 0 3 2"}), queue());
+  ASSERT_EQ(delete_row(10), 0);
+  EXPECT_EQ(queue(), (texts{"102 101 10>1", "102 102 10>1", "102 103 10>1", "145 1 0 1 1", "145 10 0 3 2"}));
 }
 
 TEST_F(Notifications, AnAdminStateChangeRaisesAChangeAndOtherFieldsDoNot) {
   vsanEntry row = row_of(10);
   row.vsanMtu = 1000;
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ((texts{}), queue());
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(queue(), (texts{}));
   row.vsanAdminState = 2;
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ((texts{"145 10 0 2 2"}), queue());
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(queue(), (texts{"145 10 0 2 2"}));
 }
 
 TEST_F(Notifications, AMoveRaisesTheMembershipAndTheOperationalStatesThatFollow) {
-  ASSERT_EQ(0, move(103, 30));  // down: only the membership
-  EXPECT_EQ((texts{"102 103 10>30"}), queue());
-  ASSERT_EQ(0, move(101, 30));
-  ASSERT_EQ(0, move(102, 30));
-  EXPECT_EQ((texts{"102 103 10>30", "102 101 10>30", "145 30 0 1 1", "102 102 10>30", "145 10 0 1 2"}), queue());
+  ASSERT_EQ(move(103, 30), 0);  // down: only the membership
+  EXPECT_EQ(queue(), (texts{"102 103 10>30"}));
+  ASSERT_EQ(move(101, 30), 0);
+  ASSERT_EQ(move(102, 30), 0);
+  EXPECT_EQ(queue(), (texts{"102 103 10>30", "102 101 10>30", "145 30 0 1 1", "102 102 10>30", "145 10 0 1 2"}));
 }
 
 TEST_F(Notifications, ARefusedRequestRaisesNothing) {
-  EXPECT_REFUSED(kStatusNoVsan, delete_row(77));
-  EXPECT_REFUSED(kStatusNoVsan, move(101, 77));
-  EXPECT_EQ((texts{}), queue());
+  EXPECT_REFUSED(delete_row(77), kStatusNoVsan);
+  EXPECT_REFUSED(move(101, 77), kStatusNoVsan);
+  EXPECT_EQ(queue(), (texts{}));
 }
 
 TEST_F(Notifications, ControlSwitchesThemOffAndOn) {
-  ASSERT_EQ(0, ask(kOpNotificationControl, kMsgSet, words({2})).status);
-  ASSERT_EQ(0, set_row(new_row(50, "quiet")));
-  EXPECT_EQ((texts{}), queue());
-  ASSERT_EQ(0, ask(kOpNotificationControl, kMsgSet, words({1})).status);
-  ASSERT_EQ(0, delete_row(50));
-  EXPECT_EQ((texts{"145 50 0 3 2"}), queue());
-  EXPECT_REFUSED(kStatusNotificationRange, ask(kOpNotificationControl, kMsgSet, words({0})).status);
-  EXPECT_REFUSED(kStatusNotificationRange, ask(kOpNotificationControl, kMsgSet, words({3})).status);
+  ASSERT_EQ(ask(kOpNotificationControl, kMsgSet, words({2})).status, 0);
+  ASSERT_EQ(set_row(new_row(50, "quiet")), 0);
+  EXPECT_EQ(queue(), (texts{}));
+  ASSERT_EQ(ask(kOpNotificationControl, kMsgSet, words({1})).status, 0);
+  ASSERT_EQ(delete_row(50), 0);
+  EXPECT_EQ(queue(), (texts{"145 50 0 3 2"}));
+  EXPECT_REFUSED(ask(kOpNotificationControl, kMsgSet, words({0})).status, kStatusNotificationRange);
+  EXPECT_REFUSED(ask(kOpNotificationControl, kMsgSet, words({3})).status, kStatusNotificationRange);
 }
 
 TEST_F(Notifications, TheOldestAreDroppedAndCountedBeyond1024) {
   for (int i = 0; i < 520; ++i) {
-    ASSERT_EQ(0, set_row(new_row(50, "flap")));
-    ASSERT_EQ(0, delete_row(50));
+    ASSERT_EQ(set_row(new_row(50, "flap")), 0);
+    ASSERT_EQ(delete_row(50), 0);
   }
-  EXPECT_EQ(1024U, managers.state.notifications.size());
-  EXPECT_EQ(16U, managers.state.settings.dropped_notifications);
-  EXPECT_EQ(17U, managers.state.notifications.front().number);
-  EXPECT_EQ(1040U, managers.state.notifications.back().number);
+  EXPECT_EQ(managers.state.notifications.size(), 1024U);
+  EXPECT_EQ(managers.state.settings.dropped_notifications, 16U);
+  EXPECT_EQ(managers.state.notifications.front().number, 17U);
+  EXPECT_EQ(managers.state.notifications.back().number, 1040U);
   const switch_state before = managers.state;
   close();
   open();
   EXPECT_TRUE(before == managers.state);
 }
 
-// A subscriber, and a server whose loop the test turns.
-struct Subscription : Notifications {
-  event_base *base = nullptr;
-  notification_server *server = nullptr;
+// A subscriber, and a server that is turned after whatever the subscriber does.
+struct Subscription : notification_server_under_test {
   std::vector<int> sockets;
 
-  void SetUp() override {
-    Notifications::SetUp();
-    std::string error;
-    ASSERT_EQ(0, log_open("error", "", error));
-    base = event_base_new();
-    start();
-  }
-  void start() {
-    server = notification_server_open(base, directory.path.c_str(), managers);
-    ASSERT_NE(nullptr, server);
-  }
-  void stop() {
-    notification_server_close(server);
-    server = nullptr;
-  }
   void TearDown() override {
-    stop();
     for (const int fd : sockets) {
       ::close(fd);
     }
-    event_base_free(base);
-    Notifications::TearDown();
+    notification_server_under_test::TearDown();
   }
-  void turn() { event_base_loop(base, EVLOOP_NONBLOCK); }
   // Turns the loop for longer than acknowledgements take to be stored.
-  void turn_until_stored() {
-    const timeval wait{0, 120000};
-    event_base_loopexit(base, &wait);
-    event_base_dispatch(base);
-  }
-  int connect_to_server() {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    EXPECT_EQ(0, service_socket_path(directory.path.c_str(), kServiceNotifications, address.sun_path,
-                                     sizeof address.sun_path));
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0);
-    EXPECT_EQ(0, connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address));
-    sockets.push_back(fd);
+  void turn_until_stored() { turn_for({0, 120000}); }
+  int connect_and_turn() {
+    sockets.push_back(connect_to_server());
     turn();
-    return fd;
+    return sockets.back();
   }
   void tell(int fd, notification_frame_kind kind, uint64_t number, uint32_t store_number = 4711) {
-    uint8_t buffer[kNotificationFrameMax];
-    const size_t size = notification_frame_write({kind, store_number, number, 0, nullptr, 0}, buffer);
-    EXPECT_EQ(static_cast<ssize_t>(size), send(fd, buffer, size, MSG_NOSIGNAL));
+    send_frame(fd, kind, number, store_number);
     turn();
   }
   int subscribe(uint64_t after, uint32_t store_number = 4711) {
-    const int fd = connect_to_server();
+    const int fd = connect_and_turn();
     tell(fd, kNotificationSubscribe, after, store_number);
     return fd;
-  }
-  // The numbers that have arrived.
-  std::vector<uint64_t> arrived(int fd) {
-    std::vector<uint64_t> numbers;
-    uint8_t buffer[kNotificationFrameMax];
-    ssize_t size = 0;
-    while ((size = recv(fd, buffer, sizeof buffer, 0)) > 0) {
-      notification_frame frame{};
-      EXPECT_EQ(0, notification_frame_read(buffer, static_cast<size_t>(size), &frame));
-      EXPECT_EQ(kNotificationDeliver, frame.kind);
-      EXPECT_EQ(4711U, frame.store);
-      numbers.push_back(frame.number);
-    }
-    return numbers;
   }
   bool closed_by_server(int fd) {
     turn();
@@ -196,8 +142,8 @@ struct Subscription : Notifications {
   }
   void flap(int times) {
     for (int i = 0; i < times; ++i) {
-      ASSERT_EQ(0, set_row(new_row(50, "flap")));
-      ASSERT_EQ(0, delete_row(50));
+      ASSERT_EQ(set_row(new_row(50, "flap")), 0);
+      ASSERT_EQ(delete_row(50), 0);
     }
     notification_server_pump(server);
   }
@@ -205,7 +151,7 @@ struct Subscription : Notifications {
 
 using numbers = std::vector<uint64_t>;
 
-static numbers from_to(uint64_t first, uint64_t last) {
+numbers from_to(uint64_t first, uint64_t last) {
   numbers all;
   for (uint64_t number = first; number <= last; ++number) {
     all.push_back(number);
@@ -216,9 +162,9 @@ static numbers from_to(uint64_t first, uint64_t last) {
 TEST_F(Subscription, WhatIsKeptArrivesInOrderAndWhatComesLaterToo) {
   flap(2);
   const int fd = subscribe(0, 0);
-  EXPECT_EQ(from_to(1, 4), arrived(fd));
+  EXPECT_EQ(arrived(fd), from_to(1, 4));
   flap(1);
-  EXPECT_EQ(from_to(5, 6), arrived(fd));
+  EXPECT_EQ(arrived(fd), from_to(5, 6));
 }
 
 TEST_F(Subscription, AcknowledgedOnesLeaveQueueAndStore) {
@@ -226,8 +172,8 @@ TEST_F(Subscription, AcknowledgedOnesLeaveQueueAndStore) {
   const int fd = subscribe(0);
   tell(fd, kNotificationAcknowledge, 3);
   turn_until_stored();
-  ASSERT_EQ(1U, managers.state.notifications.size());
-  EXPECT_EQ(4U, managers.state.notifications.front().number);
+  ASSERT_EQ(managers.state.notifications.size(), 1U);
+  EXPECT_EQ(managers.state.notifications.front().number, 4U);
   const switch_state before = managers.state;
   stop();
   close();
@@ -247,45 +193,45 @@ TEST_F(Subscription, AcknowledgementsAreStoredWhenTheServerStops) {
 TEST_F(Subscription, AWindowIsUnderWayAndNoMoreUntilItIsAcknowledged) {
   flap(50);
   const int fd = subscribe(0);
-  EXPECT_EQ(from_to(1, kNotificationWindow), arrived(fd));
+  EXPECT_EQ(arrived(fd), from_to(1, kNotificationWindow));
   turn();
-  EXPECT_EQ(numbers{}, arrived(fd));
+  EXPECT_EQ(arrived(fd), numbers{});
   tell(fd, kNotificationAcknowledge, 10);
-  EXPECT_EQ(from_to(33, 42), arrived(fd));
+  EXPECT_EQ(arrived(fd), from_to(33, 42));
 }
 
 TEST_F(Subscription, ANewSubscriptionResumesAfterTheNumberTakenAndReplacesTheOldOne) {
   flap(3);
   const int first = subscribe(0);
-  EXPECT_EQ(from_to(1, 6), arrived(first));
+  EXPECT_EQ(arrived(first), from_to(1, 6));
   const int second = subscribe(4);
-  EXPECT_EQ(from_to(5, 6), arrived(second));
+  EXPECT_EQ(arrived(second), from_to(5, 6));
   EXPECT_TRUE(closed_by_server(first));
   turn_until_stored();
-  EXPECT_EQ(5U, managers.state.notifications.front().number);
+  EXPECT_EQ(managers.state.notifications.front().number, 5U);
 }
 
 TEST_F(Subscription, AnotherStoresNumberMeansNothingHere) {
   flap(2);
   const int fd = subscribe(3, 999);
-  EXPECT_EQ(from_to(1, 4), arrived(fd));
+  EXPECT_EQ(arrived(fd), from_to(1, 4));
   tell(fd, kNotificationAcknowledge, 4, 999);
   turn_until_stored();
-  EXPECT_EQ(4U, managers.state.notifications.size());
+  EXPECT_EQ(managers.state.notifications.size(), 4U);
 }
 
 TEST_F(Subscription, AcknowledgingWhatWasNotSentTakesOnlyWhatWasSent) {
   flap(50);
   const int fd = subscribe(0);
   tell(fd, kNotificationAcknowledge, 1000000);
-  EXPECT_EQ(64U, arrived(fd).size());
+  EXPECT_EQ(arrived(fd).size(), 64U);
   turn_until_stored();
-  EXPECT_EQ(33U, managers.state.notifications.front().number);
+  EXPECT_EQ(managers.state.notifications.front().number, 33U);
 }
 
 TEST_F(Subscription, BytesThatAreNoFrameEndTheConnection) {
-  const int fd = connect_to_server();
-  EXPECT_EQ(7, send(fd, "garbage", 7, MSG_NOSIGNAL));
+  const int fd = connect_and_turn();
+  EXPECT_EQ(send(fd, "garbage", 7, MSG_NOSIGNAL), 7);
   EXPECT_TRUE(closed_by_server(fd));
   const int delivering = subscribe(0);
   tell(delivering, kNotificationDeliver, 1);
@@ -295,14 +241,16 @@ TEST_F(Subscription, BytesThatAreNoFrameEndTheConnection) {
 TEST_F(Subscription, ASilentSubscriberStopsNobodyAndTheQueueStaysBounded) {
   subscribe(0);
   flap(600);
-  EXPECT_EQ(1024U, managers.state.notifications.size());
-  EXPECT_EQ(176U, managers.state.settings.dropped_notifications);
+  EXPECT_EQ(managers.state.notifications.size(), 1024U);
+  EXPECT_EQ(managers.state.settings.dropped_notifications, 176U);
 }
 
 TEST_F(Subscription, MoreConnectionsThanAllowedAreClosedAtOnce) {
   for (int i = 0; i < 8; ++i) {
-    connect_to_server();
+    connect_and_turn();
   }
-  EXPECT_TRUE(closed_by_server(connect_to_server()));
+  EXPECT_TRUE(closed_by_server(connect_and_turn()));
   EXPECT_FALSE(closed_by_server(sockets[0]));
 }
+
+}  // namespace

@@ -7,6 +7,8 @@
 #include "switch_under_test.h"
 #include "vsan_records.h"
 
+namespace {
+
 struct PortManager : switch_under_test {
   message_reply membership(int msg_type, uint32_t vsan, uint32_t interface) {
     return ask_of(port_manager_handle, kOpActiveMembership, msg_type, words({vsan, interface, 0}));
@@ -24,7 +26,7 @@ struct PortManager : switch_under_test {
       at = {word_at(reply, 0), word_at(reply, 4)};
       pairs.push_back(at);
     }
-    EXPECT_EQ(kStatusEndOfMemberships, reply.status);
+    EXPECT_EQ(reply.status, kStatusEndOfMemberships);
     return pairs;
   }
 };
@@ -32,53 +34,53 @@ struct PortManager : switch_under_test {
 using pair_list = std::vector<std::pair<uint32_t, uint32_t>>;
 
 TEST_F(PortManager, ActiveMembershipsAreInterfacesThatAreUpInActiveVsans) {
-  EXPECT_EQ((pair_list{{10, 101}, {10, 102}}), all_memberships());  // 104 is up in a suspended VSAN
+  EXPECT_EQ(all_memberships(), (pair_list{{10, 101}, {10, 102}}));  // 104 is up in a suspended VSAN
 }
 
 TEST_F(PortManager, MembershipsAreOrderedByVsanThenInterface) {
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(104, 1)).status);
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 30)).status);
-  EXPECT_EQ((pair_list{{1, 104}, {10, 102}, {30, 101}}), all_memberships());
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(104, 1)).status, 0);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 30)).status, 0);
+  EXPECT_EQ(all_memberships(), (pair_list{{1, 104}, {10, 102}, {30, 101}}));
 }
 
 TEST_F(PortManager, MembershipsFollowAdminStatesOfInterfacesAndVsans) {
-  ASSERT_EQ(0, admin(101, 0));
-  EXPECT_EQ((pair_list{{10, 102}}), all_memberships());
+  ASSERT_EQ(admin(101, 0), 0);
+  EXPECT_EQ(all_memberships(), (pair_list{{10, 102}}));
   vsanEntry row = row_of(20);
   row.vsanAdminState = 1;
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ((pair_list{{10, 102}, {20, 104}}), all_memberships());
-  ASSERT_EQ(0, delete_row(10));
-  EXPECT_EQ((pair_list{{1, 102}, {20, 104}}), all_memberships());
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(all_memberships(), (pair_list{{10, 102}, {20, 104}}));
+  ASSERT_EQ(delete_row(10), 0);
+  EXPECT_EQ(all_memberships(), (pair_list{{1, 102}, {20, 104}}));
 }
 
 TEST_F(PortManager, GetAnswersThePairAndWhetherItIsStatic) {
-  EXPECT_EQ((bytes{0, 0, 0, 10, 0, 0, 0, 101, 1, 0, 0, 0}), membership(kMsgGet, 10, 101).payload);
-  ASSERT_EQ(0, delete_row(10));
-  EXPECT_EQ((bytes{0, 0, 0, 1, 0, 0, 0, 101, 0, 0, 0, 0}), membership(kMsgGet, 1, 101).payload);
+  EXPECT_EQ(membership(kMsgGet, 10, 101).payload, (bytes{0, 0, 0, 10, 0, 0, 0, 101, 1, 0, 0, 0}));
+  ASSERT_EQ(delete_row(10), 0);
+  EXPECT_EQ(membership(kMsgGet, 1, 101).payload, (bytes{0, 0, 0, 1, 0, 0, 0, 101, 0, 0, 0, 0}));
 }
 
 TEST_F(PortManager, GetOfAPairThatIsNotActiveHasAStatusOfItsOwn) {
-  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 10, 103).status);  // down
-  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 20, 104).status);  // suspended
-  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 30, 101).status);  // another VSAN's
-  EXPECT_EQ(kStatusNoMembership, membership(kMsgGet, 0, 0).status);
-  EXPECT_EQ(kStatusEndOfMemberships, membership(kMsgGetNext, UINT32_MAX, UINT32_MAX).status);
+  EXPECT_EQ(membership(kMsgGet, 10, 103).status, kStatusNoMembership);  // down
+  EXPECT_EQ(membership(kMsgGet, 20, 104).status, kStatusNoMembership);  // suspended
+  EXPECT_EQ(membership(kMsgGet, 30, 101).status, kStatusNoMembership);  // another VSAN's
+  EXPECT_EQ(membership(kMsgGet, 0, 0).status, kStatusNoMembership);
+  EXPECT_EQ(membership(kMsgGetNext, UINT32_MAX, UINT32_MAX).status, kStatusEndOfMemberships);
 }
 
 TEST_F(PortManager, AnInterfaceTakenDownTakesItsVsanDown) {
-  ASSERT_EQ(0, admin(101, 0));
-  EXPECT_EQ(1U, row_of(10).vsanOperState);
-  ASSERT_EQ(0, admin(102, 0));
-  EXPECT_EQ(2U, row_of(10).vsanOperState);
-  ASSERT_EQ(0, admin(103, 1));
-  EXPECT_EQ(1U, row_of(10).vsanOperState);
+  ASSERT_EQ(admin(101, 0), 0);
+  EXPECT_EQ(row_of(10).vsanOperState, 1U);
+  ASSERT_EQ(admin(102, 0), 0);
+  EXPECT_EQ(row_of(10).vsanOperState, 2U);
+  ASSERT_EQ(admin(103, 1), 0);
+  EXPECT_EQ(row_of(10).vsanOperState, 1U);
 }
 
 TEST_F(PortManager, AnAbsentInterfaceOrABadStateIsRefused) {
-  EXPECT_REFUSED(kStatusNoEntry, admin(999, 1));
-  EXPECT_REFUSED(kStatusAdminStateRange, admin(101, 2));
-  EXPECT_REFUSED(kStatusWrongSize, ask_of(port_manager_handle, kOpInterface, kMsgSet, words({101, 0})).status);
+  EXPECT_REFUSED(admin(999, 1), kStatusNoEntry);
+  EXPECT_REFUSED(admin(101, 2), kStatusAdminStateRange);
+  EXPECT_REFUSED(ask_of(port_manager_handle, kOpInterface, kMsgSet, words({101, 0})).status, kStatusWrongSize);
 }
 
 TEST_F(PortManager, InterfacesAreReadInOrderWithTheirNames) {
@@ -89,6 +91,8 @@ TEST_F(PortManager, InterfacesAreReadInOrderWithTheirNames) {
     at = reply.payload;
     names.emplace_back(reinterpret_cast<const char *>(at.data()) + offsetof(switch_interface, name));
   }
-  EXPECT_EQ((std::vector<std::string>{"fc1/1", "fc1/2", "fc1/3", "fc1/4", "fc1/5"}), names);
-  EXPECT_EQ(kStatusNoEntry, reply.status);
+  EXPECT_EQ(names, (std::vector<std::string>{"fc1/1", "fc1/2", "fc1/3", "fc1/4", "fc1/5"}));
+  EXPECT_EQ(reply.status, kStatusNoEntry);
 }
+
+}  // namespace

@@ -2,7 +2,6 @@
 #include "store/store.h"
 
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,21 +15,16 @@
 #include "statuses.h"
 #include "switch_under_test.h"
 
+namespace {
+
 struct Store : switch_under_test {
-  // Runs SQL in the file, which no switch has open.
-  void edit(const std::string &sql) const {
-    sqlite3 *db = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(store_path().c_str(), &db));
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr)) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-  }
   // The text of the failure to open or load the file.
   std::string failure() const {
     std::string error;
     store *opened = store_open(store_path(), error);
     switch_state state;
     if (opened != nullptr) {
-      EXPECT_EQ(-1, store_load(opened, state, error));
+      EXPECT_EQ(store_load(opened, state, error), -1);
     }
     store_close(opened);
     return error;
@@ -38,17 +32,17 @@ struct Store : switch_under_test {
 };
 
 TEST_F(Store, EverythingSurvivesARestart) {
-  ASSERT_EQ(0, set_row(new_row(50, "kept")));
-  ASSERT_EQ(0, delete_row(20));
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 50)).status);
-  ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 1, 30)).status);
-  ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(8, 9000, 0, 0, 0)).status);
-  ASSERT_EQ(0, ask(kOpLatency, kMsgSet, words({17, 123, 0})).status);
-  ASSERT_EQ(0, ask(kOpInorderDelivery, kMsgSet, words({1})).status);
-  ASSERT_EQ(0, ask(kOpNotificationControl, kMsgSet, words({2})).status);
+  ASSERT_EQ(set_row(new_row(50, "kept")), 0);
+  ASSERT_EQ(delete_row(20), 0);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 50)).status, 0);
+  ASSERT_EQ(ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 1, 30)).status, 0);
+  ASSERT_EQ(ask(kOpFcTimer, kMsgSet, timer_payload(8, 9000, 0, 0, 0)).status, 0);
+  ASSERT_EQ(ask(kOpLatency, kMsgSet, words({17, 123, 0})).status, 0);
+  ASSERT_EQ(ask(kOpInorderDelivery, kMsgSet, words({1})).status, 0);
+  ASSERT_EQ(ask(kOpNotificationControl, kMsgSet, words({2})).status, 0);
   bytes down = words({102, 0});
   down.resize(sizeof(switch_interface));
-  ASSERT_EQ(0, ask_of(port_manager_handle, kOpInterface, kMsgSet, down).status);
+  ASSERT_EQ(ask_of(port_manager_handle, kOpInterface, kMsgSet, down).status, 0);
   const switch_state before = managers.state;
   ASSERT_FALSE(before.notifications.empty());
   close();
@@ -57,48 +51,48 @@ TEST_F(Store, EverythingSurvivesARestart) {
 }
 
 TEST_F(Store, AChangeIsInTheFileBeforeItIsAnswered) {
-  ASSERT_EQ(0, set_row(new_row(50, "at-once")));
-  EXPECT_NE(std::string::npos, store_content().find("at-once"));
+  ASSERT_EQ(set_row(new_row(50, "at-once")), 0);
+  EXPECT_NE(store_content().find("at-once"), std::string::npos);
 }
 
 TEST_F(Store, ANewerSchemaIsRefusedNamingBothVersions) {
   close();
-  edit("PRAGMA user_version = 99");
+  edit_store("PRAGMA user_version = 99");
   const std::string error = failure();
-  EXPECT_NE(std::string::npos, error.find(store_path())) << error;
-  EXPECT_NE(std::string::npos, error.find("99")) << error;
-  EXPECT_NE(std::string::npos, error.find("up to " + std::to_string(kStoreSchemaVersion))) << error;
-  edit("PRAGMA user_version = " + std::to_string(kStoreSchemaVersion));
+  EXPECT_NE(error.find(store_path()), std::string::npos) << error;
+  EXPECT_NE(error.find("99"), std::string::npos) << error;
+  EXPECT_NE(error.find("up to " + std::to_string(kStoreSchemaVersion)), std::string::npos) << error;
+  edit_store("PRAGMA user_version = " + std::to_string(kStoreSchemaVersion));
   open();
 }
 
 TEST_F(Store, ADatabaseOfAnotherProgramIsRefused) {
   close();
   std::filesystem::remove(store_path());
-  edit("CREATE TABLE addresses (name TEXT)");
-  EXPECT_NE(std::string::npos, failure().find("another program"));
+  edit_store("CREATE TABLE addresses (name TEXT)");
+  EXPECT_NE(failure().find("another program"), std::string::npos);
 }
 
 TEST_F(Store, AFileThatIsNoDatabaseIsRefusedAndLeftAlone) {
   close();
   const std::string text(4096, 'x');
   std::ofstream(store_path()) << text;
-  EXPECT_NE("", failure());
+  EXPECT_NE(failure(), "");
   std::ifstream file(store_path());
   EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(file), {}));
 }
 
 TEST_F(Store, ASecondUserOfTheFileIsRefused) {
   std::string error;
-  EXPECT_EQ(nullptr, store_open(store_path(), error));
-  EXPECT_NE(std::string::npos, error.find("another switchd uses this store")) << error;
-  EXPECT_EQ(0, set_row(new_row(50, "undisturbed")));
+  EXPECT_EQ(store_open(store_path(), error), nullptr);
+  EXPECT_NE(error.find("another switchd uses this store"), std::string::npos) << error;
+  EXPECT_EQ(set_row(new_row(50, "undisturbed")), 0);
 }
 
 TEST_F(Store, APathThatCannotBeOpenedIsRefusedWithItsName) {
   std::string error;
-  EXPECT_EQ(nullptr, store_open(directory.path + "/absent/state.db", error));
-  EXPECT_NE(std::string::npos, error.find("/absent/state.db: No such file")) << error;
+  EXPECT_EQ(store_open(directory.path + "/absent/state.db", error), nullptr);
+  EXPECT_NE(error.find("/absent/state.db: No such file"), std::string::npos) << error;
 }
 
 TEST_F(Store, RowsThatBreakARuleAreRefusedByName) {
@@ -114,9 +108,9 @@ TEST_F(Store, RowsThatBreakARuleAreRefusedByName) {
         std::tuple{"DELETE FROM timer WHERE key = 9", "INSERT INTO timer VALUES (0, 9, 5000)", "D_S_TOV is missing"},
         std::tuple{"DELETE FROM vsan WHERE id = 1", "INSERT INTO vsan SELECT 1,'one',1,1,2112,2,100,2,2000",
                    "default VSAN"}}) {
-    edit(damage);
-    EXPECT_NE(std::string::npos, failure().find(named)) << damage << ": " << failure();
-    edit(repair);
+    edit_store(damage);
+    EXPECT_NE(failure().find(named), std::string::npos) << damage << ": " << failure();
+    edit_store(repair);
   }
   open();
 }
@@ -131,14 +125,14 @@ TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
   };
   signal(SIGXFSZ, SIG_IGN);
   set_limit(1);
-  EXPECT_REFUSED(kStatusStoreFailed, set_row(new_row(50, "too-much")));
-  EXPECT_REFUSED(kStatusStoreFailed, delete_row(10));
+  EXPECT_REFUSED(set_row(new_row(50, "too-much")), kStatusStoreFailed);
+  EXPECT_REFUSED(delete_row(10), kStatusStoreFailed);
   set_limit(RLIM_INFINITY);
   signal(SIGXFSZ, SIG_DFL);
-  ASSERT_EQ(2U, log.size());
-  EXPECT_NE(std::string::npos, log[0].find(store_path())) << log[0];
-  EXPECT_EQ(0U, managers.malformed);
-  EXPECT_EQ(0, set_row(new_row(50, "room-again")));
+  ASSERT_EQ(log.size(), 2U);
+  EXPECT_NE(log[0].find(store_path()), std::string::npos) << log[0];
+  EXPECT_EQ(managers.malformed, 0U);
+  EXPECT_EQ(set_row(new_row(50, "room-again")), 0);
   const switch_state before = managers.state;
   close();
   open();
@@ -147,10 +141,10 @@ TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
 
 TEST_F(Store, AChangeThatChangesNothingIsNotWritten) {
   const std::string stored = store_content();
-  EXPECT_EQ(0, set_row(row_of(10)));
-  EXPECT_EQ(0, ask(kOpInorderDelivery, kMsgSet, words({2})).status);
-  EXPECT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 10)).status);
-  EXPECT_EQ(stored, store_content());
+  EXPECT_EQ(set_row(row_of(10)), 0);
+  EXPECT_EQ(ask(kOpInorderDelivery, kMsgSet, words({2})).status, 0);
+  EXPECT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 10)).status, 0);
+  EXPECT_EQ(store_content(), stored);
 }
 
 // Creates VSANs from 100 on as fast as it can and tells each one that was answered. Never returns.
@@ -170,7 +164,7 @@ TEST_F(Store, AProcessThatIsKilledLosesNoWriteThatItAnswered) {
   close();
   for (int round = 0; round < 20; ++round) {
     int pipe_ends[2];
-    ASSERT_EQ(0, pipe(pipe_ends));
+    ASSERT_EQ(pipe(pipe_ends), 0);
     const pid_t child = fork();
     if (child == 0) {
       open();
@@ -182,18 +176,20 @@ TEST_F(Store, AProcessThatIsKilledLosesNoWriteThatItAnswered) {
     ::close(pipe_ends[1]);
     const int wanted = 1 + round * 3 % 17;
     for (int i = 0; i < wanted; ++i) {
-      ASSERT_EQ(static_cast<ssize_t>(sizeof acknowledged), read(pipe_ends[0], &acknowledged, sizeof acknowledged));
+      ASSERT_EQ(read(pipe_ends[0], &acknowledged, sizeof acknowledged), static_cast<ssize_t>(sizeof acknowledged));
     }
     kill(child, SIGKILL);
-    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
     // What was told after the last look counts too.
     while (read(pipe_ends[0], &acknowledged, sizeof acknowledged) == sizeof acknowledged) {
     }
     ::close(pipe_ends[0]);
     open();
     for (uint32_t vsan = 100; vsan <= acknowledged; ++vsan) {
-      ASSERT_NE(nullptr, find_vsan(managers.state, vsan)) << "round " << round;
+      ASSERT_NE(find_vsan(managers.state, vsan), nullptr) << "round " << round;
     }
     close();
   }
 }
+
+}  // namespace

@@ -5,15 +5,46 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "big_endian.h"
+#include "record_words.h"
 #include "requests.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
 
+namespace {
+
+constexpr size_t kRowAt = offsetof(vsanRowMessage, row);
+
+vsan_record vsan_of(uint32_t id, const char *name, uint32_t admin) {
+  vsan_record vsan;
+  vsan.id = id;
+  vsan.name = name;
+  vsan.admin_state = admin;
+  return vsan;
+}
+
+std::string dump_table(sqlite3 *db, const std::string &table) {
+  std::string text = table + ":";
+  sqlite3_stmt *rows = nullptr;
+  EXPECT_EQ(sqlite3_prepare_v2(db, ("SELECT * FROM " + table).c_str(), -1, &rows, nullptr), SQLITE_OK);
+  while (sqlite3_step(rows) == SQLITE_ROW) {
+    text += "\n ";
+    for (int column = 0; column < sqlite3_column_count(rows); ++column) {
+      const auto *value = static_cast<const char *>(sqlite3_column_blob(rows, column));
+      text += std::string(value == nullptr ? "" : value, static_cast<size_t>(sqlite3_column_bytes(rows, column))) + "|";
+    }
+  }
+  sqlite3_finalize(rows);
+  return text + "\n";
+}
+
+}  // namespace
+
 temporary_directory::temporary_directory() {
   std::string pattern = (std::filesystem::temp_directory_path() / "managers-XXXXXX").string();
-  EXPECT_NE(nullptr, mkdtemp(pattern.data()));
+  EXPECT_NE(mkdtemp(pattern.data()), nullptr);
   path = pattern;
 }
 
@@ -21,12 +52,17 @@ temporary_directory::~temporary_directory() {
   std::filesystem::remove_all(path);
 }
 
-static vsan_record vsan_of(uint32_t id, const char *name, uint32_t admin) {
-  vsan_record vsan;
-  vsan.id = id;
-  vsan.name = name;
-  vsan.admin_state = admin;
-  return vsan;
+std::string file_text(const std::string &path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+size_t times_in(const std::string &text, const std::string &words) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(words, at)) != std::string::npos; ++at) {
+    ++count;
+  }
+  return count;
 }
 
 switch_change small_configuration() {
@@ -57,11 +93,11 @@ void switch_under_test::open() {
   };
   std::string error;
   managers.kept = store_open(store_path(), error);
-  ASSERT_NE(nullptr, managers.kept) << error;
-  ASSERT_EQ(0, store_load(managers.kept, managers.state, error)) << error;
+  ASSERT_NE(managers.kept, nullptr) << error;
+  ASSERT_EQ(store_load(managers.kept, managers.state, error), 0) << error;
   if (managers.state.vsans.empty()) {
     switch_change change = small_configuration();
-    ASSERT_EQ(0, managers_first_start(managers, change, error)) << error;
+    ASSERT_EQ(managers_first_start(managers, change, error), 0) << error;
   }
 }
 
@@ -89,31 +125,9 @@ message_reply switch_under_test::ask(int opcode, int msg_type, const bytes &payl
   return ask_of(vsan_manager_handle, opcode, msg_type, payload, user);
 }
 
-struct row_word {
-  size_t offset;
-  uint32_t vsanEntry::*field;
-};
-static constexpr size_t kRowAt = offsetof(vsanRowMessage, row);
-static constexpr row_word kRowWords[] = {
-    {0, &vsanEntry::vsanIndex},
-    {4, &vsanEntry::vsanMediaType},
-    {8, &vsanEntry::vsanAdminState},
-    {12, &vsanEntry::vsanMtu},
-    {16, &vsanEntry::vsanInorderDelivery},
-    {20, &vsanEntry::vsanInteropMode},
-    {24, &vsanEntry::vsanLoadBalancingType},
-    {28, &vsanEntry::vsanRowStatus},
-    {32, &vsanEntry::vsanOperState},
-    {72, &vsanEntry::vsanNetworkDropLatency},
-};
-
 bytes row_payload(const vsanEntry &row) {
   bytes payload(sizeof(vsanRowMessage));
-  for (const row_word &each : kRowWords) {
-    put_be32(payload.data() + kRowAt + each.offset, row.*each.field);
-  }
-  memcpy(payload.data() + kRowAt + 36, row.vsanName, kVsanNameField);
-  memcpy(payload.data() + kRowAt + 76, row.rest, sizeof row.rest);
+  record_write(row, payload.data() + kRowAt);
   return payload;
 }
 
@@ -137,12 +151,7 @@ bytes interface_payload(uint32_t index, uint32_t vsan) {
 }
 
 bytes timer_payload(uint32_t type, uint32_t value, uint8_t flag, uint8_t force, uint32_t vsan) {
-  bytes payload(15);
-  uint8_t *at = put_be32(put_be32(payload.data(), type), value);
-  *at++ = flag;
-  *at++ = force;
-  put_be32(at, vsan);
-  return payload;
+  return record_bytes(vsanFcTimerEntry{type, value, flag, force, vsan, 0});
 }
 
 uint32_t word_at(const message_reply &reply, size_t offset) {
@@ -155,16 +164,12 @@ uint32_t word_at(const message_reply &reply, size_t offset) {
 
 vsanEntry switch_under_test::row_of(uint32_t vsan) {
   const message_reply reply = ask(kOpVsanRow, kMsgGet, row_payload(vsan));
-  EXPECT_EQ(0, reply.status);
-  vsanEntry row = {};
-  for (const row_word &each : kRowWords) {
-    row.*each.field = word_at(reply, kRowAt + each.offset);
+  EXPECT_EQ(reply.status, 0);
+  if (reply.payload.size() != sizeof(vsanRowMessage)) {
+    ADD_FAILURE() << "an answer of " << reply.payload.size() << " bytes";
+    return {};
   }
-  if (reply.payload.size() == sizeof(vsanRowMessage)) {
-    memcpy(row.vsanName, reply.payload.data() + kRowAt + 36, kVsanNameField);
-    memcpy(row.rest, reply.payload.data() + kRowAt + 76, sizeof row.rest);
-  }
-  return row;
+  return record_read<vsanEntry>(reply.payload.data() + kRowAt);
 }
 
 int switch_under_test::set_row(const vsanEntry &row) {
@@ -192,25 +197,17 @@ vsanEntry new_row(uint32_t vsan, const std::string &name) {
   return row;
 }
 
-static std::string dump_table(sqlite3 *db, const std::string &table) {
-  std::string text = table + ":";
-  sqlite3_stmt *rows = nullptr;
-  EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, ("SELECT * FROM " + table).c_str(), -1, &rows, nullptr));
-  while (sqlite3_step(rows) == SQLITE_ROW) {
-    text += "\n ";
-    for (int column = 0; column < sqlite3_column_count(rows); ++column) {
-      const auto *value = static_cast<const char *>(sqlite3_column_blob(rows, column));
-      text += std::string(value == nullptr ? "" : value, static_cast<size_t>(sqlite3_column_bytes(rows, column))) + "|";
-    }
-  }
-  sqlite3_finalize(rows);
-  return text + "\n";
+void switch_under_test::edit_store(const std::string &sql) const {
+  sqlite3 *db = nullptr;
+  ASSERT_EQ(sqlite3_open(store_path().c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
 }
 
 std::string switch_under_test::store_content() const {
   sqlite3 *db = nullptr;
-  EXPECT_EQ(SQLITE_OK,
-            sqlite3_open_v2(("file:" + store_path()).c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr));
+  EXPECT_EQ(sqlite3_open_v2(("file:" + store_path()).c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr),
+            SQLITE_OK);
   std::string text;
   for (const char *table : {"vsan", "interface", "timer", "pending_timer", "kept_out", "setting", "notification"}) {
     text += dump_table(db, table);

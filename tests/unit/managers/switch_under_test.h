@@ -23,8 +23,13 @@ struct temporary_directory {
   temporary_directory &operator=(const temporary_directory &) = delete;
 };
 
-// VSANs 1, 10 ("alpha", up), 20 ("beta", suspended), 30 ("gamma", no members); interfaces 101 and 102 (up) in VSAN 10,
-// 103 (down) in VSAN 10, 104 (up) in VSAN 20, 105 (down) in VSAN 1.
+// The whole file; empty when there is none.
+std::string file_text(const std::string &path);
+// How often the words stand in the text.
+size_t times_in(const std::string &text, const std::string &words);
+
+// VSANs 1, 10 ("alpha", up), 20 ("beta", suspended), 30 ("gamma", no members); interfaces 101 and 102 (up) in VSAN
+// 10, 103 (down) in VSAN 10, 104 (up) in VSAN 20, 105 (down) in VSAN 1.
 switch_change small_configuration();
 
 struct switch_under_test : testing::Test {
@@ -49,6 +54,8 @@ struct switch_under_test : testing::Test {
 
   // All tables of the store as text, as another process reads them.
   std::string store_content() const;
+  // Runs SQL in the store's file, which no switch has open.
+  void edit_store(const std::string &sql) const;
   std::string store_path() const { return directory.path + "/state.db"; }
 };
 
@@ -66,13 +73,13 @@ bytes words(std::initializer_list<uint32_t> values);
 uint32_t word_at(const message_reply &reply, size_t offset);
 
 // Calls `change`, which is to be refused with `status`, and checks that memory and store stay as they were.
-#define EXPECT_REFUSED(status, change)          \
+#define EXPECT_REFUSED(change, status)          \
   do {                                          \
     const switch_state before = managers.state; \
     const std::string stored = store_content(); \
-    EXPECT_EQ(status, change);                  \
-    EXPECT_TRUE(before == managers.state);      \
-    EXPECT_EQ(stored, store_content());         \
+    EXPECT_EQ(change, status);                  \
+    EXPECT_TRUE(managers.state == before);      \
+    EXPECT_EQ(store_content(), stored);         \
   } while (false)
 
 #endif

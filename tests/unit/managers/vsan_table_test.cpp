@@ -6,23 +6,25 @@
 #include "switch_under_test.h"
 #include "vsan_records.h"
 
+namespace {
+
 using VsanTable = switch_under_test;
 
 TEST_F(VsanTable, GetOfAnAbsentVsanIsNoSuchVsan) {
-  EXPECT_EQ(kStatusNoVsan, ask(kOpVsanRow, kMsgGet, row_payload(11)).status);
-  EXPECT_EQ(kStatusNoVsan, ask(kOpVsanRow, kMsgGet, row_payload(0)).status);
-  EXPECT_EQ(kStatusNoVsan, ask(kOpVsanRow, kMsgGet, row_payload(4095)).status);
+  EXPECT_EQ(ask(kOpVsanRow, kMsgGet, row_payload(11)).status, kStatusNoVsan);
+  EXPECT_EQ(ask(kOpVsanRow, kMsgGet, row_payload(0)).status, kStatusNoVsan);
+  EXPECT_EQ(ask(kOpVsanRow, kMsgGet, row_payload(4095)).status, kStatusNoVsan);
 }
 
 TEST_F(VsanTable, GetAnswersTheRowInItsEnvelope) {
   const message_reply reply = ask(kOpVsanRow, kMsgGet, row_payload(10));
-  ASSERT_EQ(0, reply.status);
-  ASSERT_EQ(2632U, reply.payload.size());
+  ASSERT_EQ(reply.status, 0);
+  ASSERT_EQ(reply.payload.size(), 2632U);
   const bytes head(reply.payload.begin() + 520, reply.payload.begin() + 520 + 76);
   const bytes expected{0, 0, 0, 10, 0, 0, 0, 1, 0, 0, 0,   1,   0,   0,   8,   0x40, 0, 0, 0, 2, 0, 0, 0, 0x64, 0, 0,
                        0, 2, 0, 0,  0, 1, 0, 0, 0, 1, 'a', 'l', 'p', 'h', 'a', 0,    0, 0, 0, 0, 0, 0, 0, 0,    0, 0,
                        0, 0, 0, 0,  0, 0, 0, 0, 0, 0, 0,   0,   0,   0,   0,   0,    0, 0, 0, 0, 0, 0, 7, 0xD0};
-  EXPECT_EQ(expected, head);
+  EXPECT_EQ(head, expected);
 }
 
 TEST_F(VsanTable, GetNextWalksInOrderAndEndsAfterTheLastRow) {
@@ -34,27 +36,27 @@ TEST_F(VsanTable, GetNextWalksInOrderAndEndsAfterTheLastRow) {
     seen.push_back(at);
     ASSERT_LE(seen.size(), 4U);
   }
-  EXPECT_EQ((std::vector<uint32_t>{1, 10, 20, 30}), seen);
-  EXPECT_EQ(kStatusNoEntry, reply.status);
-  EXPECT_EQ(kStatusNoEntry, ask(kOpVsanRow, kMsgGetNext, row_payload(UINT32_MAX)).status);
+  EXPECT_EQ(seen, (std::vector<uint32_t>{1, 10, 20, 30}));
+  EXPECT_EQ(reply.status, kStatusNoEntry);
+  EXPECT_EQ(ask(kOpVsanRow, kMsgGetNext, row_payload(UINT32_MAX)).status, kStatusNoEntry);
 }
 
 TEST_F(VsanTable, SetOfAnAbsentVsanWithStatusActiveCreatesItWithDefaults) {
-  ASSERT_EQ(0, set_row(new_row(50, "new")));
+  ASSERT_EQ(set_row(new_row(50, "new")), 0);
   const vsanEntry row = row_of(50);
-  EXPECT_STREQ("new", row.vsanName);
-  EXPECT_EQ(2U, row.vsanInorderDelivery);
-  EXPECT_EQ(2000U, row.vsanNetworkDropLatency);
-  EXPECT_EQ(1U, row.vsanRowStatus);
-  EXPECT_EQ(2U, row.vsanOperState);
-  EXPECT_EQ(5U, word_at(ask(kOpVsanNumber, kMsgGet, {}), 0));
+  EXPECT_STREQ(row.vsanName, "new");
+  EXPECT_EQ(row.vsanInorderDelivery, 2U);
+  EXPECT_EQ(row.vsanNetworkDropLatency, 2000U);
+  EXPECT_EQ(row.vsanRowStatus, 1U);
+  EXPECT_EQ(row.vsanOperState, 2U);
+  EXPECT_EQ(word_at(ask(kOpVsanNumber, kMsgGet, {}), 0), 5U);
 }
 
 TEST_F(VsanTable, SetOfAnAbsentVsanWithAnotherStatusIsRefused) {
   for (const uint32_t status : {0U, 2U, 3U, 4U, 5U, 6U}) {
     vsanEntry row = new_row(50, "new");
     row.vsanRowStatus = status;
-    EXPECT_REFUSED(kStatusNoVsan, set_row(row));
+    EXPECT_REFUSED(set_row(row), kStatusNoVsan);
   }
 }
 
@@ -66,89 +68,89 @@ TEST_F(VsanTable, SetOfAPresentVsanReplacesItsRow) {
   row.vsanInteropMode = 3;
   row.vsanInorderDelivery = 1;
   row.vsanNetworkDropLatency = 60000;
-  ASSERT_EQ(0, set_row(row));
+  ASSERT_EQ(set_row(row), 0);
   vsanEntry after = row_of(10);
   memcpy(after.rest, row.rest, sizeof after.rest);  // it holds what was read
-  EXPECT_EQ(row_payload(row), row_payload(after));
+  EXPECT_EQ(row_payload(after), row_payload(row));
 }
 
 TEST_F(VsanTable, ZeroInOrderAndZeroLatencyLeaveAPresentRowsValues) {
   vsanEntry row = row_of(10);
   row.vsanInorderDelivery = 1;
   row.vsanNetworkDropLatency = 777;
-  ASSERT_EQ(0, set_row(row));
+  ASSERT_EQ(set_row(row), 0);
   row.vsanInorderDelivery = 0;
   row.vsanNetworkDropLatency = 0;
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ(1U, row_of(10).vsanInorderDelivery);
-  EXPECT_EQ(777U, row_of(10).vsanNetworkDropLatency);
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(row_of(10).vsanInorderDelivery, 1U);
+  EXPECT_EQ(row_of(10).vsanNetworkDropLatency, 777U);
 }
 
 TEST_F(VsanTable, InteropZeroIsKeptAsTheDefaultMode) {
   vsanEntry row = row_of(10);
   row.vsanInteropMode = 0;
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ(100U, row_of(10).vsanInteropMode);
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(row_of(10).vsanInteropMode, 100U);
 }
 
 TEST_F(VsanTable, DeleteOfAnAbsentVsanIsNoSuchVsan) {
-  EXPECT_REFUSED(kStatusNoVsan, delete_row(11));
+  EXPECT_REFUSED(delete_row(11), kStatusNoVsan);
 }
 
 TEST_F(VsanTable, DeleteOfTheDefaultVsanIsRefused) {
-  EXPECT_REFUSED(kStatusVsanConflict, delete_row(1));
+  EXPECT_REFUSED(delete_row(1), kStatusVsanConflict);
 }
 
 TEST_F(VsanTable, DeleteSendsInterfacesHomeAndTakesTimersAlong) {
-  ASSERT_EQ(0, ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 1, 10)).status);
-  ASSERT_EQ(0, delete_row(10));
-  EXPECT_EQ(kStatusNoVsan, ask(kOpVsanRow, kMsgGet, row_payload(10)).status);
+  ASSERT_EQ(ask(kOpFcTimer, kMsgSet, timer_payload(7, 3000, 1, 1, 10)).status, 0);
+  ASSERT_EQ(delete_row(10), 0);
+  EXPECT_EQ(ask(kOpVsanRow, kMsgGet, row_payload(10)).status, kStatusNoVsan);
   for (const uint32_t index : {101U, 102U, 103U}) {
-    EXPECT_EQ(1U, word_at(ask(kOpInterfaceVsan, kMsgGet, interface_payload(index)), 4)) << index;
+    EXPECT_EQ(word_at(ask(kOpInterfaceVsan, kMsgGet, interface_payload(index)), 4), 1U) << index;
     EXPECT_FALSE(find_interface(managers.state, index)->is_static) << index;
   }
-  ASSERT_EQ(0, set_row(new_row(10, "again")));
-  EXPECT_EQ(2000U, word_at(ask(kOpFcTimer, kMsgGet, timer_payload(7, 0, 1, 0, 10)), 4));
+  ASSERT_EQ(set_row(new_row(10, "again")), 0);
+  EXPECT_EQ(word_at(ask(kOpFcTimer, kMsgGet, timer_payload(7, 0, 1, 0, 10)), 4), 2000U);
 }
 
 TEST_F(VsanTable, ANameThatAnotherVsanHasIsRefused) {
-  EXPECT_REFUSED(kStatusVsanConflict, set_row(new_row(50, "beta")));
+  EXPECT_REFUSED(set_row(new_row(50, "beta")), kStatusVsanConflict);
   vsanEntry row = row_of(10);
   memcpy(row.vsanName, "beta\0", 6);
-  EXPECT_REFUSED(kStatusVsanConflict, set_row(row));
+  EXPECT_REFUSED(set_row(row), kStatusVsanConflict);
 }
 
 TEST_F(VsanTable, ANameIsFreeAgainAfterARenameAndAfterADelete) {
   vsanEntry row = row_of(10);
   memcpy(row.vsanName, "other", 6);
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ(0, set_row(new_row(50, "alpha")));
-  ASSERT_EQ(0, delete_row(20));
-  EXPECT_EQ(0, set_row(new_row(51, "beta")));
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(set_row(new_row(50, "alpha")), 0);
+  ASSERT_EQ(delete_row(20), 0);
+  EXPECT_EQ(set_row(new_row(51, "beta")), 0);
 }
 
 TEST_F(VsanTable, SeveralVsansMayBeWithoutAName) {
-  EXPECT_EQ(0, set_row(new_row(50, "")));
-  EXPECT_EQ(0, set_row(new_row(51, "")));
-  EXPECT_STREQ("", row_of(51).vsanName);
+  EXPECT_EQ(set_row(new_row(50, "")), 0);
+  EXPECT_EQ(set_row(new_row(51, "")), 0);
+  EXPECT_STREQ(row_of(51).vsanName, "");
 }
 
 TEST_F(VsanTable, ANameMayHave32OctetsOfAnyKindButABlank) {
   const std::string longest =
       "\xC3\xA4"
       "0123456789abcdefghijklmnopqrst";
-  ASSERT_EQ(32U, longest.size());
-  ASSERT_EQ(0, set_row(new_row(50, longest)));
-  EXPECT_EQ(longest, row_of(50).vsanName);
+  ASSERT_EQ(longest.size(), 32U);
+  ASSERT_EQ(set_row(new_row(50, longest)), 0);
+  EXPECT_EQ(row_of(50).vsanName, longest);
   close();
   open();
-  EXPECT_EQ(longest, row_of(50).vsanName);
+  EXPECT_EQ(row_of(50).vsanName, longest);
 }
 
 TEST_F(VsanTable, ANameTooLongWithoutItsEndOrWithABlankIsRefused) {
-  EXPECT_REFUSED(kStatusNameRange, set_row(new_row(50, std::string(33, 'n'))));
-  EXPECT_REFUSED(kStatusNameMalformed, set_row(new_row(50, std::string(36, 'n'))));
-  EXPECT_REFUSED(kStatusNameMalformed, set_row(new_row(50, "two words")));
+  EXPECT_REFUSED(set_row(new_row(50, std::string(33, 'n'))), kStatusNameRange);
+  EXPECT_REFUSED(set_row(new_row(50, std::string(36, 'n'))), kStatusNameMalformed);
+  EXPECT_REFUSED(set_row(new_row(50, "two words")), kStatusNameMalformed);
 }
 
 TEST_F(VsanTable, OperationalStateAndTrailingBytesOfAClientAreNotTaken) {
@@ -156,12 +158,12 @@ TEST_F(VsanTable, OperationalStateAndTrailingBytesOfAClientAreNotTaken) {
   row.vsanOperState = 1;
   memset(row.rest, 0xAA, sizeof row.rest);
   memcpy(row.vsanName, "gamma\0leftover", 15);
-  ASSERT_EQ(0, set_row(row));
+  ASSERT_EQ(set_row(row), 0);
   const vsanEntry after = row_of(30);
-  EXPECT_EQ(2U, after.vsanOperState);
-  EXPECT_NE(0xAA, after.rest[0]);
-  EXPECT_EQ(0, after.rest[2031]);
-  EXPECT_EQ(0, after.vsanName[7]);
+  EXPECT_EQ(after.vsanOperState, 2U);
+  EXPECT_NE(after.rest[0], 0xAA);
+  EXPECT_EQ(after.rest[2031], 0);
+  EXPECT_EQ(after.vsanName[7], 0);
 }
 
 struct bad_value {
@@ -175,13 +177,13 @@ class BadRow : public switch_under_test, public testing::WithParamInterface<bad_
 TEST_P(BadRow, IsRefusedOnCreateAndOnReplaceAndChangesNothing) {
   vsanEntry created = new_row(50, "new");
   created.*GetParam().field = GetParam().value;
-  EXPECT_REFUSED(GetParam().status, set_row(created));
-  EXPECT_EQ(1U, log.size());
-  EXPECT_EQ(1U, managers.malformed);
+  EXPECT_REFUSED(set_row(created), GetParam().status);
+  EXPECT_EQ(log.size(), 1U);
+  EXPECT_EQ(managers.malformed, 1U);
   if (GetParam().field != &vsanEntry::vsanIndex) {
     vsanEntry replaced = row_of(10);
     replaced.*GetParam().field = GetParam().value;
-    EXPECT_REFUSED(GetParam().status, set_row(replaced));
+    EXPECT_REFUSED(set_row(replaced), GetParam().status);
   }
 }
 
@@ -207,113 +209,115 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<bad_value> &info) { return std::string(info.param.what); });
 
 TEST_F(VsanTable, MalformedRequestsAreRefusedCountedAndLogged) {
-  EXPECT_REFUSED(kStatusWrongSize, ask(kOpVsanRow, kMsgSet, bytes(2631)).status);
-  EXPECT_REFUSED(kStatusWrongSize, ask(kOpVsanRow, kMsgGet, {}).status);
-  EXPECT_REFUSED(kStatusWrongSize, ask(kOpVsanNumber, kMsgGet, bytes(4)).status);
-  EXPECT_REFUSED(kStatusBadMessageType, ask(kOpVsanRow, kMsgKdxGet, row_payload(1)).status);
-  EXPECT_REFUSED(kStatusBadMessageType, ask(kOpVsanNumber, kMsgSet, {}).status);
-  EXPECT_REFUSED(kStatusUnknownOpcode, ask(4242, kMsgGet, {}).status);
-  EXPECT_EQ(6U, managers.malformed);
-  ASSERT_EQ(6U, log.size());
-  EXPECT_NE(std::string::npos, log[0].find("payload of 2631 bytes instead of 2632"));
-  EXPECT_NE(std::string::npos, log[5].find("4242"));
+  EXPECT_REFUSED(ask(kOpVsanRow, kMsgSet, bytes(2631)).status, kStatusWrongSize);
+  EXPECT_REFUSED(ask(kOpVsanRow, kMsgGet, {}).status, kStatusWrongSize);
+  EXPECT_REFUSED(ask(kOpVsanNumber, kMsgGet, bytes(4)).status, kStatusWrongSize);
+  EXPECT_REFUSED(ask(kOpVsanRow, kMsgKdxGet, row_payload(1)).status, kStatusBadMessageType);
+  EXPECT_REFUSED(ask(kOpVsanNumber, kMsgSet, {}).status, kStatusBadMessageType);
+  EXPECT_REFUSED(ask(4242, kMsgGet, {}).status, kStatusUnknownOpcode);
+  EXPECT_EQ(managers.malformed, 6U);
+  ASSERT_EQ(log.size(), 6U);
+  EXPECT_NE(log[0].find("payload of 2631 bytes instead of 2632"), std::string::npos);
+  EXPECT_NE(log[5].find("4242"), std::string::npos);
 }
 
 TEST_F(VsanTable, AVsanIsUpWhenItIsActiveAndHasAnInterfaceThatIsUp) {
-  EXPECT_EQ(1U, row_of(10).vsanOperState);
-  EXPECT_EQ(2U, row_of(20).vsanOperState);  // a member that is up, but suspended
-  EXPECT_EQ(2U, row_of(30).vsanOperState);  // active without members
-  EXPECT_EQ(2U, row_of(1).vsanOperState);   // active, its member down
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 30)).status);
-  EXPECT_EQ(1U, row_of(30).vsanOperState);
-  EXPECT_EQ(1U, row_of(10).vsanOperState);
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(102, 30)).status);
-  EXPECT_EQ(2U, row_of(10).vsanOperState);
+  EXPECT_EQ(row_of(10).vsanOperState, 1U);
+  EXPECT_EQ(row_of(20).vsanOperState, 2U);  // a member that is up, but suspended
+  EXPECT_EQ(row_of(30).vsanOperState, 2U);  // active without members
+  EXPECT_EQ(row_of(1).vsanOperState, 2U);   // active, its member down
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, 30)).status, 0);
+  EXPECT_EQ(row_of(30).vsanOperState, 1U);
+  EXPECT_EQ(row_of(10).vsanOperState, 1U);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(102, 30)).status, 0);
+  EXPECT_EQ(row_of(10).vsanOperState, 2U);
   vsanEntry row = row_of(20);
   row.vsanAdminState = 1;
-  ASSERT_EQ(0, set_row(row));
-  EXPECT_EQ(1U, row_of(20).vsanOperState);
+  ASSERT_EQ(set_row(row), 0);
+  EXPECT_EQ(row_of(20).vsanOperState, 1U);
 }
 
 TEST_F(VsanTable, LastChangeFollowsEveryChangeOfARowAndNothingElse) {
   const auto changed = [&] { return managers.state.settings.changed_seconds; };
   const auto forget = [&] { managers.state.settings.changed_seconds = 1000; };
-  ASSERT_EQ(1000U, word_at(ask(kOpTableLastChange, kMsgGet, {}), 0));
-  ASSERT_EQ(0, set_row(row_of(10)));  // the same row
-  EXPECT_EQ(1000U, changed());
-  ASSERT_EQ(0, ask(kOpInorderDelivery, kMsgSet, words({1})).status);
-  EXPECT_EQ(1000U, changed());
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(103, 30)).status);  // down: no row reads differently
-  EXPECT_EQ(1000U, changed());
-  ASSERT_EQ(0, ask(kOpInterfaceVsan, kMsgSet, interface_payload(102, 30)).status);  // VSAN 30 comes up
-  EXPECT_LT(1000U, changed());
+  ASSERT_EQ(word_at(ask(kOpTableLastChange, kMsgGet, {}), 0), 1000U);
+  ASSERT_EQ(set_row(row_of(10)), 0);  // the same row
+  EXPECT_EQ(changed(), 1000U);
+  ASSERT_EQ(ask(kOpInorderDelivery, kMsgSet, words({1})).status, 0);
+  EXPECT_EQ(changed(), 1000U);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(103, 30)).status, 0);  // down: no row reads differently
+  EXPECT_EQ(changed(), 1000U);
+  ASSERT_EQ(ask(kOpInterfaceVsan, kMsgSet, interface_payload(102, 30)).status, 0);  // VSAN 30 comes up
+  EXPECT_GT(changed(), 1000U);
   forget();
-  ASSERT_EQ(0, set_row(new_row(50, "new")));
-  EXPECT_LT(1000U, changed());
+  ASSERT_EQ(set_row(new_row(50, "new")), 0);
+  EXPECT_GT(changed(), 1000U);
   forget();
-  ASSERT_EQ(0, delete_row(50));
-  EXPECT_LT(1000U, changed());
-  EXPECT_EQ(changed(), word_at(ask(kOpTableLastChange, kMsgGet, {}), 0));
-  EXPECT_EQ(managers.state.settings.changed_microseconds, word_at(ask(kOpTableLastChange, kMsgGet, {}), 4));
+  ASSERT_EQ(delete_row(50), 0);
+  EXPECT_GT(changed(), 1000U);
+  EXPECT_EQ(word_at(ask(kOpTableLastChange, kMsgGet, {}), 0), changed());
+  EXPECT_EQ(word_at(ask(kOpTableLastChange, kMsgGet, {}), 4), managers.state.settings.changed_microseconds);
 }
 
 using InterfaceTable = switch_under_test;
 
 TEST_F(InterfaceTable, GetOfAnAbsentInterfaceAndGetNextPastTheLastAreNoEntry) {
-  EXPECT_EQ(kStatusNoEntry, ask(kOpInterfaceVsan, kMsgGet, interface_payload(999)).status);
-  EXPECT_EQ(kStatusNoEntry, ask(kOpInterfaceVsan, kMsgGetNext, interface_payload(105)).status);
+  EXPECT_EQ(ask(kOpInterfaceVsan, kMsgGet, interface_payload(999)).status, kStatusNoEntry);
+  EXPECT_EQ(ask(kOpInterfaceVsan, kMsgGetNext, interface_payload(105)).status, kStatusNoEntry);
 }
 
 TEST_F(InterfaceTable, GetNextWalksInOrder) {
   uint32_t at = 0;
   for (const uint32_t expected : {101U, 102U, 103U, 104U, 105U}) {
     at = word_at(ask(kOpInterfaceVsan, kMsgGetNext, interface_payload(at)), 0);
-    EXPECT_EQ(expected, at);
+    EXPECT_EQ(at, expected);
   }
-  EXPECT_EQ(5U, word_at(ask(kOpInterfaceNumber, kMsgGet, {}), 0));
+  EXPECT_EQ(word_at(ask(kOpInterfaceNumber, kMsgGet, {}), 0), 5U);
 }
 
 TEST_F(InterfaceTable, AnswersDoNotEchoWhatWasSent) {
   const message_reply reply = ask(kOpInterfaceVsan, kMsgGet, words({104, 77, 88, 99}));
-  EXPECT_EQ(words({104, 20, 0, 1}), reply.payload);
+  EXPECT_EQ(reply.payload, words({104, 20, 0, 1}));
 }
 
 TEST_F(InterfaceTable, AMoveToAnAbsentVsanIsNoSuchVsan) {
   for (const uint32_t vsan : {0U, 11U, 4095U, UINT32_MAX}) {
-    EXPECT_REFUSED(kStatusNoVsan, ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, vsan)).status);
+    EXPECT_REFUSED(ask(kOpInterfaceVsan, kMsgSet, interface_payload(101, vsan)).status, kStatusNoVsan);
   }
 }
 
 TEST_F(InterfaceTable, AMoveOfAnAbsentInterfaceIsNoEntry) {
-  EXPECT_REFUSED(kStatusNoEntry, ask(kOpInterfaceVsan, kMsgSet, interface_payload(999, 10)).status);
+  EXPECT_REFUSED(ask(kOpInterfaceVsan, kMsgSet, interface_payload(999, 10)).status, kStatusNoEntry);
 }
 
 using Scalars = switch_under_test;
 
 TEST_F(Scalars, LatenciesAreReadAndSetByType) {
-  EXPECT_EQ(words({17, 500, 0}), ask(kOpLatency, kMsgGet, words({17, 0, 0})).payload);
-  EXPECT_EQ(words({18, 2000, 0}), ask(kOpLatency, kMsgGet, words({18, 0, 0})).payload);
-  EXPECT_EQ(0, ask(kOpLatency, kMsgSet, words({17, 0, 0})).status);
-  EXPECT_EQ(0, ask(kOpLatency, kMsgSet, words({18, 60000, 7})).status);
-  EXPECT_EQ(0U, word_at(ask(kOpLatency, kMsgGet, words({17, 0, 0})), 4));
-  EXPECT_EQ(60000U, word_at(ask(kOpLatency, kMsgGet, words({18, 0, 0})), 4));
-  EXPECT_REFUSED(kStatusLatencyRange, ask(kOpLatency, kMsgSet, words({18, 60001, 0})).status);
-  EXPECT_REFUSED(kStatusLatencyType, ask(kOpLatency, kMsgSet, words({16, 1, 0})).status);
-  EXPECT_EQ(kStatusLatencyType, ask(kOpLatency, kMsgGet, words({19, 0, 0})).status);
+  EXPECT_EQ(ask(kOpLatency, kMsgGet, words({17, 0, 0})).payload, words({17, 500, 0}));
+  EXPECT_EQ(ask(kOpLatency, kMsgGet, words({18, 0, 0})).payload, words({18, 2000, 0}));
+  EXPECT_EQ(ask(kOpLatency, kMsgSet, words({17, 0, 0})).status, 0);
+  EXPECT_EQ(ask(kOpLatency, kMsgSet, words({18, 60000, 7})).status, 0);
+  EXPECT_EQ(word_at(ask(kOpLatency, kMsgGet, words({17, 0, 0})), 4), 0U);
+  EXPECT_EQ(word_at(ask(kOpLatency, kMsgGet, words({18, 0, 0})), 4), 60000U);
+  EXPECT_REFUSED(ask(kOpLatency, kMsgSet, words({18, 60001, 0})).status, kStatusLatencyRange);
+  EXPECT_REFUSED(ask(kOpLatency, kMsgSet, words({16, 1, 0})).status, kStatusLatencyType);
+  EXPECT_EQ(ask(kOpLatency, kMsgGet, words({19, 0, 0})).status, kStatusLatencyType);
 }
 
 TEST_F(Scalars, InorderDeliveryIsOneOrTwo) {
-  EXPECT_EQ(words({2}), ask(kOpInorderDelivery, kMsgGet, {}).payload);
-  EXPECT_EQ(0, ask(kOpInorderDelivery, kMsgSet, words({1})).status);
-  EXPECT_EQ(words({1}), ask(kOpInorderDelivery, kMsgGet, {}).payload);
-  EXPECT_REFUSED(kStatusInorderRange, ask(kOpInorderDelivery, kMsgSet, words({0})).status);
-  EXPECT_REFUSED(kStatusInorderRange, ask(kOpInorderDelivery, kMsgSet, words({3})).status);
+  EXPECT_EQ(ask(kOpInorderDelivery, kMsgGet, {}).payload, words({2}));
+  EXPECT_EQ(ask(kOpInorderDelivery, kMsgSet, words({1})).status, 0);
+  EXPECT_EQ(ask(kOpInorderDelivery, kMsgGet, {}).payload, words({1}));
+  EXPECT_REFUSED(ask(kOpInorderDelivery, kMsgSet, words({0})).status, kStatusInorderRange);
+  EXPECT_REFUSED(ask(kOpInorderDelivery, kMsgSet, words({3})).status, kStatusInorderRange);
 }
 
 TEST_F(Scalars, TheIdentityServiceAnswersTheWorldWideName) {
   const message_reply reply = ask_of(identity_handle, kOpSwitchWwn, kMsgGet, {});
-  EXPECT_EQ(0, reply.status);
-  EXPECT_EQ((bytes{0x20, 0, 2, 1, 2, 3, 4, 5}), reply.payload);
-  EXPECT_EQ(kStatusUnknownOpcode, ask_of(identity_handle, kOpVsanNumber, kMsgGet, {}).status);
-  EXPECT_EQ(kStatusBadMessageType, ask_of(identity_handle, kOpSwitchWwn, kMsgSet, {}).status);
+  EXPECT_EQ(reply.status, 0);
+  EXPECT_EQ(reply.payload, (bytes{0x20, 0, 2, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(ask_of(identity_handle, kOpVsanNumber, kMsgGet, {}).status, kStatusUnknownOpcode);
+  EXPECT_EQ(ask_of(identity_handle, kOpSwitchWwn, kMsgSet, {}).status, kStatusBadMessageType);
 }
+
+}  // namespace

@@ -5,6 +5,8 @@
 
 namespace {
 
+using namespace mib;
+
 struct setter {
   const char *name;
   WriteMethod *method;
@@ -24,7 +26,7 @@ struct setter {
 const setter kSetters[] = {
     {"set_vsanAdminState",
      set_vsanAdminState,
-     4,
+     kAdminState,
      ASN_INTEGER,
      ASN_UNSIGNED,
      {1, 2},
@@ -37,7 +39,7 @@ const setter kSetters[] = {
      "set_vsanAdminState : vsan restricted user -- not allowed in this vsan\n"},
     {"set_vsanLoadBalancingType",
      set_vsanLoadBalancingType,
-     6,
+     kLoadBalancing,
      ASN_INTEGER,
      ASN_UNSIGNED,
      {1, 2},
@@ -50,7 +52,7 @@ const setter kSetters[] = {
      "set_vsanLoadBalancingType : vsan restricted user -- not allowed in this vsan\n"},
     {"set_vsanInterOperType",
      set_vsanInterOperType,
-     10,
+     kInterop,
      ASN_INTEGER,
      ASN_UNSIGNED,
      {0, 1, 4},
@@ -63,7 +65,7 @@ const setter kSetters[] = {
      "set_vsanInterOperType(#) : vsan restricted user -- not allowed in this vsan\n"},
     {"set_vsanInorderDelivery",
      set_vsanInorderDelivery,
-     11,
+     kInorder,
      ASN_INTEGER,
      ASN_UNSIGNED,
      {1, 2},
@@ -76,7 +78,7 @@ const setter kSetters[] = {
      "set_vsanInorderDelivery(#) : vsan restricted user -- not allowed in this vsan\n"},
     {"set_vsanNetworkDropLatency",
      set_vsanNetworkDropLatency,
-     12,
+     kDropLatency,
      ASN_UNSIGNED,
      ASN_INTEGER,
      {1, 60000},
@@ -89,7 +91,7 @@ const setter kSetters[] = {
      "set_vsanNetworkDropLatency(#) : vsan restricted user -- not allowed in this vsan\n"},
     {"set_vsanInterOperMode",
      set_vsanInterOperMode,
-     10,
+     kInterop,
      ASN_INTEGER,
      ASN_OCTET_STR,
      {1, 2},
@@ -108,7 +110,7 @@ class ColumnSetters : public ModuleTest, public ::testing::WithParamInterface<se
     ModuleTest::SetUp();
     fake::add_vsan(10);
   }
-  mini::name_t cell() const { return mini::vsan_cell(GetParam().column, 10); }
+  name_t cell() const { return vsan_cell(GetParam().column, 10); }
   int run(int action, long value) const {
     return mini::phase(GetParam().method, action, {cell(), GetParam().type, value, {}});
   }
@@ -121,7 +123,9 @@ INSTANTIATE_TEST_SUITE_P(, ColumnSetters, ::testing::ValuesIn(kSetters),
 size_t lines_but_entries() {
   size_t count = 0;
   for (const auto &line : fake::the().history) {
-    if (line.second.find("write to") != std::string::npos || line.second.find("Wrong") != std::string::npos) ++count;
+    if (line.second.find("write to") != std::string::npos || line.second.find("Wrong") != std::string::npos) {
+      ++count;
+    }
   }
   return count;
 }
@@ -164,7 +168,9 @@ TEST_P(ColumnSetters, LengthsOfAnIntegerPass) {
 TEST_P(ColumnSetters, ValuesAtTheEdges) {
   const setter &s = GetParam();
   capture();
-  for (long value : s.accepted) EXPECT_EQ(run(RESERVE1, value), 0) << value;
+  for (long value : s.accepted) {
+    EXPECT_EQ(run(RESERVE1, value), 0) << value;
+  }
   EXPECT_EQ(lines_but_entries(), 0u);
   for (long value : s.refused) {
     fake::the().history.clear();
@@ -178,7 +184,9 @@ TEST_P(ColumnSetters, ValuesAtTheEdges) {
 }
 
 TEST_P(ColumnSetters, ValuesBeyond32BitsAreOutOfRangeAndNotCut) {
-  if (sizeof(long) == 4) GTEST_SKIP() << "a value has 32 bits here";
+  if (sizeof(long) == 4) {
+    GTEST_SKIP() << "a value has 32 bits here";
+  }
   EXPECT_EQ(run(RESERVE1, static_cast<long>(0x100000001LL)), SNMP_ERR_WRONGVALUE);
   EXPECT_EQ(run(RESERVE1, static_cast<long>(-0x100000000LL + 1)), SNMP_ERR_WRONGVALUE);
 }
@@ -240,13 +248,12 @@ class Columns : public ModuleTest {
 };
 
 TEST_F(Columns, LatencyZeroIsGenErrAndRecorded) {
-  EXPECT_EQ(mini::phase(set_vsanNetworkDropLatency, RESERVE1, mini::gauge(mini::vsan_cell(12, 10), 0)),
-            SNMP_ERR_GENERR);
+  EXPECT_EQ(mini::phase(set_vsanNetworkDropLatency, RESERVE1, gauge(vsan_cell(kDropLatency, 10), 0)), SNMP_ERR_GENERR);
   EXPECT_EQ(fake::the().set_errors, (std::vector<std::pair<int, int>>{{0x40190014, 200}}));
 }
 
 int name_check(const std::string &name, u_char type = ASN_OCTET_STR) {
-  return mini::phase_raw(set_vsanName, RESERVE1, mini::vsan_cell(2, 10), type, name, name.size());
+  return mini::phase_raw(set_vsanName, RESERVE1, vsan_cell(kName, 10), type, name, name.size());
 }
 
 TEST_F(Columns, NameOf32OctetsIsAcceptedAnd33AreRefused) {
@@ -257,7 +264,9 @@ TEST_F(Columns, NameOf32OctetsIsAcceptedAnd33AreRefused) {
 }
 
 TEST_F(Columns, NameWithASpaceIsRefusedWhereverItStands) {
-  for (const char *name : {" ", "a b", " a", "a "}) EXPECT_EQ(name_check(name), SNMP_ERR_WRONGVALUE) << name;
+  for (const char *name : {" ", "a b", " a", "a "}) {
+    EXPECT_EQ(name_check(name), SNMP_ERR_WRONGVALUE) << name;
+  }
   EXPECT_EQ(name_check(std::string("a\0b c", 5)), SNMP_ERR_WRONGVALUE);
 }
 
@@ -291,8 +300,10 @@ TEST_F(Columns, MediaTypeMtuAndDenyListAnswerNoSuchNameInEveryPhase) {
 }
 
 TEST_F(Columns, InterOperTypeTracesEveryPhase) {
-  const mini::varbind v = mini::integer(mini::vsan_cell(10, 10), 0);
-  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT, FREE, UNDO}) mini::phase(set_vsanInterOperType, action, v);
+  const varbind v = integer(vsan_cell(kInterop, 10), 0);
+  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT, FREE, UNDO}) {
+    mini::phase(set_vsanInterOperType, action, v);
+  }
   for (const char *line : {"set_vsanInterOperType(#) RESERVE1 \n", "set_vsanInterOperType(#) tmp_entry.vsanIndex:10 \n",
                            "set_vsanInterOperType(#) VSANINTEROPTYPE RESERVE2! \n",
                            "set_vsanInterOperType(#) ACTION! \n", "set_vsanInterOperType(#) COMMIT! \n",
@@ -303,15 +314,17 @@ TEST_F(Columns, InterOperTypeTracesEveryPhase) {
 }
 
 TEST_F(Columns, InterOperModeTracesItsEntryAndReserve2) {
-  const mini::varbind v = mini::integer(mini::vsan_cell(10, 10), 2);
-  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT}) mini::phase(set_vsanInterOperMode, action, v);
+  const varbind v = integer(vsan_cell(kInterop, 10), 2);
+  for (int action : {RESERVE1, RESERVE2, ACTION, COMMIT}) {
+    mini::phase(set_vsanInterOperMode, action, v);
+  }
   EXPECT_EQ(fake::the().count_traced("set_vsanInterOperMode(#) \n"), 4u);
   EXPECT_EQ(fake::the().count_traced("set_vsanInterOperMode(#) in RESERVE2 \n"), 1u);
   EXPECT_EQ(fake::the().vsans[10].vsanInteropMode, 2u);
 }
 
 TEST_F(Columns, AdminStateAndLoadBalancingTraceTheirReserve2) {
-  mini::set_pdu({mini::integer(mini::vsan_cell(4, 10), 2), mini::integer(mini::vsan_cell(6, 10), 1)});
+  mini::set_pdu({integer(vsan_cell(kAdminState, 10), 2), integer(vsan_cell(kLoadBalancing, 10), 1)});
   EXPECT_TRUE(fake::the().traced("set_vsanAdminState(#) undo_vsanEntryList! \n"));
   EXPECT_TRUE(fake::the().traced("set_vsanLoadBalancingType(#) undo_vsanEntryList! \n"));
 }
@@ -319,17 +332,18 @@ TEST_F(Columns, AdminStateAndLoadBalancingTraceTheirReserve2) {
 TEST_F(Columns, AFailedPduOfSeveralVsansLeavesNothingPendingAndLaterPdusWork) {
   fake::add_vsan(20);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) return {};
+    if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) {
+      return {};
+    }
     return fake::reply{0x40190004, 0, {}, {}};
   };
-  const auto result =
-      mini::set_pdu({mini::octets(mini::vsan_cell(2, 10), "a"), mini::octets(mini::vsan_cell(2, 20), "b")});
+  const auto result = mini::set_pdu({octets(vsan_cell(kName, 10), "a"), octets(vsan_cell(kName, 20), "b")});
   EXPECT_EQ(result.status, SNMP_ERR_INCONSISTENTNAME);
   EXPECT_EQ(result.index, 2u);
   EXPECT_EQ(fake::listed(vsanEntry_list), 0u);
   EXPECT_STREQ(fake::the().vsans[10].vsanName, "a") << "a column set is not rolled back";
   fake::the().overrule = nullptr;
-  EXPECT_EQ(mini::set_pdu({mini::integer(mini::vsan_cell(9, 20), 6)}).status, 0);
+  EXPECT_EQ(mini::set_pdu({integer(vsan_cell(kRowStatus, 20), kDestroy)}).status, 0);
   EXPECT_EQ(fake::the().vsans.count(20), 0u);
 }
 
@@ -337,12 +351,14 @@ TEST_F(Columns, AFailedPduWithADestroyRestoresTheRowWhateverTheOrder) {
   fake::add_vsan(20);
   for (bool column_first : {true, false}) {
     fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-      if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) return {};
+      if (e.msg_type != 3 || fake::row_of(e.request).vsanIndex != 20) {
+        return {};
+      }
       return fake::reply{7, 0, {}, {}};
     };
-    const mini::varbind column = mini::integer(mini::vsan_cell(4, 10), 1);
-    const mini::varbind destroy = mini::integer(mini::vsan_cell(9, 10), 6);
-    const mini::varbind failing = mini::octets(mini::vsan_cell(2, 20), "b");
+    const varbind column = integer(vsan_cell(kAdminState, 10), 1);
+    const varbind destroy = integer(vsan_cell(kRowStatus, 10), kDestroy);
+    const varbind failing = octets(vsan_cell(kName, 20), "b");
     EXPECT_EQ(
         mini::set_pdu(column_first ? std::vector{column, destroy, failing} : std::vector{destroy, column, failing})
             .status,

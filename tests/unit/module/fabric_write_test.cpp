@@ -6,9 +6,7 @@
 
 namespace {
 
-mini::name_t timer_cell(oid column, oid vsan) {
-  return mini::under_root({1, 4, 8, 1, column, vsan});
-}
+using namespace mib;
 
 // The calls that a blocking SET makes.
 const std::vector<std::string> kBlockingSet(int opcode) {
@@ -18,7 +16,9 @@ const std::vector<std::string> kBlockingSet(int opcode) {
 
 void refuse_writes(int status, int error = 0) {
   fake::the().overrule = [=](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type != 3) return {};
+    if (e.msg_type != 3) {
+      return {};
+    }
     return fake::reply{status, error, {}, {}};
   };
 }
@@ -41,18 +41,18 @@ struct timer {
 };
 
 const timer kTimers[] = {
-    {"set_vsanFcTimerRatov", set_vsanFcTimerRatov, 2, 8, 0x80, 5000, 10000,
+    {"set_vsanFcTimerRatov", set_vsanFcTimerRatov, kRatov, 8, 0x80, 5000, 10000,
      "set_vsanFcTimerRatov : write to vsanFcTimerRatov not ASN_UNSIGNED \n",
      "set_vsanFcTimerRatov : write to vsanFcTimerRatov bad length\n", "set_vsanFcTimerRatov : wrong value \n",
      "set_vsanFcTimerRatov : ACTION vsanid = 7  ForceFlag SET - true ",
      "set_vsanFcTimerRatov : ACTION vsanid = 7  ForceFlag SET - false "},
-    {"set_vsanFcTimerEdtov", set_vsanFcTimerEdtov, 3, 7, 0x40, 1000, 4000,
+    {"set_vsanFcTimerEdtov", set_vsanFcTimerEdtov, kEdtov, 7, 0x40, 1000, 4000,
      " set_vsanFcTimerEdtov : write to vsanFcTimerEdtov not ASN_UNSIGNED\n",
      " set_vsanFcTimerEdtov : write to vsanFcTimerEdtov bad length \n",
      " set_vsanFcTimerEdtov : write to vsanFcTimerEdtov wrong value \n",
      "set_vsanFcTimerEdtov : ACTION vsanid = 7  ForceFlag SET - True",
      "set_vsanFcTimerEdtov : ACTION vsanid = 7  ForceFlag SET - false"},
-    {"set_vsanFcTimerDstov", set_vsanFcTimerDstov, 4, 9, 0x20, 5000, 10000,
+    {"set_vsanFcTimerDstov", set_vsanFcTimerDstov, kDstov, 9, 0x20, 5000, 10000,
      "set_vsanFcTimerDstov : write to vsanFcTimerDstov not ASN_UNSIGNED\n",
      "set_vsanFcTimerDstov : write to vsanFcTimerDstov - bad length \n",
      "set_vsanFcTimerDstov : write to vsanFcTimerDstov - wrong value \n",
@@ -61,7 +61,7 @@ const timer kTimers[] = {
 };
 
 int set_flag(oid vsan, const std::string &flags, int action) {
-  return mini::phase(set_vsanFcTimerForceFlag, action, mini::octets(timer_cell(1, vsan), flags));
+  return mini::phase(set_vsanFcTimerForceFlag, action, octets(timer_cell(kForceFlag, vsan), flags));
 }
 void force(oid vsan, char flags) {
   ASSERT_EQ(set_flag(vsan, std::string(1, flags), ACTION), 0);
@@ -82,7 +82,7 @@ class TimerSetters : public ModuleTest, public ::testing::WithParamInterface<tim
   }
   static int run(int action, long value, oid vsan = 7) {
     return mini::phase(GetParam().method, action,
-                       mini::gauge(timer_cell(GetParam().column, vsan), static_cast<unsigned long>(value)));
+                       gauge(timer_cell(GetParam().column, vsan), static_cast<unsigned long>(value)));
   }
 };
 
@@ -115,10 +115,11 @@ TEST_P(TimerSetters, WrongTypeAndBadLengthAreTraced) {
 
 TEST_P(TimerSetters, AnOidThatNamesNoVsanIsAnInconsistentNameAndSendsNothing) {
   const timer &t = GetParam();
-  for (oid vsan : {0, 4096}) EXPECT_EQ(run(RESERVE1, t.low, vsan), SNMP_ERR_INCONSISTENTNAME) << vsan;
+  for (oid vsan : {0, 4096}) {
+    EXPECT_EQ(run(RESERVE1, t.low, vsan), SNMP_ERR_INCONSISTENTNAME) << vsan;
+  }
   EXPECT_EQ(run(RESERVE1, t.low, 4095), 0);
-  const mini::varbind longer =
-      mini::gauge(mini::under_root({1, 4, 8, 1, t.column, 7, 7}), static_cast<unsigned long>(t.low));
+  const varbind longer = gauge(root({1, 4, 8, 1, t.column, 7, 7}), static_cast<unsigned long>(t.low));
   EXPECT_EQ(mini::phase(t.method, RESERVE1, longer), SNMP_ERR_INCONSISTENTNAME);
   EXPECT_EQ(mini::phase(t.method, ACTION, longer), SNMP_ERR_GENERR) << "the status of no entry, mapped";
   EXPECT_TRUE(fake::the().exchanges.empty());
@@ -182,14 +183,18 @@ TEST_P(TimerSetters, ATimeoutIsGenErr) {
 }
 
 TEST_P(TimerSetters, OtherPhasesSendNothing) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6, -1}) EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6, -1}) {
+    EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 
 TEST_P(TimerSetters, EveryPhaseIsTracedAtItsEntryAsLogsAreSearchedFor) {
   const timer &t = GetParam();
   const bool ratov = t.type == 8;
-  for (int action = 0; action <= 5; ++action) run(action, t.low);
+  for (int action = 0; action <= 5; ++action) {
+    run(action, t.low);
+  }
   const std::string common = std::string(t.name) + " : setting the values";
   EXPECT_EQ(fake::the().count_traced(common), ratov ? 0u : 6u);
   for (const char *phase : {" RESERVE1 ", " RESERVE2 ", " ACTION", " FREE "}) {
@@ -213,10 +218,12 @@ class ForceFlag : public ModuleTest {
  protected:
   // The flags stick for the module's life: other tests start from none.
   void TearDown() override {
-    for (oid vsan = 30; vsan < 40; ++vsan) force(vsan, 0);
+    for (oid vsan = 30; vsan < 40; ++vsan) {
+      force(vsan, 0);
+    }
     ModuleTest::TearDown();
   }
-  static long read(oid vsan) { return mini::get(timer_cell(1, vsan))->octets.at(0); }
+  static long read(oid vsan) { return static_cast<u_char>(mini::get(timer_cell(kForceFlag, vsan))->octets.at(0)); }
 };
 
 TEST_F(ForceFlag, E0SetsAllThreeBitsAnd1FNoneAndClears) {
@@ -236,7 +243,9 @@ TEST_F(ForceFlag, E0SetsAllThreeBitsAnd1FNoneAndClears) {
 TEST_F(ForceFlag, NothingIsSentAndUndoRestoresNothing) {
   force(31, static_cast<char>(0x80));
   EXPECT_EQ(set_flag(31, "\x40", UNDO), 0);
-  for (int action : {RESERVE2, COMMIT, FREE}) EXPECT_EQ(set_flag(31, "\x40", action), 0);
+  for (int action : {RESERVE2, COMMIT, FREE}) {
+    EXPECT_EQ(set_flag(31, "\x40", action), 0);
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
   EXPECT_EQ(read(31), 0x80);
 }
@@ -254,7 +263,8 @@ TEST_F(ForceFlag, ZeroLengthPassesAndTwoOctetsAreRefused) {
 }
 
 TEST_F(ForceFlag, AnotherTypeIsRefused) {
-  EXPECT_EQ(mini::phase(set_vsanFcTimerForceFlag, RESERVE1, mini::integer(timer_cell(1, 34), 1)), SNMP_ERR_WRONGTYPE);
+  EXPECT_EQ(mini::phase(set_vsanFcTimerForceFlag, RESERVE1, integer(timer_cell(kForceFlag, 34), 1)),
+            SNMP_ERR_WRONGTYPE);
   EXPECT_TRUE(fake::the().traced("set_vsanFcTimerForceFlag : write to vsanFcTimerForceFlag not ASN_OCTET_STR \n"));
 }
 
@@ -275,9 +285,9 @@ TEST_F(ForceFlag, ARestrictedUserIsRefusedOutsideTheSet) {
 
 TEST_F(ForceFlag, BeforeATimerInThePduItTakesEffectAfterItItWaitsForTheNextOne) {
   fake::add_vsan(36);
-  const mini::varbind flag = mini::octets(timer_cell(1, 36), "\x80");
-  const mini::varbind clear = mini::octets(timer_cell(1, 36), std::string(1, '\0'));
-  const mini::varbind timer = mini::gauge(timer_cell(2, 36), 6000);
+  const varbind flag = octets(timer_cell(kForceFlag, 36), "\x80");
+  const varbind clear = octets(timer_cell(kForceFlag, 36), std::string(1, '\0'));
+  const varbind timer = gauge(timer_cell(kRatov, 36), 6000);
   EXPECT_EQ(mini::set_pdu({flag, timer}).status, 0);
   EXPECT_EQ(fake::the().sent(127).back().request[9], 1);
   EXPECT_EQ(mini::set_pdu({clear}).status, 0);
@@ -290,11 +300,12 @@ TEST_F(ForceFlag, BeforeATimerInThePduItTakesEffectAfterItItWaitsForTheNextOne) 
 TEST_F(ForceFlag, ATimerStaysInForceWhenALaterVarbindFails) {
   fake::add_vsan(37);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 140 || e.msg_type != 3) return {};
+    if (e.opcode != 140 || e.msg_type != 3) {
+      return {};
+    }
     return fake::reply{5, 0, {}, {}};
   };
-  const auto result =
-      mini::set_pdu({mini::gauge(timer_cell(2, 37), 6000), mini::integer(mini::under_root({1, 4, 7, 0}), 1)});
+  const auto result = mini::set_pdu({gauge(timer_cell(kRatov, 37), 6000), integer(switch_wide(kSwitchInorder), 1)});
   EXPECT_EQ(result.status, SNMP_ERR_GENERR);
   const std::pair<uint32_t, uint32_t> key = {37, 8};
   EXPECT_EQ(fake::the().timers[key], 6000u);
@@ -315,7 +326,7 @@ TEST_F(ForceFlag, MappingOfTimerTypesToBits) {
 struct global {
   const char *name;
   WriteMethod *method;
-  std::initializer_list<oid> suffix;
+  name_t instance;
   u_char type;
   u_char other_type;
   long low;
@@ -328,84 +339,29 @@ struct global {
 };
 
 const global kGlobals[] = {
-    {"set_fcTimerRatov",
-     set_fcTimerRatov,
-     {1, 4, 1, 0},
-     ASN_UNSIGNED,
-     ASN_INTEGER,
-     5000,
-     10000,
-     127,
-     "000000080000138800000000000000",
-     "set_fcTimerRatov : write to fcTimerRatov not ASN_UNSIGNED\n",
-     "set_fcTimerRatov : write to fcTimerRatov - bad length\n ",
-     true},
-    {"set_fcTimerEdtov",
-     set_fcTimerEdtov,
-     {1, 4, 2, 0},
-     ASN_UNSIGNED,
-     ASN_INTEGER,
-     1000,
-     4000,
-     127,
-     "00000007000003e800000000000000",
-     "set_fcTimerEdtov : write to fcTimerEdtov not ASN_UNSIGNED\n",
-     "set_fcTimerEdtov : write to fcTimerEdtov - bad length \n",
-     true},
-    {"set_fcTimerDstov",
-     set_fcTimerDstov,
-     {1, 4, 4, 0},
-     ASN_UNSIGNED,
-     ASN_INTEGER,
-     5000,
-     10000,
-     127,
-     "000000090000138800000000000000",
-     "set_fcTimerDstov : write to fcTimerDstov not ASN_UNSIGNED \n",
-     "set_fcTimerDstov : write to fcTimerDstov - bad length \n",
-     true},
-    {"set_fcNetworkLatency",
-     set_fcNetworkLatency,
-     {1, 4, 5, 0},
-     ASN_UNSIGNED,
-     ASN_OCTET_STR,
-     0,
-     60000,
-     136,
-     "000000120000000000000000",
-     "write to fcNetworkLatency not ASN_UNSIGNED\n",
-     "write to fcNetworkLatency: bad length\n",
-     false},
-    {"set_fcSwitchLatency",
-     set_fcSwitchLatency,
-     {1, 4, 6, 0},
-     ASN_UNSIGNED,
-     ASN_INTEGER,
-     0,
-     60000,
-     136,
-     "000000110000000000000000",
-     "write to fcSwitchLatency not ASN_UNSIGNED\n",
-     "write to fcSwitchLatency: bad length\n",
-     false},
-    {"set_fcInorderDelivery",
-     set_fcInorderDelivery,
-     {1, 4, 7, 0},
-     ASN_INTEGER,
-     ASN_UNSIGNED,
-     1,
-     2,
-     140,
-     "00000001",
-     "write to fcInorderDelivery not ASN_INTEGER\n",
-     "write to fcInorderDelivery: bad length\n",
-     false},
+    {"set_fcTimerRatov", set_fcTimerRatov, switch_wide(kSwitchRatov), ASN_UNSIGNED, ASN_INTEGER, 5000, 10000, 127,
+     "000000080000138800000000000000", "set_fcTimerRatov : write to fcTimerRatov not ASN_UNSIGNED\n",
+     "set_fcTimerRatov : write to fcTimerRatov - bad length\n ", true},
+    {"set_fcTimerEdtov", set_fcTimerEdtov, switch_wide(kSwitchEdtov), ASN_UNSIGNED, ASN_INTEGER, 1000, 4000, 127,
+     "00000007000003e800000000000000", "set_fcTimerEdtov : write to fcTimerEdtov not ASN_UNSIGNED\n",
+     "set_fcTimerEdtov : write to fcTimerEdtov - bad length \n", true},
+    {"set_fcTimerDstov", set_fcTimerDstov, switch_wide(kSwitchDstov), ASN_UNSIGNED, ASN_INTEGER, 5000, 10000, 127,
+     "000000090000138800000000000000", "set_fcTimerDstov : write to fcTimerDstov not ASN_UNSIGNED \n",
+     "set_fcTimerDstov : write to fcTimerDstov - bad length \n", true},
+    {"set_fcNetworkLatency", set_fcNetworkLatency, switch_wide(kNetworkLatency), ASN_UNSIGNED, ASN_OCTET_STR, 0, 60000,
+     136, "000000120000000000000000", "write to fcNetworkLatency not ASN_UNSIGNED\n",
+     "write to fcNetworkLatency: bad length\n", false},
+    {"set_fcSwitchLatency", set_fcSwitchLatency, switch_wide(kSwitchLatency), ASN_UNSIGNED, ASN_INTEGER, 0, 60000, 136,
+     "000000110000000000000000", "write to fcSwitchLatency not ASN_UNSIGNED\n",
+     "write to fcSwitchLatency: bad length\n", false},
+    {"set_fcInorderDelivery", set_fcInorderDelivery, switch_wide(kSwitchInorder), ASN_INTEGER, ASN_UNSIGNED, 1, 2, 140,
+     "00000001", "write to fcInorderDelivery not ASN_INTEGER\n", "write to fcInorderDelivery: bad length\n", false},
 };
 
 class GlobalSetters : public ModuleTest, public ::testing::WithParamInterface<global> {
  protected:
   static int run(int action, long value) {
-    return mini::phase(GetParam().method, action, {mini::under_root(GetParam().suffix), GetParam().type, value, {}});
+    return mini::phase(GetParam().method, action, {GetParam().instance, GetParam().type, value, {}});
   }
 };
 
@@ -417,8 +373,9 @@ TEST_P(GlobalSetters, BoundsAreAcceptedAndValuesBeyondRefusedSilently) {
   capture();
   EXPECT_EQ(run(RESERVE1, g.low), 0);
   EXPECT_EQ(run(RESERVE1, g.high), 0);
-  for (long value : {g.low - 1, g.high + 1, -1L, 4294967295L})
+  for (long value : {g.low - 1, g.high + 1, -1L, 4294967295L}) {
     EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  }
   EXPECT_EQ(captured(), "");
   EXPECT_TRUE(fake::the().history.empty());
   EXPECT_TRUE(fake::the().calls.empty()) << "no restriction, no message";
@@ -426,7 +383,7 @@ TEST_P(GlobalSetters, BoundsAreAcceptedAndValuesBeyondRefusedSilently) {
 
 TEST_P(GlobalSetters, WrongTypeAndBadLengthAreToldWhereLogsAreSearchedForThem) {
   const global &g = GetParam();
-  const mini::name_t name = mini::under_root(g.suffix);
+  const name_t name = g.instance;
   capture();
   EXPECT_EQ(mini::phase_raw(g.method, RESERVE1, name, g.other_type, mini::word(1), 4), SNMP_ERR_WRONGTYPE);
   EXPECT_EQ(captured(), g.traced ? "" : g.wrong_type);
@@ -462,13 +419,15 @@ TEST_P(GlobalSetters, ARefusalEndsTheHeartbeatIsRecordedAndMapped) {
 }
 
 TEST_P(GlobalSetters, OtherPhasesDoNothing) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) {
+    EXPECT_EQ(run(action, GetParam().low), 0) << action;
+  }
   EXPECT_TRUE(fake::the().calls.empty());
 }
 
 TEST_P(GlobalSetters, WhatIsSetIsRead) {
   const global &g = GetParam();
-  const mini::name_t name = mini::under_root(g.suffix);
+  const name_t name = g.instance;
   EXPECT_EQ(mini::set_pdu({{name, g.type, g.high, {}}}).status, 0);
   EXPECT_EQ(mini::get(name)->integer, g.high);
 }
@@ -487,15 +446,17 @@ class InterfaceSetter : public ModuleTest {
     ModuleTest::SetUp();
     fake::add_interface(100, 5);
   }
-  static mini::name_t cell() { return mini::under_root({1, 2, 5, 1, 1, 100}); }
-  static int run(int action, long value) { return mini::phase(set_vsanIfVsan, action, mini::integer(cell(), value)); }
+  static name_t cell() { return if_vsan(100); }
+  static int run(int action, long value) { return mini::phase(set_vsanIfVsan, action, integer(cell(), value)); }
 };
 
 TEST_F(InterfaceSetter, Vsan1And4095PassAnd0And4096AreRefusedSilently) {
   capture();
   EXPECT_EQ(run(RESERVE1, 1), 0);
   EXPECT_EQ(run(RESERVE1, 4095), 0);
-  for (long value : {0L, 4096L, -1L, 65537L}) EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  for (long value : {0L, 4096L, -1L, 65537L}) {
+    EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  }
   EXPECT_EQ(captured(), "");
 }
 
@@ -534,7 +495,9 @@ TEST_F(InterfaceSetter, ARefusedMoveIsRecordedAndMapped) {
 }
 
 TEST_F(InterfaceSetter, OtherPhasesSendNothingSoThatAMoveStays) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) EXPECT_EQ(run(action, 7), 0);
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) {
+    EXPECT_EQ(run(action, 7), 0);
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 
@@ -552,7 +515,7 @@ TEST_F(InterfaceSetter, AnyRefusalOfTheRestrictionIsGenErr) {
 }
 
 TEST_F(InterfaceSetter, AnOidOfAnotherLengthAsksForInterface0) {
-  const mini::varbind v = mini::integer(mini::under_root({1, 2, 5, 1, 1, 100, 1}), 7);
+  const varbind v = integer(root({1, 2, 5, 1, 1, 100, 1}), 7);
   EXPECT_EQ(mini::phase(set_vsanIfVsan, ACTION, v), SNMP_ERR_GENERR);
   EXPECT_EQ(fake::hex(fake::the().sent(124)[0].request).substr(0, 8), "00000000");
 }

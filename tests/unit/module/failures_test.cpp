@@ -5,6 +5,8 @@
 
 namespace {
 
+using namespace mib;
+
 class Failures : public ModuleTest {
  protected:
   void SetUp() override {
@@ -14,7 +16,9 @@ class Failures : public ModuleTest {
   }
   static void make_world() {
     fake::the().vsans.clear();
-    for (uint32_t vsan : {5, 7}) fake::add_vsan(vsan);
+    for (uint32_t vsan : {5, 7}) {
+      fake::add_vsan(vsan);
+    }
     fake::the().interfaces.clear();
     fake::add_interface(100, 5);
     fake::the().kdx_enabled = 1;
@@ -30,41 +34,45 @@ class Failures : public ModuleTest {
 constexpr int kMostCalls = 200;
 
 TEST_F(Failures, AWalkGivesNoWrongValue) {
-  std::vector<mini::varbind> whole;
-  for (auto at = mini::getnext(mini::under_root({})); at; at = mini::getnext(at->name)) whole.push_back(*at);
+  std::vector<varbind> whole;
+  for (auto at = mini::getnext(root()); at; at = mini::getnext(at->name)) {
+    whole.push_back(*at);
+  }
   ASSERT_GT(whole.size(), 28u);
   int nth = 1;
   for (; nth <= kMostCalls; ++nth) {
     arm(nth);
-    mini::name_t at = mini::under_root({});
+    name_t at = root();
     for (auto answer = mini::getnext(at); answer; answer = mini::getnext(at)) {
       const bool known = std::find(whole.begin(), whole.end(), *answer) != whole.end();
       // A timer of a distribution whose state could not be read is the running one; the faked manager answers both
       // alike.
       EXPECT_TRUE(known) << "call " << nth << " failed";
-      ASSERT_TRUE(mini::before(at, answer->name));
+      ASSERT_TRUE(before(at, answer->name));
       at = answer->name;
     }
-    if (!reached(nth)) break;
+    if (!reached(nth)) {
+      break;
+    }
   }
   EXPECT_LT(nth, kMostCalls) << "the sweep ends when no call is left to fail";
 }
 
 struct write {
   const char *name;
-  std::vector<mini::varbind> pdu;
+  std::vector<varbind> pdu;
 };
 
 const write kWrites[] = {
-    {"columns", {mini::octets(mini::vsan_cell(2, 5), "a"), mini::integer(mini::vsan_cell(4, 5), 2)}},
-    {"two VSANs", {mini::octets(mini::vsan_cell(2, 5), "a"), mini::octets(mini::vsan_cell(2, 7), "b")}},
-    {"create with a name", {mini::octets(mini::vsan_cell(2, 30), "c"), mini::integer(mini::vsan_cell(9, 30), 4)}},
-    {"create, then name", {mini::integer(mini::vsan_cell(9, 30), 4), mini::octets(mini::vsan_cell(2, 30), "c")}},
-    {"destroy", {mini::integer(mini::vsan_cell(9, 5), 6)}},
-    {"active with a column", {mini::integer(mini::vsan_cell(9, 5), 1), mini::integer(mini::vsan_cell(4, 5), 2)}},
-    {"timer", {mini::gauge(mini::under_root({1, 4, 8, 1, 2, 5}), 6000)}},
-    {"global", {mini::gauge(mini::under_root({1, 4, 1, 0}), 6000)}},
-    {"interface", {mini::integer(mini::under_root({1, 2, 5, 1, 1, 100}), 7)}},
+    {"columns", {octets(vsan_cell(kName, 5), "a"), integer(vsan_cell(kAdminState, 5), 2)}},
+    {"two VSANs", {octets(vsan_cell(kName, 5), "a"), octets(vsan_cell(kName, 7), "b")}},
+    {"create with a name", {octets(vsan_cell(kName, 30), "c"), integer(vsan_cell(kRowStatus, 30), kCreateAndGo)}},
+    {"create, then name", {integer(vsan_cell(kRowStatus, 30), kCreateAndGo), octets(vsan_cell(kName, 30), "c")}},
+    {"destroy", {integer(vsan_cell(kRowStatus, 5), kDestroy)}},
+    {"active with a column", {integer(vsan_cell(kRowStatus, 5), kActive), integer(vsan_cell(kAdminState, 5), 2)}},
+    {"timer", {gauge(timer_cell(kRatov, 5), 6000)}},
+    {"global", {gauge(switch_wide(kSwitchRatov), 6000)}},
+    {"interface", {integer(if_vsan(100), 7)}},
 };
 
 TEST_F(Failures, AWriteLeavesNothingToSendAndTheNextOneWorks) {
@@ -81,7 +89,9 @@ TEST_F(Failures, AWriteLeavesNothingToSendAndTheNextOneWorks) {
       EXPECT_EQ(mini::set_pdu(w.pdu).status, 0) << w.name << ", after call " << nth << " failed";
       EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << w.name << ", after call " << nth << " failed";
       EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << w.name << ", after call " << nth << " failed";
-      if (!was_reached) break;
+      if (!was_reached) {
+        break;
+      }
     }
     EXPECT_LT(nth, kMostCalls) << w.name;
   }

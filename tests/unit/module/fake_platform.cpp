@@ -27,7 +27,9 @@ namespace {
 platform world;
 
 void put(bytes &out, uint32_t word) {
-  for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<uint8_t>(word >> shift));
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    out.push_back(static_cast<uint8_t>(word >> shift));
+  }
 }
 
 uint32_t get(const bytes &in, size_t at) {
@@ -45,7 +47,9 @@ bytes message_of(vsanEntry row) {
 
 bytes words(std::initializer_list<uint32_t> values) {
   bytes out;
-  for (uint32_t value : values) put(out, value);
+  for (uint32_t value : values) {
+    put(out, value);
+  }
   return out;
 }
 
@@ -53,7 +57,9 @@ reply answer_row(const exchange &e) {
   vsanEntry row = row_of(e.request);
   if (e.msg_type == kMsgGetNext) {
     const auto next = world.vsans.upper_bound(row.vsanIndex);
-    if (next == world.vsans.end()) return {kStatusNoEntry, 0, {}, {}};
+    if (next == world.vsans.end()) {
+      return {kStatusNoEntry, 0, {}, {}};
+    }
     return {0, 0, message_of(next->second), {}};
   }
   const auto found = world.vsans.find(row.vsanIndex);
@@ -62,12 +68,18 @@ reply answer_row(const exchange &e) {
     return present ? reply{0, 0, message_of(found->second), {}} : reply{kStatusNoVsan, 0, {}, {}};
   }
   if (e.msg_type == kMsgDelete) {
-    if (!present) return {kStatusNoVsan, 0, {}, {}};
+    if (!present) {
+      return {kStatusNoVsan, 0, {}, {}};
+    }
     world.vsans.erase(found);
     return {};
   }
-  if (!present && row.vsanRowStatus != 1) return {kStatusNoVsan, 0, {}, {}};
-  if (row.vsanInorderDelivery == 0) row.vsanInorderDelivery = present ? found->second.vsanInorderDelivery : 2;
+  if (!present && row.vsanRowStatus != 1) {
+    return {kStatusNoVsan, 0, {}, {}};
+  }
+  if (row.vsanInorderDelivery == 0) {
+    row.vsanInorderDelivery = present ? found->second.vsanInorderDelivery : 2;
+  }
   if (row.vsanNetworkDropLatency == 0) {
     row.vsanNetworkDropLatency = present ? found->second.vsanNetworkDropLatency : 2000;
   }
@@ -84,12 +96,18 @@ reply answer_interface(const exchange &e) {
   const uint32_t index = get(e.request, 0);
   if (e.msg_type == kMsgGetNext) {
     const auto next = world.interfaces.upper_bound(index);
-    if (next == world.interfaces.end()) return {kStatusNoEntry, 0, {}, {}};
+    if (next == world.interfaces.end()) {
+      return {kStatusNoEntry, 0, {}, {}};
+    }
     return {0, 0, interface_bytes(next->second), {}};
   }
   const auto found = world.interfaces.find(index);
-  if (found == world.interfaces.end()) return {kStatusNoEntry, 0, {}, {}};
-  if (e.msg_type == kMsgGet) return {0, 0, interface_bytes(found->second), {}};
+  if (found == world.interfaces.end()) {
+    return {kStatusNoEntry, 0, {}, {}};
+  }
+  if (e.msg_type == kMsgGet) {
+    return {0, 0, interface_bytes(found->second), {}};
+  }
   found->second.vsanIfVsan = get(e.request, 4);
   return {};
 }
@@ -193,7 +211,9 @@ vsanEntry make_row(uint32_t vsan) {
   row.vsanRowStatus = 1;
   row.vsanOperState = 2;
   row.vsanNetworkDropLatency = 2000;
-  for (size_t i = 0; i < sizeof row.rest; ++i) row.rest[i] = static_cast<uint8_t>(i + vsan);
+  for (size_t i = 0; i < sizeof row.rest; ++i) {
+    row.rest[i] = static_cast<uint8_t>(i + vsan);
+  }
   return row;
 }
 
@@ -203,7 +223,9 @@ vsanEntry &add_vsan(uint32_t vsan) {
 
 void add_interface(uint32_t if_index, uint32_t vsan, bool active) {
   world.interfaces[if_index] = {if_index, vsan, 0x700 + if_index, 0x900 + if_index};
-  if (active) world.members.insert({vsan, if_index});
+  if (active) {
+    world.members.insert({vsan, if_index});
+  }
 }
 
 vsanEntry row_of(const bytes &message) {
@@ -219,7 +241,9 @@ bytes to_hex_bytes(const std::string &text) {
   bytes out;
   std::string digits;
   for (char c : text) {
-    if (isxdigit(static_cast<unsigned char>(c)) != 0) digits += c;
+    if (isxdigit(static_cast<unsigned char>(c)) != 0) {
+      digits += c;
+    }
   }
   for (size_t i = 0; i + 1 < digits.size(); i += 2) {
     out.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
@@ -269,7 +293,9 @@ vsanEntry *in_list(indxobj_t &object, uint32_t vsan) {
   vsanEntry key = {};
   key.vsanIndex = vsan;
   for (const element &e : list_in(&object)->elements) {
-    if (vsanEntry_comp(e.key, &key) == 0) return static_cast<vsanEntry *>(e.data);
+    if (vsanEntry_comp(e.key, &key) == 0) {
+      return static_cast<vsanEntry *>(e.data);
+    }
   }
   return nullptr;
 }
@@ -292,24 +318,34 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
   }
   e.size = *size;
   e.wants_response = response != nullptr;
-  if (user != nullptr) e.user = user;
-  if (session != nullptr) e.session = session;
+  if (user != nullptr) {
+    e.user = user;
+  }
+  if (session != nullptr) {
+    e.session = session;
+  }
   e.service = service;
   e.queue = queue;
   e.timeout = timeout;
   world.exchanges.push_back(e);
   world.calls.push_back("cmi_req_resp " + std::to_string(opcode) + " " + std::to_string(msg_type));
-  if (response != nullptr && *response != nullptr) abort();  // the pointer must be null before an exchange
+  if (response != nullptr && *response != nullptr) {
+    abort();  // the pointer must be null before an exchange
+  }
   if (fake::fails()) {
     errno = ECONNRESET;
     return -1;
   }
   std::optional<fake::reply> overruled;
-  if (world.overrule) overruled = world.overrule(e);
+  if (world.overrule) {
+    overruled = world.overrule(e);
+  }
   const fake::reply reply = overruled ? *overruled : fake::answer(e);
   if (response != nullptr && reply.payload) {
     *response = malloc(reply.payload->size());
-    if (!reply.payload->empty()) memcpy(*response, reply.payload->data(), reply.payload->size());
+    if (!reply.payload->empty()) {
+      memcpy(*response, reply.payload->data(), reply.payload->size());
+    }
     *size = reply.size.value_or(static_cast<uint32_t>(reply.payload->size()));
   }
   errno = reply.error;
@@ -326,7 +362,9 @@ int pm_cmi_get_active_vsan_port_membership(mts_queue_t, int operation, uint32_t 
   }
   const auto found =
       operation == kMsgGet ? world.members.find({*vsan, *interface}) : world.members.upper_bound({*vsan, *interface});
-  if (found == world.members.end()) return kStatusNoEntry;
+  if (found == world.members.end()) {
+    return kStatusNoEntry;
+  }
   *vsan = found->first;
   *interface = found->second;
   *is_static = 1;
@@ -365,9 +403,15 @@ int get_pdu_reqid(void) {
 
 int snmp_get_allowed_vsans_subtree(vsan_set_t *set, const oid *, size_t, int pdu_type) {
   world.calls.push_back("snmp_get_allowed_vsans_subtree " + std::to_string(pdu_type));
-  if (set->size != 512 || std::any_of(set->bits, set->bits + 512, [](uint8_t b) { return b != 0; })) abort();
-  if (!world.restricted) return 0;
-  for (uint32_t vsan : world.allowed) set->bits[vsan / 8] = static_cast<uint8_t>(set->bits[vsan / 8] | 1 << vsan % 8);
+  if (set->size != 512 || std::any_of(set->bits, set->bits + 512, [](uint8_t b) { return b != 0; })) {
+    abort();
+  }
+  if (!world.restricted) {
+    return 0;
+  }
+  for (uint32_t vsan : world.allowed) {
+    set->bits[vsan / 8] = static_cast<uint8_t>(set->bits[vsan / 8] | 1 << vsan % 8);
+  }
   return world.restricted_answer;
 }
 int snmp_is_vsan_allowed_in_list(uint32_t vsan, vsan_set_t *set) {
@@ -379,7 +423,9 @@ int snmp_is_vsan_allowed_in_list(uint32_t vsan, vsan_set_t *set) {
 int snmp_get_next_allowed_vsan_in_list(uint32_t *vsan, vsan_set_t *set) {
   world.calls.push_back("snmp_get_next_allowed_vsan_in_list " + std::to_string(*vsan));
   for (uint32_t next = *vsan + 1; next <= 4095; ++next) {
-    if ((set->bits[next / 8] >> next % 8 & 1) == 0) continue;
+    if ((set->bits[next / 8] >> next % 8 & 1) == 0) {
+      continue;
+    }
     *vsan = next;
     memset(set->bits, 0xff, sizeof set->bits);
     return 1;
@@ -404,7 +450,9 @@ void log_set_error(int code, int detail) {
 }
 netsnmp_variable_list *build_varbind(netsnmp_variable_list *varbinds, const void *value, u_char type, size_t length,
                                      const oid *name, size_t name_len) {
-  if (fake::fails()) return nullptr;
+  if (fake::fails()) {
+    return nullptr;
+  }
   netsnmp_variable_list *head = varbinds;
   const netsnmp_variable_list *added = snmp_varlist_add_variable(&head, name, name_len, type, value, length);
   return added == nullptr ? nullptr : head;
@@ -412,29 +460,39 @@ netsnmp_variable_list *build_varbind(netsnmp_variable_list *varbinds, const void
 
 int indxobj_create(indxobj_t *object, int, int, indxobj_comp_t comp, int) {
   world.calls.push_back("indxobj_create");
-  if (world.fail_create_at > 0 && --world.fail_create_at == 0) return 0;
+  if (world.fail_create_at > 0 && --world.fail_create_at == 0) {
+    return 0;
+  }
   object->opaque[0] = new list{comp, {}};
   return world.list_created;
 }
 int indxobj_add(indxobj_t *object, void *key, void *data) {
-  if (fake::fails()) return 0;
+  if (fake::fails()) {
+    return 0;
+  }
   list *l = list_in(object);
   for (const element &e : l->elements) {
-    if (l->comp(e.key, key) == 0) return 0;
+    if (l->comp(e.key, key) == 0) {
+      return 0;
+    }
   }
   l->elements.push_back({key, data});
   return 1;
 }
 void *indxobj_find(indxobj_t *object, const void *key, int) {
   for (const element &e : list_in(object)->elements) {
-    if (list_in(object)->comp(e.key, key) == 0) return e.data;
+    if (list_in(object)->comp(e.key, key) == 0) {
+      return e.data;
+    }
   }
   return nullptr;
 }
 void *indxobj_remove(indxobj_t *object, const void *key) {
   auto &elements = list_in(object)->elements;
   for (auto it = elements.begin(); it != elements.end(); ++it) {
-    if (list_in(object)->comp(it->key, key) != 0) continue;
+    if (list_in(object)->comp(it->key, key) != 0) {
+      continue;
+    }
     void *data = it->data;
     elements.erase(it);
     return data;
@@ -470,7 +528,9 @@ int sdwrap_hist_event(int module, int length, const void *record) {
   uint32_t level;
   memcpy(&level, record, sizeof level);
   const char *text = static_cast<const char *>(record) + sizeof level;
-  if (module != 0x730000 || static_cast<size_t>(length) != strlen(text) + 5) abort();
+  if (module != 0x730000 || static_cast<size_t>(length) != strlen(text) + 5) {
+    abort();
+  }
   world.history.emplace_back(static_cast<int>(level), text);
   errno = EBADF;
   return 0;
@@ -480,7 +540,9 @@ int sdwrap_chk_int(int, int, int, int) {
   return world.debug_on ? 1 : 0;
 }
 void buginf(int, void *name, int, const char *format, ...) {
-  if (name != sdwrap_dbg_modname) abort();
+  if (name != sdwrap_dbg_modname) {
+    abort();
+  }
   char line[2048];
   va_list arguments;
   va_start(arguments, format);
@@ -494,14 +556,22 @@ int sysmgr_heartbeat(int blocking) {
   return 0;
 }
 int is_kdx_enabled(const char *application, int *enabled) {
-  if (strcmp(application, "fctimer") != 0) abort();
-  if (fake::fails()) return -1;
+  if (strcmp(application, "fctimer") != 0) {
+    abort();
+  }
+  if (fake::fails()) {
+    return -1;
+  }
   *enabled = world.kdx_enabled;
   return 0;
 }
 int get_kdx_show_run_mode(const char *application, int *mode) {
-  if (strcmp(application, "fctimer") != 0) abort();
-  if (fake::fails()) return -1;
+  if (strcmp(application, "fctimer") != 0) {
+    abort();
+  }
+  if (fake::fails()) {
+    return -1;
+  }
   *mode = world.kdx_show_running;
   return 0;
 }
@@ -509,7 +579,9 @@ int get_kdx_show_run_mode(const char *application, int *mode) {
 // The faked format of notification 145: VSAN, created, first, then pairs of key and value, all big-endian words.
 int vsan_range_config_change_get_info(void *payload, uint32_t size, int *first, int *, uint32_t *vsan, int *created,
                                       int *, int *, int *) {
-  if (payload == nullptr || size < 12 || fake::fails()) return -1;
+  if (payload == nullptr || size < 12 || fake::fails()) {
+    return -1;
+  }
   uint32_t head[3];
   memcpy(head, payload, sizeof head);
   *vsan = ntohl(head[0]);
@@ -518,11 +590,15 @@ int vsan_range_config_change_get_info(void *payload, uint32_t size, int *first, 
   return 0;
 }
 int vsan_range_config_change_get_attr_values(void *payload, uint32_t size, int key, uint32_t *value, uint32_t *length) {
-  if (fake::fails()) return -1;
+  if (fake::fails()) {
+    return -1;
+  }
   for (uint32_t at = 12; at + 8 <= size; at += 8) {
     uint32_t pair[2];
     memcpy(pair, static_cast<char *>(payload) + at, sizeof pair);
-    if (ntohl(pair[0]) != static_cast<uint32_t>(key)) continue;
+    if (ntohl(pair[0]) != static_cast<uint32_t>(key)) {
+      continue;
+    }
     *value = ntohl(pair[1]);
     *length = 4;
     return 0;
@@ -533,7 +609,9 @@ int vsan_range_config_change_get_attr_values(void *payload, uint32_t size, int k
 // The linker sends the module's allocations here.
 void *__real_calloc(size_t, size_t);
 void *__wrap_calloc(size_t count, size_t size) {
-  if (world.fail_calloc_at > 0 && ++world.callocs == world.fail_calloc_at) return nullptr;
+  if (world.fail_calloc_at > 0 && ++world.callocs == world.fail_calloc_at) {
+    return nullptr;
+  }
   return __real_calloc(count, size);
 }
 

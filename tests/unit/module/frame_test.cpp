@@ -11,6 +11,8 @@ using namespace vsan_mib;
 
 namespace {
 
+using namespace mib;
+
 class Frame : public ModuleTest {};
 
 struct object {
@@ -54,11 +56,11 @@ constexpr object kObjects[] = {
 
 TEST_F(Frame, ObjectTableHas28RowsAsManagersKnowThem) {
   ASSERT_EQ(std::size(kObjects), size_t{kVsanMibObjects});
-  EXPECT_EQ(mini::text(mini::under_root({})), ".1.3.6.1.4.1.32473.9.282");
+  EXPECT_EQ(text(root()), ".1.3.6.1.4.1.32473.9.282");
   for (size_t i = 0; i < std::size(kObjects); ++i) {
     const struct variable7 &row = vsan_mib_variables[i];
     EXPECT_EQ(row.magic, kObjects[i].magic) << i;
-    EXPECT_EQ(mini::text(mini::name_t(row.name, row.name + row.namelen)), kObjects[i].suffix) << i;
+    EXPECT_EQ(text(name_t(row.name, row.name + row.namelen)), kObjects[i].suffix) << i;
     EXPECT_EQ(row.type, kObjects[i].type) << i;
     EXPECT_EQ(row.acl, kObjects[i].access) << i;
     EXPECT_EQ(row.findVar, kObjects[i].find) << i;
@@ -181,10 +183,12 @@ TEST_F(Frame, TraceKeepsErrnoAcrossBothSinks) {
 size_t registered_objects() {
   size_t count = 0;
   for (const struct variable7 &row : vsan_mib_variables) {
-    mini::name_t name = mini::under_root({});
+    name_t name = root();
     name.insert(name.end(), row.name, row.name + row.namelen);
     const netsnmp_subtree *subtree = netsnmp_subtree_find(name.data(), name.size(), nullptr, "");
-    if (subtree != nullptr && subtree->reginfo != nullptr && subtree->reginfo->rootoid_len == name.size()) ++count;
+    if (subtree != nullptr && subtree->reginfo != nullptr && subtree->reginfo->rootoid_len == name.size()) {
+      ++count;
+    }
   }
   return count;
 }

@@ -3,17 +3,8 @@
 #include <string.h>
 
 #include <algorithm>
-#include <ostream>
 
 namespace mini {
-namespace {
-
-struct found {
-  u_char *value = nullptr;
-  size_t length = 0;
-  WriteMethod *write_method = nullptr;
-  name_t name;
-};
 
 struct variable as_variable(const struct variable7 &row) {
   struct variable vp = {};
@@ -26,6 +17,24 @@ struct variable as_variable(const struct variable7 &row) {
   memcpy(vp.name + kVsanMibRootLen, row.name, row.namelen * sizeof(oid));
   return vp;
 }
+
+void make_set_lists() {
+  for (indxobj_t *list : {&vsanEntry_undo_list, &vsanEntry_list}) {
+    if (list->opaque[0] != nullptr) {
+      indxobj_destroy(list);
+    }
+    indxobj_create(list, 0, 1, vsanEntry_comp, 1);
+  }
+}
+
+namespace {
+
+struct found {
+  u_char *value = nullptr;
+  size_t length = 0;
+  WriteMethod *write_method = nullptr;
+  name_t name;
+};
 
 name_t name_of(const struct variable &vp) {
   return name_t(vp.name, vp.name + vp.namelen);
@@ -44,9 +53,9 @@ found find(struct variable &vp, const name_t &name, int exact) {
 varbind value_of(const struct variable &vp, const found &f) {
   varbind v;
   v.name = f.name;
-  v.type = static_cast<u_char>(static_cast<u_char>(vp.type));
+  v.type = static_cast<u_char>(vp.type);
   if (vp.type == ASN_OCTET_STR) {
-    v.octets.assign(f.value, f.value + f.length);
+    v.octets.assign(reinterpret_cast<const char *>(f.value), f.length);
   } else {
     int32_t word = 0;
     memcpy(&word, f.value, sizeof word);
@@ -55,16 +64,16 @@ varbind value_of(const struct variable &vp, const found &f) {
   return v;
 }
 
-bool is_under(const name_t &name, const name_t &prefix) {
-  return name.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), name.begin());
-}
-
 std::optional<varbind> serve_get(const name_t &name) {
   for (const struct variable7 &row : vsan_mib_variables) {
     struct variable vp = as_variable(row);
-    if (!is_under(name, name_of(vp))) continue;
+    if (!is_under(name, name_of(vp))) {
+      continue;
+    }
     const found f = find(vp, name, 1);
-    if (f.value == nullptr || f.name != name) return {};
+    if (f.value == nullptr || f.name != name) {
+      return {};
+    }
     return value_of(vp, f);
   }
   return {};
@@ -75,9 +84,13 @@ std::optional<varbind> serve_getnext(const name_t &name) {
     struct variable vp = as_variable(row);
     const name_t start = name_of(vp);
     const bool inside = is_under(name, start);
-    if (!inside && before(start, name)) continue;
+    if (!inside && before(start, name)) {
+      continue;
+    }
     const found f = find(vp, inside ? name : start, 0);
-    if (f.value != nullptr && before(name, f.name)) return value_of(vp, f);
+    if (f.value != nullptr && before(name, f.name)) {
+      return value_of(vp, f);
+    }
   }
   return {};
 }
@@ -92,7 +105,7 @@ struct pending_write {
 
 fake::bytes host_value(const varbind &v) {
   if (v.type == ASN_OCTET_STR) {
-    fake::bytes copy = v.octets;
+    fake::bytes copy(v.octets.begin(), v.octets.end());
     copy.resize(std::max<size_t>(copy.size(), 40));  // the agent's buffer is never smaller
     return copy;
   }
@@ -110,10 +123,14 @@ std::vector<pending_write> group_by_column(const std::vector<varbind> &varbinds,
   for (size_t i = 0; i < varbinds.size(); ++i) {
     size_t row = 0;
     for (; row < kVsanMibObjects; ++row) {
-      if (is_under(varbinds[i].name, name_of(as_variable(vsan_mib_variables[row])))) break;
+      if (is_under(varbinds[i].name, name_of(as_variable(vsan_mib_variables[row])))) {
+        break;
+      }
     }
     if (row == kVsanMibObjects || vsan_mib_variables[row].acl != RWRITE) {
-      if (result->status == 0) *result = {SNMP_ERR_NOTWRITABLE, i + 1};
+      if (result->status == 0) {
+        *result = {SNMP_ERR_NOTWRITABLE, i + 1};
+      }
       continue;
     }
     auto after = std::find_if(grouped.rbegin(), grouped.rend(), [&](const auto &w) { return w.row == row; });
@@ -125,57 +142,23 @@ std::vector<pending_write> group_by_column(const std::vector<varbind> &varbinds,
 int call(const pending_write &w, int action) {
   fake::bytes value = host_value(*w.v);
   name_t name = w.v->name;
-  return w.at.write_method(action, value.data(), w.v->type, host_length(*w.v), w.at.value, name.data(), name.size());
+  return w.at.write_method(action, value.data(), static_cast<u_char>(w.v->type), host_length(*w.v), w.at.value,
+                           name.data(), name.size());
 }
 
 void run_phase(const std::vector<pending_write> &writes, int action, set_result *result) {
   for (const pending_write &w : writes) {
-    if (w.at.write_method == nullptr) continue;
+    if (w.at.write_method == nullptr) {
+      continue;
+    }
     const int status = call(w, action);
-    if (status != 0 && result->status == 0) *result = {status, w.index};
+    if (status != 0 && result->status == 0) {
+      *result = {status, w.index};
+    }
   }
 }
 
 }  // namespace
-
-name_t under_root(std::initializer_list<oid> suffix) {
-  name_t name(vsan_mib_variables_oid, vsan_mib_variables_oid + kVsanMibRootLen);
-  name.insert(name.end(), suffix);
-  return name;
-}
-
-bool before(const name_t &a, const name_t &b) {
-  return snmp_oid_compare(a.data(), a.size(), b.data(), b.size()) < 0;
-}
-
-name_t vsan_cell(oid column, oid vsan) {
-  return under_root({1, 1, 3, 1, column, vsan});
-}
-
-std::string text(const name_t &name) {
-  std::string out;
-  for (oid id : name) out += "." + std::to_string(id);
-  return out;
-}
-
-void PrintTo(const varbind &v, std::ostream *out) {
-  *out << text(v.name) << " type " << static_cast<int>(v.type) << " ";
-  if (v.type == ASN_OCTET_STR) {
-    *out << fake::hex(v.octets);
-  } else {
-    *out << v.integer;
-  }
-}
-
-varbind integer(const name_t &name, long value) {
-  return {name, ASN_INTEGER, value, {}};
-}
-varbind gauge(const name_t &name, unsigned long value) {
-  return {name, ASN_GAUGE, static_cast<long>(value), {}};
-}
-varbind octets(const name_t &name, const std::string &value) {
-  return {name, ASN_OCTET_STR, 0, fake::bytes(value.begin(), value.end())};
-}
 
 std::optional<varbind> get(const name_t &name) {
   ++fake::the().pdu;
@@ -190,7 +173,9 @@ std::optional<varbind> getnext(const name_t &name) {
 std::vector<std::optional<varbind>> getnext_pdu(const std::vector<name_t> &names) {
   ++fake::the().pdu;
   std::vector<std::optional<varbind>> answers;
-  for (const name_t &name : names) answers.push_back(serve_getnext(name));
+  for (const name_t &name : names) {
+    answers.push_back(serve_getnext(name));
+  }
   return answers;
 }
 
@@ -202,7 +187,9 @@ std::vector<std::vector<std::optional<varbind>>> getbulk_pdu(const std::vector<n
     std::vector<std::optional<varbind>> row;
     for (name_t &name : at) {
       row.push_back(serve_getnext(name));
-      if (row.back()) name = row.back()->name;
+      if (row.back()) {
+        name = row.back()->name;
+      }
     }
     rows.push_back(row);
   }
@@ -213,16 +200,24 @@ set_result set_pdu(const std::vector<varbind> &varbinds) {
   ++fake::the().pdu;
   set_result result;
   std::vector<pending_write> writes = group_by_column(varbinds, &result);
-  if (result.status != 0) return result;
+  if (result.status != 0) {
+    return result;
+  }
 
   for (pending_write &w : writes) {
     struct variable vp = as_variable(vsan_mib_variables[w.row]);
     w.at = find(vp, w.v->name, 1);
-    if (w.at.value != nullptr && w.at.name != w.v->name) w.at.value = nullptr;
+    if (w.at.value != nullptr && w.at.name != w.v->name) {
+      w.at.value = nullptr;
+    }
     const int status = w.at.write_method == nullptr ? SNMP_ERR_NOTWRITABLE : call(w, RESERVE1);
-    if (status != 0 && result.status == 0) result = {status, w.index};
+    if (status != 0 && result.status == 0) {
+      result = {status, w.index};
+    }
   }
-  if (result.status == 0) run_phase(writes, RESERVE2, &result);
+  if (result.status == 0) {
+    run_phase(writes, RESERVE2, &result);
+  }
   if (result.status != 0) {
     set_result ignored = {1, 1};
     run_phase(writes, FREE, &ignored);
@@ -237,7 +232,7 @@ set_result set_pdu(const std::vector<varbind> &varbinds) {
 int phase(WriteMethod *method, int action, const varbind &v, u_char *current) {
   fake::bytes value = host_value(v);
   name_t name = v.name;
-  return method(action, value.data(), v.type, host_length(v), current, name.data(), name.size());
+  return method(action, value.data(), static_cast<u_char>(v.type), host_length(v), current, name.data(), name.size());
 }
 
 int phase_raw(WriteMethod *method, int action, const name_t &name, u_char type, const std::string &value, size_t length,

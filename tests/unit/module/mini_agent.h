@@ -8,34 +8,16 @@
 #include <vector>
 
 #include "fake_platform.h"
+#include "mib_objects.h"
 
 namespace mini {
 
-using name_t = std::vector<oid>;
+using namespace mib;
 
-// The OID `suffix` under the module's root.
-name_t under_root(std::initializer_list<oid> suffix);
-// A row of the VSAN table.
-name_t vsan_cell(oid column, oid vsan);
-std::string text(const name_t &name);
-// The order of OIDs. A vector's own `<` compares octets of the wrong count on big-endian hosts with some C++ libraries.
-bool before(const name_t &a, const name_t &b);
-
-struct varbind {
-  name_t name;
-  u_char type = 0;
-  long integer = 0;    // of every type but OCTET STRING
-  fake::bytes octets;  // of OCTET STRING
-
-  bool operator==(const varbind &other) const {
-    return name == other.name && type == other.type && integer == other.integer && octets == other.octets;
-  }
-};
-void PrintTo(const varbind &v, std::ostream *out);
-
-varbind integer(const name_t &name, long value);
-varbind gauge(const name_t &name, unsigned long value);
-varbind octets(const name_t &name, const std::string &value);
+// An object of the module as the agent hands it to its find function.
+struct variable as_variable(const struct variable7 &object);
+// Makes the two set lists anew, empty.
+void make_set_lists();
 
 std::optional<varbind> get(const name_t &name);
 std::optional<varbind> getnext(const name_t &name);

@@ -12,8 +12,7 @@ class ModuleTest : public ::testing::Test {
  protected:
   void SetUp() override {
     fake::reset();
-    make(&vsanEntry_undo_list);
-    make(&vsanEntry_list);
+    mini::make_set_lists();
     fake::the().calls.clear();
   }
   void TearDown() override {
@@ -27,20 +26,24 @@ class ModuleTest : public ::testing::Test {
   // Drops the rows that columns of refused PDUs left listed, as the next PDU of their VSANs does.
   static void drop_refused() {
     for (oid vsan = 0; vsan < 4096; ++vsan) {
-      const mini::name_t name = mini::vsan_cell(2, vsan);
+      const mib::name_t name = mib::vsan_cell(mib::kName, vsan);
       vsan_mib::forget_finished_pdu(name.data(), name.size());
     }
+  }
+
+  // What every read asks for: an answer within 4 s, for no user in particular.
+  static void expect_read(const fake::exchange &e) {
+    EXPECT_TRUE(e.wants_response);
+    EXPECT_FALSE(e.user.has_value());
+    EXPECT_FALSE(e.session.has_value());
+    EXPECT_EQ(e.service, 15);
+    EXPECT_EQ(e.queue, mts_response_q);
+    EXPECT_EQ(e.timeout, 4);
   }
 
   // Standard error as written since.
   static void capture() { testing::internal::CaptureStderr(); }
   static std::string captured() { return testing::internal::GetCapturedStderr(); }
-
- private:
-  static void make(indxobj_t *list) {
-    if (list->opaque[0] != nullptr) indxobj_destroy(list);
-    indxobj_create(list, 0, 1, vsanEntry_comp, 1);
-  }
 };
 
 #endif

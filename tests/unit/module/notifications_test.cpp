@@ -2,16 +2,24 @@
 #include <errno.h>
 #include <string.h>
 
+#include <string>
+
 #include "module_test.h"
 
 namespace {
+
+using namespace mib;
+using namespace std::string_literals;
+
+// The switch's name as the faked identity service gives it.
+const std::string kWwn = "\x20\x00\x00\x0d\xec\x01\x02\x03"s;
 
 // The handlers keep the switch's name for the module's life, so that what follows from its absence comes first.
 class Notifications : public ModuleTest {};
 
 struct trap {
-  std::vector<mini::varbind> varbinds;
-  mini::name_t name;
+  std::vector<varbind> varbinds;
+  name_t name;
   int send = -1;
 };
 
@@ -21,15 +29,7 @@ trap call(notification_handler_t handler, fake::message *message) {
   trap t;
   netsnmp_variable_list *list = handler(message, name, &length, &t.send);
   for (const netsnmp_variable_list *v = list; v != nullptr; v = v->next_variable) {
-    mini::varbind out;
-    out.name.assign(v->name, v->name + v->name_length);
-    out.type = v->type;
-    if (v->type == ASN_OCTET_STR) {
-      out.octets.assign(v->val.string, v->val.string + v->val_len);
-    } else {
-      out.integer = *v->val.integer;
-    }
-    t.varbinds.push_back(out);
+    t.varbinds.push_back(from_library(*v));
   }
   if (list != nullptr) {
     t.name.assign(name, name + length);
@@ -88,7 +88,7 @@ TEST_F(Notifications, MembershipTrapIsNotSentWhileTheSwitchsNameIsUnknownAndAsks
   fake::the().wwn = fake::bytes(8, 0xff);
   const trap t = call(handle_port_memb_change_notifications, &m);
   EXPECT_EQ(t.send, 1);
-  EXPECT_EQ(fake::hex(t.varbinds[0].octets), "2000000dec010203");
+  EXPECT_EQ(t.varbinds[0].octets, kWwn);
   EXPECT_EQ(fake::the().sent(1282).size(), 7u);
 }
 
@@ -104,11 +104,9 @@ TEST_F(MembershipTrap, VarbindsAreTheSwitchTheInterfaceAndTheVsan) {
   fake::message m = membership("00000064 ffffffff 0000012c");
   const trap t = call(handle_port_memb_change_notifications, &m);
   EXPECT_EQ(t.send, 1);
-  EXPECT_EQ(t.name, mini::under_root({1, 3, 0, 2}));
-  const std::vector<mini::varbind> expected = {
-      {mini::under_root({1, 5, 1, 0}), ASN_OCTET_STR, 0, fake::to_hex_bytes("2000000dec010203")},
-      mini::integer({1, 3, 6, 1, 2, 1, 2, 2, 1, 1, 100}, 100),
-      mini::integer(mini::under_root({1, 1, 4, 0}), 300)};
+  EXPECT_EQ(t.name, membership_change());
+  const std::vector<varbind> expected = {octets(switch_wwn(), kWwn), integer({1, 3, 6, 1, 2, 1, 2, 2, 1, 1, 100}, 100),
+                                         integer(notified_vsan(), 300)};
   EXPECT_EQ(t.varbinds, expected);
 }
 
@@ -135,10 +133,9 @@ TEST_F(Notifications, StatusTrapsVarbindsAreTheVsanItsAdminAndItsOperState) {
   fake::message m = change(std::string(kState) + kOper);
   const trap t = call(handle_notifications, &m);
   EXPECT_EQ(t.send, 1);
-  EXPECT_EQ(t.name, mini::under_root({1, 3, 0, 1}));
-  const std::vector<mini::varbind> expected = {mini::integer(mini::under_root({1, 1, 4, 0}), 300),
-                                               mini::integer(mini::vsan_cell(4, 300), 2),
-                                               mini::integer(mini::vsan_cell(8, 300), 1)};
+  EXPECT_EQ(t.name, status_change());
+  const std::vector<varbind> expected = {integer(notified_vsan(), 300), integer(vsan_cell(kAdminState, 300), 2),
+                                         integer(vsan_cell(kOperState, 300), 1)};
   EXPECT_EQ(t.varbinds, expected);
   EXPECT_TRUE(fake::the().traced("handle_notifications(#)Vsan_id:300  is_vsan_created:1\n"));
   EXPECT_TRUE(fake::the().exchanges.empty());
@@ -180,14 +177,15 @@ TEST_F(Notifications, StatusTrapFailsWithAnyPlatformCall) {
 }
 
 int control(int action, int32_t value, u_char type = ASN_INTEGER, size_t length = 4) {
-  return mini::phase_raw(write_vsanNotificationCntl, action, mini::under_root({1, 1, 5, 0}), type, mini::word(value),
-                         length);
+  return mini::phase_raw(write_vsanNotificationCntl, action, root({1, 1, 5, 0}), type, mini::word(value), length);
 }
 
 TEST_F(Notifications, ControlAccepts1And2AndRefusesOthers) {
   EXPECT_EQ(control(RESERVE1, 1), 0);
   EXPECT_EQ(control(RESERVE1, 2), 0);
-  for (int32_t value : {0, 3, -1, 258}) EXPECT_EQ(control(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  for (int32_t value : {0, 3, -1, 258}) {
+    EXPECT_EQ(control(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
+  }
   EXPECT_EQ(control(RESERVE1, 1, ASN_INTEGER, 0), 0) << "a length of 0 passes";
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
@@ -232,7 +230,9 @@ TEST_F(Notifications, ControlSendsTheGivenValueWhenCalledDirectly) {
 }
 
 TEST_F(Notifications, ControlDoesNothingInOtherPhases) {
-  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) EXPECT_EQ(control(action, 1), 0);
+  for (int action : {RESERVE2, COMMIT, FREE, UNDO, 6}) {
+    EXPECT_EQ(control(action, 1), 0);
+  }
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 

@@ -7,18 +7,10 @@
 
 namespace {
 
-mini::name_t if_cell(oid column, oid interface) {
-  return mini::under_root({1, 2, 5, 1, column, interface});
-}
-mini::name_t timer_cell(oid column, oid vsan) {
-  return mini::under_root({1, 4, 8, 1, column, vsan});
-}
-mini::name_t pair_cell(oid vsan, oid interface) {
-  return mini::under_root({1, 2, 8, 1, 1, vsan, interface});
-}
+using namespace mib;
 
 // Whether an answer lies under `prefix`.
-bool under(const std::optional<mini::varbind> &answer, const mini::name_t &prefix) {
+bool under(const std::optional<varbind> &answer, const name_t &prefix) {
   return answer && answer->name.size() >= prefix.size() &&
          std::equal(prefix.begin(), prefix.end(), answer->name.begin());
 }
@@ -39,7 +31,7 @@ class InterfaceTableRead : public ModuleTest {
 };
 
 TEST_F(InterfaceTableRead, RequestIsTheBareRecordAndItsAnswerTheRow) {
-  EXPECT_EQ(mini::get(if_cell(1, 200)), mini::integer(if_cell(1, 200), 7));
+  EXPECT_EQ(mini::get(if_vsan(200)), integer(if_vsan(200), 7));
   ASSERT_EQ(fake::the().exchanges.size(), 1u);
   const fake::exchange &e = fake::the().exchanges[0];
   EXPECT_EQ(e.opcode, 124);
@@ -56,34 +48,34 @@ TEST_F(InterfaceTableRead, RequestIsTheBareRecordAndItsAnswerTheRow) {
 }
 
 TEST_F(InterfaceTableRead, ThePreviousAnswersOtherWordsTravelInTheNextRequest) {
-  mini::get(if_cell(1, 200));
-  mini::get(if_cell(1, 100));
+  mini::get(if_vsan(200));
+  mini::get(if_vsan(100));
   EXPECT_EQ(fake::hex(fake::the().sent(124)[1].request), "0000006400000007000007c8000009c8");
 }
 
 TEST_F(InterfaceTableRead, GetNextOnTheBareColumnSendsIndex0) {
-  EXPECT_EQ(mini::getnext(mini::under_root({1, 2, 5, 1, 1}))->name, if_cell(1, 100));
+  EXPECT_EQ(mini::getnext(if_column(kIfVsan))->name, if_vsan(100));
   EXPECT_EQ(asked(0), 0u);
   EXPECT_EQ(fake::the().sent(124)[0].msg_type, 2);
 }
 
 TEST_F(InterfaceTableRead, GetWithAMissingOrExtraIndexSendsIndex0) {
-  EXPECT_FALSE(mini::get(mini::under_root({1, 2, 5, 1, 1})).has_value());
-  EXPECT_FALSE(mini::get(mini::under_root({1, 2, 5, 1, 1, 100, 1})).has_value());
+  EXPECT_FALSE(mini::get(if_column(kIfVsan)).has_value());
+  EXPECT_FALSE(mini::get(root({1, 2, 5, 1, 1, 100, 1})).has_value());
   EXPECT_EQ(asked(0), 0u);
   EXPECT_EQ(asked(1), 0u);
 }
 
 TEST_F(InterfaceTableRead, GetNextFromTheLastPossibleInterfaceSendsNothing) {
   vsanIfEntry row = {};
-  mini::name_t name = if_cell(1, 4294967295), column = mini::under_root({1, 2, 5, 1, 1});
+  name_t name = if_vsan(4294967295), column = if_column(kIfVsan);
   size_t length = name.size();
   EXPECT_EQ(header_vsanIfEntry(column.data(), 14, name.data(), &length, 0, &row), 0x40490002);
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 
 TEST_F(InterfaceTableRead, NothingIsCached) {
-  mini::getnext_pdu({if_cell(1, 100), if_cell(2, 100)});
+  mini::getnext_pdu({if_vsan(100), deny_list(100)});
   EXPECT_EQ(fake::the().sent(124).size(), 2u);
 }
 
@@ -98,7 +90,7 @@ TEST_F(InterfaceTableRead, FailuresAnswerNothingAndTraceTheReason) {
     const std::string &reason = failure.second;
     fake::the().history.clear();
     fake::the().overrule = [&](const fake::exchange &) { return reply; };
-    EXPECT_FALSE(mini::get(if_cell(1, 100)).has_value()) << reason;
+    EXPECT_FALSE(mini::get(if_vsan(100)).has_value()) << reason;
     EXPECT_TRUE(fake::the().traced(
         "header_vsanIfEntry(#) : GET request failedfor ifIndex = 100 with error : " + reason + "\n"));
   }
@@ -107,8 +99,8 @@ TEST_F(InterfaceTableRead, FailuresAnswerNothingAndTraceTheReason) {
 TEST_F(InterfaceTableRead, SuccessWithoutAResponseLeavesTheOidAndTheRequest) {
   fake::the().overrule = [](const fake::exchange &) { return fake::reply{}; };
   vsanIfEntry row = {0, 11, 12, 13};
-  mini::name_t name = if_cell(1, 100), column = mini::under_root({1, 2, 5, 1, 1});
-  const mini::name_t before = name;
+  name_t name = if_vsan(100), column = if_column(kIfVsan);
+  const name_t before = name;
   size_t length = name.size();
   EXPECT_EQ(header_vsanIfEntry(column.data(), 14, name.data(), &length, 0, &row), 0);
   EXPECT_EQ(name, before);
@@ -119,7 +111,7 @@ TEST_F(InterfaceTableRead, SuccessWithoutAResponseLeavesTheOidAndTheRequest) {
 TEST_F(InterfaceTableRead, ARestrictedUserReadsAMembershipWhenTheRoleAllowsTheInterfaceWhateverTheVsan) {
   fake::the().restricted = true;
   fake::the().allowed = {10};
-  EXPECT_TRUE(mini::get(if_cell(1, 200)).has_value());
+  EXPECT_TRUE(mini::get(if_vsan(200)).has_value());
   EXPECT_EQ(fake::the().calls[1], "snmp_get_allowed_vsans_subtree 160");
   EXPECT_EQ(fake::the().calls[2], "intf_chk_vsan_role_allowed 200 3");
 }
@@ -127,9 +119,9 @@ TEST_F(InterfaceTableRead, ARestrictedUserReadsAMembershipWhenTheRoleAllowsTheIn
 TEST_F(InterfaceTableRead, AHiddenInterfaceAnswersNothingOnGetAndOnGetNextWithoutARetry) {
   fake::the().restricted = true;
   fake::the().interface_refusal = 0x40540001;
-  EXPECT_FALSE(mini::get(if_cell(1, 200)).has_value());
+  EXPECT_FALSE(mini::get(if_vsan(200)).has_value());
   fake::the().exchanges.clear();
-  EXPECT_FALSE(under(mini::getnext(if_cell(1, 100)), mini::under_root({1, 2, 5, 1, 1})));
+  EXPECT_FALSE(under(mini::getnext(if_vsan(100)), if_column(kIfVsan)));
   EXPECT_EQ(asked(0), 100u);
   EXPECT_EQ(asked(1), 0u) << "the next request is the next column's first";
 }
@@ -137,7 +129,7 @@ TEST_F(InterfaceTableRead, AHiddenInterfaceAnswersNothingOnGetAndOnGetNextWithou
 TEST_F(InterfaceTableRead, TheDenyListOfAHiddenInterfaceIsReadAllTheSame) {
   fake::the().restricted = true;
   fake::the().interface_refusal = 5;
-  EXPECT_EQ(mini::get(if_cell(2, 200))->integer, 0x700 + 200);
+  EXPECT_EQ(mini::get(deny_list(200))->integer, 0x700 + 200);
 }
 
 // The rule itself.
@@ -145,7 +137,7 @@ TEST_F(InterfaceTableRead, TheDenyListOfAHiddenInterfaceIsReadAllTheSame) {
 class Restriction : public ModuleTest {
  protected:
   int may(int mode, uint32_t vsan) {
-    mini::name_t name = if_cell(1, 42);
+    name_t name = if_vsan(42);
     return process_for_vsan_restriction(42, mode, vsan, name.data(), name.size(), mode == 1 ? 163 : 160);
   }
 };
@@ -192,7 +184,9 @@ class TimerTableRead : public ModuleTest {
  protected:
   void SetUp() override {
     ModuleTest::SetUp();
-    for (uint32_t vsan : {5, 7, 4095}) fake::add_vsan(vsan);
+    for (uint32_t vsan : {5, 7, 4095}) {
+      fake::add_vsan(vsan);
+    }
   }
 };
 
@@ -215,31 +209,31 @@ TEST_F(TimerTableRead, EachColumnAsksForItsTimer) {
     EXPECT_EQ(e.timeout, 4);
     EXPECT_FALSE(e.user.has_value());
   }
-  EXPECT_EQ(mini::get(timer_cell(2, 7)), mini::gauge(timer_cell(2, 7), 8007));
+  EXPECT_EQ(mini::get(timer_cell(kRatov, 7)), gauge(timer_cell(kRatov, 7), 8007));
 }
 
 TEST_F(TimerTableRead, TheForceFlagIsOneOctetAlthoughTheManagerIsAsked) {
-  const auto answer = mini::get(timer_cell(1, 7));
-  EXPECT_EQ(answer, mini::octets(timer_cell(1, 7), std::string(1, '\0')));
+  const auto answer = mini::get(timer_cell(kForceFlag, 7));
+  EXPECT_EQ(answer, octets(timer_cell(kForceFlag, 7), std::string(1, '\0')));
   EXPECT_EQ(fake::the().sent(127).size(), 1u);
 }
 
 TEST_F(TimerTableRead, GetOfVsan0Or4096SendsNothingAnd4095IsAskedFor) {
-  EXPECT_FALSE(mini::get(timer_cell(2, 0)).has_value());
-  EXPECT_FALSE(mini::get(timer_cell(2, 4096)).has_value());
-  EXPECT_FALSE(mini::get(timer_cell(2, 2147483648)).has_value());
+  EXPECT_FALSE(mini::get(timer_cell(kRatov, 0)).has_value());
+  EXPECT_FALSE(mini::get(timer_cell(kRatov, 4096)).has_value());
+  EXPECT_FALSE(mini::get(timer_cell(kRatov, 2147483648)).has_value());
   EXPECT_TRUE(fake::the().exchanges.empty());
-  EXPECT_TRUE(mini::get(timer_cell(2, 4095)).has_value());
+  EXPECT_TRUE(mini::get(timer_cell(kRatov, 4095)).has_value());
 }
 
 TEST_F(TimerTableRead, GetWithAMissingOrExtraIndexSendsNothing) {
-  EXPECT_FALSE(mini::get(mini::under_root({1, 4, 8, 1, 2})).has_value());
-  EXPECT_FALSE(mini::get(mini::under_root({1, 4, 8, 1, 2, 7, 7})).has_value());
+  EXPECT_FALSE(mini::get(timer_column(kRatov)).has_value());
+  EXPECT_FALSE(mini::get(root({1, 4, 8, 1, 2, 7, 7})).has_value());
   EXPECT_TRUE(fake::the().exchanges.empty());
 }
 
 int instance(oid index, int exact, vsanFcTimerEntry *record) {
-  mini::name_t name = timer_cell(2, index), column = mini::under_root({1, 4, 8, 1, 2});
+  name_t name = timer_cell(kRatov, index), column = timer_column(kRatov);
   size_t length = name.size();
   return get_vsanFcTimerEntry_instance(column.data(), 14, name.data(), &length, exact, record);
 }
@@ -280,7 +274,7 @@ TEST_F(TimerTableRead, InstanceClearsTheRecordAndSetsTheFlagByte) {
 }
 
 TEST_F(TimerTableRead, GetNextOnTheBareColumnFindsTheFirstVsan) {
-  EXPECT_EQ(mini::getnext(mini::under_root({1, 4, 8, 1, 2}))->name, timer_cell(2, 5));
+  EXPECT_EQ(mini::getnext(timer_column(kRatov))->name, timer_cell(kRatov, 5));
   EXPECT_EQ(fake::hex(fake::the().sent(127)[0].request), "000000080000000001000000000500");
 }
 
@@ -299,7 +293,7 @@ TEST_F(TimerTableRead, AFailedSearchForTheNextVsanIsTracedAndItsStatusDependsOnT
 
 TEST_F(TimerTableRead, WithDistributionOnAndShowRunningOffAPlainReadAsksForThePendingValue) {
   fake::the().kdx_enabled = 1;
-  mini::get(timer_cell(3, 7));
+  mini::get(timer_cell(kEdtov, 7));
   ASSERT_EQ(fake::the().sent(127).size(), 1u);
   EXPECT_EQ(fake::the().sent(127)[0].msg_type, 5);
   EXPECT_EQ(fake::hex(fake::the().sent(127)[0].request), "000000070000000001000000000700");
@@ -311,14 +305,16 @@ TEST_F(TimerTableRead, WithDistributionOnAndShowRunningOffAPlainReadAsksForThePe
 TEST_F(TimerTableRead, WithShowRunningOnAPlainReadAsksForTheRunningValue) {
   fake::the().kdx_enabled = 1;
   fake::the().kdx_show_running = 1;
-  mini::get(timer_cell(3, 7));
+  mini::get(timer_cell(kEdtov, 7));
   EXPECT_EQ(fake::the().sent(127)[0].msg_type, 1);
 }
 
 // Answers type 5 with `status` for VSAN `vsan`, everything else as the faked manager does.
 auto refuse_pending(uint32_t vsan, int status) {
   return [=](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 127 || e.msg_type != 5 || e.request[13] != vsan) return {};
+    if (e.opcode != 127 || e.msg_type != 5 || e.request[13] != vsan) {
+      return {};
+    }
     return fake::reply{status, 0, {}, {}};
   };
 }
@@ -326,11 +322,11 @@ auto refuse_pending(uint32_t vsan, int status) {
 TEST_F(TimerTableRead, AVsanKeptOutOfDistributionIsSkippedAlsoByAGet) {
   fake::the().kdx_enabled = 1;
   fake::the().overrule = refuse_pending(5, 0x40190002);
-  EXPECT_EQ(mini::getnext(mini::under_root({1, 4, 8, 1, 2}))->name, timer_cell(2, 7));
+  EXPECT_EQ(mini::getnext(timer_column(kRatov))->name, timer_cell(kRatov, 7));
   EXPECT_TRUE(fake::the().traced("header_vsanFcTimerEntry : attr not found for vsan-id : 5 "));
 
   struct variable vp = {};
-  mini::name_t name = timer_cell(2, 5);
+  name_t name = timer_cell(kRatov, 5);
   vp.magic = 39;
   vp.namelen = 14;
   std::copy(name.begin(), name.begin() + 14, vp.name);
@@ -345,18 +341,22 @@ TEST_F(TimerTableRead, AVsanKeptOutOfDistributionIsSkippedAlsoByAGet) {
 TEST_F(TimerTableRead, EveryVsanKeptOutEndsTheTable) {
   fake::the().kdx_enabled = 1;
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 127) return {};
+    if (e.opcode != 127) {
+      return {};
+    }
     return fake::reply{0x40190002, 0, {}, {}};
   };
-  EXPECT_FALSE(under(mini::getnext(mini::under_root({1, 4, 8, 1, 5})), mini::under_root({1, 4, 8})));
+  EXPECT_FALSE(under(mini::getnext(timer_column(kFstov)), timer_table()));
 }
 
 TEST_F(TimerTableRead, WithDistributionOffTheSameStatusIsAnOrdinaryFailure) {
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.opcode != 127) return {};
+    if (e.opcode != 127) {
+      return {};
+    }
     return fake::reply{0x40190002, 0, {}, {}};
   };
-  EXPECT_FALSE(mini::get(timer_cell(2, 5)).has_value());
+  EXPECT_FALSE(mini::get(timer_cell(kRatov, 5)).has_value());
   EXPECT_EQ(fake::the().sent(127).size(), 1u);
   EXPECT_TRUE(
       fake::the().traced("header_vsanFcTimerEntry : GET request failedfor vsan_id = 5 with error : fmt-40190002\n"));
@@ -364,7 +364,7 @@ TEST_F(TimerTableRead, WithDistributionOffTheSameStatusIsAnOrdinaryFailure) {
 
 int read_for_set(oid vsan, vsanFcTimerEntry *record) {
   struct variable vp = {};
-  mini::name_t name = timer_cell(2, vsan);
+  name_t name = timer_cell(kRatov, vsan);
   vp.magic = 39;
   vp.namelen = 14;
   std::copy(name.begin(), name.begin() + 14, vp.name);
@@ -390,7 +390,7 @@ TEST_F(TimerTableRead, AReadForAWriteIsSentAgainAsGetWhileAnotherSwitchHoldsTheL
 TEST_F(TimerTableRead, APlainReadIsNotSentAgainUnderARemoteLock) {
   fake::the().kdx_enabled = 1;
   fake::the().overrule = refuse_pending(7, 0x40190028);
-  EXPECT_FALSE(mini::get(timer_cell(2, 7)).has_value());
+  EXPECT_FALSE(mini::get(timer_cell(kRatov, 7)).has_value());
   EXPECT_EQ(fake::the().sent(127).size(), 1u);
 }
 
@@ -403,23 +403,25 @@ TEST_F(TimerTableRead, AReadForAWriteWithDistributionOffIsAPlainGet) {
 TEST_F(TimerTableRead, ShortAnswersAnswerNothing) {
   for (size_t size : {0, 1, 8, 14}) {
     fake::the().overrule = [&](const fake::exchange &) { return fake::reply{0, 0, fake::bytes(size, 0), {}}; };
-    EXPECT_FALSE(mini::get(timer_cell(2, 7)).has_value()) << size;
+    EXPECT_FALSE(mini::get(timer_cell(kRatov, 7)).has_value()) << size;
   }
 }
 
 TEST_F(TimerTableRead, ARestrictedUserWalksOnlyAllowedVsansAndGetsOnlyThose) {
   fake::the().restricted = true;
   fake::the().allowed = {7};
-  EXPECT_EQ(mini::getnext(mini::under_root({1, 4, 8, 1, 2}))->name, timer_cell(2, 7));
-  EXPECT_EQ(mini::getnext(timer_cell(2, 7))->name, timer_cell(3, 7));
-  EXPECT_TRUE(mini::get(timer_cell(2, 7)).has_value());
-  EXPECT_FALSE(mini::get(timer_cell(2, 5)).has_value());
+  EXPECT_EQ(mini::getnext(timer_column(kRatov))->name, timer_cell(kRatov, 7));
+  EXPECT_EQ(mini::getnext(timer_cell(kRatov, 7))->name, timer_cell(kEdtov, 7));
+  EXPECT_TRUE(mini::get(timer_cell(kRatov, 7)).has_value());
+  EXPECT_FALSE(mini::get(timer_cell(kRatov, 5)).has_value());
 }
 
 TEST_F(TimerTableRead, TracesOfAPlainReadInTheirOrder) {
-  mini::get(timer_cell(2, 7));
+  mini::get(timer_cell(kRatov, 7));
   std::vector<std::string> lines;
-  for (const auto &line : fake::the().history) lines.push_back(line.second);
+  for (const auto &line : fake::the().history) {
+    lines.push_back(line.second);
+  }
   EXPECT_EQ(lines, (std::vector<std::string>{
                        "get_vsanFcTimerEntry : before calling header_timer_ entry ",
                        "header_vsanFcTimerEntry : calling timer_instance() ",
@@ -445,28 +447,28 @@ class SummaryRead : public ModuleTest {
 };
 
 TEST_F(SummaryRead, GetNextOnTheBareColumnAsksForThePairAfterZero) {
-  EXPECT_EQ(mini::getnext(mini::under_root({1, 2, 8, 1, 1})), mini::integer(pair_cell(1, 100), 100));
+  EXPECT_EQ(mini::getnext(summary_column()), integer(summary(1, 100), 100));
   EXPECT_EQ(fake::the().calls.back(), "pm 2 0.0 operator session-1 5");
 }
 
 TEST_F(SummaryRead, GetNextWithOnlyAVsanAsksForThePairAfterItAndZero) {
-  EXPECT_EQ(mini::getnext(mini::under_root({1, 2, 8, 1, 1, 5}))->name, pair_cell(5, 300));
+  EXPECT_EQ(mini::getnext(root({1, 2, 8, 1, 1, 5}))->name, summary(5, 300));
   EXPECT_EQ(fake::the().calls.back(), "pm 2 5.0 operator session-1 5");
 }
 
 TEST_F(SummaryRead, GetWithASingleIndexAsksForThePairZero) {
-  EXPECT_FALSE(mini::get(mini::under_root({1, 2, 8, 1, 1, 5})).has_value());
+  EXPECT_FALSE(mini::get(root({1, 2, 8, 1, 1, 5})).has_value());
   EXPECT_EQ(fake::the().calls.back(), "pm 1 0.0 operator session-1 5");
 }
 
 TEST_F(SummaryRead, TheValueIsTheRowsOwnSecondIndex) {
   for (const auto &[vsan, interface] : fake::the().members) {
-    EXPECT_EQ(mini::get(pair_cell(vsan, interface)), mini::integer(pair_cell(vsan, interface), interface));
+    EXPECT_EQ(mini::get(summary(vsan, interface)), integer(summary(vsan, interface), interface));
   }
 }
 
 TEST_F(SummaryRead, NoRangeIsCheckedAndAnAbsentPairAnswersNothing) {
-  EXPECT_FALSE(mini::get(pair_cell(4294967295, 4294967295)).has_value());
+  EXPECT_FALSE(mini::get(summary(4294967295, 4294967295)).has_value());
   EXPECT_EQ(fake::the().calls.back(), "pm 1 4294967295.4294967295 operator session-1 5");
   EXPECT_TRUE(fake::the().traced(
       "header_vsanMembershipSummaryEntry(#) : GET req FAILED for vsanIndex = -1: ifIndex = -1 : fmt-40490002\n"));
@@ -474,14 +476,14 @@ TEST_F(SummaryRead, NoRangeIsCheckedAndAnAbsentPairAnswersNothing) {
 
 TEST_F(SummaryRead, AFailedCallTracesErrnosText) {
   fake::the().fail_at = 1;
-  EXPECT_FALSE(mini::get(pair_cell(1, 100)).has_value());
+  EXPECT_FALSE(mini::get(summary(1, 100)).has_value());
   EXPECT_TRUE(fake::the().traced(
       std::string("header_vsanMembershipSummaryEntry(#) : GET req FAILED for vsanIndex = 1: ifIndex = 100 : ") +
       strerror(ETIMEDOUT) + "\n"));
 }
 
 TEST_F(SummaryRead, TracesOfAReadInTheirOrder) {
-  mini::getnext(pair_cell(1, 100));
+  mini::getnext(summary(1, 100));
   ASSERT_EQ(fake::the().history.size(), 2u);
   EXPECT_EQ(fake::the().history[0].second,
             "header_vsanMembershipSummaryEntry : Sending GETNEXT req for vsanIndex = 1 and ifIndex = 100 \n");
@@ -493,22 +495,24 @@ TEST_F(SummaryRead, TracesOfAReadInTheirOrder) {
 TEST_F(SummaryRead, ARestrictedWalkSkipsWholeVsansAndResumesAtTheFirstInterfaceOfTheNextAllowedOne) {
   fake::the().restricted = true;
   fake::the().allowed = {10};
-  EXPECT_EQ(mini::getnext(mini::under_root({1, 2, 8, 1, 1}))->name, pair_cell(10, 400));
+  EXPECT_EQ(mini::getnext(summary_column())->name, summary(10, 400));
   std::vector<std::string> asked;
   for (const std::string &call : fake::the().calls) {
-    if (call.rfind("pm ", 0) == 0) asked.push_back(call);
+    if (call.rfind("pm ", 0) == 0) {
+      asked.push_back(call);
+    }
   }
   EXPECT_EQ(asked, (std::vector<std::string>{"pm 2 0.0 operator session-1 5", "pm 2 10.0 operator session-1 5"}));
-  EXPECT_FALSE(under(mini::getnext(pair_cell(10, 400)), mini::under_root({1, 2, 8})));
+  EXPECT_FALSE(under(mini::getnext(summary(10, 400)), summary_table()));
 }
 
 TEST_F(SummaryRead, ARestrictedGetOfAPairInAnAllowedVsanAnswersNothingUnlessVsan0IsAllowed) {
   fake::the().restricted = true;
   fake::the().allowed = {10};
-  EXPECT_FALSE(mini::get(pair_cell(10, 400)).has_value());
+  EXPECT_FALSE(mini::get(summary(10, 400)).has_value());
   EXPECT_EQ(fake::the().calls.back(), "snmp_is_vsan_allowed_in_list 0");
   fake::the().allowed = {0};
-  EXPECT_TRUE(mini::get(pair_cell(10, 400)).has_value()) << "VSAN 0 is what is tested";
+  EXPECT_TRUE(mini::get(summary(10, 400)).has_value()) << "VSAN 0 is what is tested";
 }
 
 }  // namespace

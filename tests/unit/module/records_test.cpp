@@ -35,7 +35,9 @@ TEST(Records, DefaultsLeaveRowStatusOperStateLatencyAndRestAlone) {
   EXPECT_EQ(row.vsanRowStatus, 0xababababu);
   EXPECT_EQ(row.vsanOperState, 0xababababu);
   EXPECT_EQ(row.vsanNetworkDropLatency, 0xababababu);
-  for (uint8_t octet : row.rest) ASSERT_EQ(octet, 0xab);
+  for (uint8_t octet : row.rest) {
+    ASSERT_EQ(octet, 0xab);
+  }
 }
 
 TEST(Records, ComparisonIsPositiveWhenASortsBeforeB) {

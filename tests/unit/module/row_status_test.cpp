@@ -7,8 +7,10 @@
 
 namespace {
 
-mini::name_t status_cell(oid vsan) {
-  return mini::vsan_cell(9, vsan);
+using namespace mib;
+
+name_t status_cell(oid vsan) {
+  return vsan_cell(kRowStatus, vsan);
 }
 
 class RowStatus : public ModuleTest {
@@ -20,7 +22,7 @@ class RowStatus : public ModuleTest {
   // Looks the row up as the agent does before RESERVE1; null when it is absent.
   static u_char *look_up(oid vsan) {
     struct variable vp = {};
-    mini::name_t name = status_cell(vsan);
+    name_t name = status_cell(vsan);
     vp.magic = 11;
     vp.namelen = 14;
     std::copy(name.begin(), name.begin() + 14, vp.name);
@@ -31,13 +33,15 @@ class RowStatus : public ModuleTest {
     return get_vsanEntry(&vp, name.data(), &length, 1, &var_len, &method);
   }
   static int run(int action, oid vsan, long value, u_char *current = nullptr) {
-    return mini::phase(set_vsanRowStatus, action, mini::integer(status_cell(vsan), value), current);
+    return mini::phase(set_vsanRowStatus, action, integer(status_cell(vsan), value), current);
   }
   static void release(oid vsan) { run(FREE, vsan, 1); }
   static std::vector<std::pair<int, vsanEntry>> writes() {
     std::vector<std::pair<int, vsanEntry>> out;
     for (const fake::exchange &e : fake::the().sent(149)) {
-      if (e.msg_type >= 3) out.emplace_back(e.msg_type, fake::row_of(e.request));
+      if (e.msg_type >= 3) {
+        out.emplace_back(e.msg_type, fake::row_of(e.request));
+      }
     }
     return out;
   }
@@ -74,7 +78,9 @@ TEST_P(RowStatusChart, WithCommit) {
   EXPECT_EQ(run(RESERVE2, vsan, row.request, current), 0);
   EXPECT_EQ(run(ACTION, vsan, row.request, current), row.action);
   std::vector<int> sent;
-  for (const auto &w : writes()) sent.push_back(w.first);
+  for (const auto &w : writes()) {
+    sent.push_back(w.first);
+  }
   EXPECT_EQ(sent, row.sent);
   EXPECT_EQ(run(COMMIT, vsan, row.request, current), 0);
   EXPECT_EQ(writes().size(), row.sent.size());
@@ -82,7 +88,9 @@ TEST_P(RowStatusChart, WithCommit) {
 
 TEST_P(RowStatusChart, WithUndo) {
   const chart_row &row = GetParam();
-  if (row.reserve1 != 0) return;  // the agent frees, see above
+  if (row.reserve1 != 0) {
+    return;  // the agent frees, see above
+  }
   const oid vsan = row.present ? 10 : 11;
   const auto before = fake::the().vsans;
   u_char *current = look_up(vsan);
@@ -92,7 +100,9 @@ TEST_P(RowStatusChart, WithUndo) {
   const size_t so_far = writes().size();
   EXPECT_EQ(run(UNDO, vsan, row.request, current), 0);
   std::vector<int> sent;
-  for (size_t i = so_far; i < writes().size(); ++i) sent.push_back(writes()[i].first);
+  for (size_t i = so_far; i < writes().size(); ++i) {
+    sent.push_back(writes()[i].first);
+  }
   EXPECT_EQ(sent, row.sent_undo);
   ASSERT_EQ(fake::the().vsans.size(), before.size());
   EXPECT_EQ(memcmp(&fake::the().vsans[10], &before.at(10), sizeof(vsanEntry)), 0) << "the old row is restored";
@@ -159,7 +169,9 @@ TEST_F(RowStatus, FourOctetsAreAnIntegerToo) {
 TEST_F(RowStatus, Vsan0And4096AreRefusedBeforeTheValueIsLookedAtAnd4095Passes) {
   EXPECT_EQ(run(RESERVE1, 0, 99), SNMP_ERR_WRONGVALUE);
   EXPECT_EQ(run(RESERVE1, 4096, 99), SNMP_ERR_WRONGVALUE);
-  for (const auto &line : fake::the().history) EXPECT_EQ(line.second.find("long_ret"), std::string::npos);
+  for (const auto &line : fake::the().history) {
+    EXPECT_EQ(line.second.find("long_ret"), std::string::npos);
+  }
   EXPECT_EQ(run(RESERVE1, 4095, 4), 0);
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) set_vsanrowstatus long_ret:4095 \n"));
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) long_ret:4 \n"));
@@ -167,7 +179,7 @@ TEST_F(RowStatus, Vsan0And4096AreRefusedBeforeTheValueIsLookedAtAnd4095Passes) {
 }
 
 TEST_F(RowStatus, CreationSendsTheDefaultsWithRowStatusActive) {
-  EXPECT_EQ(mini::set_pdu({mini::integer(status_cell(5), 4)}).status, 0);
+  EXPECT_EQ(mini::set_pdu({integer(status_cell(5), kCreateAndGo)}).status, 0);
   ASSERT_EQ(writes().size(), 1u);
   vsanEntry expected = {};
   expected.vsanIndex = 5;
@@ -178,7 +190,7 @@ TEST_F(RowStatus, CreationSendsTheDefaultsWithRowStatusActive) {
 }
 
 TEST_F(RowStatus, CreationWithANameBeforeItSendsOneSetThatCarriesBoth) {
-  EXPECT_EQ(mini::set_pdu({mini::octets(mini::vsan_cell(2, 5), "edge"), mini::integer(status_cell(5), 4)}).status, 0);
+  EXPECT_EQ(mini::set_pdu({octets(vsan_cell(kName, 5), "edge"), integer(status_cell(5), kCreateAndGo)}).status, 0);
   ASSERT_EQ(writes().size(), 1u);
   EXPECT_STREQ(writes()[0].second.vsanName, "edge");
   EXPECT_EQ(writes()[0].second.vsanRowStatus, 1u);
@@ -187,7 +199,7 @@ TEST_F(RowStatus, CreationWithANameBeforeItSendsOneSetThatCarriesBoth) {
 }
 
 TEST_F(RowStatus, AColumnAfterTheRowStatusSendsTheSameRowASecondTime) {
-  EXPECT_EQ(mini::set_pdu({mini::integer(status_cell(5), 4), mini::octets(mini::vsan_cell(2, 5), "edge")}).status, 0);
+  EXPECT_EQ(mini::set_pdu({integer(status_cell(5), kCreateAndGo), octets(vsan_cell(kName, 5), "edge")}).status, 0);
   ASSERT_EQ(writes().size(), 2u);
   EXPECT_EQ(writes()[0].first, 3);
   EXPECT_EQ(writes()[1].first, 3);
@@ -196,20 +208,20 @@ TEST_F(RowStatus, AColumnAfterTheRowStatusSendsTheSameRowASecondTime) {
 }
 
 TEST_F(RowStatus, ActiveAfterAColumnReappliesTheRowAsThisPduReadItFirst) {
-  EXPECT_EQ(mini::set_pdu({mini::integer(mini::vsan_cell(4, 10), 2), mini::integer(status_cell(10), 1)}).status, 0);
+  EXPECT_EQ(mini::set_pdu({integer(vsan_cell(kAdminState, 10), 2), integer(status_cell(10), kActive)}).status, 0);
   ASSERT_EQ(writes().size(), 2u);
   EXPECT_EQ(writes()[0].second.vsanAdminState, 2u);
   EXPECT_EQ(writes()[1].second.vsanAdminState, 1u) << "the one-row cache serves the whole PDU; setters do not clear it";
 }
 
 TEST_F(RowStatus, CreationOfVsan9WithANameIsSentByTheColumnFirst) {
-  mini::set_pdu({mini::octets(mini::vsan_cell(2, 9), "nine"), mini::integer(status_cell(9), 4)});
+  mini::set_pdu({octets(vsan_cell(kName, 9), "nine"), integer(status_cell(9), kCreateAndGo)});
   ASSERT_FALSE(writes().empty());
   EXPECT_EQ(writes()[0].second.vsanRowStatus, 4u) << "sent at once, still in creation";
 }
 
 TEST_F(RowStatus, TwoCreationsOfOneVsanInOnePduAreRefused) {
-  const auto result = mini::set_pdu({mini::integer(status_cell(5), 4), mini::integer(status_cell(5), 4)});
+  const auto result = mini::set_pdu({integer(status_cell(5), kCreateAndGo), integer(status_cell(5), kCreateAndGo)});
   EXPECT_EQ(result.status, SNMP_ERR_GENERR);
   EXPECT_EQ(result.index, 2u);
   EXPECT_TRUE(writes().empty());
@@ -240,7 +252,9 @@ TEST_F(RowStatus, ARefusedSendIsRecordedAndMapped) {
   u_char *current = look_up(10);
   run(RESERVE1, 10, 6, current);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type < 3) return {};
+    if (e.msg_type < 3) {
+      return {};
+    }
     return fake::reply{0x40190004, 0, {}, {}};
   };
   EXPECT_EQ(run(ACTION, 10, 6), SNMP_ERR_INCONSISTENTNAME);
@@ -265,7 +279,9 @@ TEST_F(RowStatus, ACreationThatSentNothingIsNotUndoneByADelete) {
   for (bool readable : {true, false}) {
     EXPECT_EQ(run(RESERVE1, 10, 4, nullptr), 0);
     fake::the().overrule = [&](const fake::exchange &e) -> std::optional<fake::reply> {
-      if (readable || e.msg_type != 1) return {};
+      if (readable || e.msg_type != 1) {
+        return {};
+      }
       return fake::reply{-1, ETIMEDOUT, {}, {}};
     };
     ++fake::the().pdu;
@@ -327,7 +343,7 @@ TEST_F(RowStatus, ARestrictedUserIsRefusedCreationActiveAndDestroyOutsideTheSet)
 TEST_F(RowStatus, ARestrictedUsersDestroyOfAHiddenVsanDeletesNothing) {
   fake::the().restricted = true;
   fake::the().allowed = {20};
-  EXPECT_EQ(mini::set_pdu({mini::integer(status_cell(10), 6)}).status, SNMP_ERR_GENERR);
+  EXPECT_EQ(mini::set_pdu({integer(status_cell(10), kDestroy)}).status, SNMP_ERR_GENERR);
   EXPECT_EQ(fake::the().vsans.count(10), 1u);
 }
 
@@ -354,7 +370,9 @@ TEST_F(RowStatus, ARowThatCannotBeAllocatedIsGenErr) {
 TEST_F(RowStatus, TracesOfACreationInTheirOrder) {
   run(RESERVE1, 11, 4);
   std::vector<std::string> lines;
-  for (const auto &line : fake::the().history) lines.push_back(line.second.substr(line.second.find(')') + 1));
+  for (const auto &line : fake::the().history) {
+    lines.push_back(line.second.substr(line.second.find(')') + 1));
+  }
   EXPECT_EQ(lines,
             (std::vector<std::string>{" \n", " In RESERVE1 \n", " set_vsanrowstatus long_ret:11 \n", " long_ret:4 \n",
                                       " RS_CREATEANDGO! \n", "set_vsanRowStatus  RS_CREATEANDGO! \n",

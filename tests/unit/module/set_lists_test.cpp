@@ -10,6 +10,8 @@ using namespace vsan_mib;
 
 namespace {
 
+using namespace mib;
+
 class SetLists : public ModuleTest {
  protected:
   void SetUp() override {
@@ -20,13 +22,15 @@ class SetLists : public ModuleTest {
     fake::add_vsan(20);
   }
   void TearDown() override {
-    for (oid vsan : {9, 10, 11, 20}) handle_free_vsanEntryList(name_of(vsan).data(), 15);
+    for (oid vsan : {9, 10, 11, 20}) {
+      handle_free_vsanEntryList(name_of(vsan).data(), 15);
+    }
     ModuleTest::TearDown();
   }
-  static mini::name_t name_of(oid vsan) { return mini::vsan_cell(2, vsan); }
+  static name_t name_of(oid vsan) { return vsan_cell(kName, vsan); }
   // RESERVE2 of a column.
   static int gather(int column, oid vsan, const void *value, size_t length) {
-    mini::name_t name = name_of(vsan);
+    name_t name = name_of(vsan);
     ++fake::the().pdu;
     return handle_onepdu_undo_vsanEntryList(column, name.data(), name.size(), value, length);
   }
@@ -37,7 +41,9 @@ class SetLists : public ModuleTest {
   static std::vector<fake::exchange> writes() {
     std::vector<fake::exchange> out;
     for (const fake::exchange &e : fake::the().sent(149)) {
-      if (e.msg_type >= 3) out.push_back(e);
+      if (e.msg_type >= 3) {
+        out.push_back(e);
+      }
     }
     return out;
   }
@@ -97,7 +103,9 @@ TEST_F(SetLists, InteropModeZeroIsStoredAs100) {
 TEST_F(SetLists, MediaTypeAndMtuAreNotWritableAndUnknownColumnsInconsistent) {
   EXPECT_EQ(gather_word(kVsanMediaType, 10, 1), SNMP_ERR_NOTWRITABLE);
   EXPECT_EQ(gather_word(kVsanMtu, 10, 1), SNMP_ERR_NOTWRITABLE);
-  for (int column : {0, 7, 9, 10, 15}) EXPECT_EQ(gather_word(column, 10, 1), SNMP_ERR_INCONSISTENTVALUE) << column;
+  for (int column : {0, 7, 9, 10, 15}) {
+    EXPECT_EQ(gather_word(column, 10, 1), SNMP_ERR_INCONSISTENTVALUE) << column;
+  }
   EXPECT_EQ(fake::the().count_traced("handle_onepdu_undo_vsanEntryList(#) *** InconsistantName! ***\n"), 5u);
 }
 
@@ -242,7 +250,9 @@ TEST_F(SetLists, ActionSendsTheWholeRowOnceInTheUsersName) {
 TEST_F(SetLists, ARefusedSendIsRecordedMappedAndNotRepeated) {
   gather(kVsanName, 10, "new", 3);
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
-    if (e.msg_type != 3) return {};
+    if (e.msg_type != 3) {
+      return {};
+    }
     return fake::reply{0x40190004, 0, {}, {}};
   };
   EXPECT_EQ(send(10), SNMP_ERR_INCONSISTENTNAME);
@@ -323,7 +333,7 @@ TEST_F(SetLists, FreeDropsBothRowsAlsoWhenActionNeverRan) {
 TEST_F(SetLists, AnOidThatIsTooShortOrTooLongMeansVsan0) {
   fake::add_vsan(0);
   for (size_t length : {14, 16}) {
-    mini::name_t name = mini::under_root({1, 1, 3, 1, 2, 10, 10});
+    name_t name = root({1, 1, 3, 1, 2, 10, 10});
     EXPECT_EQ(handle_onepdu_undo_vsanEntryList(kVsanName, name.data(), length, "n", 1), 0);
     EXPECT_NE(fake::in_list(vsanEntry_list, 0), nullptr);
     EXPECT_EQ(handle_free_vsanEntryList(name.data(), length), 0);
@@ -331,8 +341,8 @@ TEST_F(SetLists, AnOidThatIsTooShortOrTooLongMeansVsan0) {
 }
 
 TEST_F(SetLists, TheAgentsOidIsNotRewritten) {
-  mini::name_t name = name_of(10);
-  const mini::name_t before = name;
+  name_t name = name_of(10);
+  const name_t before = name;
   handle_onepdu_undo_vsanEntryList(kVsanName, name.data(), name.size(), "n", 1);
   EXPECT_EQ(name, before);
 }

@@ -6,28 +6,30 @@
 
 namespace {
 
+using namespace mib;
+
 class VsanTableRead : public ModuleTest {
  protected:
   void SetUp() override {
     ModuleTest::SetUp();
-    for (uint32_t vsan : {1, 5, 7, 10, 20}) fake::add_vsan(vsan);
+    for (uint32_t vsan : {1, 5, 7, 10, 20}) {
+      fake::add_vsan(vsan);
+    }
   }
 };
-
-mini::name_t column(oid id) {
-  return mini::under_root({1, 1, 3, 1, id});
-}
 
 // The rows asked for by opcode 149, as (type, VSAN).
 std::vector<std::pair<int, uint32_t>> asked() {
   std::vector<std::pair<int, uint32_t>> out;
-  for (const fake::exchange &e : fake::the().sent(149)) out.emplace_back(e.msg_type, fake::row_of(e.request).vsanIndex);
+  for (const fake::exchange &e : fake::the().sent(149)) {
+    out.emplace_back(e.msg_type, fake::row_of(e.request).vsanIndex);
+  }
   return out;
 }
 using asked_t = std::vector<std::pair<int, uint32_t>>;
 
 TEST_F(VsanTableRead, RequestIsTheEnvelopeWithOnlyTheIndexFilled) {
-  mini::get(mini::vsan_cell(2, 7));
+  mini::get(vsan_cell(kName, 7));
   ASSERT_EQ(fake::the().exchanges.size(), 1u);
   const fake::exchange &e = fake::the().exchanges[0];
   fake::bytes expected(2632, 0);
@@ -36,30 +38,25 @@ TEST_F(VsanTableRead, RequestIsTheEnvelopeWithOnlyTheIndexFilled) {
   EXPECT_EQ(e.size, 2632u);
   EXPECT_EQ(e.opcode, 149);
   EXPECT_EQ(e.msg_type, 1);
-  EXPECT_TRUE(e.wants_response);
-  EXPECT_FALSE(e.user.has_value());
-  EXPECT_FALSE(e.session.has_value());
-  EXPECT_EQ(e.service, 15);
-  EXPECT_EQ(e.queue, mts_response_q);
-  EXPECT_EQ(e.timeout, 4);
+  expect_read(e);
 }
 
 TEST_F(VsanTableRead, GetNextOnTheBareColumnAsksForTheRowAfterVsan0) {
-  const auto answer = mini::getnext(column(2));
+  const auto answer = mini::getnext(vsan_column(kName));
   EXPECT_EQ(asked(), (asked_t{{2, 0}}));
-  EXPECT_EQ(answer, mini::octets(mini::vsan_cell(2, 1), "VSAN0001"));
+  EXPECT_EQ(answer, octets(vsan_cell(kName, 1), "VSAN0001"));
 }
 
 TEST_F(VsanTableRead, GetNextFromIndex4096IsSent) {
-  mini::getnext(mini::vsan_cell(2, 4096));
+  mini::getnext(vsan_cell(kName, 4096));
   EXPECT_EQ(asked()[0], std::make_pair(2, 4096u));
 }
 
 TEST_F(VsanTableRead, GetNextFromIndex4097EndsTheColumnWithoutAMessage) {
   vsanEntry row;
   for (oid index : {oid{4097}, oid{5000}, oid{2147483648}, oid{4294967295}}) {
-    mini::name_t name = mini::vsan_cell(2, index);
-    mini::name_t column_name = column(2);
+    name_t name = vsan_cell(kName, index);
+    name_t column_name = vsan_column(kName);
     size_t length = name.size();
     name.resize(MAX_OID_LEN);
     EXPECT_EQ(header_vsanEntry(column_name.data(), 14, name.data(), &length, 0, &row), 0x40490002) << index;
@@ -70,21 +67,23 @@ TEST_F(VsanTableRead, GetNextFromIndex4097EndsTheColumnWithoutAMessage) {
 }
 
 TEST_F(VsanTableRead, GetWithASubIdentifierTooManyOrTooFewAsksForVsan0) {
-  EXPECT_FALSE(mini::get(column(2)).has_value());
-  EXPECT_FALSE(mini::get(mini::under_root({1, 1, 3, 1, 2, 7, 7})).has_value());
+  EXPECT_FALSE(mini::get(vsan_column(kName)).has_value());
+  EXPECT_FALSE(mini::get(root({1, 1, 3, 1, 2, 7, 7})).has_value());
   EXPECT_EQ(asked(), (asked_t{{1, 0}, {1, 0}}));
 }
 
 TEST_F(VsanTableRead, GetMakesNoRangeCheck) {
-  EXPECT_FALSE(mini::get(mini::vsan_cell(2, 4097)).has_value());
+  EXPECT_FALSE(mini::get(vsan_cell(kName, 4097)).has_value());
   EXPECT_EQ(asked(), (asked_t{{1, 4097}}));
 }
 
 TEST_F(VsanTableRead, OnlyTheLow32BitsOfASubIdentifierCount) {
-  if (sizeof(oid) == 4) GTEST_SKIP() << "a sub-identifier has 32 bits here";
+  if (sizeof(oid) == 4) {
+    GTEST_SKIP() << "a sub-identifier has 32 bits here";
+  }
   vsanEntry row;
-  mini::name_t name = mini::under_root({1, 1, 3, 1, 2, static_cast<oid>(0x100000007ULL)});
-  mini::name_t column_name = column(2);
+  name_t name = vsan_cell(kName, static_cast<oid>(0x100000007ULL));
+  name_t column_name = vsan_column(kName);
   size_t length = name.size();
   EXPECT_EQ(get_vsanEntry_instance(column_name.data(), 14, name.data(), &length, 1, &row), 0);
   EXPECT_EQ(row.vsanIndex, 7u);
@@ -93,8 +92,8 @@ TEST_F(VsanTableRead, OnlyTheLow32BitsOfASubIdentifierCount) {
 TEST_F(VsanTableRead, InstanceZeroesTheWholeRecord) {
   vsanEntry row;
   memset(&row, 0xff, sizeof row);
-  mini::name_t name = mini::vsan_cell(2, 9);
-  mini::name_t column_name = column(2);
+  name_t name = vsan_cell(kName, 9);
+  name_t column_name = vsan_column(kName);
   size_t length = name.size();
   EXPECT_EQ(get_vsanEntry_instance(column_name.data(), 14, name.data(), &length, 1, &row), 0);
   vsanEntry expected = {};
@@ -104,23 +103,23 @@ TEST_F(VsanTableRead, InstanceZeroesTheWholeRecord) {
 }
 
 TEST_F(VsanTableRead, TwoColumnsOfARowInOneGetNextPduCostOneMessage) {
-  const auto answers = mini::getnext_pdu({mini::vsan_cell(2, 5), mini::vsan_cell(4, 5)});
+  const auto answers = mini::getnext_pdu({vsan_cell(kName, 5), vsan_cell(kAdminState, 5)});
   EXPECT_EQ(asked(), (asked_t{{2, 5}}));
-  EXPECT_EQ(answers[0]->name, mini::vsan_cell(2, 7));
-  EXPECT_EQ(answers[1]->name, mini::vsan_cell(4, 7));
+  EXPECT_EQ(answers[0]->name, vsan_cell(kName, 7));
+  EXPECT_EQ(answers[1]->name, vsan_cell(kAdminState, 7));
 }
 
 TEST_F(VsanTableRead, TwoColumnsOfARowInTwoPdusCostTwoMessages) {
-  mini::getnext(mini::vsan_cell(2, 5));
-  mini::getnext(mini::vsan_cell(4, 5));
+  mini::getnext(vsan_cell(kName, 5));
+  mini::getnext(vsan_cell(kAdminState, 5));
   EXPECT_EQ(asked(), (asked_t{{2, 5}, {2, 5}}));
 }
 
 TEST_F(VsanTableRead, AGetOfTheRowThatCameBackIsNoHit) {
   vsanEntry row;
-  mini::name_t name = mini::vsan_cell(2, 5);
+  name_t name = vsan_cell(kName, 5);
   name.resize(MAX_OID_LEN);
-  mini::name_t column_name = column(2);
+  name_t column_name = vsan_column(kName);
   size_t length = 15;
   header_vsanEntry(column_name.data(), 14, name.data(), &length, 0, &row);
   EXPECT_EQ(row.vsanIndex, 7u);
@@ -132,7 +131,7 @@ TEST_F(VsanTableRead, AGetOfTheRowThatCameBackIsNoHit) {
 }
 
 TEST_F(VsanTableRead, AHitIsTraced) {
-  mini::getnext_pdu({mini::vsan_cell(2, 5), mini::vsan_cell(4, 5)});
+  mini::getnext_pdu({vsan_cell(kName, 5), vsan_cell(kAdminState, 5)});
   EXPECT_TRUE(
       fake::the().traced("header_vsanEntry : header_vsanEntry(#) found the entry for vsan 5 in the cache (last_index 5 "
                          "last_exact 0 cache_index 7 returning from cache\n"));
@@ -140,10 +139,10 @@ TEST_F(VsanTableRead, AHitIsTraced) {
 
 TEST_F(VsanTableRead, AFailedRequestDropsTheCache) {
   vsanEntry row;
-  mini::name_t name = mini::vsan_cell(2, 5);
-  mini::name_t column_name = column(2);
+  name_t name = vsan_cell(kName, 5);
+  name_t column_name = vsan_column(kName);
   const auto ask = [&](oid index, int exact) {
-    mini::name_t own = mini::vsan_cell(2, index);
+    name_t own = vsan_cell(kName, index);
     own.resize(MAX_OID_LEN);
     size_t length = 15;
     return header_vsanEntry(column_name.data(), 14, own.data(), &length, exact, &row);
@@ -156,19 +155,19 @@ TEST_F(VsanTableRead, AFailedRequestDropsTheCache) {
 
 TEST_F(VsanTableRead, RowStatusReadsActiveForEveryRow) {
   fake::the().vsans[7].vsanRowStatus = 6;
-  EXPECT_EQ(mini::get(mini::vsan_cell(9, 7)), mini::integer(mini::vsan_cell(9, 7), 1));
+  EXPECT_EQ(mini::get(vsan_cell(kRowStatus, 7)), integer(vsan_cell(kRowStatus, 7), kActive));
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) VSANROWSTATUS  \n"));
 }
 
 TEST_F(VsanTableRead, InteropMode100ReadsZeroAndOthersAsTheyAre) {
-  EXPECT_EQ(mini::get(mini::vsan_cell(10, 7))->integer, 0);
+  EXPECT_EQ(mini::get(vsan_cell(kInterop, 7))->integer, 0);
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) *var_len:4 interopmode:100 \n"));
   fake::the().vsans[7].vsanInteropMode = 2;
-  EXPECT_EQ(mini::get(mini::vsan_cell(10, 7))->integer, 2);
+  EXPECT_EQ(mini::get(vsan_cell(kInterop, 7))->integer, 2);
 }
 
 TEST_F(VsanTableRead, InteropModeReadsZeroAgainFromTheCachedRow) {
-  const auto answers = mini::getnext_pdu({mini::vsan_cell(10, 5), mini::vsan_cell(10, 5)});
+  const auto answers = mini::getnext_pdu({vsan_cell(kInterop, 5), vsan_cell(kInterop, 5)});
   EXPECT_EQ(answers[0]->integer, 0);
   EXPECT_EQ(answers[1]->integer, 0);
   EXPECT_EQ(fake::the().count_traced("get_vsanEntry(#) *var_len:4 interopmode:100 \n"), 2u)
@@ -177,17 +176,19 @@ TEST_F(VsanTableRead, InteropModeReadsZeroAgainFromTheCachedRow) {
 
 TEST_F(VsanTableRead, ANameWithoutANulIsCutAt35Octets) {
   memset(fake::the().vsans[7].vsanName, 'n', 36);
-  EXPECT_EQ(mini::get(mini::vsan_cell(2, 7)), mini::octets(mini::vsan_cell(2, 7), std::string(35, 'n')));
+  EXPECT_EQ(mini::get(vsan_cell(kName, 7)), octets(vsan_cell(kName, 7), std::string(35, 'n')));
 }
 
 TEST_F(VsanTableRead, ANameOf32CharactersComesWhole) {
   memset(fake::the().vsans[7].vsanName, 0, 36);
   memset(fake::the().vsans[7].vsanName, 'n', 32);
-  EXPECT_EQ(mini::get(mini::vsan_cell(2, 7))->octets.size(), 32u);
+  EXPECT_EQ(mini::get(vsan_cell(kName, 7))->octets.size(), 32u);
 }
 
 TEST_F(VsanTableRead, ColumnsTraceAsLogsAreSearchedFor) {
-  for (oid id : {3, 4, 8}) mini::get(mini::vsan_cell(id, 7));
+  for (oid id : {kMediaType, kAdminState, kOperState}) {
+    mini::get(vsan_cell(id, 7));
+  }
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) VSANMEDIATYPE \n"));
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) VSANADMINSTATE \n"));
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) VSANOPERSTATE  \n"));
@@ -204,7 +205,7 @@ TEST_F(VsanTableRead, ColumnsTraceAsLogsAreSearchedFor) {
 
 TEST_F(VsanTableRead, MagicOfNoColumnAnswersNothing) {
   struct variable vp = {};
-  mini::name_t name = mini::vsan_cell(2, 7);
+  name_t name = vsan_cell(kName, 7);
   vp.namelen = 14;
   std::copy(name.begin(), name.begin() + 14, vp.name);
   name.resize(MAX_OID_LEN);
@@ -238,7 +239,7 @@ TEST_F(VsanTableRead, FailedExchangesAnswerNothingAndTraceTheReasonAtErrorLevel)
     ++fake::the().pdu;
     fake::the().overrule = [&](const fake::exchange &) { return f.reply; };
     vsanEntry row;
-    mini::name_t name = mini::vsan_cell(2, 7), column_name = column(2);
+    name_t name = vsan_cell(kName, 7), column_name = vsan_column(kName);
     size_t length = 15;
     errno = 0;
     EXPECT_EQ(header_vsanEntry(column_name.data(), 14, name.data(), &length, 1, &row), f.status) << f.name;
@@ -248,7 +249,7 @@ TEST_F(VsanTableRead, FailedExchangesAnswerNothingAndTraceTheReasonAtErrorLevel)
     EXPECT_TRUE(fake::the().traced(
         "header_vsanEntry(#) : GET  request FAILED for vsanIndex = 7 with error : " + f.text + "\n", 100))
         << f.name;
-    EXPECT_FALSE(mini::get(mini::vsan_cell(2, 7)).has_value()) << f.name;
+    EXPECT_FALSE(mini::get(vsan_cell(kName, 7)).has_value()) << f.name;
   }
 }
 
@@ -259,7 +260,7 @@ TEST_F(VsanTableRead, AnOversizedAnswerIsReadAsFarAsItGoes) {
     answer[526 + 1] = 1;
     return fake::reply{0, 0, answer, {}};
   };
-  EXPECT_EQ(mini::get(mini::vsan_cell(3, 7))->integer, 1);
+  EXPECT_EQ(mini::get(vsan_cell(kMediaType, 7))->integer, 1);
 }
 
 TEST_F(VsanTableRead, AnAnswerThatEndsWithTheRowIsEnough) {
@@ -268,15 +269,15 @@ TEST_F(VsanTableRead, AnAnswerThatEndsWithTheRowIsEnough) {
     answer[523] = 7;
     return fake::reply{0, 0, answer, {}};
   };
-  EXPECT_TRUE(mini::get(mini::vsan_cell(3, 7)).has_value());
+  EXPECT_TRUE(mini::get(vsan_cell(kMediaType, 7)).has_value());
 }
 
 TEST_F(VsanTableRead, SuccessWithoutARowLeavesTheIndexAskedForAndZerosAndTheOid) {
   fake::the().overrule = [](const fake::exchange &) { return fake::reply{}; };
   vsanEntry row;
   memset(&row, 0xff, sizeof row);
-  mini::name_t name = mini::vsan_cell(2, 5), column_name = column(2);
-  const mini::name_t before = name;
+  name_t name = vsan_cell(kName, 5), column_name = vsan_column(kName);
+  const name_t before = name;
   size_t length = 15;
   EXPECT_EQ(header_vsanEntry(column_name.data(), 14, name.data(), &length, 0, &row), 0);
   EXPECT_EQ(row.vsanIndex, 5u);
@@ -299,42 +300,42 @@ class VsanTableRestricted : public VsanTableRead {
 };
 
 TEST_F(VsanTableRestricted, WalkGoesOnAtTheNextAllowedVsanAndEndsAfterTheLast) {
-  EXPECT_EQ(mini::getnext(mini::vsan_cell(2, 1))->name, mini::vsan_cell(2, 10));
+  EXPECT_EQ(mini::getnext(vsan_cell(kName, 1))->name, vsan_cell(kName, 10));
   EXPECT_EQ(asked(), (asked_t{{2, 1}, {2, 9}}));
-  EXPECT_EQ(mini::getnext(mini::vsan_cell(2, 10))->name, mini::vsan_cell(2, 20));
-  const auto after = mini::getnext(mini::vsan_cell(2, 20));
-  EXPECT_EQ(after->name, mini::vsan_cell(3, 10)) << "the next column's first allowed row";
+  EXPECT_EQ(mini::getnext(vsan_cell(kName, 10))->name, vsan_cell(kName, 20));
+  const auto after = mini::getnext(vsan_cell(kName, 20));
+  EXPECT_EQ(after->name, vsan_cell(kMediaType, 10)) << "the next column's first allowed row";
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) vsan_present:1 \n"));
 }
 
 TEST_F(VsanTableRestricted, WalkLandsOnTheFirstExistingRowAfterAnAllowedVsanThatIsMissing) {
   fake::the().allowed = {6, 20};
-  EXPECT_EQ(mini::getnext(mini::vsan_cell(2, 1))->name, mini::vsan_cell(2, 20));
+  EXPECT_EQ(mini::getnext(vsan_cell(kName, 1))->name, vsan_cell(kName, 20));
   EXPECT_EQ(asked(), (asked_t{{2, 1}, {2, 5}, {2, 19}}));
 }
 
 TEST_F(VsanTableRestricted, GetOfAHiddenVsanAnswersNothingAndOfAnAllowedOneItsValue) {
-  EXPECT_FALSE(mini::get(mini::vsan_cell(2, 5)).has_value());
+  EXPECT_FALSE(mini::get(vsan_cell(kName, 5)).has_value());
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) vsanIndex:5 , allowed:0 \n"));
-  EXPECT_TRUE(mini::get(mini::vsan_cell(2, 10)).has_value());
+  EXPECT_TRUE(mini::get(vsan_cell(kName, 10)).has_value());
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) vsanIndex:10 , allowed:1 \n"));
 }
 
 TEST_F(VsanTableRestricted, AnEmptySetGivesAnEmptyWalk) {
   fake::the().allowed = {};
-  const auto answer = mini::getnext(mini::vsan_cell(2, 0));
-  EXPECT_TRUE(!answer || mini::before(mini::under_root({1, 2}), answer->name)) << "no cell of the VSAN table is seen";
+  const auto answer = mini::getnext(vsan_cell(kName, 0));
+  EXPECT_TRUE(!answer || before(root({1, 2}), answer->name)) << "no cell of the VSAN table is seen";
   EXPECT_TRUE(fake::the().traced("get_vsanEntry(#) vsan_present:0 \n"));
 }
 
 TEST_F(VsanTableRestricted, NoAllowedVsanLeftEndsTheWalk) {
   fake::the().allowed = {5};
-  const auto answer = mini::getnext(mini::vsan_cell(12, 5));
-  EXPECT_TRUE(!answer || mini::before(mini::under_root({1, 2}), answer->name));
+  const auto answer = mini::getnext(vsan_cell(kDropLatency, 5));
+  EXPECT_TRUE(!answer || before(root({1, 2}), answer->name));
 }
 
 TEST_F(VsanTableRestricted, ReadsAskWithTheGetPduType) {
-  mini::getnext(mini::vsan_cell(2, 1));
+  mini::getnext(vsan_cell(kName, 1));
   EXPECT_EQ(fake::the().calls.front(), "snmp_get_allowed_vsans_subtree 160");
 }
 
@@ -344,14 +345,16 @@ TEST_F(VsanTableRestricted, AManagerThatGoesBackwardsEndsTheWalk) {
     answer[523] = 5;
     return fake::reply{0, 0, answer, {}};
   };
-  const auto answer = mini::getnext(mini::vsan_cell(12, 1));
-  EXPECT_TRUE(!answer || mini::before(mini::under_root({1, 2}), answer->name));
+  const auto answer = mini::getnext(vsan_cell(kDropLatency, 1));
+  EXPECT_TRUE(!answer || before(root({1, 2}), answer->name));
   EXPECT_EQ(asked(), (asked_t{{2, 1}, {2, 9}}));
 }
 
 TEST_F(VsanTableRead, AUserWhoIsNotRestrictedIsNotTestedAgainstTheSet) {
-  mini::getnext(mini::vsan_cell(2, 1));
-  for (const std::string &call : fake::the().calls) EXPECT_EQ(call.find("allowed_in_list"), std::string::npos);
+  mini::getnext(vsan_cell(kName, 1));
+  for (const std::string &call : fake::the().calls) {
+    EXPECT_EQ(call.find("allowed_in_list"), std::string::npos);
+  }
 }
 
 }  // namespace

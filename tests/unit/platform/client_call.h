@@ -35,7 +35,9 @@ inline call_result call(const std::string &payload, const call_options &options 
       cmi_req_resp(options.opcode, 1, request.data(), options.wants_payload ? &response : nullptr, &result.size,
                    options.user, options.session, options.service, mts_response_q, options.timeout);
   result.why = result.status == -1 ? errno : 0;
-  if (response != nullptr) result.payload.emplace(static_cast<const char *>(response), result.size);
+  if (response != nullptr) {
+    result.payload.emplace(static_cast<const char *>(response), result.size);
+  }
   free(response);
   return result;
 }

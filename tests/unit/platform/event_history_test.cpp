@@ -30,7 +30,9 @@ int record_event(const std::string &text, uint32_t level = 101) {
 std::vector<platform_event> read_all(platform_event_reader *reader) {
   std::vector<platform_event> events;
   platform_event event;
-  while (platform_events_next(reader, &event) == 1) events.push_back(event);
+  while (platform_events_next(reader, &event) == 1) {
+    events.push_back(event);
+  }
   return events;
 }
 
@@ -70,8 +72,9 @@ TEST(EventHistory, EmptyAndLongestTextsAreKeptWhole) {
 TEST(EventHistory, LengthThatIsNoRecordsIsRefused) {
   const private_dir dir;
   const event_record record = {101, "text"};
-  for (const int length : {-1, 0, 4, 517, 1 << 30})
+  for (const int length : {-1, 0, 4, 517, 1 << 30}) {
     EXPECT_EQ(sdwrap_hist_event(kModule, length, &record), -1) << length;
+  }
   EXPECT_EQ(sdwrap_hist_event(kModule, 8, &record), -1);  // not ended by a NUL
   EXPECT_EQ(sdwrap_hist_event(kModule, 9, &record), 0);
   EXPECT_EQ(all_events().size(), 1U);
@@ -79,7 +82,9 @@ TEST(EventHistory, LengthThatIsNoRecordsIsRefused) {
 
 TEST(EventHistory, ReaderStartsBeforeTheLastSoManyEvents) {
   const private_dir dir;
-  for (int i = 1; i <= 10; ++i) record_event(std::to_string(i));
+  for (int i = 1; i <= 10; ++i) {
+    record_event(std::to_string(i));
+  }
   platform_event_reader reader;
   ASSERT_EQ(platform_events_open(&reader, 3), 0);
   const auto events = read_all(&reader);
@@ -105,7 +110,9 @@ TEST(EventHistory, SlowReaderIsToldHowManyEventsItLost) {
   const private_dir dir;
   platform_event_reader reader;
   ASSERT_EQ(platform_events_open(&reader, UINT32_MAX), 0);
-  for (uint32_t i = 1; i <= kKept + 100; ++i) record_event(std::to_string(i));
+  for (uint32_t i = 1; i <= kKept + 100; ++i) {
+    record_event(std::to_string(i));
+  }
   const auto events = read_all(&reader);
   ASSERT_EQ(events.size(), kKept);
   EXPECT_EQ(reader.lost, 100U);
@@ -148,7 +155,9 @@ TEST(EventHistory, ProcessesWriteWhileAReaderFollows) {
   pid_t children[kWriters];
   for (int writer = 0; writer < kWriters; ++writer) {
     children[writer] = fork();
-    if (children[writer] == 0) write_from_child(writer, kEach);
+    if (children[writer] == 0) {
+      write_from_child(writer, kEach);
+    }
   }
   std::map<uint32_t, long> last_of;
   uint32_t read = 0;
@@ -157,8 +166,11 @@ TEST(EventHistory, ProcessesWriteWhileAReaderFollows) {
   int running = kWriters;
   while (running > 0 || platform_events_next(&reader, &event) == 1) {
     if (running > 0 && platform_events_next(&reader, &event) != 1) {
-      for (pid_t &child : children)
-        if (child > 0 && waitpid(child, nullptr, WNOHANG) == child) child = 0, --running;
+      for (pid_t &child : children) {
+        if (child > 0 && waitpid(child, nullptr, WNOHANG) == child) {
+          child = 0, --running;
+        }
+      }
       continue;
     }
     ++read;
@@ -174,7 +186,9 @@ TEST(EventHistory, EventOfAForkedChildNamesTheChild) {
   const private_dir dir;
   record_event("parent");
   const pid_t child = fork();
-  if (child == 0) _exit(record_event("child") == 0 ? 0 : 1);
+  if (child == 0) {
+    _exit(record_event("child") == 0 ? 0 : 1);
+  }
   waitpid(child, nullptr, 0);
   const auto events = all_events();
   ASSERT_EQ(events.size(), 2U);

@@ -46,7 +46,9 @@ fake_manager::fake_manager(const std::string &run_dir, int service) {
   evthread_use_pthreads();
   base = event_base_new();
   server = message_server_open(base, run_dir.c_str(), service, on_request, this);
-  if (server == nullptr) throw std::runtime_error("the fake manager cannot listen");
+  if (server == nullptr) {
+    throw std::runtime_error("the fake manager cannot listen");
+  }
   message_server_log_to(server, on_report);
   thread = std::thread([this] { event_base_loop(base, EVLOOP_NO_EXIT_ON_EMPTY); });
 }

@@ -68,7 +68,9 @@ TEST(IndexList, FindKeepsTheElementAndRemoveReturnsIt) {
 TEST(IndexList, AbsentKeyBesidePresentOnesIsNull) {
   list_of_numbers numbers;
   int keys[] = {10, 20, 30};
-  for (int &key : keys) indxobj_add(&numbers.list, &key, &key);
+  for (int &key : keys) {
+    indxobj_add(&numbers.list, &key, &key);
+  }
   for (int absent : {0, 15, 25, 99}) {
     EXPECT_EQ(indxobj_find(&numbers.list, &absent, 0), nullptr) << absent;
     EXPECT_EQ(indxobj_remove(&numbers.list, &absent), nullptr) << absent;
@@ -99,7 +101,9 @@ TEST(IndexList, DestroyLeavesZerosAndTheListCanBeCreatedAgain) {
 TEST(IndexList, KeysInAnyOrderAgreeWithAMap) {
   list_of_numbers numbers;
   std::vector<int> keys(500);
-  for (int i = 0; i < 500; ++i) keys[static_cast<size_t>(i)] = i;
+  for (int i = 0; i < 500; ++i) {
+    keys[static_cast<size_t>(i)] = i;
+  }
   std::mt19937 random(7);
   std::map<int, int *> model;
   for (int step = 0; step < 20'000; ++step) {

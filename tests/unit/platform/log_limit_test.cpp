@@ -10,7 +10,9 @@ int written(log_limit *limit, int wanted, int64_t now, uint32_t *left_out) {
   *left_out = 0;
   for (int i = 0; i < wanted; ++i) {
     uint32_t said = 0;
-    if (!log_limit_take(limit, now, &said)) continue;
+    if (!log_limit_take(limit, now, &said)) {
+      continue;
+    }
     ++lines;
     *left_out += said;
   }

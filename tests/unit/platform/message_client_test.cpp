@@ -148,12 +148,18 @@ TEST(MessageClient, RestartedManagerAnswersTheNextRequest) {
 // A manager in a process of its own, to be killed.
 pid_t start_manager_process(const std::string &run_dir) {
   int ready[2];
-  if (pipe(ready) != 0) return -1;
+  if (pipe(ready) != 0) {
+    return -1;
+  }
   const pid_t child = fork();
   if (child == 0) {
     fake_manager manager(run_dir);
-    if (write(ready[1], "r", 1) != 1) _exit(1);
-    for (;;) pause();
+    if (write(ready[1], "r", 1) != 1) {
+      _exit(1);
+    }
+    for (;;) {
+      pause();
+    }
   }
   close(ready[1]);
   char byte;
@@ -227,7 +233,9 @@ TEST(MessageClient, ForkedChildDoesNotTakeItsParentsAnswers) {
   fake_manager manager(dir.path);
   call("parent");
   const pid_t child = fork();
-  if (child == 0) _exit(call("child").payload == "child" ? 0 : 1);
+  if (child == 0) {
+    _exit(call("child").payload == "child" ? 0 : 1);
+  }
   int status = -1;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
@@ -267,7 +275,9 @@ TEST(MessageClient, ARequestThatTheConnectionDidNotTakeGoesToTheNextOne) {
       const ssize_t got = recv(fd, frame, sizeof frame, 0);
       frame[6] = 0, frame[7] = kMessageIsAnswer;
       send(fd, frame, static_cast<size_t>(got), MSG_NOSIGNAL);
-      if (gives_up) shutdown(fd, SHUT_RD);
+      if (gives_up) {
+        shutdown(fd, SHUT_RD);
+      }
       return fd;
     };
     const int first = serve_one(true);

@@ -27,14 +27,19 @@ struct forging_server {
       : listener(local_socket_listen(socket_path(run_dir).c_str())) {
     thread = std::thread([this, forge = std::move(forge)] {
       int fd;
-      while ((fd = accept(listener, nullptr, nullptr)) < 0) usleep(1000);
+      while ((fd = accept(listener, nullptr, nullptr)) < 0) {
+        usleep(1000);
+      }
       const timeval patience = {3, 0};
       setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
       uint8_t frame[kMessageMax];
       const ssize_t got = recv(fd, frame, sizeof frame, 0);
       message_header header;
-      if (got > 0 && message_header_read(frame, static_cast<size_t>(got), &header) == 0)
-        for (const std::string &answer : forge(header)) send(fd, answer.data(), answer.size(), MSG_NOSIGNAL);
+      if (got > 0 && message_header_read(frame, static_cast<size_t>(got), &header) == 0) {
+        for (const std::string &answer : forge(header)) {
+          send(fd, answer.data(), answer.size(), MSG_NOSIGNAL);
+        }
+      }
       recv(fd, frame, sizeof frame, 0);  // until the client closes
       close(fd);
     });
@@ -150,9 +155,13 @@ std::string forged_request(uint32_t service, uint32_t announced, const std::stri
 
 // Sends the frame; returns the status of the answer, or -1 when the server closed the connection.
 int status_after(int fd, const std::string &frame) {
-  if (!send_raw(fd, frame)) return -2;
+  if (!send_raw(fd, frame)) {
+    return -2;
+  }
   const raw_answer answer = receive_raw(fd);
-  if (!answer.came) return -1;
+  if (!answer.came) {
+    return -1;
+  }
   return answer.header.sequence == 77 ? static_cast<int>(answer.header.status) : -3;
 }
 

@@ -141,7 +141,9 @@ TEST(MessageServer, PeerThatDoesNotReadIsNotReadFromAndLosesNothing) {
   const std::string payload(8000, 'p');
   uint32_t sent = 0;
   for (int patience = 0; patience < 100; ++patience) {
-    while (send_raw(fd, request_frame(sent + 1, 149, payload))) ++sent, patience = 0;
+    while (send_raw(fd, request_frame(sent + 1, 149, payload))) {
+      ++sent, patience = 0;
+    }
     usleep(2000);
   }
   ASSERT_GT(sent, 20U);
@@ -171,7 +173,9 @@ bool is_closed(int fd) {
 }
 
 bool is_closed_soon(int fd) {
-  for (int patience = 0; patience < 500 && !is_closed(fd); ++patience) usleep(10'000);
+  for (int patience = 0; patience < 500 && !is_closed(fd); ++patience) {
+    usleep(10'000);
+  }
   return is_closed(fd);
 }
 
@@ -236,7 +240,9 @@ TEST(MessageServer, LongestIdleConnectionGivesWayWhenAllPlacesAreTaken) {
   EXPECT_FALSE(is_closed(open[0]));
   EXPECT_FALSE(is_closed(open[2]));
   EXPECT_EQ(manager.counters().peers_refused, 0U);
-  for (const int fd : open) close(fd);
+  for (const int fd : open) {
+    close(fd);
+  }
 }
 
 TEST(MessageServer, ConnectionsAreBounded) {
@@ -254,7 +260,9 @@ TEST(MessageServer, ConnectionsAreBounded) {
   EXPECT_EQ(recv(one_more, &byte, 1, 0), 0);
   close(one_more);
   EXPECT_EQ(manager.counters().peers_refused, 1U);
-  for (const int fd : open) close(fd);
+  for (const int fd : open) {
+    close(fd);
+  }
   call_result again;
   for (int patience = 0; patience < 200 && !again.payload; ++patience) {
     again = call("room again");
@@ -294,7 +302,9 @@ int as_nobody(const std::string &run_dir, int (*work)(const std::string &), gid_
   const pid_t child = fork();
   if (child == 0) {
     const gid_t groups[] = {supplementary};
-    if (setgroups(supplementary == 65534 ? 0 : 1, groups) != 0 || setgid(65534) != 0 || setuid(65534) != 0) _exit(90);
+    if (setgroups(supplementary == 65534 ? 0 : 1, groups) != 0 || setgid(65534) != 0 || setuid(65534) != 0) {
+      _exit(90);
+    }
     _exit(work(run_dir));
   }
   int status = -1;
@@ -304,13 +314,17 @@ int as_nobody(const std::string &run_dir, int (*work)(const std::string &), gid_
 
 int ask(const std::string &run_dir) {
   const int fd = connect_raw(run_dir);
-  if (fd < 0) return 2;
+  if (fd < 0) {
+    return 2;
+  }
   send_raw(fd, request_frame(1, 149, "x"));
   return receive_raw(fd).payload == "x" ? 0 : 1;
 }
 
 TEST(MessageServer, PeerOfAnotherUserIsRefusedEvenWhenTheFileLetsItIn) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "needs root to become another user";
+  }
   const private_dir dir;
   chmod(dir.path.c_str(), 0755);
   fake_manager manager(dir.path);
@@ -322,7 +336,9 @@ TEST(MessageServer, PeerOfAnotherUserIsRefusedEvenWhenTheFileLetsItIn) {
 }
 
 TEST(MessageServer, MemberOfTheServersGroupIsServed) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "needs root to become another user";
+  }
   const private_dir dir;
   chmod(dir.path.c_str(), 0755);
   fake_manager manager(dir.path);

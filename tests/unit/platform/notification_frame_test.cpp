@@ -38,8 +38,9 @@ TEST(NotificationWire, BytesAreBigEndian) {
 TEST(NotificationWire, EveryTruncationAndEveryExtensionIsRefused) {
   std::vector<uint8_t> bytes = sample();
   notification_frame frame;
-  for (size_t size = 0; size < bytes.size(); ++size)
+  for (size_t size = 0; size < bytes.size(); ++size) {
     EXPECT_EQ(notification_frame_read(bytes.data(), size, &frame), -1) << size;
+  }
   bytes.push_back(0);
   EXPECT_EQ(notification_frame_read(bytes.data(), bytes.size(), &frame), -1);
 }

@@ -52,14 +52,18 @@ void turn_agent() {
   netsnmp_external_event_info(&count, &readable, &writable, &exceptional);
   timeval wait = {0, 5000};
   int ready = select(count, &readable, &writable, &exceptional, &wait);
-  if (ready > 0) netsnmp_dispatch_external_events(&ready, &readable, &writable, &exceptional);
+  if (ready > 0) {
+    netsnmp_dispatch_external_events(&ready, &readable, &writable, &exceptional);
+  }
   run_alarms();
 }
 
 bool turn_agent_until(const std::function<bool()> &done, int milliseconds = 6000) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   while (!done()) {
-    if (std::chrono::steady_clock::now() > end) return false;
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
     turn_agent();
   }
   return true;
@@ -76,11 +80,15 @@ struct fake_switch {
     unlink(path.c_str());
   }
   void hang_up() {
-    if (connection >= 0) close(connection);
+    if (connection >= 0) {
+      close(connection);
+    }
     connection = -1;
   }
   bool accept_one() {
-    if (connection < 0) connection = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (connection < 0) {
+      connection = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    }
     return connection >= 0;
   }
   // The next frame that the agent sends; nothing when none comes.
@@ -90,7 +98,9 @@ struct fake_switch {
       uint8_t bytes[kNotificationFrameMax];
       notification_frame frame;
       const ssize_t got = accept_one() ? recv(connection, bytes, sizeof bytes, 0) : -1;
-      if (got > 0 && notification_frame_read(bytes, static_cast<size_t>(got), &frame) == 0) found = frame;
+      if (got > 0 && notification_frame_read(bytes, static_cast<size_t>(got), &frame) == 0) {
+        found = frame;
+      }
       return found.has_value();
     });
     return found;
@@ -164,7 +174,9 @@ TEST(NotificationSubscription, BurstIsHandledOnceAndInOrder) {
   for (uint64_t number = 1; number <= 500; ++number) {
     expected.push_back(std::to_string(number));
     switched.deliver(number, expected.back(), 502);
-    if (number % kNotificationWindow != 0) continue;
+    if (number % kNotificationWindow != 0) {
+      continue;
+    }
     while (switched.acknowledged() < number) {
     }
   }
@@ -315,7 +327,9 @@ netsnmp_variable_list *on_change_that_asks(void *msg, oid *trap_oid, size_t *tra
   void *response = nullptr;
   cmi_req_resp(1282, 1, nullptr, &response, &size, nullptr, nullptr, 46, mts_response_q, 1);
   free(response);
-  if (!manager_answers) return *send = 0, nullptr;
+  if (!manager_answers) {
+    return *send = 0, nullptr;
+  }
   on_change(msg, trap_oid, trap_oid_len, send);
   *send = 1;
   return nullptr;
@@ -392,10 +406,14 @@ TEST(OutsideAPdu, NobodyAsksAndNothingIsRestricted) {
 
 TEST(AllowedVsans, NextIsTheNextInTheSetAndTheLastHasNone) {
   vsan_set_t set = {kVsanSetBytes, {}};
-  for (const uint32_t vsan : {0U, 7U, 8U, 4095U}) set.bits[vsan / 8] |= static_cast<uint8_t>(1U << vsan % 8);
+  for (const uint32_t vsan : {0U, 7U, 8U, 4095U}) {
+    set.bits[vsan / 8] |= static_cast<uint8_t>(1U << vsan % 8);
+  }
   std::vector<uint32_t> found;
   uint32_t vsan = 0;
-  while (snmp_get_next_allowed_vsan_in_list(&vsan, &set)) found.push_back(vsan);
+  while (snmp_get_next_allowed_vsan_in_list(&vsan, &set)) {
+    found.push_back(vsan);
+  }
   EXPECT_EQ(found, (std::vector<uint32_t>{7, 8, 4095}));
   EXPECT_EQ(vsan, 4095U);
   for (const uint32_t beyond : {4095U, 4096U, UINT32_MAX}) {

@@ -10,9 +10,13 @@
 
 private_dir::private_dir() {
   char name[] = "/tmp/vsanXXXXXX";
-  if (mkdtemp(name) == nullptr || platform_set_run_dir(name) != 0) throw std::runtime_error("no private directory");
+  if (mkdtemp(name) == nullptr || platform_set_run_dir(name) != 0) {
+    throw std::runtime_error("no private directory");
+  }
   path = name;
-  if (platform_page_own(-1) != 0) throw std::runtime_error("no shared page");
+  if (platform_page_own(-1) != 0) {
+    throw std::runtime_error("no shared page");
+  }
 }
 
 private_dir::~private_dir() {

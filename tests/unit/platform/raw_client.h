@@ -53,7 +53,9 @@ inline raw_answer receive_raw(int fd) {
   static uint8_t frame[kMessageMax];
   raw_answer answer;
   const ssize_t got = recv(fd, frame, sizeof frame, 0);
-  if (got <= 0 || message_header_read(frame, static_cast<size_t>(got), &answer.header) != 0) return answer;
+  if (got <= 0 || message_header_read(frame, static_cast<size_t>(got), &answer.header) != 0) {
+    return answer;
+  }
   answer.came = true;
   answer.payload.assign(reinterpret_cast<const char *>(frame) + kMessageHeaderSize,
                         static_cast<size_t>(got) - kMessageHeaderSize);

@@ -42,14 +42,18 @@ class Repair : public ::testing::Test {
   static bool turned_out() {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
     while (platform_repairs_turn(note) > 0) {
-      if (std::chrono::steady_clock::now() > end) return false;
+      if (std::chrono::steady_clock::now() > end) {
+        return false;
+      }
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return true;
   }
   static std::vector<std::string> payloads(fake_manager &manager) {
     std::vector<std::string> out;
-    for (const seen_request &each : manager.seen()) out.emplace_back(each.payload.begin(), each.payload.end());
+    for (const seen_request &each : manager.seen()) {
+      out.emplace_back(each.payload.begin(), each.payload.end());
+    }
     return out;
   }
 
@@ -71,7 +75,9 @@ TEST_F(Repair, IsSentInOrderWithoutWaitingWhileTheReceiverIsSuspect) {
   manager.add_fault({fault_kind::hang, -1, 1, 0});
   EXPECT_EQ(call("hangs").why, ETIMEDOUT);
   const long took = took_ms([] {
-    for (const char *payload : {"a", "b", "c"}) EXPECT_EQ(repair(payload).why, ETIMEDOUT);
+    for (const char *payload : {"a", "b", "c"}) {
+      EXPECT_EQ(repair(payload).why, ETIMEDOUT);
+    }
   });
   EXPECT_LT(took, 500);
   EXPECT_TRUE(turned_out());
@@ -124,7 +130,9 @@ TEST_F(Repair, ThatIsAbandonedIsReported) {
 }
 
 TEST_F(Repair, OneTooManyIsRefusedAndReportedAndTheOthersGoOn) {
-  for (int i = 0; i < 1024; ++i) EXPECT_EQ(repair(std::to_string(i)).why, ENOENT);
+  for (int i = 0; i < 1024; ++i) {
+    EXPECT_EQ(repair(std::to_string(i)).why, ENOENT);
+  }
   EXPECT_EQ(repair("one too many").why, ENOBUFS);
   EXPECT_EQ(platform_repairs_turn(note), 1024);
   EXPECT_EQ(reports, (std::vector<ended>{{"one too many", -1, ENOBUFS, 0}}));
@@ -146,7 +154,9 @@ TEST_F(Repair, AChildKeepsNoneOfItsParents) {
   manager.add_fault({fault_kind::hang, -1, 1, 0});
   EXPECT_EQ(repair("a").why, ETIMEDOUT);
   const pid_t child = fork();
-  if (child == 0) _exit(platform_repairs_turn(note));
+  if (child == 0) {
+    _exit(platform_repairs_turn(note));
+  }
   int status = 0;
   waitpid(child, &status, 0);
   EXPECT_EQ(WEXITSTATUS(status), 0);

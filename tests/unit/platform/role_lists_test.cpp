@@ -11,10 +11,15 @@ namespace {
 std::string members(const char *text, uint32_t highest = 4095) {
   number_list list;
   const char *wrong = number_list_read(text, 0, highest, &list);
-  if (wrong != nullptr) return std::string("error: ") + wrong;
+  if (wrong != nullptr) {
+    return std::string("error: ") + wrong;
+  }
   std::string found;
-  for (uint32_t number = 0; number <= highest; ++number)
-    if (number_list_holds(list, number)) found += std::to_string(number) + " ";
+  for (uint32_t number = 0; number <= highest; ++number) {
+    if (number_list_holds(list, number)) {
+      found += std::to_string(number) + " ";
+    }
+  }
   return found;
 }
 
@@ -73,7 +78,9 @@ TEST(RoleLists, InterfaceIndexesReachTheirWholeRange) {
 
 std::string compiled(std::initializer_list<const char *> lines) {
   number_list list;
-  for (const char *line : lines) EXPECT_EQ(number_list_read(line, 0, UINT32_MAX, &list), nullptr) << line;
+  for (const char *line : lines) {
+    EXPECT_EQ(number_list_read(line, 0, UINT32_MAX, &list), nullptr) << line;
+  }
   return number_list_text(list, 100);
 }
 
@@ -92,7 +99,9 @@ TEST(RoleLists, ALineThatIsReadTwiceChangesNothing) {
 
 TEST(RoleLists, ThousandsOfRangesThatSayTheSameAreOne) {
   number_list list;
-  for (int i = 0; i < 2000; ++i) ASSERT_EQ(number_list_read("1-4094", 1, 4095, &list), nullptr);
+  for (int i = 0; i < 2000; ++i) {
+    ASSERT_EQ(number_list_read("1-4094", 1, 4095, &list), nullptr);
+  }
   EXPECT_EQ(list.size(), 1u);
 }
 
@@ -107,9 +116,13 @@ TEST(RoleLists, HoldsWhatWasReadAndNothingElse) {
     const uint32_t last = std::min(4095u, first + (seed >> 8 & 7));
     const std::string line = std::to_string(first) + "-" + std::to_string(last);
     ASSERT_EQ(number_list_read(line.c_str(), 0, 4095, &list), nullptr);
-    for (uint32_t n = first; n <= last; ++n) expected[n] = true;
+    for (uint32_t n = first; n <= last; ++n) {
+      expected[n] = true;
+    }
   }
-  for (uint32_t n = 0; n < 4096; ++n) ASSERT_EQ(number_list_holds(list, n), expected[n]) << n;
+  for (uint32_t n = 0; n < 4096; ++n) {
+    ASSERT_EQ(number_list_holds(list, n), expected[n]) << n;
+  }
 }
 
 TEST(RoleLists, TextCountsWhatItLeavesOut) {

@@ -71,14 +71,18 @@ TEST(SharedPage, ManyProcessesAtOnceUseOnePage) {
   pid_t children[8];
   for (pid_t &child : children) {
     child = fork();
-    if (child == 0) _exit(platform_level_set(kLevelPrinted, static_cast<int>(&child - children), 1) == 0 ? 0 : 1);
+    if (child == 0) {
+      _exit(platform_level_set(kLevelPrinted, static_cast<int>(&child - children), 1) == 0 ? 0 : 1);
+    }
   }
   for (const pid_t child : children) {
     int status = -1;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
   }
-  for (int level = 0; level < 8; ++level) EXPECT_EQ(platform_level_get(kLevelPrinted, level), 1) << level;
+  for (int level = 0; level < 8; ++level) {
+    EXPECT_EQ(platform_level_get(kLevelPrinted, level), 1) << level;
+  }
 }
 
 struct foreign_page {
@@ -183,7 +187,9 @@ TEST(SharedPage, ReaderGoesOnInThePageThatReplacedItsOwn) {
     uint32_t level;
     char text[8];
   } record = {101, "text"};
-  for (int i = 0; i < 5; ++i) sdwrap_hist_event(1, 9, &record);
+  for (int i = 0; i < 5; ++i) {
+    sdwrap_hist_event(1, 9, &record);
+  }
   platform_event_reader reader;
   ASSERT_EQ(platform_events_open(&reader, 0), 0);
   unlink(page_file(dir).c_str());

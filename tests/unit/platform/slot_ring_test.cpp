@@ -40,7 +40,9 @@ TEST(SlotRing, RecordComesBackPaddedWithZeros) {
   EXPECT_EQ(record[0], 11U);
   EXPECT_EQ(record[1], 22U);
   EXPECT_STREQ(reinterpret_cast<const char *>(record + 2), "hello");
-  for (int i = 4; i < 12; ++i) EXPECT_EQ(record[i], 0U);
+  for (int i = 4; i < 12; ++i) {
+    EXPECT_EQ(record[i], 0U);
+  }
 }
 
 TEST(SlotRing, RecordLargerThanASlotIsCut) {
@@ -55,7 +57,9 @@ TEST(SlotRing, RecordLargerThanASlotIsCut) {
 
 TEST(SlotRing, OverwrittenRecordIsLostAndAFutureOnePending) {
   test_ring test;
-  for (uint32_t i = 1; i <= kSlots + 1; ++i) write_filled(test.ring, i);
+  for (uint32_t i = 1; i <= kSlots + 1; ++i) {
+    write_filled(test.ring, i);
+  }
   uint32_t record[12];
   EXPECT_EQ(slot_ring_read(test.ring, 1, record), slot_state::lost);
   EXPECT_EQ(slot_ring_read(test.ring, 2, record), slot_state::read);
@@ -65,12 +69,16 @@ TEST(SlotRing, OverwrittenRecordIsLostAndAFutureOnePending) {
 
 TEST(SlotRing, WriterInTheMiddleIsPendingAndItsSlotIsNotTaken) {
   test_ring test;
-  for (uint32_t i = 1; i <= 3; ++i) write_filled(test.ring, i);
+  for (uint32_t i = 1; i <= 3; ++i) {
+    write_filled(test.ring, i);
+  }
   test.counters.newest = 4;
   ticket_of(test, 4) = 4;  // claimed, not done
   uint32_t record[12];
   EXPECT_EQ(slot_ring_read(test.ring, 4, record), slot_state::pending);
-  for (uint32_t i = 5; i <= 4 + kSlots; ++i) write_filled(test.ring, i);
+  for (uint32_t i = 5; i <= 4 + kSlots; ++i) {
+    write_filled(test.ring, i);
+  }
   EXPECT_EQ(test.counters.dropped, 1U);
   EXPECT_EQ(ticket_of(test, 4), 4U);
 }
@@ -79,7 +87,9 @@ TEST(SlotRing, SlotOfAWriterThatDiedComesBackAfterTwoRounds) {
   test_ring test;
   test.counters.newest = 4;
   ticket_of(test, 4) = 4;
-  for (uint32_t i = 5; i <= 4 + 2 * kSlots; ++i) write_filled(test.ring, i);
+  for (uint32_t i = 5; i <= 4 + 2 * kSlots; ++i) {
+    write_filled(test.ring, i);
+  }
   EXPECT_EQ(test.counters.dropped, 1U);
   uint32_t record[12];
   EXPECT_EQ(slot_ring_read(test.ring, 4 + 2 * kSlots, record), slot_state::read);
@@ -116,7 +126,9 @@ TEST(SlotRing, NumbersWrapWithoutLosingARecord) {
     ticket_of(test, i) = UINT32_MAX - 3 - (kSlots - 1 - i);
     done_of(test, i) = ticket_of(test, i).load();
   }
-  for (uint32_t i = 0; i < kSlots; ++i) write_filled(test.ring, i);
+  for (uint32_t i = 0; i < kSlots; ++i) {
+    write_filled(test.ring, i);
+  }
   EXPECT_EQ(test.counters.newest, 4U);
   EXPECT_EQ(test.counters.dropped, 0U);
   uint32_t record[12];
@@ -132,10 +144,13 @@ TEST(SlotRing, ConcurrentWritersNeverShowATornRecord) {
   constexpr uint32_t kWrites = 100'000;
   std::atomic<bool> writing = true;
   std::vector<std::thread> writers;
-  for (uint32_t writer = 0; writer < 3; ++writer)
+  for (uint32_t writer = 0; writer < 3; ++writer) {
     writers.emplace_back([&, writer] {
-      for (uint32_t i = 0; i < kWrites; ++i) write_filled(test.ring, writer << 24 | i);
+      for (uint32_t i = 0; i < kWrites; ++i) {
+        write_filled(test.ring, writer << 24 | i);
+      }
     });
+  }
   uint64_t read = 0;
   uint64_t torn = 0;
   std::thread reader([&] {
@@ -143,13 +158,19 @@ TEST(SlotRing, ConcurrentWritersNeverShowATornRecord) {
     while (writing) {
       const uint32_t newest = test.counters.newest;
       for (uint32_t number = newest - kSlots; number != newest + 1; ++number) {
-        if (slot_ring_read(test.ring, number, record) != slot_state::read) continue;
+        if (slot_ring_read(test.ring, number, record) != slot_state::read) {
+          continue;
+        }
         ++read;
-        for (const uint32_t word : record) torn += word != record[0];
+        for (const uint32_t word : record) {
+          torn += word != record[0];
+        }
       }
     }
   });
-  for (std::thread &writer : writers) writer.join();
+  for (std::thread &writer : writers) {
+    writer.join();
+  }
   writing = false;
   reader.join();
   EXPECT_EQ(torn, 0U);
@@ -157,8 +178,9 @@ TEST(SlotRing, ConcurrentWritersNeverShowATornRecord) {
   EXPECT_EQ(test.counters.newest, 3 * kWrites);
   uint32_t record[12];
   uint32_t whole = 0;
-  for (uint32_t number = 3 * kWrites - kSlots + 1; number <= 3 * kWrites; ++number)
+  for (uint32_t number = 3 * kWrites - kSlots + 1; number <= 3 * kWrites; ++number) {
     whole += slot_ring_read(test.ring, number, record) == slot_state::read;
+  }
   EXPECT_GT(whole, 0U);
 }
 

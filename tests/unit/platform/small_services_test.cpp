@@ -23,7 +23,9 @@ TEST(Bitset, ClearEmptiesEveryBitAndKeepsTheSize) {
   set.size = kVsanSetBytes;
   bitset_clear(&set);
   EXPECT_EQ(set.size, 512U);
-  for (const uint8_t byte : set.bits) EXPECT_EQ(byte, 0);
+  for (const uint8_t byte : set.bits) {
+    EXPECT_EQ(byte, 0);
+  }
 }
 
 TEST(StatusTexts, KnownStatusesHaveTheirOwnText) {

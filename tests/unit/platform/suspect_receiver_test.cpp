@@ -23,7 +23,9 @@ TEST(SuspectReceiver, HungRequestTakesItsTimeoutAndTheNextOnesNoTime) {
   EXPECT_GE(first, 990);
   EXPECT_LT(first, 1500);
   const long more = took_ms([&] {
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(call("b").why, ETIMEDOUT);
+    for (int i = 0; i < 10; ++i) {
+      EXPECT_EQ(call("b").why, ETIMEDOUT);
+    }
   });
   EXPECT_LT(more, 200);
   EXPECT_EQ(manager.counters().requests, 1U);

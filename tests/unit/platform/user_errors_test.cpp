@@ -84,7 +84,9 @@ TEST(UserErrors, SamePduNumberOfAnotherAgentIsAnotherPdu) {
 
 TEST(UserErrors, OldestGoWhenThereAreTooMany) {
   const private_dir dir;
-  for (uint32_t i = 1; i <= kErrorsKept + 10; ++i) write_error("alice", i, std::to_string(i));
+  for (uint32_t i = 1; i <= kErrorsKept + 10; ++i) {
+    write_error("alice", i, std::to_string(i));
+  }
   const auto errors = read_errors();
   ASSERT_EQ(errors.size(), size_t{kErrorsKept});
   EXPECT_STREQ(errors.front().text, "138");
@@ -93,7 +95,9 @@ TEST(UserErrors, OldestGoWhenThereAreTooMany) {
 
 TEST(UserErrors, NoMoreAreReadThanThereIsRoomFor) {
   const private_dir dir;
-  for (uint32_t i = 1; i <= 5; ++i) write_error("alice", i, std::to_string(i));
+  for (uint32_t i = 1; i <= 5; ++i) {
+    write_error("alice", i, std::to_string(i));
+  }
   const auto errors = read_errors(2);
   ASSERT_EQ(errors.size(), 2U);
   EXPECT_STREQ(errors[1].text, "4");
