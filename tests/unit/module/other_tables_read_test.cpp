@@ -338,6 +338,31 @@ TEST_F(TimerTableRead, AVsanKeptOutOfDistributionIsSkippedAlsoByAGet) {
   EXPECT_EQ(name[14], 7u);
 }
 
+TEST_F(TimerTableRead, SuccessWithoutAPayloadLeavesTheOidAndTheRecordAsTheyWereAsked) {
+  fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
+    if (e.opcode != 127) {
+      return {};
+    }
+    return fake::reply{0, 0, {}, {}};
+  };
+  struct variable vp = {};
+  name_t name = timer_cell(kRatov, 5);
+  vp.magic = 39;
+  vp.namelen = 14;
+  std::copy(name.begin(), name.begin() + 14, vp.name);
+  name.resize(MAX_OID_LEN);
+  for (const int exact : {1, 0}) {
+    size_t length = 15;
+    vsanFcTimerEntry record;
+    EXPECT_EQ(header_vsanFcTimerEntry(&vp, name.data(), &length, exact, &record, 0), 0);
+    EXPECT_EQ(uint32_t{record.vsan_id}, exact != 0 ? 5u : 7u);
+    EXPECT_EQ(uint32_t{record.timer_type}, 8u);
+    EXPECT_EQ(uint32_t{record.timer_value}, 0u);
+    EXPECT_EQ(name[14], 5u);
+    EXPECT_EQ(length, 15u);
+  }
+}
+
 TEST_F(TimerTableRead, EveryVsanKeptOutEndsTheTable) {
   fake::the().kdx_enabled = 1;
   fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
