@@ -148,7 +148,7 @@ TEST_F(Store, AChangeThatChangesNothingIsNotWritten) {
 }
 
 // Creates VSANs from 100 on as fast as it can and tells each one that was answered. Never returns.
-[[noreturn]] static void create_and_tell(switch_under_test &under_test, int tell) {
+[[noreturn]] void create_and_tell(switch_under_test &under_test, int tell) {
   for (uint32_t vsan = 100; vsan <= 4000; ++vsan) {
     if (under_test.set_row(new_row(vsan, "v" + std::to_string(vsan))) != 0 ||
         write(tell, &vsan, sizeof vsan) != sizeof vsan) {

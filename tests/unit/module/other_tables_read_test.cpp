@@ -180,6 +180,16 @@ TEST_F(Restriction, AWriteIsTestedForItsVsanAndItsRefusalLogged) {
 
 // Per-VSAN timers.
 
+// The column as the agent hands it to the row helper.
+struct variable r_a_tov_column() {
+  struct variable vp = {};
+  const name_t name = timer_column(kRatov);
+  vp.magic = 39;
+  vp.namelen = static_cast<u_char>(name.size());
+  std::copy(name.begin(), name.end(), vp.name);
+  return vp;
+}
+
 class TimerTableRead : public ModuleTest {
  protected:
   void SetUp() override {
@@ -325,11 +335,8 @@ TEST_F(TimerTableRead, AVsanKeptOutOfDistributionIsSkippedAlsoByAGet) {
   EXPECT_EQ(mini::getnext(timer_column(kRatov))->name, timer_cell(kRatov, 7));
   EXPECT_TRUE(fake::the().traced("header_vsanFcTimerEntry : attr not found for vsan-id : 5 "));
 
-  struct variable vp = {};
+  struct variable vp = r_a_tov_column();
   name_t name = timer_cell(kRatov, 5);
-  vp.magic = 39;
-  vp.namelen = 14;
-  std::copy(name.begin(), name.begin() + 14, vp.name);
   name.resize(MAX_OID_LEN);
   size_t length = 15;
   vsanFcTimerEntry record;
@@ -345,11 +352,8 @@ TEST_F(TimerTableRead, SuccessWithoutAPayloadLeavesTheOidAndTheRecordAsTheyWereA
     }
     return fake::reply{0, 0, {}, {}};
   };
-  struct variable vp = {};
+  struct variable vp = r_a_tov_column();
   name_t name = timer_cell(kRatov, 5);
-  vp.magic = 39;
-  vp.namelen = 14;
-  std::copy(name.begin(), name.begin() + 14, vp.name);
   name.resize(MAX_OID_LEN);
   for (const int exact : {1, 0}) {
     size_t length = 15;
