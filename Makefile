@@ -1,4 +1,6 @@
 # What people type. The build itself is CMake's: see CMakePresets.json.
+SHELL := /bin/bash
+.SHELLFLAGS := -o pipefail -c
 BUILD := build/release
 DEPS := packaging/install-deps.sh
 
@@ -8,7 +10,7 @@ all: build
 
 # Everything that any target needs.
 deps:
-	$(DEPS) build demo test check
+	$(DEPS) build demo test clients check
 
 # What ships: the module, the libraries beside it, switchd and vsanctl.
 build:
@@ -26,7 +28,7 @@ run: build
 
 # Every test, under the sanitizers and then as it ships.
 test:
-	$(DEPS) build demo test
+	$(DEPS) build demo test clients
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan
 	ctest --test-dir build/asan --output-on-failure -j 2
@@ -40,6 +42,7 @@ check:
 	$(DEPS) build check
 	cmake --preset clang >/dev/null
 	cmake --build --preset clang --target product
+	@test -n "$(SOURCES)" || { echo "no sources: git ls-files says nothing here" >&2; exit 1; }
 	git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 	printf '%s\n' $(SOURCES) | xargs -n 4 -P 2 clang-tidy --quiet -p build/clang
 

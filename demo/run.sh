@@ -8,7 +8,7 @@ lab_start "$1" "${2:-}"
 cat <<EOF
 A virtual switch is running. Everything is in $LAB; Ctrl-C stops it.
 
-  export MIBDIRS=$MIBDIRS MIBS=$MIBS PATH=$BIN:\$PATH
+  export MIBDIRS="$MIBDIRS" MIBS=$MIBS PATH="$BIN:\$PATH"
   snmpwalk -v2c -c public  -Os $AGENT vsanMIB
   snmpset  -v2c -c private -Os $AGENT vsanName.10 s new-name
   snmpwalk $V3_OPERATOR -Os $AGENT vsanMIB

@@ -18,10 +18,10 @@ for part in "$@"; do
   done
 done
 
-# Test clients come from npm; any node will do, wherever it came from.
-tests=false
-case " $* " in *" test "*) tests=true ;; esac
-if $tests && ! command -v npm >/dev/null; then
+# Some test clients come from npm; any node will do, wherever it came from.
+with_clients=false
+case " $* " in *" clients "*) with_clients=true ;; esac
+if $with_clients && ! command -v npm >/dev/null; then
   missing+=(npm)
 fi
 
@@ -33,6 +33,6 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 
 clients="$here/../tests/agent/npm"
-if $tests && [ "$clients/package-lock.json" -nt "$clients/node_modules/.package-lock.json" ]; then
+if $with_clients && [ "$clients/package-lock.json" -nt "$clients/node_modules/.package-lock.json" ]; then
   npm --prefix "$clients" ci --loglevel=error --prefer-offline --no-audit --no-fund --no-update-notifier --ignore-scripts
 fi

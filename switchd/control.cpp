@@ -97,7 +97,7 @@ int get_status(switch_host &host, const message_request &, message_reply &reply)
   answer({{"name", state.settings.name},
           {"wwn", wwn_text(state.settings.wwn)},
           {"pid", getpid()},
-          {"uptime", monotonic_seconds() - host.started},
+          {"uptime", (monotonic_ms() - host.started) / 1000},
           {"run_dir", host.run_dir},
           {"schema", kStoreSchemaVersion},
           {"vsans", state.vsans.size()},

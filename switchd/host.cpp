@@ -15,12 +15,13 @@
 #include "distribution_service.h"
 #include "local_socket.h"
 #include "log.h"
-#include "platform/run_dir.h"
-#include "platform/shared_page.h"
 #include "port_manager.h"
 #include "requests.h"
+#include "switchplatform/run_dir.h"
+#include "switchplatform/shared_page.h"
 #include "topology.h"
 #include "vsan_manager/vsan_manager.h"
+#include "vsan_values.h"
 
 const std::array<hosted_service, 5> kHostedServices = {{
     {kServiceVsanManager, "vsan-manager", vsan_manager_handle, true},

@@ -33,7 +33,7 @@ struct switch_host {
   long group = -1;  // a gid: whose members may connect; -1: those of the process's own group
   event_ptr page_timer = {};
   bool lost_run_dir = false;  // the run directory was removed, or is another switchd's; the log was told
-  int64_t started = monotonic_seconds();
+  int64_t started = monotonic_ms();
 };
 
 // What starting a switch ended with; the values are the exit codes of switchd.

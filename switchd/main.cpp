@@ -15,7 +15,7 @@
 #include "event_ptr.h"
 #include "host.h"
 #include "log.h"
-#include "platform/run_dir.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-// Hands notifications to their one subscriber, as platform/messaging/notification_wire.h has it. They stay in the store
+// Hands notifications to their one subscriber, as notification_frame.h has it. They stay in the store
 // until they are acknowledged. Nothing here waits: a subscriber that does not read or acknowledge gets no more, and the
 // queue's own bound does the rest.
 //

@@ -7,9 +7,9 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
-#include "platform/run_dir.h"
-#include "platform/shared_page.h"
 #include "question.h"
+#include "switchplatform/run_dir.h"
+#include "switchplatform/shared_page.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <exception>
 
 #include "commands.h"
-#include "platform/run_dir.h"
 #include "question.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <algorithm>
 
 #include "platform/cmi.h"
-#include "platform/run_dir.h"
 #include "platform/syserr.h"
 #include "requests.h"
 #include "statuses.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

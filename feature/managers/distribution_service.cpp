@@ -8,6 +8,7 @@
 #include "requests.h"
 #include "rules/timer_rules.h"
 #include "statuses.h"
+#include "vsan_values.h"
 
 namespace {
 

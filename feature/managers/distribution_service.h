@@ -1,6 +1,6 @@
 // The operator's commands for the distribution of timers (distribution_records.h).
-#ifndef FEATURE_MANAGERS_DISTRIBUTION_SERVICE_DISTRIBUTION_SERVICE_H
-#define FEATURE_MANAGERS_DISTRIBUTION_SERVICE_DISTRIBUTION_SERVICE_H
+#ifndef FEATURE_MANAGERS_DISTRIBUTION_SERVICE_H
+#define FEATURE_MANAGERS_DISTRIBUTION_SERVICE_H
 
 #include "managers.h"
 

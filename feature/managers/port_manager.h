@@ -1,7 +1,7 @@
 // The port manager: interfaces and active memberships. An active membership is a pair (VSAN, interface) of an interface
 // that is up in a VSAN that is administratively active; pairs are ordered by VSAN, then interface.
-#ifndef FEATURE_MANAGERS_PORT_MANAGER_PORT_MANAGER_H
-#define FEATURE_MANAGERS_PORT_MANAGER_PORT_MANAGER_H
+#ifndef FEATURE_MANAGERS_PORT_MANAGER_H
+#define FEATURE_MANAGERS_PORT_MANAGER_H
 
 #include <stdint.h>
 

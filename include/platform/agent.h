@@ -61,8 +61,8 @@ enum { kModeWrite = 1, kModeRead = 3 };
 
 // 0 when the role of the PDU's user may touch the interface in that mode, else a status; -1 with `errno` when the VSAN
 // manager had to be asked and did not answer. A role with a list of interfaces may touch those. One without may read
-// all, and write those that are in one of its VSANs now, of which the VSAN manager is asked. A refused write is reported
-// as log_set_error does. `set` is not used.
+// all, and write those that are in one of its VSANs now, of which the VSAN manager is asked. A refused write is
+// reported as log_set_error does. `set` is not used.
 int intf_chk_vsan_role_allowed(uint32_t if_index, int mode, vsan_set_t *set);
 
 // Keeps the record as the last error of the PDU's user, for `vsanctl show errors`, and writes it to the agent's log.

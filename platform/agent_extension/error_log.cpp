@@ -10,9 +10,9 @@
 #include "log_limit.h"
 #include "monotonic_clock.h"
 #include "platform/agent.h"
-#include "platform/shared_page.h"
 #include "platform/syserr.h"
 #include "served_pdu.h"
+#include "switchplatform/shared_page.h"
 
 namespace {
 

@@ -18,10 +18,10 @@
 #include "notification_frame.h"
 #include "notification_message.h"
 #include "platform/agent.h"
-#include "platform/run_dir.h"
 #include "requests.h"
 #include "served_pdu_scope.h"
 #include "socket_path.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

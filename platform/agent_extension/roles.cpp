@@ -42,7 +42,7 @@ role *role_of(const char *group) {
   if (row != nullptr) {
     return row;
   }
-  row = &roles.emplace_back(role{group, false, false, false, {}, {}, {}, switch_right::write});
+  row = &roles.emplace_back(role{.group = group});
   row->vsans.size = kVsanSetBytes;
   add_vsans({kVsanFirst, kVsanReserved}, &row->vsans);
   return row;

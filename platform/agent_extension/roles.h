@@ -15,13 +15,13 @@ enum class switch_right { none, read, write };
 // The lines of one group, taken together.
 struct role {
   std::string group;
-  bool closed;          // one of the lines was malformed: the group gets nothing
-  bool has_vsans;       // there is a list of VSANs
-  bool has_interfaces;  // there is a list of interfaces
-  number_list vsan_list;
-  number_list interface_list;
-  vsan_set_t vsans;  // the VSANs that the group may use: the list, or 1 to 4095 when there is none
-  switch_right right;
+  bool closed = false;          // one of the lines was malformed: the group gets nothing
+  bool has_vsans = false;       // there is a list of VSANs
+  bool has_interfaces = false;  // there is a list of interfaces
+  number_list vsan_list = {};
+  number_list interface_list = {};
+  vsan_set_t vsans = {};  // the VSANs that the group may use: the list, or 1 to 4095 when there is none
+  switch_right right = switch_right::write;
 };
 
 // What applies to a user.

@@ -13,12 +13,12 @@
 
 #include "config_tokens.h"
 #include "notification_subscription.h"
-#include "platform/run_dir.h"
 #include "roles.h"
 #include "roles_report.h"
 #include "served_exchanges.h"
 #include "served_pdu.h"
 #include "statuses.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 #include "distribution.h"
 
 #include "statuses.h"
+#include "vsan_values.h"
 
 namespace {
 

@@ -12,9 +12,6 @@
 #include <string>
 #include <vector>
 
-// The only application that is distributed today.
-inline constexpr char kFcTimerApplication[] = "fctimer";
-
 struct distribution_session {
   uint64_t enabled = 0;       // 1: values are collected in a session and committed
   uint64_t show_running = 0;  // 1: readers want the running values and not the pending ones

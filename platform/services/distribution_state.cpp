@@ -4,14 +4,13 @@
 
 #include "page_layout.h"
 #include "platform/kdx.h"
+#include "vsan_values.h"
 
 namespace {
 
-constexpr char kApplication[] = "fctimer";
-
 // The state's bits, or 0 when it is not known.
 uint32_t state_of(const char *application) {
-  if (strcmp(application, kApplication) != 0) {
+  if (strcmp(application, kFcTimerApplication) != 0) {
     return 0;
   }
   switch_page *page = page_in_use();
@@ -21,7 +20,8 @@ uint32_t state_of(const char *application) {
 }  // namespace
 
 int platform_kdx_publish(const char *application, int enabled, int show_run_mode) {
-  if (strcmp(application, kApplication) != 0 || enabled < 0 || enabled > 1 || show_run_mode < 0 || show_run_mode > 1) {
+  if (strcmp(application, kFcTimerApplication) != 0 || enabled < 0 || enabled > 1 || show_run_mode < 0 ||
+      show_run_mode > 1) {
     errno = EINVAL;
     return -1;
   }

@@ -5,8 +5,8 @@
 
 #include <stdint.h>
 
-#include "platform/shared_page.h"
 #include "slot_ring.h"
+#include "switchplatform/shared_page.h"
 
 inline constexpr uint32_t kPageMagic = 0x56535750;
 inline constexpr uint32_t kPageVersion = 1;

@@ -1,5 +1,5 @@
 // Making, opening and keeping the page.
-#include "platform/shared_page.h"
+#include "switchplatform/shared_page.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -14,7 +14,7 @@
 #include "monotonic_clock.h"
 #include "page_guard.h"
 #include "page_layout.h"
-#include "platform/run_dir.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

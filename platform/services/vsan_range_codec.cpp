@@ -1,4 +1,4 @@
-#include "platform/vsan_range_codec.h"
+#include "switchplatform/vsan_range_codec.h"
 
 #include "big_endian.h"
 #include "notification_payloads.h"

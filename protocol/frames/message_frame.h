@@ -55,8 +55,17 @@ inline int message_header_read(const uint8_t *from, size_t size, message_header 
   if (size < kMessageHeaderSize || get_be32(from) != kMessageMagic || get_be16(from + 4) != kMessageVersion) {
     return -1;
   }
-  *header = {get_be16(from + 6),  get_be32(from + 8),  get_be32(from + 12), get_be32(from + 16), get_be32(from + 20),
-             get_be32(from + 24), get_be16(from + 28), get_be16(from + 30), get_be32(from + 32)};
+  *header = {
+      .flags = get_be16(from + 6),
+      .sequence = get_be32(from + 8),
+      .opcode = get_be32(from + 12),
+      .msg_type = get_be32(from + 16),
+      .service = get_be32(from + 20),
+      .status = get_be32(from + 24),
+      .user_size = get_be16(from + 28),
+      .session_size = get_be16(from + 30),
+      .payload_size = get_be32(from + 32),
+  };
   return 0;
 }
 

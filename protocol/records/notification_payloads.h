@@ -14,8 +14,7 @@ static_assert(sizeof(port_membership_change) == 12);
 
 // kNotifyVsanChange: a head, then the attributes that changed: format (kVsanRangeFormat), first, second, VSAN, created,
 // third, fourth, fifth, number of attributes; then for each attribute its key, its width in bytes, and its value.
-// Nothing follows the last one. Its writer is in platform/vsan_range_codec.h, its readers are in
-// platform/vsan_range.h.
+// Nothing follows the last one.
 enum {
   kVsanRangeFormat = 0x56524331,
   kVsanRangeHeadSize = 36,

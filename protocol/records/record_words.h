@@ -20,34 +20,27 @@
 template <typename Record>
 inline constexpr std::array<size_t, 0> kRecordWords{};
 
-// The words of a row that its copy repeats, in both: see vsan_row_copy.h.
+// The words that a row and the copy behind it have in common.
+#define VSAN_ROW_WORDS(record)                                                                             \
+  offsetof(record, vsanIndex), offsetof(record, vsanMediaType), offsetof(record, vsanAdminState),          \
+      offsetof(record, vsanMtu), offsetof(record, vsanInorderDelivery), offsetof(record, vsanInteropMode), \
+      offsetof(record, vsanLoadBalancingType), offsetof(record, vsanNetworkDropLatency)
+
 template <>
 inline constexpr std::array kRecordWords<vsanEntry>{
-    offsetof(vsanEntry, vsanIndex),
-    offsetof(vsanEntry, vsanMediaType),
-    offsetof(vsanEntry, vsanAdminState),
-    offsetof(vsanEntry, vsanMtu),
-    offsetof(vsanEntry, vsanInorderDelivery),
-    offsetof(vsanEntry, vsanInteropMode),
-    offsetof(vsanEntry, vsanLoadBalancingType),
+    VSAN_ROW_WORDS(vsanEntry),
     offsetof(vsanEntry, vsanRowStatus),
     offsetof(vsanEntry, vsanOperState),
-    offsetof(vsanEntry, vsanNetworkDropLatency),
 };
 
 template <>
 inline constexpr std::array kRecordWords<vsanRowCopy>{
     offsetof(vsanRowCopy, magic),
     offsetof(vsanRowCopy, version),
-    offsetof(vsanRowCopy, vsanIndex),
-    offsetof(vsanRowCopy, vsanMediaType),
-    offsetof(vsanRowCopy, vsanAdminState),
-    offsetof(vsanRowCopy, vsanMtu),
-    offsetof(vsanRowCopy, vsanInorderDelivery),
-    offsetof(vsanRowCopy, vsanInteropMode),
-    offsetof(vsanRowCopy, vsanLoadBalancingType),
-    offsetof(vsanRowCopy, vsanNetworkDropLatency),
+    VSAN_ROW_WORDS(vsanRowCopy),
 };
+
+#undef VSAN_ROW_WORDS
 
 template <>
 inline constexpr std::array kRecordWords<vsanIfEntry>{
@@ -112,6 +105,24 @@ inline constexpr std::array kRecordWords<port_membership_change>{
     offsetof(port_membership_change, from),
     offsetof(port_membership_change, vsan),
 };
+
+// Whether a record is its words and so many octets besides, with nothing forgotten and no padding.
+template <typename Record>
+inline constexpr bool is_complete(size_t octets) {
+  return kRecordWords<Record>.size() * sizeof(uint32_t) + octets == sizeof(Record);
+}
+static_assert(is_complete<vsanEntry>(sizeof(vsanEntry::vsanName) + sizeof(vsanEntry::rest)));
+static_assert(is_complete<vsanRowCopy>(sizeof(vsanRowCopy::vsanName)));
+static_assert(is_complete<vsanIfEntry>(0));
+static_assert(is_complete<vsanFcTimerEntry>(3));  // flag, force, reserved
+static_assert(is_complete<vsanLatency>(0));
+static_assert(is_complete<active_membership>(4));  // is_static and zeros
+static_assert(is_complete<switch_interface>(sizeof(switch_interface::name)));
+static_assert(is_complete<distribution_status>(sizeof(distribution_status::owner)));
+static_assert(is_complete<distribution_order>(0));
+static_assert(is_complete<pending_timer>(0));
+static_assert(is_complete<kept_out_vsan>(0));
+static_assert(is_complete<port_membership_change>(0));
 
 // Turns the words of a record from host order to the wire's, or back: the same step, and none on a big-endian host.
 template <typename Record>

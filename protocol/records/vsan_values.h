@@ -1,6 +1,6 @@
 // Ranges, defaults and key numbers of what the switch keeps, named once for all.
-#ifndef PROTOCOL_RECORDS_VSAN_LIMITS_H
-#define PROTOCOL_RECORDS_VSAN_LIMITS_H
+#ifndef PROTOCOL_RECORDS_VSAN_VALUES_H
+#define PROTOCOL_RECORDS_VSAN_VALUES_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -50,6 +50,9 @@ inline constexpr const timer_range &range_of_timer(uint32_t key) {
 
 // Attribute keys of the latencies and of a notification's states.
 inline constexpr uint32_t kAttrState = 1, kAttrSwitchLatency = 17, kAttrNetworkLatency = 18, kAttrOperState = 19;
+
+// The only application that is distributed today.
+inline constexpr char kFcTimerApplication[] = "fctimer";
 
 inline constexpr uint32_t kInterfaceNameMax = 31;    // characters
 inline constexpr uint32_t kSwitchNameMax = 255;      // octets

@@ -19,8 +19,8 @@
 #include "big_endian.h"
 #include "platform/cmi.h"
 #include "platform/mts.h"
-#include "platform/run_dir.h"
 #include "requests.h"
+#include "switchplatform/run_dir.h"
 
 namespace trap_lab {
 namespace {

@@ -1,7 +1,7 @@
 // Payloads of notification 145 through its two readers and the module's handler.
 #include "handled.h"
 #include "platform/vsan_range.h"
-#include "platform/vsan_range_codec.h"
+#include "switchplatform/vsan_range_codec.h"
 
 namespace {
 

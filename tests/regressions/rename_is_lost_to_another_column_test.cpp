@@ -7,10 +7,10 @@
 #include <thread>
 
 #include "platform/cmi.h"
-#include "platform/run_dir.h"
 #include "programs.h"
 #include "requests.h"
 #include "switch_under_test.h"
+#include "switchplatform/run_dir.h"
 #include "vsan_records.h"
 
 namespace {

@@ -6,10 +6,10 @@
 #include <filesystem>
 
 #include "platform/kdx.h"
-#include "platform/run_dir.h"
-#include "platform/shared_page.h"
 #include "programs.h"
 #include "switch_under_test.h"
+#include "switchplatform/run_dir.h"
+#include "switchplatform/shared_page.h"
 
 namespace {
 

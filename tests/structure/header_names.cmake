@@ -1,4 +1,5 @@
-# The name that a header is included by is no other header's, and no system header's. FOLDER holds `room_folders`, the
+# The name that a header is included by is no other header's, and no system header's. Its guard spells its path. Nobody
+# climbs over a wall with a path through the parent folder, and no line is wider than the formatter makes code. FOLDER holds `room_folders`, the
 # include directories of the tree; SOURCE is the tree.
 cmake_policy(SET CMP0057 NEW)
 
@@ -28,6 +29,31 @@ file(GLOB_RECURSE all ${SOURCE}/feature/*.h ${SOURCE}/include/*.h ${SOURCE}/plat
 foreach(header IN LISTS all)
   if(NOT header IN_LIST headers)
     message(SEND_ERROR "${header} is in no include directory")
+  endif()
+endforeach()
+
+# Guards spell the path, from the folder on by which a header is included when that is a folder of public headers.
+foreach(header IN LISTS all)
+  file(RELATIVE_PATH guard ${SOURCE} ${header})
+  string(REGEX REPLACE "^(platform/)?include/" "" guard ${guard})
+  string(TOUPPER ${guard} guard)
+  string(REGEX REPLACE "[/.]" "_" guard ${guard})
+  file(READ ${header} text)
+  string(FIND "${text}" "#ifndef ${guard}\n#define ${guard}\n" at)
+  if(at EQUAL -1)
+    message(SEND_ERROR "${header}: its guard is not ${guard}")
+  endif()
+endforeach()
+
+file(GLOB_RECURSE sources ${SOURCE}/feature/*.cpp ${SOURCE}/platform/*.cpp ${SOURCE}/switchd/*.cpp ${SOURCE}/vsanctl/*.cpp)
+foreach(file IN LISTS all sources)
+  file(STRINGS ${file} climbing REGEX "#include \"([^\"]*/)?\\.\\./")
+  file(STRINGS ${file} wide REGEX "^.........................................................................................................................")
+  if(climbing)
+    message(SEND_ERROR "${file}: ${climbing}")
+  endif()
+  if(wide)
+    message(SEND_ERROR "${file}: wider than 120 columns: ${wide}")
   endif()
 endforeach()
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "notification_payloads.h"
-#include "platform/vsan_range_codec.h"
 #include "record_words.h"
 #include "requests.h"
+#include "switchplatform/vsan_range_codec.h"
 #include "vsan_values.h"
 
 namespace {

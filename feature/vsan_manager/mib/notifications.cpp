@@ -5,6 +5,7 @@
 
 #include "module_frame/exchange.h"
 #include "module_frame/trace.h"
+#include "notification_payloads.h"
 #include "platform/agent.h"
 #include "platform/mts.h"
 #include "platform/vsan_range.h"

@@ -10,12 +10,14 @@
 
 #include "message_frame.h"
 #include "monotonic_clock.h"
-#include "platform/run_dir.h"
 #include "repair_queue.h"
 #include "served_pdu_scope.h"
 #include "socket_path.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
+
+static_assert(kSocketPathRoom == sizeof sockaddr_un::sun_path);
 
 constexpr int64_t kProbePauseMs = 1000;
 constexpr int64_t kProbePatienceMs = 20;  // a process that lives answers in less; one that is busy is asked again

@@ -11,7 +11,6 @@
 #include "message_frame.h"
 #include "platform/cmi.h"
 #include "repair_queue.h"
-#include "repairs.h"
 #include "served_pdu_scope.h"
 
 namespace {
@@ -19,7 +18,6 @@ namespace {
 constexpr int kDefaultTimeoutSeconds = 5;
 
 unsigned exchanges_begun;
-bool making_repairs;
 uint8_t answer_frame[kMessageMax];
 
 struct outgoing {
@@ -156,14 +154,6 @@ int send_repair(receiver_connection &to, const outgoing &request, int64_t deadli
 
 }  // namespace
 
-void platform_repairs_begin() {
-  making_repairs = true;
-}
-
-void platform_repairs_end() {
-  making_repairs = false;
-}
-
 unsigned platform_exchanges_begun() {
   return exchanges_begun;
 }
@@ -193,7 +183,7 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
                             user,
                             session,
                             request};
-  if (response == nullptr && making_repairs) {
+  if (response == nullptr && repairs_are_made()) {
     return send_repair(*to, message, deadline);
   }
   if (receiver_ready(*to, deadline) != 0) {

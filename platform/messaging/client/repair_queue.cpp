@@ -12,6 +12,7 @@ namespace {
 constexpr int64_t kGiveUpAfterMs = 30'000;
 constexpr size_t kRepairsMax = 1024;
 
+bool making_repairs;
 std::deque<repair> repairs;
 
 bool is_unsent(const repair &each, int service) {
@@ -27,6 +28,14 @@ repair *find(uint32_t sequence) {
 
 std::deque<repair> &repairs_all() {
   return repairs;
+}
+
+bool repairs_are_made() {
+  return making_repairs;
+}
+
+void repairs_make(bool on) {
+  making_repairs = on;
 }
 
 int repairs_add(const message_header &header, std::vector<uint8_t> frame) {

@@ -23,6 +23,10 @@ struct repair {
 // All of them, in the order in which they were made.
 std::deque<repair> &repairs_all();
 
+// Whether a write that is made now is a repair, and the switch for that.
+bool repairs_are_made();
+void repairs_make(bool on);
+
 // Queues a repair behind those of its receiver. Returns 0, or -1 with `errno` ENOBUFS when too many are under way; that
 // one is reported as given up.
 int repairs_add(const message_header &header, std::vector<uint8_t> frame);

@@ -13,14 +13,16 @@ namespace {
 void report_one(const repair &ended, platform_repair_report report) {
   const message_header &header = ended.header;
   const uint8_t *payload = ended.frame.data() + kMessageHeaderSize + header.user_size + header.session_size;
-  const platform_repair_outcome outcome = {static_cast<int>(header.opcode),
-                                           static_cast<int>(header.msg_type),
-                                           payload,
-                                           header.payload_size,
-                                           ended.status,
-                                           ended.why,
-                                           ended.late ? 1 : 0,
-                                           ended.sent ? 1 : 0};
+  const platform_repair_outcome outcome = {
+      .opcode = static_cast<int>(header.opcode),
+      .msg_type = static_cast<int>(header.msg_type),
+      .payload = payload,
+      .size = header.payload_size,
+      .status = ended.status,
+      .why = ended.why,
+      .late = ended.late ? 1 : 0,
+      .sent = ended.sent ? 1 : 0,
+  };
   report(&outcome);
 }
 
@@ -45,6 +47,14 @@ void move_on(repair &which) {
 }
 
 }  // namespace
+
+void platform_repairs_begin() {
+  repairs_make(true);
+}
+
+void platform_repairs_end() {
+  repairs_make(false);
+}
 
 int platform_repairs_turn(platform_repair_report report) {
   for (repair &each : repairs_all()) {

@@ -1,12 +1,12 @@
-#include "platform/run_dir.h"
+#include "switchplatform/run_dir.h"
 
 #include <errno.h>
 #include <string.h>
 #include <sys/un.h>
 
 #include "client_connection.h"
-#include "platform/shared_page.h"
 #include "socket_path.h"
+#include "switchplatform/shared_page.h"
 
 namespace {
 char run_dir[sizeof sockaddr_un::sun_path] = "/run/switchd";

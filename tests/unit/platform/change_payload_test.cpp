@@ -4,7 +4,7 @@
 
 #include "notification_payloads.h"
 #include "platform/vsan_range.h"
-#include "platform/vsan_range_codec.h"
+#include "switchplatform/vsan_range_codec.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "platform/sdwrap.h"
-#include "platform/shared_page.h"
 #include "private_dir.h"
+#include "switchplatform/shared_page.h"
 
 namespace {
 

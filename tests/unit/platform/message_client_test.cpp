@@ -11,8 +11,8 @@
 #include "fake_manager.h"
 #include "local_socket.h"
 #include "message_frame.h"
-#include "platform/run_dir.h"
 #include "private_dir.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

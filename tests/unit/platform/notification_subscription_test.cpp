@@ -20,8 +20,8 @@
 #include "platform/agent.h"
 #include "platform/cmi.h"
 #include "platform/mts.h"
-#include "platform/run_dir.h"
 #include "private_dir.h"
+#include "switchplatform/run_dir.h"
 
 extern "C" void init_switch_agent(void);
 extern "C" void deinit_switch_agent(void);

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "platform/run_dir.h"
-#include "platform/shared_page.h"
+#include "switchplatform/run_dir.h"
+#include "switchplatform/shared_page.h"
 
 private_dir::private_dir() {
   char name[] = "/tmp/vsanXXXXXX";

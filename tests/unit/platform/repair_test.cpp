@@ -73,6 +73,8 @@ TEST_F(Repair, IsWaitedForLikeAnyWriteWhileTheReceiverIsWell) {
 TEST_F(Repair, IsSentInOrderWithoutWaitingWhileTheReceiverIsSuspect) {
   fake_manager manager(dir.path);
   manager.add_fault({fault_kind::hang, -1, 1, 0});
+  // Late enough that no answer shows life while the repairs are made.
+  manager.add_fault({fault_kind::delay, -1, 3, 1000});
   EXPECT_EQ(call("hangs").why, ETIMEDOUT);
   const long took = took_ms([] {
     for (const char *payload : {"a", "b", "c"}) {

@@ -1,4 +1,4 @@
-#include "platform/shared_page.h"
+#include "switchplatform/shared_page.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -15,9 +15,9 @@
 
 #include "page_layout.h"
 #include "platform/kdx.h"
-#include "platform/run_dir.h"
 #include "platform/sdwrap.h"
 #include "private_dir.h"
+#include "switchplatform/run_dir.h"
 
 namespace {
 

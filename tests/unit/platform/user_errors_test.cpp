@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/shared_page.h"
 #include "private_dir.h"
+#include "switchplatform/shared_page.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "platform/agent.h"
 #include "platform/cmi.h"
 #include "platform/mts.h"
+#include "requests.h"
 
 namespace vsan_mib {
 

@@ -67,6 +67,17 @@ constexpr fc_timer_column kColumns[] = {
     {.magic = kVsanFcTimerFstov, .timer = kTimerFstov},
 };
 
+constexpr bool each_force_bit_has_its_texts() {
+  for (const fc_timer_column &column : kColumns) {
+    const bool has_texts = column.force_set != nullptr && column.forced != nullptr && column.not_forced != nullptr;
+    if (column.force != 0 && !has_texts) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(each_force_bit_has_its_texts());
+
 }  // namespace
 
 const fc_timer_column *find_fc_timer_column(int magic) {

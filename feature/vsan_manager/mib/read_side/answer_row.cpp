@@ -1,5 +1,7 @@
 #include "read_side/answer_row.h"
 
+#include "vsan_records.h"
+
 namespace vsan_mib {
 
 vsanEntry vsan_answer_row;

@@ -8,8 +8,8 @@
 #include "module_frame/row_message.h"
 #include "module_frame/trace.h"
 #include "objects/fc_timer_columns.h"
-#include "platform/kdx.h"
 #include "read_side/answer_row.h"
+#include "read_side/distribution_mode.h"
 #include "record_words.h"
 #include "requests.h"
 #include "statuses.h"
@@ -62,29 +62,16 @@ int next_vsan(uint32_t start, vsanFcTimerEntry *record) {
   return 0;
 }
 
-// What distribution says of the timers.
-struct distribution {
-  int enabled = 0;
-  int show_running = 0;
-};
-
-distribution ask_distribution() {
-  distribution says;
-  is_kdx_enabled("fctimer", &says.enabled);
-  get_kdx_show_run_mode("fctimer", &says.show_running);
-  return says;
-}
-
 // Running values are read with GET, an open session's pending ones with KDX_GET_REQ.
-int timer_message_type(const distribution &says, int get_for_set) {
-  if (says.enabled == 0) {
+int timer_message_type(const distribution_mode &mode, int get_for_set) {
+  if (mode.enabled == 0) {
     return kMsgGet;
   }
   if (get_for_set != 0) {
     TRACE("%s get_for_set msg_type = KDX_GET_REQ \n", "header_vsanFcTimerEntry");
     return kMsgKdxGet;
   }
-  if (says.show_running != 0) {
+  if (!shows_pending(mode)) {
     return kMsgGet;
   }
   TRACE("%s msg_type = KDX_GET_REQ \n", "header_vsanFcTimerEntry");
@@ -145,7 +132,7 @@ int read_timer(struct variable *vp, oid *name, size_t *length, int exact, vsanFc
                outcome *brought) {
   const char *self = "header_vsanFcTimerEntry";
   *brought = outcome::nothing;
-  const distribution says = ask_distribution();
+  const distribution_mode mode = ask_distribution();
   TRACE("%s : calling timer_instance() ", self);
   int status = get_vsanFcTimerEntry_instance(vp->name, vp->namelen, name, length, exact, record);
   TRACE("%s : done calling timer_instance() ", self);
@@ -154,7 +141,7 @@ int read_timer(struct variable *vp, oid *name, size_t *length, int exact, vsanFc
     return status;
   }
   record->timer_type = timer_type_of(vp->magic);
-  status = read_value(timer_message_type(says, get_for_set), get_for_set, record, brought);
+  status = read_value(timer_message_type(mode, get_for_set), get_for_set, record, brought);
   if (*brought == outcome::value) {
     write_row_oid(vp->name, vp->namelen, record->vsan_id, name, length);
   }

@@ -3,7 +3,7 @@
 #include "module_frame/exchange.h"
 #include "module_frame/trace.h"
 #include "objects/scalar_objects.h"
-#include "platform/kdx.h"
+#include "read_side/distribution_mode.h"
 #include "record_words.h"
 #include "requests.h"
 #include "vsan_mib.h"
@@ -41,11 +41,8 @@ void *last_change(const uint8_t *payload) {
 
 // A pending timer value is read while distribution is on and the running values are not what is shown.
 int message_type(int opcode) {
-  int enabled = 0;
-  int mode = 0;
-  is_kdx_enabled("fctimer", &enabled);
-  get_kdx_show_run_mode("fctimer", &mode);
-  if (opcode != kOpFcTimer || enabled == 0 || mode != 0) {
+  const distribution_mode mode = ask_distribution();
+  if (opcode != kOpFcTimer || !shows_pending(mode)) {
     return kMsgGet;
   }
   TRACE("%s msg_type = KDX_GET_REQ \n", "get_using_cmi");

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include "vsan_records.h"
 #include "vsan_table_write/written_row.h"
 
 indxobj_t vsanEntry_list;

@@ -3,6 +3,7 @@
 #include <errno.h>
 
 #include "module_frame/oid_index.h"
+#include "vsan_records.h"
 
 namespace vsan_mib {
 

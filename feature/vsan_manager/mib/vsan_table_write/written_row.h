@@ -3,6 +3,7 @@
 #define FEATURE_VSAN_MANAGER_MIB_VSAN_TABLE_WRITE_WRITTEN_ROW_H
 
 #include "vsan_mib.h"
+#include "vsan_records.h"
 
 namespace vsan_mib {
 

@@ -5,8 +5,8 @@
 // 2. switchd owns it: only switchd makes it, mode 0660. Everyone else maps it on first use, and again within a second
 //    after the file was replaced; platform_page_open is for those who want to know why it cannot be.
 // 3. Each process uses it from one thread. Numbers are counted modulo 2^32.
-#ifndef PLATFORM_SHARED_PAGE_H
-#define PLATFORM_SHARED_PAGE_H
+#ifndef SWITCHPLATFORM_SHARED_PAGE_H
+#define SWITCHPLATFORM_SHARED_PAGE_H
 
 #include <stdint.h>
 

@@ -1,6 +1,7 @@
-// The payload of notification 145, a change of a range of VSANs, as a manager writes it. Its readers are in vsan_range.h.
-#ifndef PLATFORM_VSAN_RANGE_CODEC_H
-#define PLATFORM_VSAN_RANGE_CODEC_H
+// The payload of notification 145, a change of a range of VSANs, as a manager writes it. Its layout is in
+// notification_payloads.h, its readers are in platform/vsan_range.h.
+#ifndef SWITCHPLATFORM_VSAN_RANGE_CODEC_H
+#define SWITCHPLATFORM_VSAN_RANGE_CODEC_H
 
 #include <stddef.h>
 #include <stdint.h>

@@ -1,6 +1,6 @@
 // Where the sockets and the shared page of one switch are: its run directory.
-#ifndef PLATFORM_RUN_DIR_H
-#define PLATFORM_RUN_DIR_H
+#ifndef SWITCHPLATFORM_RUN_DIR_H
+#define SWITCHPLATFORM_RUN_DIR_H
 
 #ifdef __cplusplus
 extern "C" {
