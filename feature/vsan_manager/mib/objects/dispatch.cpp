@@ -12,7 +12,9 @@ void set_table_set_methods(int magic, WriteMethod **write_method) {
   if (column == nullptr || column->write_method == nullptr) {
     return;
   }
-  TRACE(column->handed_out, __func__, __LINE__);
+  if (column->handed_out != nullptr) {
+    TRACE(column->handed_out, __func__, __LINE__);
+  }
   *write_method = column->write_method;
 }
 

@@ -123,16 +123,6 @@ constexpr vsan_column kColumns[] = {
                .bad_length = {.standard_error = "write to vsanNetworkDropLatency: bad length\n"}}},
 };
 
-constexpr bool each_method_says_when_it_is_handed_out() {
-  for (const vsan_column &column : kColumns) {
-    if ((column.write_method == nullptr) != (column.handed_out == nullptr)) {
-      return false;
-    }
-  }
-  return true;
-}
-static_assert(each_method_says_when_it_is_handed_out());
-
 }  // namespace
 
 const vsan_column *find_vsan_column(int magic) {

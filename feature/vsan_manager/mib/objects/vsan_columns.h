@@ -34,7 +34,7 @@ struct vsan_column {
   column_store store = column_store::unknown;
   const char *answered = nullptr;       // GET: the answer's length and the field's word
   WriteMethod *write_method = nullptr;  // what the agent is handed; null: nothing
-  const char *handed_out = nullptr;     // there with every write method
+  const char *handed_out = nullptr;     // told with the write method
 
   // What the write method checks and traces.
   value_rule value = {};
