@@ -166,8 +166,8 @@ struct row_status_case {
   long requested;
   bool present;
   int status;
-  const char *sent;   // null: nothing
-  const char *after;  // the VSAN's line in the store; null: absent
+  const char *sent = nullptr;   // null: nothing
+  const char *after = nullptr;  // the VSAN's line in the store; null: absent
 };
 
 void PrintTo(const row_status_case &c, std::ostream *out) {
@@ -194,26 +194,22 @@ TEST_P(RowStatus, GivesTheTablesStatusMessagesAndRow) {
   EXPECT_EQ(sent(), (rows{"SET 5 next"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(RequestsByPresence, RowStatus,
-                         ::testing::Values(row_status_case{kActive, false, kInconsistentValue, nullptr, nullptr},
-                                           row_status_case{kActive, true, kNoError, "SET 20 twenty", kTwenty},
-                                           row_status_case{kNotInService, false, kWrongValue, nullptr, nullptr},
-                                           row_status_case{kNotInService, true, kWrongValue, nullptr, kTwenty},
-                                           row_status_case{kNotReady, false, kWrongValue, nullptr, nullptr},
-                                           row_status_case{kNotReady, true, kWrongValue, nullptr, kTwenty},
-                                           row_status_case{kCreateAndGo, false, kNoError, "SET 30 VSAN0030",
-                                                           "vsan 30|VSAN0030|1|1|2112|2|100|2|2000"},
-                                           row_status_case{kCreateAndGo, true, kInconsistentValue, nullptr, kTwenty},
-                                           row_status_case{kCreateAndWait, false, kWrongValue, nullptr, nullptr},
-                                           row_status_case{kCreateAndWait, true, kWrongValue, nullptr, kTwenty},
-                                           row_status_case{kDestroy, false, kNoError, nullptr, nullptr},
-                                           row_status_case{kDestroy, true, kNoError, "DELETE 20 twenty", nullptr},
-                                           row_status_case{0, false, kWrongValue, nullptr, nullptr},
-                                           row_status_case{0, true, kWrongValue, nullptr, kTwenty},
-                                           row_status_case{7, false, kWrongValue, nullptr, nullptr},
-                                           row_status_case{7, true, kWrongValue, nullptr, kTwenty},
-                                           row_status_case{-1, false, kWrongValue, nullptr, nullptr},
-                                           row_status_case{-1, true, kWrongValue, nullptr, kTwenty}));
+INSTANTIATE_TEST_SUITE_P(
+    RequestsByPresence, RowStatus,
+    ::testing::Values(
+        row_status_case{kActive, false, kInconsistentValue},
+        row_status_case{kActive, true, kNoError, "SET 20 twenty", kTwenty},
+        row_status_case{kNotInService, false, kWrongValue},
+        row_status_case{kNotInService, true, kWrongValue, nullptr, kTwenty},
+        row_status_case{kNotReady, false, kWrongValue}, row_status_case{kNotReady, true, kWrongValue, nullptr, kTwenty},
+        row_status_case{kCreateAndGo, false, kNoError, "SET 30 VSAN0030", "vsan 30|VSAN0030|1|1|2112|2|100|2|2000"},
+        row_status_case{kCreateAndGo, true, kInconsistentValue, nullptr, kTwenty},
+        row_status_case{kCreateAndWait, false, kWrongValue},
+        row_status_case{kCreateAndWait, true, kWrongValue, nullptr, kTwenty},
+        row_status_case{kDestroy, false, kNoError}, row_status_case{kDestroy, true, kNoError, "DELETE 20 twenty"},
+        row_status_case{0, false, kWrongValue}, row_status_case{0, true, kWrongValue, nullptr, kTwenty},
+        row_status_case{7, false, kWrongValue}, row_status_case{7, true, kWrongValue, nullptr, kTwenty},
+        row_status_case{-1, false, kWrongValue}, row_status_case{-1, true, kWrongValue, nullptr, kTwenty}));
 
 // Messages as the manager counts them.
 

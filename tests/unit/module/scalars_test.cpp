@@ -18,19 +18,19 @@ struct scalar {
   uint32_t size;
   const char *request;  // hex; null: none
   const char *sending;
-  const char *received;
-  WriteMethod *write_method;
+  const char *received = nullptr;
+  WriteMethod *write_method = nullptr;
 };
 
 const scalar kScalars[] = {
     {"vsanNumber", vsan_number(), ASN_INTEGER, 125, 4, nullptr,
      "get_vsan_mib : Sending GET request to VSAN mgr for VSANNUMBER\n",
-     "get_using_cmi : Recevied GET response  for VSANNUMBER/VSANIFNUMBER = 3\n", nullptr},
+     "get_using_cmi : Recevied GET response  for VSANNUMBER/VSANIFNUMBER = 3\n"},
     {"vsanTableLastChange", last_change(), ASN_TIMETICKS, 126, 8, nullptr,
-     "get_vsan_mib : Sending GET request to VSAN mgr for VSANTABLELASTCHANGE\n", nullptr, nullptr},
+     "get_vsan_mib : Sending GET request to VSAN mgr for VSANTABLELASTCHANGE\n"},
     {"vsanIfNumber", if_number(), ASN_INTEGER, 128, 4, nullptr,
      "get_vsan_mib : Sending GET request to VSAN mgr for VSANIFNUMBER \n",
-     "get_using_cmi : Recevied GET response  for VSANNUMBER/VSANIFNUMBER = 2\n", nullptr},
+     "get_using_cmi : Recevied GET response  for VSANNUMBER/VSANIFNUMBER = 2\n"},
     {"fcTimerRatov", switch_wide(kSwitchRatov), ASN_GAUGE, 127, 15, "000000080000000000000000000000",
      "get_vsan_mib : Sending GET request to VSAN mgr for  FCTIMERRATOV with fctimer_type=8\n",
      "get_using_cmi : Recevied GET response  for FCTIMER stuff = 8000\n", set_fcTimerRatov},
@@ -39,7 +39,7 @@ const scalar kScalars[] = {
      "get_using_cmi : Recevied GET response  for FCTIMER stuff = 7000\n", set_fcTimerEdtov},
     {"fcTimerFstov", switch_wide(kSwitchFstov), ASN_GAUGE, 127, 15, "0000000a0000000000000000000000",
      "get_vsan_mib : Sending GET request to VSAN mgr for FCTIMERFSTOV with fctimer_type = 10\n",
-     "get_using_cmi : Recevied GET response  for FCTIMER stuff = 10000\n", nullptr},
+     "get_using_cmi : Recevied GET response  for FCTIMER stuff = 10000\n"},
     {"fcTimerDstov", switch_wide(kSwitchDstov), ASN_GAUGE, 127, 15, "000000090000000000000000000000",
      "get_vsan_mib : Sending GET request to VSAN mgr for FCTIMERDSTOV fctimertype = 9\n",
      "get_using_cmi : Recevied GET response  for FCTIMER stuff = 9000\n", set_fcTimerDstov},
