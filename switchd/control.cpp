@@ -179,6 +179,7 @@ int set_fault(switch_host &host, const message_request &request, message_reply &
     return kStatusBusy;
   }
   message_server_add_fault(server, fault);
+  host_publish_answers(host);
   log_warn(std::string("a fault is on: ") + object.dump());
   return 0;
 }
@@ -187,6 +188,7 @@ int clear_faults(switch_host &host, const message_request &, message_reply &) {
   for (message_server *server : host.servers) {
     message_server_clear_faults(server);
   }
+  host_publish_answers(host);
   log_info("all faults are off");
   return 0;
 }

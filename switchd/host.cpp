@@ -16,6 +16,8 @@
 #include "local_socket.h"
 #include "log.h"
 #include "port_manager.h"
+#include "published/published_rows.h"
+#include "published_page.h"
 #include "requests.h"
 #include "switchplatform/run_dir.h"
 #include "switchplatform/shared_page.h"
@@ -24,11 +26,11 @@
 #include "vsan_values.h"
 
 const std::array<hosted_service, 5> kHostedServices = {{
-    {kServiceVsanManager, "vsan-manager", vsan_manager_handle, true},
-    {kServiceIdentity, "identity", identity_handle, true},
-    {kServicePortManager, "port-manager", port_manager_handle, true},
-    {kServiceDistribution, "distribution", distribution_handle, true},
-    {kServiceControl, "control", control_handle, false},
+    {kServiceVsanManager, "vsan-manager", vsan_manager_handle, true, kAnsweredVsanManager},
+    {kServiceIdentity, "identity", identity_handle, true, kAnsweredIdentity},
+    {kServicePortManager, "port-manager", port_manager_handle, true, kAnsweredPortManager},
+    {kServiceDistribution, "distribution", distribution_handle, true, 0},
+    {kServiceControl, "control", control_handle, false, 0},
 }};
 
 namespace {
@@ -67,6 +69,12 @@ void publish_distribution(switch_host &host) {
   const distribution_session &session = host.managers.state.settings.distribution;
   if (platform_kdx_publish(kFcTimerApplication, session.enabled != 0, session.show_running != 0) != 0) {
     log_error(std::string("the distribution state could not be published: ") + strerror(errno));
+  }
+}
+
+void on_served(void *context) {
+  if (published_server *published = static_cast<switch_host *>(context)->published; published != nullptr) {
+    published_server_beat(published);
   }
 }
 
@@ -131,6 +139,7 @@ host_result host_open(switch_host &host, const std::string &run_dir, const std::
                       const std::string &topology_file, std::string &error) {
   host.run_dir = run_dir;
   host.managers.engine = single_switch_engine(&host.managers.fabric);
+  host.managers.served = on_served;
   host.managers.changed = on_changed;
   host.managers.log = on_log;
   host.managers.context = &host;
@@ -157,7 +166,9 @@ namespace {
 // Whoever may write to the page can also remove or cut it.
 void on_page_timer(evutil_socket_t, short, void *context) {
   auto &host = *static_cast<switch_host *>(context);
-  if (!holds_run_dir(host)) {
+  const bool held = holds_run_dir(host);
+  host_publish_answers(host);
+  if (!held) {
     return;
   }
   const int kept = platform_page_keep();
@@ -173,6 +184,21 @@ bool watch_page(switch_host &host) {
   static constexpr timeval kEvery{1, 0};
   host.page_timer.reset(event_new(host.base, -1, EV_PERSIST, on_page_timer, &host));
   return host.page_timer && event_add(host.page_timer.get(), &kEvery) == 0;
+}
+
+void on_beat(void *context) {
+  host_publish_answers(*static_cast<switch_host *>(context));
+}
+
+// A host on which this is not to be had works without: its readers ask.
+void publish_rows(switch_host &host) {
+  host.published = published_server_open(host.base, host.run_dir.c_str(), on_beat, &host);
+  if (host.published == nullptr) {
+    log_warn(std::string("reads are not answered from memory: ") + strerror(errno));
+    return;
+  }
+  host.managers.published = &published_server_page(host.published);
+  publish_state(*host.managers.published, host.managers.state, managers_locked_out(host.managers));
 }
 
 host_result socket_failure(const char *name, std::string &error) {
@@ -191,6 +217,7 @@ host_result host_listen(switch_host &host, std::string &error) {
   if (host.notifications == nullptr) {
     return socket_failure("notifications", error);
   }
+  publish_rows(host);
   for (size_t i = 0; i < kHostedServices.size(); ++i) {
     const hosted_service &hosted = kHostedServices[i];
     void *context = hosted.service == kServiceControl ? static_cast<void *>(&host) : &host.managers;
@@ -200,11 +227,26 @@ host_result host_listen(switch_host &host, std::string &error) {
     }
     message_server_log_to(host.servers[i], on_server_log);
   }
+  host_publish_answers(host);
   return kHostOk;
+}
+
+void host_publish_answers(switch_host &host) {
+  if (host.published == nullptr) {
+    return;
+  }
+  uint32_t services = 0;
+  for (size_t i = 0; i < kHostedServices.size() && !host.lost_run_dir; ++i) {
+    services |= message_server_has_faults(host.servers[i]) ? 0 : kHostedServices[i].published_bit;
+  }
+  published_server_answer(host.published, services);
 }
 
 void host_close(switch_host &host) {
   host.page_timer.reset();
+  host.managers.published = nullptr;
+  published_server_close(host.published);
+  host.published = nullptr;
   for (message_server *&server : host.servers) {
     message_server_close(server);
     server = nullptr;

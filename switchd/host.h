@@ -3,6 +3,7 @@
 #define SWITCHD_HOST_H
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include <array>
 #include <string>
@@ -12,6 +13,7 @@
 #include "message_server.h"
 #include "monotonic_clock.h"
 #include "notification_server.h"
+#include "published_server.h"
 
 struct event_base;
 
@@ -19,7 +21,8 @@ struct hosted_service {
   int service;
   const char *name;  // for people
   message_handler handle;
-  bool takes_faults;  // the control service must stay reachable
+  bool takes_faults;       // the control service must stay reachable
+  uint32_t published_bit;  // under which its reads are answered from the published page; 0: none are
 };
 extern const std::array<hosted_service, 5> kHostedServices;
 
@@ -29,8 +32,9 @@ struct switch_host {
   event_base *base = nullptr;
   std::array<message_server *, 5> servers{};  // in the order of kHostedServices
   notification_server *notifications = nullptr;
-  int lock = -1;    // of the run directory
-  long group = -1;  // a gid: whose members may connect; -1: those of the process's own group
+  published_server *published = nullptr;  // null: every read is an exchange
+  int lock = -1;                          // of the run directory
+  long group = -1;                        // a gid: whose members may connect; -1: those of the process's own group
   event_ptr page_timer = {};
   bool lost_run_dir = false;  // the run directory was removed, or is another switchd's; the log was told
   int64_t started = monotonic_ms();
@@ -54,6 +58,9 @@ host_result host_open(switch_host &host, const std::string &run_dir, const std::
 
 // Opens the sockets, with everything else in place.
 host_result host_listen(switch_host &host, std::string &error);
+
+// To be called when faults came or went: reads that a fault is to meet are not answered from the published page.
+void host_publish_answers(switch_host &host);
 
 // Closes sockets and store, and gives the run directory back.
 void host_close(switch_host &host);

@@ -4,6 +4,7 @@
 
 #include "distribution_records.h"
 #include "opcode_table.h"
+#include "published/published_rows.h"
 #include "record_words.h"
 #include "requests.h"
 #include "rules/timer_rules.h"
@@ -43,6 +44,9 @@ int plan_remote_lock(switch_managers &managers, uint32_t on, switch_change &) {
     return kStatusSessionOpen;
   }
   managers.fabric.played_holder = on != 0 ? "another switch" : "";
+  if (managers.published != nullptr) {
+    publish_lock(*managers.published, managers_locked_out(managers));
+  }
   return 0;
 }
 
@@ -72,13 +76,12 @@ int handle_command(switch_managers &managers, const message_request &request, me
 
 int handle_state(switch_managers &managers, const message_request &, message_reply &reply) {
   const distribution_session &session = managers.state.settings.distribution;
-  const bool remote = !managers.engine.remote_holder(managers.engine.context, kFcTimerApplication).empty();
   distribution_status status = {
       .enabled = static_cast<uint32_t>(session.enabled),
       .show_running = static_cast<uint32_t>(session.show_running),
       .open = static_cast<uint32_t>(session.open),
       .pending = static_cast<uint32_t>(managers.state.pending.size()),
-      .remote_lock = remote ? 1U : 0U,
+      .remote_lock = managers_locked_out(managers) ? 1U : 0U,
       .owner = {},
   };
   std::ranges::copy(session.owner, status.owner);

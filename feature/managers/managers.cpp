@@ -7,8 +7,10 @@
 #include "monotonic_clock.h"
 #include "plain_text.h"
 #include "platform/syserr.h"
+#include "published/published_rows.h"
 #include "state/change_effects.h"
 #include "statuses.h"
+#include "vsan_values.h"
 
 namespace {
 
@@ -23,7 +25,20 @@ void log_line(const switch_managers &managers, const std::string &line) {
   }
 }
 
+// In memory, and for those who read there.
+void apply(switch_managers &managers, const switch_change &change) {
+  const std::vector<uint32_t> touched = vsans_touched(managers.state, change);
+  state_apply(managers.state, change);
+  if (managers.published != nullptr) {
+    publish_change(*managers.published, managers.state, change, touched, managers_locked_out(managers));
+  }
+}
+
 }  // namespace
+
+bool managers_locked_out(const switch_managers &managers) {
+  return !managers.engine.remote_holder(managers.engine.context, kFcTimerApplication).empty();
+}
 
 int managers_commit(switch_managers &managers, switch_change &change) {
   if (changes_nothing(managers.state, change)) {
@@ -46,7 +61,7 @@ int managers_commit(switch_managers &managers, switch_change &change) {
     }
     return kStatusStoreFailed;
   }
-  state_apply(managers.state, change);
+  apply(managers, change);
   managers.dropped_yet_taken -= not_dropped;
   if (was_open && !will_be_open) {
     distribution_release(managers.engine);

@@ -12,15 +12,19 @@
 #include "state/switch_state.h"
 #include "store/store.h"
 
+struct published_page;
+
 // Owned by whoever hosts the managers.
 struct switch_managers {
   switch_state state;
   store *kept = nullptr;
   single_switch_fabric fabric;
   distribution_engine engine = {};
+  published_page *published = nullptr;       // kept like the state; null: nobody reads it
+  void (*served)(void *context) = nullptr;   // after each request of a manager
   void (*changed)(void *context) = nullptr;  // after each change: distribution state and notifications may be new
   void (*log)(void *context, const std::string &line) = nullptr;  // a refusal or failure, for people
-  void *context = nullptr;                                        // handed to both
+  void *context = nullptr;                                        // handed to all three
   // The number up to which the agent has acknowledged notifications. It may be ahead of the store: the next change that
   // is committed, whatever it is, takes it along.
   uint64_t acknowledged = 0;
@@ -37,6 +41,9 @@ struct switch_managers {
 // Completes the change, writes it to the store and makes it true. Returns 0, or kStatusStoreFailed with nothing
 // changed. A change that changes nothing costs nothing.
 int managers_commit(switch_managers &managers, switch_change &change);
+
+// Whether another switch holds the lock of distribution.
+bool managers_locked_out(const switch_managers &managers);
 
 // Fills a state that has no VSANs yet and its store with a first configuration, in one transaction. Returns 0, or -1
 // with `error` filled.

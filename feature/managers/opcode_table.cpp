@@ -46,4 +46,7 @@ void answer_by_table(std::span<const opcode_row> rows, switch_managers &managers
     ++managers.malformed;
     managers_refuse(managers, request, reply.status, what);
   }
+  if (managers.served != nullptr) {
+    managers.served(managers.context);
+  }
 }

@@ -27,4 +27,10 @@ inline int64_t monotonic_coarse_seconds() {
   return monotonic_time(CLOCK_MONOTONIC_COARSE).tv_sec;
 }
 
+// Milliseconds modulo 2^32, of the same clock as of the kernel's last tick: for a comparison at every read.
+inline uint32_t monotonic_coarse_ms() {
+  const timespec now = monotonic_time(CLOCK_MONOTONIC_COARSE);
+  return static_cast<uint32_t>(int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000);
+}
+
 #endif

@@ -16,6 +16,7 @@ inline constexpr service_name kServiceNames[] = {
     {kServiceVsanManager, "vsan-manager.sock"}, {kServiceIdentity, "identity.sock"},
     {kServicePortManager, "port-manager.sock"}, {kServiceDistribution, "distribution.sock"},
     {kServiceControl, "control.sock"},          {kServiceNotifications, "notifications.sock"},
+    {kServicePublished, "published.sock"},
 };
 
 inline constexpr size_t kServiceCount = sizeof kServiceNames / sizeof kServiceNames[0];

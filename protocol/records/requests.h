@@ -13,6 +13,7 @@ enum {
   kServiceDistribution = 61,
   kServiceControl = 62,        // switchd itself: status, faults, notification queue
   kServiceNotifications = 63,  // subscriptions; not a request/response service
+  kServicePublished = 64,      // hands out the published page; not a request/response service either
 };
 
 // Message types. kMsgKdxGet reads what a distribution session holds.

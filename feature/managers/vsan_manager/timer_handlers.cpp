@@ -52,7 +52,7 @@ int handle_timer_get_pending(switch_managers &managers, const message_request &r
   if (const int problem = read_problem(managers.state, timer); problem != 0) {
     return problem;
   }
-  if (!managers.engine.remote_holder(managers.engine.context, kFcTimerApplication).empty()) {
+  if (managers_locked_out(managers)) {
     return kStatusRemoteLock;
   }
   const uint32_t vsan = timer.flag != 0 ? timer.vsan_id : 0;

@@ -10,6 +10,8 @@
 
 #include "message_frame.h"
 #include "monotonic_clock.h"
+#include "peer_process.h"
+#include "published_memory.h"
 #include "repair_queue.h"
 #include "served_pdu_scope.h"
 #include "socket_path.h"
@@ -47,6 +49,7 @@ void close_inherited_connections() {
     }
     to = {.service = to.service};
   }
+  published_memory_drop();
   repairs_forget();
 }
 
@@ -174,6 +177,7 @@ int receiver_connect(receiver_connection &to) {
     return -1;
   }
   to.fd = fd;
+  to.peer = peer_process(fd);
   return 0;
 }
 

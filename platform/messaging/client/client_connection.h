@@ -3,10 +3,12 @@
 #define PLATFORM_MESSAGING_CLIENT_CLIENT_CONNECTION_H
 
 #include <stdint.h>
+#include <sys/types.h>
 
 struct receiver_connection {
   int service;
   int fd = -1;
+  pid_t peer = 0;  // the process at the other end of `fd`; 0 when it cannot be seen from here
   // A request timed out, of this receiver or of another one, and this one has shown no life since. An answer is life,
   // also a late one or a probe's, and so is the end of a connection; being connected is none, for the kernel does that
   // for a process that is stopped.

@@ -1,5 +1,5 @@
 // One exchange: the request is sent once, and the answer with its number is waited for until the deadline. Repairs go
-// through their queue.
+// through their queue. Reads of what the managers publish are answered from there.
 #include <errno.h>
 #include <poll.h>
 #include <stdlib.h>
@@ -10,6 +10,8 @@
 #include "client_connection.h"
 #include "message_frame.h"
 #include "platform/cmi.h"
+#include "published_memory.h"
+#include "published_reads.h"
 #include "repair_queue.h"
 #include "served_pdu_scope.h"
 
@@ -152,6 +154,25 @@ int send_repair(receiver_connection &to, const outgoing &request, int64_t deadli
   return status;
 }
 
+// Answers from what the receiver publishes, when an exchange would be answered now: the connection is open as far as is
+// known, and nothing is under way that the receiver is to get first.
+bool read_published(const receiver_connection &to, const read_request &request, read_answer *answer) {
+  const uint32_t bit = to.fd < 0 ? 0 : published_bit(request);
+  if (bit == 0 || !receiver_may_be_waited_for(to) || !repairs_all().empty()) {
+    return false;
+  }
+  const published_page *page = published_memory(to.peer, bit);
+  return page != nullptr && published_read(*page, request, answer);
+}
+
+int hand_over_read(const read_answer &answer, void **response, uint32_t *size) {
+  if (answer.payload != nullptr) {
+    *response = answer.payload;
+    *size = answer.size;
+  }
+  return answer.status;
+}
+
 }  // namespace
 
 unsigned platform_exchanges_begun() {
@@ -175,6 +196,11 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
   }
 
   ++exchanges_begun;
+  const read_request read = {service, opcode, msg_type, request, static_cast<uint32_t>(payload_size)};
+  read_answer published;
+  if (response != nullptr && read_published(*to, read, &published)) {
+    return hand_over_read(published, response, size);
+  }
   const int64_t deadline = exchange_deadline(timeout > 0 ? timeout : kDefaultTimeoutSeconds);
   const uint16_t flags = response == nullptr ? uint16_t{0} : uint16_t{kMessageWantsPayload};
   const outgoing message = {{flags, next_sequence(), static_cast<uint32_t>(opcode), static_cast<uint32_t>(msg_type),
@@ -200,6 +226,9 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
   message_header answer;
   if (receive_answer(*to, message.header, deadline, &answer) != 0) {
     return -1;
+  }
+  if (response != nullptr && published_bit(read) != 0) {
+    published_memory_seek(to->peer);
   }
   return hand_over(answer, response, size);
 }

@@ -14,6 +14,10 @@ std::vector<message_fault> message_server_faults(const message_server *server) {
   return server->faults;
 }
 
+bool message_server_has_faults(const message_server *server) {
+  return !server->faults.empty();
+}
+
 std::unique_ptr<message_fault> message_server_take_fault(message_server *server, int opcode) {
   for (auto fault = server->faults.begin(); fault != server->faults.end(); ++fault) {
     if (fault->opcode != -1 && fault->opcode != opcode) {

@@ -89,5 +89,6 @@ struct message_fault {
 void message_server_add_fault(message_server *server, const message_fault &fault);
 void message_server_clear_faults(message_server *server);
 std::vector<message_fault> message_server_faults(const message_server *server);
+bool message_server_has_faults(const message_server *server);
 
 #endif
