@@ -239,6 +239,8 @@ TEST_F(Write, APduCostsOneLookUpAVsanAndOneRowAVsan) {
       {"nothing to delete", {row_status(77, kDestroy)}, 2},
       {"refused by its value, after the look-up", {admin_state(10, 3)}, 1},
   };
+  // A fault that strikes nothing: while there is one, every read is a message.
+  ASSERT_EQ(lab::ctl(l, {"fault", "delay", "0", "--opcode", "9999"}).status, 0);
   for (const cost &each : costs) {
     const unsigned long before = requests_of_vsan_manager(l);
     set(each.pdu);

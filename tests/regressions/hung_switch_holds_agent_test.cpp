@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <thread>
 
 #include "fabric_lab.h"
 #include "fault_lab.h"
@@ -70,6 +71,11 @@ class HungSwitch : public FabricTest {
     EXPECT_TRUE(s.ask(c).sent_back) << s.name;
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   }
+  // Stops it, and waits until what it published is too old to be answered from.
+  void stop() {
+    lab::signal(l.switchd, SIGSTOP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
   // Goes on, and waits until the agent has noticed of all receivers.
   void wake() {
     lab::signal(l.switchd, SIGCONT);
@@ -79,7 +85,7 @@ class HungSwitch : public FabricTest {
 
 TEST_F(HungSwitch, APduCostsOneTimeOutWhateverItAsksAndLaterOnesNone) {
   for (const shape &s : shapes()) {
-    lab::signal(l.switchd, SIGSTOP);
+    stop();
     const double first = seconds(s);
     EXPECT_LT(first, kTwoTimeOuts) << s.name;
     double longest = 0;
@@ -116,7 +122,7 @@ TEST_F(HungSwitch, ASetOfSwitchWideValuesThatHangsItselfCostsItsLongerTimeOutOnc
 }
 
 TEST_F(HungSwitch, BeingConnectedByTheKernelIsNoLife) {
-  lab::signal(l.switchd, SIGSTOP);
+  stop();
   seconds(shapes()[0]);
   // A reload drops the connections; new ones are taken by the kernel in the name of the stopped process.
   lab::signal(l.snmpd, SIGHUP);
