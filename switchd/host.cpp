@@ -68,8 +68,9 @@ void publish_distribution(switch_host &host) {
   }
   const distribution_session &session = host.managers.state.settings.distribution;
   if (platform_kdx_publish(kFcTimerApplication, session.enabled != 0, session.show_running != 0) != 0) {
-    log_error(std::string("the distribution state could not be published: ") + strerror(errno));
+    return log_error(std::string("the distribution state could not be published: ") + strerror(errno));
   }
+  host.distribution_told = {session.enabled, session.show_running};
 }
 
 void on_served(void *context) {
@@ -80,7 +81,10 @@ void on_served(void *context) {
 
 void on_changed(void *context) {
   auto &host = *static_cast<switch_host *>(context);
-  publish_distribution(host);
+  const distribution_session &session = host.managers.state.settings.distribution;
+  if (host.distribution_told != std::pair{session.enabled, session.show_running}) {
+    publish_distribution(host);
+  }
   if (host.notifications != nullptr) {
     notification_server_pump(host.notifications);
   }

@@ -36,6 +36,9 @@ const int kStoreSchemaVersion = static_cast<int>(std::size(kSchemaSteps));
 namespace {
 
 constexpr const char *kStatements[kStatementCount] = {
+    "BEGIN IMMEDIATE",
+    "COMMIT",
+    "ROLLBACK",
     "INSERT OR REPLACE INTO vsan VALUES (?,?,?,?,?,?,?,?,?)",
     "DELETE FROM vsan WHERE id = ?",
     "INSERT OR REPLACE INTO interface VALUES (?,?,?,?,?)",
@@ -153,7 +156,8 @@ bool fill_file(const std::string &path, std::string &error) {
   fresh.path = path;
   const bool open =
       sqlite3_open_v2(path.c_str(), &fresh.db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) == SQLITE_OK &&
-      run(&fresh, "PRAGMA journal_mode=MEMORY") && run(&fresh, "PRAGMA synchronous=FULL");
+      run(&fresh, "PRAGMA page_size=1024") && run(&fresh, "PRAGMA journal_mode=MEMORY") &&
+      run(&fresh, "PRAGMA synchronous=FULL");
   if (!open) {
     error = store_failure(&fresh);
   }
@@ -171,7 +175,7 @@ bool enter_service(store *opened, std::string &error) {
   if (!written) {
     error = store_failure(opened);
   }
-  return written && store_file_note_log(opened, error) && store_file_in_place(opened, error);
+  return written && store_file_note(opened, error) && store_file_in_place(opened, error);
 }
 
 }  // namespace

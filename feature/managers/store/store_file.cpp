@@ -114,30 +114,23 @@ bool store_file_take(store *opened, store_filler fill, std::string &error) {
   return found.st_size > 0 || failed(opened->path, std::string("the file is empty, ") + kStoreNotSound, error);
 }
 
-namespace {
-
-std::string log_path(const store *opened) {
-  return sqlite3_filename_wal(sqlite3_db_filename(opened->db, "main"));
-}
-
-}  // namespace
-
-bool store_file_note_log(store *opened, std::string &error) {
-  const std::string path = log_path(opened);
-  return stat(path.c_str(), &opened->log_file) == 0 || failed(path, strerror(errno), error);
+bool store_file_note(store *opened, std::string &error) {
+  opened->log_path = sqlite3_filename_wal(sqlite3_db_filename(opened->db, "main"));
+  if (fstat(opened->lock, &opened->file) != 0) {
+    return failed(opened->path, strerror(errno), error);
+  }
+  return stat(opened->log_path.c_str(), &opened->log_file) == 0 || failed(opened->log_path, strerror(errno), error);
 }
 
 bool store_file_in_place(const store *opened, std::string &error) {
-  struct stat own;
   struct stat found;
-  if (fstat(opened->lock, &own) != 0 || stat(opened->path.c_str(), &found) != 0 || !is_same(own, found)) {
+  if (stat(opened->path.c_str(), &found) != 0 || !is_same(opened->file, found)) {
     return failed(opened->path, "the store was removed or replaced while switchd uses it; nothing is written any more",
                   error);
   }
-  const std::string log = log_path(opened);
-  if (stat(log.c_str(), &found) != 0 || !is_same(opened->log_file, found)) {
-    return failed(log, "the store's log was removed or replaced while switchd uses it; nothing is written any more",
-                  error);
+  if (stat(opened->log_path.c_str(), &found) != 0 || !is_same(opened->log_file, found)) {
+    return failed(opened->log_path,
+                  "the store's log was removed or replaced while switchd uses it; nothing is written any more", error);
   }
   return true;
 }

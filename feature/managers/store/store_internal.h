@@ -12,6 +12,9 @@
 #include "vsan_values.h"
 
 enum store_statement : unsigned {
+  kBegin,
+  kCommit,
+  kRollback,
   kPutVsan,
   kDeleteVsan,
   kPutInterface,
@@ -29,9 +32,11 @@ enum store_statement : unsigned {
 
 struct store {
   std::string path;
-  int lock = -1;              // the file itself, locked for as long as the store is open
-  struct stat log_file = {};  // SQLite's log beside it
-  bool lost = false;          // a change went to a file that is no longer under the path
+  int lock = -1;          // the file itself, locked for as long as the store is open
+  std::string log_path;   // of SQLite's log beside it
+  struct stat file = {};  // which files they are
+  struct stat log_file = {};
+  bool lost = false;  // a change went to a file that is no longer under the path
   sqlite3 *db = nullptr;
   std::array<sqlite3_stmt *, kStatementCount> statements{};
 };
@@ -77,8 +82,9 @@ inline constexpr char kStoreNotSound[] =
 using store_filler = bool (*)(const std::string &path, std::string &error);
 bool store_file_take(store *opened, store_filler fill, std::string &error);
 
-// Notes which log SQLite writes; the database is open and was written to. Returns false with `error` filled.
-bool store_file_note_log(store *opened, std::string &error);
+// Notes which file the store is and which log SQLite writes; the database is open and was written to. Returns false with
+// `error` filled.
+bool store_file_note(store *opened, std::string &error);
 
 // Whether the store and its log are still the files under their names. What is written to others would be gone with the
 // process. Fills `error` when not.

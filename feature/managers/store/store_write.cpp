@@ -114,21 +114,18 @@ bool write_notifications(store *opened, const switch_change &change) {
 }  // namespace
 
 int store_write(store *opened, const switch_state &before, const switch_change &change, std::string &error) {
-  const auto run = [opened](const char *sql) {
-    return sqlite3_exec(opened->db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-  };
   if (opened->lost || !store_file_in_place(opened, error)) {
     error = opened->lost ? opened->path + ": the store was removed or replaced; switchd must be started again" : error;
     return -1;
   }
-  if (run("BEGIN IMMEDIATE") && write_rows(opened, change) && write_distribution(opened, change) &&
-      write_settings(opened, before, change) && write_notifications(opened, change) && run("COMMIT")) {
+  if (execute(opened, kBegin) && write_rows(opened, change) && write_distribution(opened, change) &&
+      write_settings(opened, before, change) && write_notifications(opened, change) && execute(opened, kCommit)) {
     opened->lost = !store_file_in_place(opened, error);
     return opened->lost ? -1 : 0;
   }
   error = store_failure(opened);
   if (sqlite3_get_autocommit(opened->db) == 0) {  // a full disk may have rolled back already
-    run("ROLLBACK");
+    execute(opened, kRollback);
   }
   return -1;
 }

@@ -15,9 +15,6 @@
 namespace {
 
 constexpr size_t kAnswersHeldMax = 64;  // unsent and delayed ones, before the connection is no longer read from
-constexpr int kRequestsAtOnce = 16;     // before the loop's other connections have their turn
-
-enum class progress { go_on, stop, closed };
 
 size_t answers_held(const server_connection *connection) {
   return connection->output.size() + connection->delayed.size();
@@ -155,21 +152,16 @@ bool serve(server_connection *connection, const message_header &header, const ui
 }
 
 // Reads and answers one frame. A frame without a header cannot be answered, so it ends the connection.
-progress read_one(server_connection *connection) {
+// Returns false when the connection is to be closed.
+bool read_one(server_connection *connection) {
   static thread_local uint8_t frame[kMessageMax];
   iovec whole = {frame, sizeof frame};
   msghdr message = {};
   message.msg_iov = &whole;
   message.msg_iovlen = 1;
   const ssize_t got = recvmsg(connection->fd, &message, MSG_DONTWAIT);
-  if (got < 0 && errno == EINTR) {
-    return progress::go_on;
-  }
-  if (got < 0 && errno == EAGAIN) {
-    return progress::stop;
-  }
   if (got <= 0) {
-    return progress::closed;
+    return got < 0 && (errno == EINTR || errno == EAGAIN);
   }
   const auto size = static_cast<size_t>(got);
   message_header header;
@@ -177,7 +169,7 @@ progress read_one(server_connection *connection) {
     ++connection->server->counters.malformed;
     message_server_report(connection->server, "no frame from process %d: %zd bytes; its connection is closed",
                           static_cast<int>(connection->pid), got);
-    return progress::closed;
+    return false;
   }
   bool alive;
   if (!message_sizes_agree(header, size)) {
@@ -191,20 +183,19 @@ progress read_one(server_connection *connection) {
   } else {
     alive = serve(connection, header, frame);
   }
-  return alive ? progress::go_on : progress::closed;
+  return alive;
 }
 
+// One request at a time: a client waits for its answer before it sends the next, and the other connections have their
+// turn. The loop tells when there is more.
 void on_readable(evutil_socket_t, short, void *context) {
   auto *connection = static_cast<server_connection *>(context);
   connection->used = monotonic_ms();
-  progress after = progress::go_on;
-  for (int i = 0; i < kRequestsAtOnce && after == progress::go_on && answers_held(connection) < kAnswersHeldMax; ++i) {
-    after = read_one(connection);
+  if (read_one(connection)) {
+    watch_requests(connection);
+  } else {
+    server_connection_close(connection);
   }
-  if (after == progress::closed) {
-    return server_connection_close(connection);
-  }
-  watch_requests(connection);
 }
 
 void on_writable(evutil_socket_t, short, void *context) {
