@@ -1,0 +1,405 @@
+// The promise of reads that are answered from memory: what was acknowledged is seen by every later read, in every
+// process; a switchd that is dead, stopped or restarted is not answered for; faults act.
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <random>
+#include <thread>
+
+#include "big_endian.h"
+#include "platform/cmi.h"
+#include "platform/port_manager.h"
+#include "programs.h"
+#include "record_words.h"
+#include "requests.h"
+#include "statuses.h"
+#include "switch_under_test.h"
+#include "switchplatform/run_dir.h"
+
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+// Checking every memory access costs a multiple.
+#ifdef NDEBUG
+constexpr unsigned kReads = 10'000'000, kReadsBetweenEvents = 500'000;
+#else
+constexpr unsigned kReads = 400'000, kReadsBetweenEvents = 20'000;
+#endif
+constexpr uint32_t kInterface = 101;
+constexpr auto kBeatIsOld = std::chrono::milliseconds(100);
+
+constexpr char kTopology[] = R"(
+[switch]
+name = "published"
+[[vsan]]
+id = 1
+[[vsan]]
+id = 10
+[[vsan]]
+id = 20
+[[interface]]
+name = "fc1/1"
+index = 101
+vsan = 10
+up = true
+)";
+
+// One request and its whole answer.
+struct exchange_result {
+  int status = 0;
+  int why = 0;
+  bytes payload;
+};
+
+exchange_result exchange(int opcode, int msg_type, const bytes &payload, int service = kServiceVsanManager,
+                         int timeout = 1) {
+  bytes request = payload;
+  auto size = static_cast<uint32_t>(request.size());
+  void *response = nullptr;
+  void **wanted = msg_type == kMsgSet || msg_type == kMsgDelete ? nullptr : &response;
+  exchange_result result;
+  result.status = cmi_req_resp(opcode, msg_type, request.empty() ? nullptr : request.data(), wanted, &size, "test",
+                               "test", service, mts_response_q, timeout);
+  result.why = result.status == -1 ? errno : 0;
+  if (response != nullptr) {
+    const auto *bytes_read = static_cast<const uint8_t *>(response);
+    result.payload.assign(bytes_read, bytes_read + size);
+  }
+  free(response);
+  return result;
+}
+
+exchange_result read_vsan(uint32_t vsan) {
+  return exchange(kOpVsanRow, kMsgGet, row_payload(vsan));
+}
+
+vsanEntry row_in(const exchange_result &answer) {
+  return record_read<vsanEntry>(answer.payload.data() + offsetof(vsanRowMessage, row));
+}
+
+// The n-th row of a writer. All of it follows from n, so that a row that is half of one and half of another shows.
+vsanEntry nth_row(uint32_t vsan, uint32_t n) {
+  vsanEntry row = new_row(vsan, "v" + std::to_string(vsan) + "-" + std::to_string(n));
+  row.vsanMtu = 256 + n % 1800;
+  row.vsanNetworkDropLatency = 1 + n % 60000;
+  row.vsanInorderDelivery = 1 + n % 2;
+  return row;
+}
+
+// The number of a row; nothing when the row is none that was ever written.
+std::optional<uint32_t> number_of(const vsanEntry &row) {
+  const std::string name = row.vsanName;
+  const size_t dash = name.find('-');
+  const auto n = dash == std::string::npos ? 0U : static_cast<uint32_t>(std::stoul(name.substr(dash + 1)));
+  const vsanEntry expected = nth_row(row.vsanIndex, n);
+  const bool whole = name == expected.vsanName && row.vsanMtu == expected.vsanMtu &&
+                     row.vsanNetworkDropLatency == expected.vsanNetworkDropLatency &&
+                     row.vsanInorderDelivery == expected.vsanInorderDelivery;
+  return whole ? std::optional(n) : std::nullopt;
+}
+
+uint32_t home_of(uint32_t n) {
+  return n % 2 == 0 ? 10 : 20;
+}
+
+// What a writer has told of itself, in memory that processes share. Writes are numbered from 1.
+struct writer_log {
+  std::atomic<uint32_t> started;
+  std::atomic<uint32_t> acknowledged;
+};
+struct shared_log {
+  writer_log rows[2];  // of VSANs 10 and 20
+  writer_log moves;    // of the interface
+  std::atomic<bool> over;
+};
+
+class PublishedReads : public testing::Test {
+ protected:
+  temporary_directory directory;
+  pid_t switchd = 0;
+  std::vector<pid_t> writers;
+  shared_log *log = nullptr;
+
+  // Writers are as fast as the store; one in memory takes thousands of writes a second.
+  static void SetUpTestSuite() {
+    if (access("/dev/shm", W_OK) == 0) {
+      setenv("TMPDIR", "/dev/shm", 1);
+    }
+  }
+  static void TearDownTestSuite() { unsetenv("TMPDIR"); }
+  void SetUp() override {
+    void *at = mmap(nullptr, sizeof(shared_log), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(at, MAP_FAILED);
+    log = static_cast<shared_log *>(at);
+    std::ofstream(directory.path + "/t.toml") << kTopology;
+    ASSERT_EQ(platform_set_run_dir((directory.path + "/run").c_str()), 0);
+    start();
+  }
+  void TearDown() override {
+    log->over = true;
+    for (const pid_t writer : writers) {
+      kill(writer, SIGKILL);
+      waitpid(writer, nullptr, 0);
+    }
+    kill(switchd, SIGCONT);
+    finish(SIGTERM);
+    munmap(log, sizeof(shared_log));
+    platform_set_run_dir("/nonexistent");
+  }
+
+  void start(const std::string &state = "s.db") {
+    std::string line;
+    switchd = start_program(SWITCHD,
+                            {"--run-dir", directory.path + "/run", "--state", directory.path + "/" + state,
+                             "--topology", directory.path + "/t.toml"},
+                            directory.path + "/stderr", &line);
+    ASSERT_EQ(line, "ready\n") << file_text(directory.path + "/stderr");
+  }
+  void finish(int number) {
+    kill(switchd, number);
+    wait_for_exit(switchd);
+  }
+  // Reads until reads cost no exchange. Returns whether they do.
+  bool warm_up() {
+    for (int i = 0; i < 100; ++i) {
+      const uint64_t before = served();
+      for (int read = 0; read < 10; ++read) {
+        read_vsan(10);
+      }
+      if (served() == before) {
+        return true;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return false;
+  }
+  // Requests that the VSAN manager counted, as the switch tells.
+  uint64_t served() const {
+    const exchange_result answer = exchange(kOpStatus, kMsgGet, {}, kServiceControl);
+    const std::string text(answer.payload.begin(), answer.payload.end());
+    const size_t manager = text.find("\"service\":\"vsan-manager\"");
+    const size_t count = text.rfind("\"requests\":", manager);
+    return count == std::string::npos ? UINT64_MAX : std::stoull(text.substr(count + sizeof "\"requests\":" - 1));
+  }
+  void fault(const std::string &json) {
+    ASSERT_EQ(exchange(kOpFaults, kMsgSet, bytes(json.begin(), json.end()), kServiceControl).status, 0);
+  }
+
+  // Starts a process that writes as fast as it is answered until the log says that it is over.
+  void write_on(writer_log &own, const std::function<int(uint32_t n)> &write) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child != 0) {
+      writers.push_back(child);
+      return;
+    }
+    for (uint32_t n = own.started + 1; !log->over; ++n) {
+      own.started = n;
+      if (write(n) == 0) {
+        own.acknowledged = n;
+      } else {
+        usleep(1000);  // the switch is away
+      }
+    }
+    _exit(0);
+  }
+  void start_writers() {
+    for (const uint32_t vsan : {10U, 20U}) {
+      write_on(log->rows[vsan / 20],
+               [vsan](uint32_t n) { return exchange(kOpVsanRow, kMsgSet, row_payload(nth_row(vsan, n))).status; });
+    }
+    write_on(log->moves, [](uint32_t n) {
+      return exchange(kOpInterfaceVsan, kMsgSet, interface_payload(kInterface, home_of(n))).status;
+    });
+  }
+
+  // One read of a writer's value, checked against what the writer was told before and had asked for after. Returns
+  // whether it was answered.
+  bool check_row(uint32_t vsan) {
+    const writer_log &writer = log->rows[vsan / 20];
+    const uint32_t before = writer.acknowledged;
+    const exchange_result got = read_vsan(vsan);
+    const uint32_t after = writer.started;
+    if (got.status != 0) {
+      return false;
+    }
+    const std::optional<uint32_t> n = number_of(row_in(got));
+    EXPECT_TRUE(n) << "a row that nobody wrote: " << row_in(got).vsanName;
+    EXPECT_TRUE(n && *n >= before && *n <= after)
+        << "read " << n.value_or(0) << ", acknowledged before " << before << ", asked for " << after;
+    return true;
+  }
+  bool check_move() {
+    const uint32_t before = log->moves.acknowledged;
+    const exchange_result got = exchange(kOpInterfaceVsan, kMsgGet, interface_payload(kInterface));
+    const uint32_t after = log->moves.started;
+    if (got.status != 0) {
+      return false;
+    }
+    const uint32_t vsan = record_read<vsanIfEntry>(got.payload.data()).vsanIfVsan;
+    EXPECT_TRUE(after > before || vsan == home_of(before)) << "in VSAN " << vsan << " after move " << before;
+    return true;
+  }
+  bool check_any(std::mt19937 &random) {
+    const auto which = static_cast<unsigned>(random() % 3);
+    return which == 2 ? check_move() : check_row(which == 0 ? 10 : 20);
+  }
+
+  void kill_and_restart() {
+    finish(SIGKILL);
+    EXPECT_EQ(read_vsan(10).status, -1) << "answered for a dead switchd";
+    start();
+  }
+  void stop_and_continue() {
+    kill(switchd, SIGSTOP);
+    std::this_thread::sleep_for(kBeatIsOld);
+    const exchange_result got = read_vsan(10);
+    EXPECT_EQ(got.status, -1) << "answered for a stopped switchd";
+    EXPECT_EQ(got.why, ETIMEDOUT);
+    kill(switchd, SIGCONT);
+  }
+};
+
+TEST_F(PublishedReads, SeeWhatWasAcknowledgedUnderWritersAtFullSpeedWithSwitchdKilledAndStopped) {
+  for (const uint32_t vsan : {10U, 20U}) {
+    ASSERT_EQ(exchange(kOpVsanRow, kMsgSet, row_payload(nth_row(vsan, 0))).status, 0);
+  }
+  start_writers();
+  std::mt19937 random(11);
+  unsigned answered = 0;
+  unsigned events = 0;
+  const auto give_up_at = clock_type::now() + std::chrono::seconds(200);
+  while (answered < kReads && !HasFailure() && clock_type::now() < give_up_at) {
+    answered += check_any(random) ? 1 : 0;
+    if (answered / kReadsBetweenEvents > events) {
+      ++events % 2 == 0 ? kill_and_restart() : stop_and_continue();
+    }
+  }
+  EXPECT_EQ(answered, kReads);
+  const uint32_t writes = log->rows[0].acknowledged + log->rows[1].acknowledged + log->moves.acknowledged;
+  printf("%u reads, %u acknowledged writes, %u kills and stops\n", answered, writes, events);
+  EXPECT_GT(writes, 1000U);
+}
+
+TEST_F(PublishedReads, CostTheManagersNoRequest) {
+  ASSERT_TRUE(warm_up());
+  const uint64_t before = served();
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_EQ(read_vsan(10).status, 0);
+  }
+  EXPECT_LE(served() - before, 10U);  // one when the beat was old
+}
+
+TEST_F(PublishedReads, AreNotAnsweredForAKilledSwitchdAtOnce) {
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_TRUE(warm_up());
+    finish(SIGKILL);
+    EXPECT_EQ(read_vsan(10).status, -1);
+    start();
+  }
+}
+
+TEST_F(PublishedReads, AreNotAnsweredFromThePredecessorAfterARestart) {
+  for (uint32_t i = 1; i <= 20; ++i) {
+    ASSERT_TRUE(warm_up());
+    finish(i % 2 == 0 ? SIGKILL : SIGTERM);
+    start("another" + std::to_string(i) + ".db");
+    const exchange_result got = exchange(kOpVsanRow, kMsgSet, row_payload(nth_row(10, i)));
+    ASSERT_TRUE(got.status == 0 || got.why == ECONNRESET);  // the connection to the first may have to break first
+    const exchange_result again = exchange(kOpVsanRow, kMsgSet, row_payload(nth_row(10, i)));
+    ASSERT_EQ(again.status, 0);
+    ASSERT_EQ(number_of(row_in(read_vsan(10))), i);
+  }
+}
+
+TEST_F(PublishedReads, OfAStoppedSwitchdTimeOutOnceAndGoOnWhenItGoesOn) {
+  ASSERT_TRUE(warm_up());
+  stop_and_continue();
+  const auto give_up_at = clock_type::now() + std::chrono::seconds(10);
+  while (read_vsan(10).status != 0 && clock_type::now() < give_up_at) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(warm_up());
+}
+
+TEST_F(PublishedReads, MeetTheFaultsThatAreSwitchedOn) {
+  ASSERT_TRUE(warm_up());
+  fault(R"({"service":"vsan-manager","kind":"status","value":1075380225,"count":1})");
+  EXPECT_EQ(read_vsan(10).status, 1075380225);
+  fault(R"({"service":"vsan-manager","kind":"short-answer","value":7,"count":1})");
+  EXPECT_EQ(read_vsan(10).payload.size(), 7U);
+  fault(R"({"service":"vsan-manager","kind":"drop","count":1})");
+  EXPECT_EQ(read_vsan(10).why, ECONNRESET);
+  ASSERT_TRUE(warm_up());
+  fault(R"({"service":"vsan-manager","kind":"delay","value":300,"count":1})");
+  const auto start = clock_type::now();
+  EXPECT_EQ(read_vsan(10).status, 0);
+  EXPECT_GE(clock_type::now() - start, std::chrono::milliseconds(290));
+  ASSERT_TRUE(warm_up());
+  fault(R"({"service":"vsan-manager","kind":"hang","count":1})");
+  EXPECT_EQ(read_vsan(10).why, ETIMEDOUT);
+}
+
+TEST_F(PublishedReads, OfMembershipsAndOfTheIdentityMeetTheirOwnFaults) {
+  const auto membership = [] {
+    uint32_t vsan = 0;
+    uint32_t interface = 0;
+    uint8_t is_static = 0;
+    return pm_cmi_get_active_vsan_port_membership(mts_response_q, kMsgGetNext, &vsan, &interface, &is_static, nullptr,
+                                                  nullptr, 1);
+  };
+  const auto identity = [] { return exchange(kOpSwitchWwn, kMsgGet, {}, kServiceIdentity).status; };
+  ASSERT_TRUE(warm_up());
+  EXPECT_EQ(membership(), 0);
+  EXPECT_EQ(identity(), 0);
+  fault(R"({"service":"port-manager","kind":"status","value":77})");
+  EXPECT_EQ(membership(), 77);
+  EXPECT_EQ(identity(), 0);
+  fault(R"({"service":"identity","kind":"status","value":78})");
+  EXPECT_EQ(identity(), 78);
+  EXPECT_EQ(exchange(kOpFaults, kMsgDelete, {}, kServiceControl).status, 0);
+  EXPECT_EQ(membership(), 0);
+  EXPECT_EQ(identity(), 0);
+}
+
+TEST_F(PublishedReads, GoOnAfterPausesInWhichNobodyAskedAnything) {
+  ASSERT_TRUE(warm_up());
+  std::this_thread::sleep_for(std::chrono::milliseconds(2300));
+  EXPECT_EQ(read_vsan(10).status, 0);
+  EXPECT_TRUE(warm_up());
+}
+
+// Nobody can write to it or cut it, whatever rights the process has.
+TEST_F(PublishedReads, ThePageCannotBeWrittenByItsReaders) {
+  ASSERT_TRUE(warm_up());
+  std::ifstream maps("/proc/self/maps");
+  std::string line;
+  std::string range;
+  while (std::getline(maps, line)) {
+    if (line.find("switchd-published") != std::string::npos) {
+      EXPECT_NE(line.find(" r--s "), std::string::npos) << line;
+      range = line.substr(0, line.find(' '));
+    }
+  }
+  ASSERT_FALSE(range.empty());
+  auto *at = reinterpret_cast<void *>(std::stoull(range, nullptr, 16));
+  EXPECT_NE(mprotect(at, 4096, PROT_READ | PROT_WRITE), 0);
+  const int file = open(("/proc/self/map_files/" + range).c_str(), O_RDWR);
+  if (file >= 0) {  // a process with enough rights gets a descriptor; it is of no use
+    EXPECT_EQ(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0), MAP_FAILED);
+    EXPECT_LT(pwrite(file, "x", 1, 0), 0);
+    EXPECT_NE(ftruncate(file, 0), 0);
+    close(file);
+  }
+}
+
+}  // namespace
