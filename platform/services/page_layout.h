@@ -5,11 +5,12 @@
 
 #include <stdint.h>
 
+#include "page_guard.h"
 #include "slot_ring.h"
 #include "switchplatform/shared_page.h"
 
 inline constexpr uint32_t kPageMagic = 0x56535750;
-inline constexpr uint32_t kPageVersion = 1;
+inline constexpr uint32_t kPageVersion = 2;
 
 inline constexpr uint32_t kEventSlots = 8192;
 inline constexpr uint32_t kEventHeadWords = 5;  // seconds, nanoseconds, process, module, level
@@ -17,7 +18,7 @@ inline constexpr uint32_t kEventSlotWords = 144;
 static_assert(kSlotOverheadWords + kEventHeadWords + kEventTextSize / 4 <= kEventSlotWords);
 
 inline constexpr uint32_t kErrorSlots = kErrorsKept;
-inline constexpr uint32_t kErrorHeadWords = 5;  // seconds, process, PDU, code, detail
+inline constexpr uint32_t kErrorHeadWords = 6;  // seconds, process, PDU, code, detail, 0
 inline constexpr uint32_t kErrorSlotWords = 96;
 static_assert(kSlotOverheadWords + kErrorHeadWords + (kErrorUserSize + kErrorTextSize) / 4 <= kErrorSlotWords);
 
@@ -27,16 +28,19 @@ struct switch_page {
   shared_word magic;  // set last: 0 while the page is being made
   uint32_t version;
   uint32_t size;
-  uint32_t identity;                   // tells this page from one that replaces it
-  shared_word distribution;            // of "fctimer": kDistribution... bits
+  uint32_t identity;         // tells this page from one that replaces it
+  shared_word distribution;  // of "fctimer": kDistribution... bits
+  uint32_t reserved[11];
   shared_word levels[2][kLevelWords];  // bit level % 32 of word level / 32, by kLevelRecorded and kLevelPrinted
+  // Every event counts: what all read at every event stands in another cache line.
   slot_ring_counters event_counters;
   slot_ring_counters error_counters;
-  uint32_t reserved[7];  // the slots start at a cache line
+  uint32_t reserved_too[12];
   shared_word events[kEventSlots * kEventSlotWords];
   shared_word errors[kErrorSlots * kErrorSlotWords];
 };
-static_assert(offsetof(switch_page, events) % 64 == 0);
+static_assert(offsetof(switch_page, levels) % 64 == 0 && offsetof(switch_page, event_counters) % 64 == 0);
+static_assert(offsetof(switch_page, events) % 64 == 0 && offsetof(switch_page, errors) % 64 == 0);
 
 enum : uint32_t {
   kDistributionKnown = 1,
@@ -47,6 +51,23 @@ enum : uint32_t {
 // The page, mapped now if need be; null with `errno` when there is none. Looks at most once a second whether it can be
 // opened, or whether it was replaced.
 switch_page *page_in_use();
+
+// What page_in_use found, for as many more glances as are left.
+struct page_glances {
+  switch_page *page;  // null when none are left
+  uint32_t left;
+};
+extern page_glances glances;
+
+// The same for what is asked at every event: looks, and asks the time for it, on every 16th call only, but at once when
+// there is no page or the page was cut.
+inline switch_page *page_at_a_glance() {
+  if (glances.left == 0 || page_guard_tripped()) {
+    return page_in_use();
+  }
+  --glances.left;
+  return glances.page;
+}
 
 // The process id, without asking the kernel each time.
 uint32_t page_user_pid();

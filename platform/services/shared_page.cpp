@@ -29,6 +29,8 @@ struct page_use {
   int why_not = ENOENT;    // errno of the last failure
 };
 
+constexpr uint32_t kGlances = 15;
+
 page_use use;
 long owner_group = -1;
 uint32_t own_pid;
@@ -168,12 +170,15 @@ bool was_replaced(const char *path) {
 
 }  // namespace
 
+page_glances glances;
+
 void platform_page_close() {
   page_guard_watch(nullptr, 0);
   if (use.page != nullptr) {
     munmap(use.page, sizeof(switch_page));
   }
   use = {};
+  glances = {};
 }
 
 int platform_page_open() {
@@ -215,7 +220,9 @@ switch_page *page_in_use() {
   }
   if (use.page == nullptr) {
     errno = use.why_not;
+    return nullptr;
   }
+  glances = {use.page, kGlances};
   return use.page;
 }
 

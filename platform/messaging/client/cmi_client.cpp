@@ -8,6 +8,7 @@
 #include <sys/uio.h>
 
 #include "client_connection.h"
+#include "event_clock.h"
 #include "message_frame.h"
 #include "platform/cmi.h"
 #include "repair_queue.h"
@@ -174,6 +175,7 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
     return fail(EMSGSIZE);
   }
 
+  const event_clock_break time_passes;
   ++exchanges_begun;
   const int64_t deadline = exchange_deadline(timeout > 0 ? timeout : kDefaultTimeoutSeconds);
   const uint16_t flags = response == nullptr ? uint16_t{0} : uint16_t{kMessageWantsPayload};

@@ -1,26 +1,35 @@
 #include "module_frame/trace.h"
 
-#include <stdarg.h>
-#include <stdint.h>
-#include <stdio.h>
-#include <string.h>
-
 namespace vsan_mib {
+namespace {
 
-void history_line(int level, const char *format, ...) {
+line_sink sink_after_history(int level) {
+  return sdwrap_chk_int(level, 0, 0, 1) != 0 ? line_sink::debug : line_sink::none;
+}
+
+}  // namespace
+
+line_sink first_sink(int level) {
+  const int kept = errno;
+  const line_sink sink =
+      sdwrap_hist_event_subtype_check(kTraceModule, level) == 0 ? line_sink::history : sink_after_history(level);
+  errno = kept;
+  return sink;
+}
+
+line_sink record_line(int level, const char *format, const line_piece *pieces, const argument_word *arguments) {
+  const int kept = errno;
   struct {
     uint32_t level;
-    char text[512];
+    char text[kLineMax + 1 + kLineSlack];
   } record;
   record.level = static_cast<uint32_t>(level);
-
-  va_list arguments;
-  va_start(arguments, format);
-  vsnprintf(record.text, sizeof record.text, format, arguments);
-  va_end(arguments);
-
+  const size_t length = write_line(format, pieces, arguments, record.text);
   // The level word, the text and its NUL.
-  sdwrap_hist_event(kTraceModule, static_cast<int>(strlen(record.text) + 5), &record);
+  sdwrap_hist_event(kTraceModule, static_cast<int>(sizeof record.level + length + 1), &record);
+  const line_sink sink = sink_after_history(level);
+  errno = kept;
+  return sink;
 }
 
 }  // namespace vsan_mib
