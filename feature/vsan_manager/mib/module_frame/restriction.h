@@ -3,7 +3,7 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
 #define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
 
-#include "module_frame/line_text.h"
+#include "module_frame/line_format.h"
 #include "module_frame/written_value.h"
 #include "vsan_mib.h"
 

@@ -1,5 +1,7 @@
 #include "module_frame/trace.h"
 
+#include "platform/sdwrap.h"
+
 namespace vsan_mib {
 namespace {
 
@@ -9,24 +11,24 @@ line_sink sink_after_history(int level) {
 
 }  // namespace
 
+line_record line_at_hand;
+
 line_sink first_sink(int level) {
   const int kept = errno;
-  const line_sink sink =
-      sdwrap_hist_event_subtype_check(kTraceModule, level) == 0 ? line_sink::history : sink_after_history(level);
+  const bool recorded = sdwrap_hist_event_subtype_check(kTraceModule, level) == 0;
+  const line_sink sink = recorded ? line_sink::history : sink_after_history(level);
   errno = kept;
   return sink;
 }
 
-line_sink record_line(int level, const char *format, const line_piece *pieces, const argument_word *arguments) {
+line_sink record_line(int level, char *end) {
   const int kept = errno;
-  struct {
-    uint32_t level;
-    char text[kLineMax + 1 + kLineSlack];
-  } record;
-  record.level = static_cast<uint32_t>(level);
-  const size_t length = write_line(format, pieces, arguments, record.text);
-  // The level word, the text and its NUL.
-  sdwrap_hist_event(kTraceModule, static_cast<int>(sizeof record.level + length + 1), &record);
+  char *cut = line_at_hand.text + kLineMax;
+  end = end < cut ? end : cut;
+  *end = '\0';
+  line_at_hand.level = static_cast<uint32_t>(level);
+  const size_t length = static_cast<size_t>(end + 1 - reinterpret_cast<const char *>(&line_at_hand));
+  sdwrap_hist_event(kTraceModule, static_cast<int>(length), &line_at_hand);
   const line_sink sink = sink_after_history(level);
   errno = kept;
   return sink;

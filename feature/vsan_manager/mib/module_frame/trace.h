@@ -6,7 +6,7 @@
 
 #include <type_traits>
 
-#include "module_frame/line_text.h"
+#include "module_frame/line_writer.h"
 #include "platform/sdwrap.h"
 
 namespace vsan_mib {
@@ -15,58 +15,57 @@ enum { kTraceModule = 0x730000 };
 // Levels: an ordinary line; a denial or a failed send.
 enum { kTraceLine = 101, kTraceError = 100 };
 
-// Who is to be told a line of this level next. Keeps `errno`: the line's arguments may be made from it.
+// The line that is written: the module runs in one thread.
+extern line_record line_at_hand;
+
+// Who is to be told a line next. `errno` is kept: the line's arguments may be made from it.
 enum class line_sink { none, history, debug };
 line_sink first_sink(int level);
 
-// Records one line in the event history, cut at kLineMax characters. Returns who is to be told it then. Keeps `errno`.
-line_sink record_line(int level, const char *format, const line_piece *pieces, const argument_word *arguments);
+// Records the line at hand, which ends at `end`, in the event history, cut at kLineMax characters. Returns who is to be
+// told it next. `errno` is kept.
+line_sink record_line(int level, char *end);
 
-// The same for arguments as they stand. Inline, so that the lengths of texts that are known are constants.
+// The same for a line whose format stands in a table.
 template <typename... Arguments>
-[[gnu::always_inline]] inline line_sink tell_history(int level, const char *format, const line_piece *pieces,
-                                                     Arguments... arguments) {
-  argument_word taken[(argument_words<Arguments>() + ...)];
-  argument_word *at = taken;
-  ((at = put_argument(at, arguments)), ...);
-  return record_line(level, format, pieces, taken);
+line_sink record_row(int level, const row_format<Arguments...> &row, std::type_identity_t<Arguments>... arguments) {
+  const row_argument taken[] = {row_argument_of(arguments)...};
+  return record_line(level, write_row(&line_at_hand, row.format, row.pieces, taken));
 }
-
-// Declared for the check that it makes: a table's format is given the arguments that it is meant for.
-template <typename... Arguments>
-bool is_given(const row_format<Arguments...> &row, std::type_identity_t<Arguments>... arguments);
 
 }  // namespace vsan_mib
 
 // Macros, so that the compiler checks the format of a line against its arguments where both stand (at buginf), and the
 // arguments are not evaluated unless a sink wants the line. `errno` survives them.
-#define TRACE_PIECES(level, text, pieces, ...)                                   \
-  do {                                                                           \
-    ::vsan_mib::line_sink trace_sink = ::vsan_mib::first_sink(level);            \
-    if (trace_sink == ::vsan_mib::line_sink::history) {                          \
-      trace_sink = ::vsan_mib::tell_history((level), text, pieces, __VA_ARGS__); \
-    }                                                                            \
-    if (__builtin_expect(trace_sink == ::vsan_mib::line_sink::debug, 0)) {       \
-      const int trace_errno = errno;                                             \
-      buginf(1, &sdwrap_dbg_modname, 0, text, __VA_ARGS__);                      \
-      errno = trace_errno;                                                       \
-    }                                                                            \
+#define TRACE_TO_SINKS(level, recorded, ...)                               \
+  do {                                                                     \
+    ::vsan_mib::line_sink trace_sink = ::vsan_mib::first_sink(level);      \
+    if (trace_sink == ::vsan_mib::line_sink::history) {                    \
+      trace_sink = recorded;                                               \
+    }                                                                      \
+    if (__builtin_expect(trace_sink == ::vsan_mib::line_sink::debug, 0)) { \
+      const int trace_errno = errno;                                       \
+      buginf(1, &sdwrap_dbg_modname, 0, __VA_ARGS__);                      \
+      errno = trace_errno;                                                 \
+    }                                                                      \
   } while (0)
 
 // One line, its format a literal.
-#define TRACE_AT(level, text, ...)                                                                     \
-  do {                                                                                                 \
-    static constexpr auto trace_pieces = ::vsan_mib::take_apart<::vsan_mib::count_pieces(text)>(text); \
-    TRACE_PIECES(level, text, trace_pieces.at, __VA_ARGS__);                                           \
+#define TRACE_AT(level, text, ...)                                                                                 \
+  do {                                                                                                             \
+    constexpr auto trace_pieces = ::vsan_mib::take_apart<::vsan_mib::count_pieces(text)>(text);                    \
+    TRACE_TO_SINKS(level,                                                                                          \
+                   ::vsan_mib::record_line(                                                                        \
+                       level, ::vsan_mib::write_line<trace_pieces>(&::vsan_mib::line_at_hand, text, __VA_ARGS__)), \
+                   text, __VA_ARGS__);                                                                             \
   } while (0)
 #define TRACE(...) TRACE_AT(::vsan_mib::kTraceLine, __VA_ARGS__)
 
 // One line, its format a table's.
-#define TRACE_ROW_AT(level, row, ...)                                     \
-  do {                                                                    \
-    const auto &trace_row = (row);                                        \
-    static_assert(sizeof(::vsan_mib::is_given(trace_row, __VA_ARGS__)));  \
-    TRACE_PIECES(level, trace_row.format, trace_row.pieces, __VA_ARGS__); \
+#define TRACE_ROW_AT(level, row, ...)                                                                            \
+  do {                                                                                                           \
+    const auto &trace_row = (row);                                                                               \
+    TRACE_TO_SINKS(level, ::vsan_mib::record_row(level, trace_row, __VA_ARGS__), trace_row.format, __VA_ARGS__); \
   } while (0)
 #define TRACE_ROW(...) TRACE_ROW_AT(::vsan_mib::kTraceLine, __VA_ARGS__)
 

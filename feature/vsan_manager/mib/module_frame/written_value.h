@@ -3,7 +3,7 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_WRITTEN_VALUE_H
 #define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_WRITTEN_VALUE_H
 
-#include "module_frame/line_text.h"
+#include "module_frame/line_format.h"
 #include "vsan_mib.h"
 
 namespace vsan_mib {

@@ -2,7 +2,7 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_OBJECTS_VSAN_COLUMNS_H
 #define FEATURE_VSAN_MANAGER_MIB_OBJECTS_VSAN_COLUMNS_H
 
-#include "module_frame/line_text.h"
+#include "module_frame/line_format.h"
 #include "module_frame/phase_texts.h"
 #include "module_frame/restriction.h"
 #include "module_frame/written_value.h"
