@@ -1,7 +1,9 @@
-// The clock of events: those of one handler call share one reading, which costs more than all else of an event.
+// What the events of one handler call share: a reading of the clock and a look at the page, which cost more than all else
+// of an event.
 //
-// The reading is kept only while a PDU's handler runs, and is dropped where the handler begins, where it ends, and
-// where it begins and ends to wait for an exchange. So a stamp is never older than what the handler computed since.
+// Both are kept only while a PDU's handler runs, and are dropped where it begins, where it ends, and where it begins and
+// ends to wait for an exchange. So neither is older than what the handler computed since. At other times every event
+// reads the clock and looks at the page.
 #ifndef PLATFORM_BASE_EVENT_CLOCK_H
 #define PLATFORM_BASE_EVENT_CLOCK_H
 
@@ -9,36 +11,35 @@
 
 // Of the one thread of a process that records events.
 struct event_clock {
-  bool shared = false;  // whether events share a reading
-  bool read = false;    // whether there is one
+  bool shared = false;  // whether a handler runs
+  bool read = false;    // whether there is a reading
+  bool looked = false;  // whether the page was looked at
   timespec reading = {};
 };
 inline constinit event_clock clock_of_events;
 
-// Drops the reading: the next event reads the clock.
+// Drops what was read and seen: the next event reads and looks.
 inline void event_clock_drop() {
   clock_of_events.read = false;
+  clock_of_events.looked = false;
 }
 
-// Whether events share a reading from now on. Drops the one there is.
+// A handler begins (true), or none runs from now on. Drops what was read and seen.
 inline void event_clock_share(bool shared) {
   clock_of_events.shared = shared;
   event_clock_drop();
 }
 
-// The time of day, for an event. Returns whether the clock was read for it.
-inline bool event_clock_read(timespec *now) {
-  if (clock_of_events.read) {
-    *now = clock_of_events.reading;
-    return false;
+// The time of day, for an event.
+inline timespec event_clock_read() {
+  if (!clock_of_events.read) {
+    clock_gettime(CLOCK_REALTIME, &clock_of_events.reading);
+    clock_of_events.read = clock_of_events.shared;
   }
-  clock_gettime(CLOCK_REALTIME, now);
-  clock_of_events.reading = *now;
-  clock_of_events.read = clock_of_events.shared;
-  return true;
+  return clock_of_events.reading;
 }
 
-// Drops the reading where it begins and where it ends to be: around what waits.
+// Drops where it begins and where it ends to be: around what waits.
 struct event_clock_break {
   event_clock_break() { event_clock_drop(); }
   ~event_clock_break() { event_clock_drop(); }

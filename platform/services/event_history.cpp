@@ -2,7 +2,6 @@
 #include <string.h>
 #include <time.h>
 
-#include "event_clock.h"
 #include "page_layout.h"
 #include "platform/sdwrap.h"
 
@@ -59,13 +58,12 @@ int sdwrap_hist_event(int module_id, int length, const void *record) {
   if (bytes[length - 1] != '\0') {
     return -1;
   }
-  // Where the clock is read anyway, a page that was replaced is looked for too: also when few events come.
-  timespec now;
-  switch_page *page = event_clock_read(&now) ? page_in_use() : page_at_a_glance();
+  switch_page *page = page_at_a_glance();
   if (page == nullptr) {
     return -1;
   }
-  const uint32_t head[] = {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_nsec), page_user_pid(),
+  const timespec now = event_clock_read();
+  const uint32_t head[] = {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_nsec), page_user_pid,
                            static_cast<uint32_t>(module_id)};
   slot_ring_write(event_ring(page), head, sizeof head / kWordSize, record, static_cast<uint32_t>(length));
   return 0;

@@ -5,6 +5,7 @@
 
 #include <stdint.h>
 
+#include "event_clock.h"
 #include "page_guard.h"
 #include "slot_ring.h"
 #include "switchplatform/shared_page.h"
@@ -52,25 +53,17 @@ enum : uint32_t {
 // opened, or whether it was replaced.
 switch_page *page_in_use();
 
-// What page_in_use found, for as many more glances as are left.
-struct page_glances {
-  switch_page *page;  // null when none are left
-  uint32_t left;
-};
-extern page_glances glances;
+// What page_in_use found last; null: nothing.
+extern switch_page *page_found;
 
-// The same for what is asked at every event: looks, and asks the time for it, on every 16th call only, but at once when
-// there is no page or the page was cut.
+// The same for what is asked at every event. While a handler runs the page is looked for once, but at once when it was
+// cut.
 inline switch_page *page_at_a_glance() {
-  if (glances.left == 0 || page_guard_tripped()) {
-    return page_in_use();
-  }
-  --glances.left;
-  return glances.page;
+  return clock_of_events.looked && !page_guard_tripped() ? page_found : page_in_use();
 }
 
 // The process id, without asking the kernel each time.
-uint32_t page_user_pid();
+extern uint32_t page_user_pid;
 
 inline slot_ring event_ring(switch_page *page) {
   return {&page->event_counters, page->events, kEventSlots, kEventSlotWords};

@@ -16,6 +16,9 @@
 #include "page_layout.h"
 #include "switchplatform/run_dir.h"
 
+switch_page *page_found;
+uint32_t page_user_pid;
+
 namespace {
 
 constexpr mode_t kPageMode = 0660;
@@ -29,14 +32,10 @@ struct page_use {
   int why_not = ENOENT;    // errno of the last failure
 };
 
-constexpr uint32_t kGlances = 15;
-
 page_use use;
 long owner_group = -1;
-uint32_t own_pid;
-
 void refresh_pid() {
-  own_pid = static_cast<uint32_t>(getpid());
+  page_user_pid = static_cast<uint32_t>(getpid());
 }
 
 struct page_file {
@@ -73,7 +72,8 @@ void fill_new_page(switch_page *page) {
   clock_gettime(CLOCK_REALTIME, &now);
   page->version = kPageVersion;
   page->size = sizeof(switch_page);
-  page->identity = static_cast<uint32_t>(now.tv_sec) * 1000003U ^ static_cast<uint32_t>(now.tv_nsec) ^ own_pid << 12;
+  page->identity =
+      static_cast<uint32_t>(now.tv_sec) * 1000003U ^ static_cast<uint32_t>(now.tv_nsec) ^ page_user_pid << 12;
   for (const uint32_t level : kRecordedAtFirst) {
     page->levels[kLevelRecorded][level / 32].fetch_or(1U << level % 32);
   }
@@ -170,15 +170,14 @@ bool was_replaced(const char *path) {
 
 }  // namespace
 
-page_glances glances;
-
 void platform_page_close() {
   page_guard_watch(nullptr, 0);
   if (use.page != nullptr) {
     munmap(use.page, sizeof(switch_page));
   }
   use = {};
-  glances = {};
+  page_found = nullptr;
+  clock_of_events.looked = false;
 }
 
 int platform_page_open() {
@@ -222,10 +221,7 @@ switch_page *page_in_use() {
     errno = use.why_not;
     return nullptr;
   }
-  glances = {use.page, kGlances};
+  page_found = use.page;
+  clock_of_events.looked = clock_of_events.shared;
   return use.page;
-}
-
-uint32_t page_user_pid() {
-  return own_pid;
 }
