@@ -2,7 +2,7 @@
 #include <string.h>
 #include <time.h>
 
-#include "page_layout.h"
+#include "page_glance.h"
 #include "platform/sdwrap.h"
 
 namespace {

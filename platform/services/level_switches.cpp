@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <time.h>
 
-#include "page_layout.h"
+#include "page_glance.h"
 #include "platform/sdwrap.h"
 
 namespace {

@@ -5,8 +5,6 @@
 
 #include <stdint.h>
 
-#include "event_clock.h"
-#include "page_guard.h"
 #include "slot_ring.h"
 #include "switchplatform/shared_page.h"
 
@@ -52,15 +50,6 @@ enum : uint32_t {
 // The page, mapped now if need be; null with `errno` when there is none. Looks at most once a second whether it can be
 // opened, or whether it was replaced.
 switch_page *page_in_use();
-
-// What page_in_use found last; null: nothing.
-extern switch_page *page_found;
-
-// The same for what is asked at every event. While a handler runs the page is looked for once, but at once when it was
-// cut.
-inline switch_page *page_at_a_glance() {
-  return clock_of_events.looked && !page_guard_tripped() ? page_found : page_in_use();
-}
 
 // The process id, without asking the kernel each time.
 extern uint32_t page_user_pid;

@@ -12,8 +12,7 @@
 #include <unistd.h>
 
 #include "monotonic_clock.h"
-#include "page_guard.h"
-#include "page_layout.h"
+#include "page_glance.h"
 #include "switchplatform/run_dir.h"
 
 switch_page *page_found;
