@@ -1,9 +1,9 @@
-// What the events of one handler call share: a reading of the clock and a look at the page, which cost more than all else
-// of an event.
+// What the events of one handler call share: a reading of the clock and a look at the page, which cost more than all
+// else of an event.
 //
-// Both are kept only while a PDU's handler runs, and are dropped where it begins, where it ends, and where it begins and
-// ends to wait for an exchange. So neither is older than what the handler computed since. At other times every event
-// reads the clock and looks at the page.
+// Both are kept only while a PDU's handler runs, and are dropped where it begins, where it ends, and where it begins
+// and ends to wait for an exchange. So neither is older than what the handler computed since. At other times every
+// event reads the clock and looks at the page.
 #ifndef PLATFORM_BASE_EVENT_CLOCK_H
 #define PLATFORM_BASE_EVENT_CLOCK_H
 

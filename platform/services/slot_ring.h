@@ -31,8 +31,8 @@ struct slot_ring {
   uint32_t slot_words;  // even, the overhead included
 };
 
-// Writes one record: `head`, whose number of words is even and fits a slot, then `tail_size` bytes, padded with zeros to
-// two words. What does not fit a slot is cut.
+// Writes one record: `head`, whose number of words is even and fits a slot, then `tail_size` bytes, padded with zeros
+// to two words. What does not fit a slot is cut.
 void slot_ring_write(const slot_ring &ring, const uint32_t *head, uint32_t head_words, const void *tail,
                      uint32_t tail_size);
 

@@ -95,8 +95,8 @@ template <line_pieces pieces, size_t... piece, typename... Arguments>
   return at + pieces.at[last].literal;
 }
 
-// Writes the whole line, which is cut afterwards: returns the place behind it. Inline, for most of a line is known where
-// it stands: the compiler writes that.
+// Writes the whole line, which is cut afterwards. Returns the place behind it. Inline: most of a line is known where it
+// stands, and the compiler writes that.
 template <line_pieces pieces, typename... Arguments>
 [[gnu::always_inline]] inline char *write_line(line_record *line, const char *format, Arguments... arguments) {
   static_assert(sizeof pieces.at / sizeof pieces.at[0] == sizeof...(Arguments) + 1);
