@@ -21,6 +21,9 @@ inline constexpr uint32_t kErrorHeadWords = 6;  // seconds, process, PDU, code, 
 inline constexpr uint32_t kErrorSlotWords = 96;
 static_assert(kSlotOverheadWords + kErrorHeadWords + (kErrorUserSize + kErrorTextSize) / 4 <= kErrorSlotWords);
 
+// As the ring wants it: pairs of words.
+static_assert(kEventSlotWords % 2 == 0 && kErrorSlotWords % 2 == 0 && kErrorHeadWords % 2 == 0);
+
 inline constexpr uint32_t kLevelWords = (kLevelMax + 1) / 32;
 
 struct switch_page {

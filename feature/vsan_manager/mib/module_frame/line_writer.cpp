@@ -1,7 +1,5 @@
 #include "module_frame/line_writer.h"
 
-#include <charconv>
-
 namespace vsan_mib {
 namespace {
 
@@ -34,12 +32,24 @@ char *put_text(char *at, const char *end, const char *text) {
   return put(at, text, size < room ? size : room);
 }
 
+// Most numbers have a digit or two. The standard library's to_chars would leave symbols of its own in the module that
+// keep it from being unloaded.
 char *put_natural(char *at, unsigned number) {
   if (number < 10) {
     *at = static_cast<char>('0' + number);
     return at + 1;
   }
-  return std::to_chars(at, at + kNumberMax, number).ptr;
+  size_t size = 2;
+  for (const unsigned power : {100U, 1000U, 10'000U, 100'000U, 1'000'000U, 10'000'000U, 100'000'000U, 1'000'000'000U}) {
+    if (number < power) {
+      break;
+    }
+    ++size;
+  }
+  for (size_t i = size; i > 0; number /= 10) {
+    at[--i] = static_cast<char>('0' + number % 10);
+  }
+  return at + size;
 }
 
 char *put_integer(char *at, int number) {
@@ -51,7 +61,14 @@ char *put_integer(char *at, int number) {
 }
 
 char *put_hex(char *at, unsigned number) {
-  return std::to_chars(at, at + kNumberMax, number, 16).ptr;
+  int shift = 0;
+  while (number >> shift > 0xf) {
+    shift += 4;
+  }
+  for (; shift >= 0; shift -= 4) {
+    *at++ = "0123456789abcdef"[number >> shift & 0xf];
+  }
+  return at;
 }
 
 char *write_row(line_record *line, const char *format, const line_piece *pieces, const row_argument *arguments) {
