@@ -2,12 +2,13 @@
 #include <string.h>
 #include <time.h>
 
-#include "page_layout.h"
+#include "page_glance.h"
 #include "platform/sdwrap.h"
 
 namespace {
 
 constexpr int kLevelSize = 4;
+constexpr uint32_t kWordSize = sizeof(uint32_t);
 constexpr int kPendingChecks = 20;
 constexpr timespec kPendingPause = {0, 1'000'000};
 constexpr uint32_t kEventRecordWords = kEventSlotWords - kSlotOverheadWords;
@@ -57,17 +58,14 @@ int sdwrap_hist_event(int module_id, int length, const void *record) {
   if (bytes[length - 1] != '\0') {
     return -1;
   }
-  switch_page *page = page_in_use();
+  switch_page *page = page_at_a_glance();
   if (page == nullptr) {
     return -1;
   }
-  timespec now;
-  clock_gettime(CLOCK_REALTIME, &now);
-  uint32_t head[kEventHeadWords] = {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_nsec),
-                                    page_user_pid(), static_cast<uint32_t>(module_id), 0};
-  memcpy(&head[4], bytes, kLevelSize);
-  slot_ring_write(event_ring(page), head, kEventHeadWords, bytes + kLevelSize,
-                  static_cast<uint32_t>(length - kLevelSize));
+  const timespec now = event_clock_read();
+  const uint32_t head[] = {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_nsec), page_user_pid,
+                           static_cast<uint32_t>(module_id)};
+  slot_ring_write(event_ring(page), head, sizeof head / kWordSize, record, static_cast<uint32_t>(length));
   return 0;
 }
 

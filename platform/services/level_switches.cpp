@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <time.h>
 
-#include "page_layout.h"
+#include "page_glance.h"
 #include "platform/sdwrap.h"
 
 namespace {
@@ -13,6 +13,16 @@ constexpr size_t kDebugLineMax = 2048;
 
 bool is_switch(int which, int level) {
   return (which == kLevelRecorded || which == kLevelPrinted) && level >= 0 && level <= kLevelMax;
+}
+
+bool is_on(const switch_page &page, int which, int level) {
+  return (page.levels[which][level / 32].load(std::memory_order_relaxed) >> level % 32 & 1) != 0;
+}
+
+// Asked at every event.
+bool is_on_at_a_glance(int which, int level) {
+  const switch_page *page = is_switch(which, level) ? page_at_a_glance() : nullptr;
+  return page != nullptr && is_on(*page, which, level);
 }
 
 }  // namespace
@@ -24,11 +34,8 @@ int platform_level_get(int which, int level) {
     errno = EINVAL;
     return -1;
   }
-  switch_page *page = page_in_use();
-  if (page == nullptr) {
-    return -1;
-  }
-  return static_cast<int>(page->levels[which][level / 32].load(std::memory_order_relaxed) >> level % 32 & 1);
+  const switch_page *page = page_in_use();
+  return page == nullptr ? -1 : is_on(*page, which, level);
 }
 
 int platform_level_set(int which, int level, int on) {
@@ -50,11 +57,11 @@ int platform_level_set(int which, int level, int on) {
 }
 
 int sdwrap_hist_event_subtype_check(int, int level) {
-  return platform_level_get(kLevelRecorded, level) != 1;
+  return !is_on_at_a_glance(kLevelRecorded, level);
 }
 
 int sdwrap_chk_int(int level, int, int, int) {
-  return platform_level_get(kLevelPrinted, level) == 1;
+  return is_on_at_a_glance(kLevelPrinted, level);
 }
 
 void buginf(int, void *modname, int, const char *format, ...) {

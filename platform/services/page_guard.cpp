@@ -4,13 +4,10 @@
 #include <stdint.h>
 #include <sys/mman.h>
 
-#include <atomic>
-
 namespace {
 
 std::atomic<void *> watched_at;
 std::atomic<size_t> watched_size;
-std::atomic<bool> tripped;
 struct sigaction handler_before;
 
 bool is_watched(const void *at) {
@@ -40,7 +37,7 @@ void on_bus_error(int number, siginfo_t *info, void *context) {
            0) == MAP_FAILED) {
     return pass_on(number, info, context);
   }
-  tripped.store(true);
+  page_guard_trip.store(true);
 }
 
 bool install() {
@@ -53,13 +50,11 @@ bool install() {
 
 }  // namespace
 
+std::atomic<bool> page_guard_trip;
+
 void page_guard_watch(void *at, size_t size) {
   static const bool installed = install();
   watched_at.store(installed ? at : nullptr);
   watched_size.store(size);
-  tripped.store(false);
-}
-
-bool page_guard_tripped() {
-  return tripped.load();
+  page_guard_trip.store(false);
 }

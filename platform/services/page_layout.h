@@ -9,7 +9,7 @@
 #include "switchplatform/shared_page.h"
 
 inline constexpr uint32_t kPageMagic = 0x56535750;
-inline constexpr uint32_t kPageVersion = 1;
+inline constexpr uint32_t kPageVersion = 2;
 
 inline constexpr uint32_t kEventSlots = 8192;
 inline constexpr uint32_t kEventHeadWords = 5;  // seconds, nanoseconds, process, module, level
@@ -17,9 +17,12 @@ inline constexpr uint32_t kEventSlotWords = 144;
 static_assert(kSlotOverheadWords + kEventHeadWords + kEventTextSize / 4 <= kEventSlotWords);
 
 inline constexpr uint32_t kErrorSlots = kErrorsKept;
-inline constexpr uint32_t kErrorHeadWords = 5;  // seconds, process, PDU, code, detail
+inline constexpr uint32_t kErrorHeadWords = 6;  // seconds, process, PDU, code, detail, 0
 inline constexpr uint32_t kErrorSlotWords = 96;
 static_assert(kSlotOverheadWords + kErrorHeadWords + (kErrorUserSize + kErrorTextSize) / 4 <= kErrorSlotWords);
+
+// As the ring wants it: pairs of words.
+static_assert(kEventSlotWords % 2 == 0 && kErrorSlotWords % 2 == 0 && kErrorHeadWords % 2 == 0);
 
 inline constexpr uint32_t kLevelWords = (kLevelMax + 1) / 32;
 
@@ -27,16 +30,19 @@ struct switch_page {
   shared_word magic;  // set last: 0 while the page is being made
   uint32_t version;
   uint32_t size;
-  uint32_t identity;                   // tells this page from one that replaces it
-  shared_word distribution;            // of "fctimer": kDistribution... bits
+  uint32_t identity;         // tells this page from one that replaces it
+  shared_word distribution;  // of "fctimer": kDistribution... bits
+  uint32_t reserved[11];
   shared_word levels[2][kLevelWords];  // bit level % 32 of word level / 32, by kLevelRecorded and kLevelPrinted
+  // Every event counts: what all read at every event stands in another cache line.
   slot_ring_counters event_counters;
   slot_ring_counters error_counters;
-  uint32_t reserved[7];  // the slots start at a cache line
+  uint32_t reserved_too[12];
   shared_word events[kEventSlots * kEventSlotWords];
   shared_word errors[kErrorSlots * kErrorSlotWords];
 };
-static_assert(offsetof(switch_page, events) % 64 == 0);
+static_assert(offsetof(switch_page, levels) % 64 == 0 && offsetof(switch_page, event_counters) % 64 == 0);
+static_assert(offsetof(switch_page, events) % 64 == 0 && offsetof(switch_page, errors) % 64 == 0);
 
 enum : uint32_t {
   kDistributionKnown = 1,
@@ -49,7 +55,7 @@ enum : uint32_t {
 switch_page *page_in_use();
 
 // The process id, without asking the kernel each time.
-uint32_t page_user_pid();
+extern uint32_t page_user_pid;
 
 inline slot_ring event_ring(switch_page *page) {
   return {&page->event_counters, page->events, kEventSlots, kEventSlotWords};

@@ -12,9 +12,11 @@
 #include <unistd.h>
 
 #include "monotonic_clock.h"
-#include "page_guard.h"
-#include "page_layout.h"
+#include "page_glance.h"
 #include "switchplatform/run_dir.h"
+
+switch_page *page_found;
+uint32_t page_user_pid;
 
 namespace {
 
@@ -31,10 +33,8 @@ struct page_use {
 
 page_use use;
 long owner_group = -1;
-uint32_t own_pid;
-
 void refresh_pid() {
-  own_pid = static_cast<uint32_t>(getpid());
+  page_user_pid = static_cast<uint32_t>(getpid());
 }
 
 struct page_file {
@@ -71,7 +71,8 @@ void fill_new_page(switch_page *page) {
   clock_gettime(CLOCK_REALTIME, &now);
   page->version = kPageVersion;
   page->size = sizeof(switch_page);
-  page->identity = static_cast<uint32_t>(now.tv_sec) * 1000003U ^ static_cast<uint32_t>(now.tv_nsec) ^ own_pid << 12;
+  page->identity =
+      static_cast<uint32_t>(now.tv_sec) * 1000003U ^ static_cast<uint32_t>(now.tv_nsec) ^ page_user_pid << 12;
   for (const uint32_t level : kRecordedAtFirst) {
     page->levels[kLevelRecorded][level / 32].fetch_or(1U << level % 32);
   }
@@ -174,6 +175,8 @@ void platform_page_close() {
     munmap(use.page, sizeof(switch_page));
   }
   use = {};
+  page_found = nullptr;
+  clock_of_events.looked = false;
 }
 
 int platform_page_open() {
@@ -215,10 +218,9 @@ switch_page *page_in_use() {
   }
   if (use.page == nullptr) {
     errno = use.why_not;
+    return nullptr;
   }
+  page_found = use.page;
+  clock_of_events.looked = clock_of_events.shared;
   return use.page;
-}
-
-uint32_t page_user_pid() {
-  return own_pid;
 }

@@ -4,7 +4,8 @@
 // A slot is `ticket`, `done`, `check`, the number of words that follow, and these words. A writer takes the next
 // number, claims the number's slot by its ticket, writes, and sets done; the slot is free when ticket and done are the
 // same. A writer that finds the slot claimed drops its record, unless the claim is two rounds old: its owner died in
-// the middle. Should that owner live after all, `check` tells the readers.
+// the middle. Should that owner live after all, or should a writer that was held up between looking and claiming meet
+// the next round's, `check` tells the readers.
 #ifndef PLATFORM_SERVICES_SLOT_RING_H
 #define PLATFORM_SERVICES_SLOT_RING_H
 
@@ -27,10 +28,11 @@ struct slot_ring {
   slot_ring_counters *counters;
   shared_word *words;   // slots * slot_words of them, zero in a new ring
   uint32_t slots;       // a power of two, so that the numbers may wrap
-  uint32_t slot_words;  // the overhead included
+  uint32_t slot_words;  // even, the overhead included
 };
 
-// Writes one record: `head`, then `tail_size` bytes, padded with zeros to a word. What does not fit a slot is cut.
+// Writes one record: `head`, whose number of words is even and fits a slot, then `tail_size` bytes, padded with zeros
+// to two words. What does not fit a slot is cut.
 void slot_ring_write(const slot_ring &ring, const uint32_t *head, uint32_t head_words, const void *tail,
                      uint32_t tail_size);
 

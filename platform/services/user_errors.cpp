@@ -47,8 +47,12 @@ int platform_errors_write(const platform_error *error) {
   }
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
-  const uint32_t head[kErrorHeadWords] = {static_cast<uint32_t>(now.tv_sec), page_user_pid(), error->pdu, error->code,
-                                          static_cast<uint32_t>(error->detail)};
+  const uint32_t head[kErrorHeadWords] = {static_cast<uint32_t>(now.tv_sec),
+                                          page_user_pid,
+                                          error->pdu,
+                                          error->code,
+                                          static_cast<uint32_t>(error->detail),
+                                          0};
   error_texts texts;
   copy_text(texts.user, error->user);
   copy_text(texts.text, error->text);

@@ -3,7 +3,8 @@
 // 1. It holds the state of configuration distribution, the level switches of event history and debug printing, the
 //    event history itself, and the last errors of SNMP users. Readers never stop a writer, and writers never wait.
 // 2. switchd owns it: only switchd makes it, mode 0660. Everyone else maps it on first use, and again within a second
-//    after the file was replaced; platform_page_open is for those who want to know why it cannot be.
+//    after the file was replaced; a PDU's handler that is at work goes on in the old one until its next exchange.
+//    platform_page_open is for those who want to know why it cannot be.
 // 3. Each process uses it from one thread. Numbers are counted modulo 2^32.
 #ifndef SWITCHPLATFORM_SHARED_PAGE_H
 #define SWITCHPLATFORM_SHARED_PAGE_H

@@ -8,6 +8,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "event_clock.h"
 #include "message_frame.h"
 #include "monotonic_clock.h"
 #include "peer_process.h"
@@ -135,6 +136,7 @@ int connect_until(receiver_connection &to, int64_t deadline) {
 int platform_exchanges_of_pdu(int number) {
   const int before = pdu_at_hand;
   pdu_at_hand = number;
+  event_clock_share(number != 0);
   return before;
 }
 

@@ -8,6 +8,7 @@
 #include <sys/uio.h>
 
 #include "client_connection.h"
+#include "event_clock.h"
 #include "message_frame.h"
 #include "platform/cmi.h"
 #include "published_memory.h"
@@ -195,6 +196,7 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
     return fail(EMSGSIZE);
   }
 
+  const event_clock_break time_passes;
   ++exchanges_begun;
   const read_request read = {service, opcode, msg_type, request, static_cast<uint32_t>(payload_size)};
   read_answer published;

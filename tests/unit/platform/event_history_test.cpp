@@ -126,8 +126,12 @@ TEST(EventHistory, SlowReaderIsToldHowManyEventsItLost) {
   EXPECT_EQ(counters.dropped, 0U);
 }
 
+// Pauses now and then: the reader is to meet every writer, also where one writes the whole ring in a millisecond.
 void write_from_child(int writer, int count) {
   for (int i = 0; i < count; ++i) {
+    if (i % 1000 == 0) {
+      usleep(1000);
+    }
     const std::string mark(1 + static_cast<size_t>(i) % 300, static_cast<char>('a' + writer));
     record_event(std::to_string(i) + " " + mark);
   }

@@ -1,7 +1,10 @@
 #include "slot_ring.h"
 
 #include <gtest/gtest.h>
+#include <stdio.h>
 
+#include <algorithm>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -47,12 +50,32 @@ TEST(SlotRing, RecordComesBackPaddedWithZeros) {
 
 TEST(SlotRing, RecordLargerThanASlotIsCut) {
   test_ring test;
-  const uint32_t head[] = {1};
+  const uint32_t head[] = {1, 2};
   const std::string tail(100, 't');
-  slot_ring_write(test.ring, head, 1, tail.data(), 100);
+  slot_ring_write(test.ring, head, 2, tail.data(), 100);
   uint32_t record[12];
   ASSERT_EQ(slot_ring_read(test.ring, 1, record), slot_state::read);
   EXPECT_EQ(record[11], 0x74747474U);
+}
+
+TEST(SlotRing, RecordOfEverySizeComesBackWholeAndPaddedWithZeros) {
+  test_ring test;
+  const std::string bytes = "the bytes of a record, wherever they start";
+  for (uint32_t from = 0; from < 3; ++from) {
+    for (uint32_t size = 0; size <= 38; ++size) {
+      for (const uint32_t head_words : {0U, 2U}) {
+        const uint32_t head[] = {11, 22};
+        slot_ring_write(test.ring, head, head_words, bytes.data() + from, size);
+        uint32_t record[12];
+        std::fill(std::begin(record), std::end(record), 0xeeeeeeee);
+        ASSERT_EQ(slot_ring_read(test.ring, test.counters.newest, record), slot_state::read) << size;
+        EXPECT_TRUE(std::equal(head, head + head_words, record));
+        std::string expected = bytes.substr(from, size);
+        expected.resize((12 - head_words) * sizeof(uint32_t));
+        EXPECT_EQ(std::string(reinterpret_cast<const char *>(record + head_words), expected.size()), expected) << size;
+      }
+    }
+  }
 }
 
 TEST(SlotRing, OverwrittenRecordIsLostAndAFutureOnePending) {
@@ -117,6 +140,59 @@ TEST(SlotRing, CountBeyondTheSlotIsLostAndNotRead) {
   test.words[1 * kSlotWords + 3] = 0xffffff;
   uint32_t record[12];
   EXPECT_EQ(slot_ring_read(test.ring, 1, record), slot_state::lost);
+}
+
+// A number's slot with its record in it; the text differs from number to number in a digit or two.
+std::unique_ptr<test_ring> ring_with(uint32_t number) {
+  auto test = std::make_unique<test_ring>();
+  test->counters.newest = number - 1;
+  const uint32_t head[] = {1700000000, number * 1000};
+  char text[40];
+  const int size = snprintf(text, sizeof text, "get_vsanEntry(%u) vsanIndex:%u \n", number % 100, number);
+  slot_ring_write(test->ring, head, 2, text, static_cast<uint32_t>(size));
+  return test;
+}
+
+// Two writers of one slot, a round apart, one of which was held up: each word may be either's.
+TEST(SlotRing, RecordThatTwoWritersMixedIsLost) {
+  constexpr uint32_t kNumber = 21;
+  const auto early = ring_with(kNumber);
+  const auto late = ring_with(kNumber + kSlots);
+  shared_word *const early_slot = early->words + kNumber % kSlots * kSlotWords;
+  shared_word *const late_slot = late->words + kNumber % kSlots * kSlotWords;
+  std::vector<uint32_t> differing;
+  for (uint32_t word = kSlotOverheadWords; word < kSlotWords; ++word) {
+    if (early_slot[word] != late_slot[word]) {
+      differing.push_back(word);
+    }
+  }
+  ASSERT_GT(differing.size(), 2U);
+  for (uint32_t taken = 1; taken < (1U << differing.size()) - 1; ++taken) {
+    const auto mixed = ring_with(kNumber + kSlots);
+    for (uint32_t i = 0; i < differing.size(); ++i) {
+      if ((taken >> i & 1) != 0) {
+        mixed->words[kNumber % kSlots * kSlotWords + differing[i]] = early_slot[differing[i]].load();
+      }
+    }
+    uint32_t record[12];
+    EXPECT_EQ(slot_ring_read(mixed->ring, kNumber + kSlots, record), slot_state::lost) << taken;
+  }
+}
+
+TEST(SlotRing, WriterOfThePastRoundTakesTheSlotAndGivesItBack) {
+  test_ring test;
+  test.counters.newest = 4 + kSlots;
+  ticket_of(test, 4) = 4 + kSlots;
+  done_of(test, 4) = 4 + kSlots;
+  test.counters.newest = 3;
+  write_filled(test.ring, 44);  // number 4, held up for a round
+  uint32_t record[12];
+  EXPECT_EQ(slot_ring_read(test.ring, 4, record), slot_state::read);
+  EXPECT_EQ(slot_ring_read(test.ring, 4 + kSlots, record), slot_state::pending);
+  test.counters.newest = 3 + 2 * kSlots;
+  write_filled(test.ring, 55);
+  EXPECT_EQ(slot_ring_read(test.ring, 4 + 2 * kSlots, record), slot_state::read);
+  EXPECT_EQ(test.counters.dropped, 0U);
 }
 
 TEST(SlotRing, NumbersWrapWithoutLosingARecord) {

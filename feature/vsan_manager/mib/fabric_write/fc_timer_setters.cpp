@@ -60,7 +60,7 @@ int store_force_flag(const fc_timer_column &column, const written &w) {
   for (const fc_timer_column &timer : fc_timer_columns()) {
     if ((input & timer.force) != 0) {
       flags = static_cast<uint8_t>(flags | timer.force);
-      TRACE(timer.force_set, self, flags);
+      TRACE_ROW(timer.force_set, self, flags);
     }
   }
   const uint32_t vsan = record.vsan_id;
@@ -88,10 +88,10 @@ int check_timer(const fc_timer_column &column, const written &w) {
 uint8_t force_of(const fc_timer_column &column, uint32_t vsan) {
   const uint8_t flags = force_flags_of(vsan);
   const bool forced = (flags & column.force) != 0;
-  if (column.force_read != nullptr) {
-    TRACE(column.force_read, column.value.setter, static_cast<int>(vsan), flags);
+  if (column.force_read.format != nullptr) {
+    TRACE_ROW(column.force_read, column.value.setter, static_cast<int>(vsan), flags);
   }
-  TRACE(forced ? column.forced : column.not_forced, column.value.setter, static_cast<int>(vsan));
+  TRACE_ROW(forced ? column.forced : column.not_forced, column.value.setter, static_cast<int>(vsan));
   return forced ? 1 : 0;
 }
 
@@ -108,16 +108,16 @@ int send_timer(const fc_timer_column &column, const written &w) {
 
   sysmgr_heartbeat(1);
   status = tell(kOpFcTimer, kMsgSet, &record, sizeof record, kBlockingTimeout);
-  if (status != 0 && column.failed != nullptr) {
-    TRACE(column.failed, column.value.setter, failure_text(status));
+  if (status != 0 && column.failed.format != nullptr) {
+    TRACE_ROW(column.failed, column.value.setter, failure_text(status));
   }
   sysmgr_heartbeat(0);
   return answer_to_write(status);
 }
 
-void trace(const fc_timer_column &column, const char *text) {
-  if (text != nullptr) {
-    TRACE(text, column.value.setter);
+void trace(const fc_timer_column &column, const row_format<const char *> &text) {
+  if (text.format != nullptr) {
+    TRACE_ROW(text, column.value.setter);
   }
 }
 

@@ -6,18 +6,20 @@
 
 namespace vsan_mib {
 
-// Null: none.
+// Each a row_format; null: none.
+template <typename Text>
 struct phase_texts {
-  const char *reserve1 = nullptr;
-  const char *reserve2 = nullptr;
-  const char *action = nullptr;
-  const char *commit = nullptr;
-  const char *free = nullptr;
-  const char *undo = nullptr;
+  Text reserve1 = {};
+  Text reserve2 = {};
+  Text action = {};
+  Text commit = {};
+  Text free = {};
+  Text undo = {};
 };
 
-// The text of a phase, or null; null for what is no phase.
-inline const char *text_of(const phase_texts &texts, int action) {
+// The text of a phase; none for what is no phase.
+template <typename Text>
+Text text_of(const phase_texts<Text> &texts, int action) {
   switch (action) {
     case RESERVE1:
       return texts.reserve1;
@@ -32,7 +34,7 @@ inline const char *text_of(const phase_texts &texts, int action) {
     case UNDO:
       return texts.undo;
     default:
-      return nullptr;
+      return {};
   }
 }
 

@@ -38,12 +38,12 @@ int next_vsan_in_set(uint32_t *vsan, const vsan_set_t &set) {
   return snmp_get_next_allowed_vsan_in_list(vsan, &copy);
 }
 
-int check_right(const written &w, uint32_t vsan, uint32_t code, const char *text, const char *setter) {
+int check_right(const written &w, uint32_t vsan, uint32_t code, const denial_text &text, const char *setter) {
   const allowed_vsans allowed = allowed_for_user(w.name, w.name_len, SNMP_MSG_SET);
   if (!allowed.restricted || vsan_in_set(vsan, allowed.set) != 0) {
     return SNMP_ERR_NOERROR;
   }
-  TRACE_AT(kTraceError, text, setter, __LINE__);
+  TRACE_ROW_AT(kTraceError, text, setter, __LINE__);
   report_denial(code);
   return SNMP_ERR_GENERR;
 }

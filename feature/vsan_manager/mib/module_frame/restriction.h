@@ -3,6 +3,7 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
 #define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_RESTRICTION_H
 
+#include "module_frame/line_format.h"
 #include "module_frame/written_value.h"
 #include "vsan_mib.h"
 
@@ -20,12 +21,15 @@ allowed_vsans allowed_for_user(const oid *name, size_t name_len, int pdu_type);
 int vsan_in_set(uint32_t vsan, const vsan_set_t &set);
 int next_vsan_in_set(uint32_t *vsan, const vsan_set_t &set);
 
-// The trace of a denied write, unless the write method has words of its own.
-inline constexpr const char *kWriteDenied = "%s : vsan restricted user -- not allowed in this vsan\n";
+// The trace of a denied write: the write method's name and a line.
+using denial_text = row_format<const char *, int>;
+
+// The one, unless the write method has words of its own.
+inline constexpr denial_text kWriteDenied = "%s : vsan restricted user -- not allowed in this vsan\n";
 
 // Whether the PDU's user may write to the VSAN: noError, or genErr, which is traced with `text`, given the write
 // method's name and a line, and reported to the agent as `code` (kStatusVsanDenied or kStatusRowDenied).
-int check_right(const written &w, uint32_t vsan, uint32_t code, const char *text, const char *setter);
+int check_right(const written &w, uint32_t vsan, uint32_t code, const denial_text &text, const char *setter);
 
 // Walks on until a row of an allowed VSAN is found. `fetch(vsan)` reads the next row and stores its VSAN, or returns
 // false at the end; `resume(present, vsan)` is told the next allowed VSAN, or that there is none, and places the walk

@@ -55,8 +55,8 @@ bool is_zero(const written &w) {
 }
 
 int refuse(const value_rule &rule, const refusal &why, int status) {
-  if (why.trace != nullptr) {
-    TRACE(why.trace, rule.setter, __LINE__);
+  if (why.trace.format != nullptr) {
+    TRACE_ROW(why.trace, rule.setter, __LINE__);
   }
   if (why.standard_error != nullptr) {
     fputs(why.standard_error, stderr);

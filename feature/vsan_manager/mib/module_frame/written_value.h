@@ -3,6 +3,7 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_WRITTEN_VALUE_H
 #define FEATURE_VSAN_MANAGER_MIB_MODULE_FRAME_WRITTEN_VALUE_H
 
+#include "module_frame/line_format.h"
 #include "vsan_mib.h"
 
 namespace vsan_mib {
@@ -50,7 +51,7 @@ enum class value_kind : uint8_t {
 // Where a refusal is told: either sink, both, or none. Logs are searched for the texts, which differ from object to
 // object. The trace gets the write method's name and a line.
 struct refusal {
-  const char *trace = nullptr;
+  row_format<const char *, int> trace = {};
   const char *standard_error = nullptr;
 };
 

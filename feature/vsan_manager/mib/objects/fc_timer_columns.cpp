@@ -69,7 +69,8 @@ constexpr fc_timer_column kColumns[] = {
 
 constexpr bool each_force_bit_has_its_texts() {
   for (const fc_timer_column &column : kColumns) {
-    const bool has_texts = column.force_set != nullptr && column.forced != nullptr && column.not_forced != nullptr;
+    const bool has_texts =
+        column.force_set.format != nullptr && column.forced.format != nullptr && column.not_forced.format != nullptr;
     if (column.force != 0 && !has_texts) {
       return false;
     }

@@ -19,14 +19,14 @@ struct fc_timer_column {
 
   // What the write method checks and traces.
   value_rule value = {};
-  const char *entered = nullptr;  // every phase
-  phase_texts phases = {};
-  uint8_t force = 0;                 // the timer's bit in the force flag; 0: none
-  const char *force_set = nullptr;   // where the force flag is written and has the bit: the bits so far
-  const char *force_read = nullptr;  // ACTION: the VSAN, and its force flag
-  const char *forced = nullptr;      // ACTION, while the bit is on: the VSAN
-  const char *not_forced = nullptr;  // ACTION, while it is off: the VSAN
-  const char *failed = nullptr;      // ACTION, when the manager refuses: a text of why
+  row_format<const char *> entered = {};  // every phase
+  phase_texts<row_format<const char *>> phases = {};
+  uint8_t force = 0;                             // the timer's bit in the force flag; 0: none
+  row_format<const char *, int> force_set = {};  // where the force flag is written and has the bit: the bits so far
+  row_format<const char *, int, int> force_read = {};  // ACTION: the VSAN, and its force flag
+  row_format<const char *, int> forced = {};           // ACTION, while the bit is on: the VSAN
+  row_format<const char *, int> not_forced = {};       // ACTION, while it is off: the VSAN
+  row_format<const char *, const char *> failed = {};  // ACTION, when the manager refuses: a text of why
 };
 
 // The column with this magic number, or null.

@@ -28,17 +28,17 @@ struct scalar_exchange {
   uint32_t size;  // of the request; of the expected answer where GET sends nothing
   scalar_request request = scalar_request::word;
   scalar_answer answer = scalar_answer::value;
-  uint32_t last_word = 0;          // where in the answer the last word is that is read
-  const char *answered = nullptr;  // trace: the procedure's name and the value
+  uint32_t last_word = 0;                       // where in the answer the last word is that is read
+  row_format<const char *, int> answered = {};  // trace: the procedure's name and the value
 };
 
 struct scalar_object {
   object_magic magic;
   scalar_exchange exchange;
-  uint32_t key = 0;                     // the attribute key of a timer or latency
-  const char *asking = nullptr;         // trace: the procedure's name and the key
-  WriteMethod *write_method = nullptr;  // what the agent is handed; null: nothing
-  value_rule value = {};                // what the write method checks
+  uint32_t key = 0;                           // the attribute key of a timer or latency
+  row_format<const char *, int> asking = {};  // trace: the procedure's name and the key
+  WriteMethod *write_method = nullptr;        // what the agent is handed; null: nothing
+  value_rule value = {};                      // what the write method checks
 };
 
 // The scalar with this magic number, or null.

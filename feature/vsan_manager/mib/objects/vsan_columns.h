@@ -2,7 +2,9 @@
 #ifndef FEATURE_VSAN_MANAGER_MIB_OBJECTS_VSAN_COLUMNS_H
 #define FEATURE_VSAN_MANAGER_MIB_OBJECTS_VSAN_COLUMNS_H
 
+#include "module_frame/line_format.h"
 #include "module_frame/phase_texts.h"
+#include "module_frame/restriction.h"
 #include "module_frame/written_value.h"
 #include "objects/object_magic.h"
 #include "vsan_mib.h"
@@ -26,24 +28,27 @@ enum class column_store : uint8_t {
   interop,  // a word, traced; 0 is stored as kVsanInteropDefault
 };
 
+// What a write method traces: its name, a line, and the VSAN where that is said.
+using vsan_text = row_format<const char *, int, int>;
+
 // Trace texts get the name of the procedure and a line, and then what is said of them. Null: none.
 struct vsan_column {
   object_magic magic;
   size_t field;  // its offset in vsanEntry
   column_read read = column_read::word;
   column_store store = column_store::unknown;
-  const char *answered = nullptr;       // GET: the answer's length and the field's word
-  WriteMethod *write_method = nullptr;  // what the agent is handed; null: nothing
-  const char *handed_out = nullptr;     // told with the write method
+  row_format<const char *, int, int, int> answered = {};  // GET: the answer's length and the field's word
+  WriteMethod *write_method = nullptr;                    // what the agent is handed; null: nothing
+  row_format<const char *, int> handed_out = {};          // told with the write method
 
   // What the write method checks and traces.
   value_rule value = {};
-  const char *entered = nullptr;       // every phase
-  const char *value_passed = nullptr;  // RESERVE1, after the value check
-  const char *no_instance = "%s(%d) ***InconsistantName! ***\n";
-  const char *denied = "%s(%d) : vsan restricted user -- not allowed in this vsan\n";
-  const char *right_passed = nullptr;  // RESERVE1, after the restriction check: the VSAN
-  phase_texts phases = {};
+  vsan_text entered = {};       // every phase
+  vsan_text value_passed = {};  // RESERVE1, after the value check
+  vsan_text no_instance = "%s(%d) ***InconsistantName! ***\n";
+  denial_text denied = "%s(%d) : vsan restricted user -- not allowed in this vsan\n";
+  vsan_text right_passed = {};  // RESERVE1, after the restriction check: the VSAN
+  phase_texts<vsan_text> phases = {};
 };
 
 // The column with this magic number, or null.

@@ -85,7 +85,7 @@ void *get_using_cmi(int opcode, void *request, int size) {
   }
   uint32_t &result = exchange->answer == scalar_answer::count ? count_result : value_result;
   result = get_be32(payload + exchange->last_word);
-  TRACE(exchange->answered, "get_using_cmi", static_cast<int>(result));
+  TRACE_ROW(exchange->answered, "get_using_cmi", static_cast<int>(result));
   return &result;
 }
 
@@ -100,7 +100,7 @@ u_char *get_vsan_mib(struct variable *vp, oid *name, size_t *length, int exact, 
     snmp_set_detail("");
     return nullptr;
   }
-  TRACE(scalar->asking, "get_vsan_mib", static_cast<int>(scalar->key));
+  TRACE_ROW(scalar->asking, "get_vsan_mib", static_cast<int>(scalar->key));
   // Stored before the exchange, so that a SET reaches its setter even while the manager does not answer.
   if (scalar->write_method != nullptr) {
     *write_method = scalar->write_method;

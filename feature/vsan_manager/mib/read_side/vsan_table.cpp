@@ -98,10 +98,10 @@ u_char *column_answer(int magic, size_t *var_len) {
   }
   u_char *field = reinterpret_cast<u_char *>(&vsan_answer_row) + column->field;
   *var_len = column->read == column_read::name ? strlen(vsan_answer_row.vsanName) : sizeof(uint32_t);
-  if (column->answered != nullptr) {
+  if (column->answered.format != nullptr) {
     int word;
     memcpy(&word, field, sizeof word);
-    TRACE(column->answered, "get_vsanEntry", __LINE__, static_cast<int>(*var_len), word);
+    TRACE_ROW(column->answered, "get_vsanEntry", __LINE__, static_cast<int>(*var_len), word);
   }
   switch (column->read) {
     case column_read::active:

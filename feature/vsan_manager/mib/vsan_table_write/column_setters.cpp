@@ -27,9 +27,9 @@ constexpr vsan_column kInterOperMode = {
     .phases = {.reserve2 = "%s(%d) in RESERVE2 \n"},
 };
 
-void trace(const vsan_column &column, const char *text, uint32_t vsan = 0) {
-  if (text != nullptr) {
-    TRACE(text, column.value.setter, __LINE__, static_cast<int>(vsan));
+void trace(const vsan_column &column, const vsan_text &text, uint32_t vsan = 0) {
+  if (text.format != nullptr) {
+    TRACE_ROW(text, column.value.setter, __LINE__, static_cast<int>(vsan));
   }
 }
 

@@ -1,0 +1,93 @@
+#include "module_frame/line_writer.h"
+
+namespace vsan_mib {
+namespace {
+
+// Most texts have a few characters: a call of memcpy takes longer than they do.
+char *put(char *at, const char *from, size_t size) {
+  if (size >= 8) {
+    for (size_t i = 0; i + 8 < size; i += 8) {
+      memcpy(at + i, from + i, 8);
+    }
+    memcpy(at + size - 8, from + size - 8, 8);
+  } else if (size >= 4) {
+    memcpy(at, from, 4);
+    memcpy(at + size - 4, from + size - 4, 4);
+  } else {
+    for (size_t i = 0; i < size; ++i) {
+      at[i] = from[i];
+    }
+  }
+  return at + size;
+}
+
+}  // namespace
+
+char *put_text(char *at, const char *end, const char *text) {
+  if (text == nullptr) {
+    text = "(null)";
+  }
+  const size_t size = strlen(text);
+  const size_t room = at < end ? static_cast<size_t>(end - at) : 0;
+  return put(at, text, size < room ? size : room);
+}
+
+// Most numbers have a digit or two. The standard library's to_chars would leave symbols of its own in the module that
+// keep it from being unloaded.
+char *put_natural(char *at, unsigned number) {
+  if (number < 10) {
+    *at = static_cast<char>('0' + number);
+    return at + 1;
+  }
+  size_t size = 2;
+  for (const unsigned power : {100U, 1000U, 10'000U, 100'000U, 1'000'000U, 10'000'000U, 100'000'000U, 1'000'000'000U}) {
+    if (number < power) {
+      break;
+    }
+    ++size;
+  }
+  for (size_t i = size; i > 0; number /= 10) {
+    at[--i] = static_cast<char>('0' + number % 10);
+  }
+  return at + size;
+}
+
+char *put_integer(char *at, int number) {
+  if (number >= 0) {
+    return put_natural(at, static_cast<unsigned>(number));
+  }
+  *at = '-';
+  return put_natural(at + 1, 0 - static_cast<unsigned>(number));
+}
+
+char *put_hex(char *at, unsigned number) {
+  int shift = 0;
+  while (number >> shift > 0xf) {
+    shift += 4;
+  }
+  for (; shift >= 0; shift -= 4) {
+    *at++ = "0123456789abcdef"[number >> shift & 0xf];
+  }
+  return at;
+}
+
+char *write_row(line_record *line, const char *format, const line_piece *pieces, const row_argument *arguments) {
+  char *at = line->text;
+  const char *end = at + kLineMax;
+  for (;; ++pieces, ++arguments) {
+    at = put(at, format, pieces->literal);
+    format += pieces->literal + kConversionSize;
+    if (pieces->then == line_conversion::end) {
+      return at;
+    }
+    if (pieces->then == line_conversion::text) {
+      at = put_text(at, end, arguments->text);
+    } else if (pieces->then == line_conversion::hex) {
+      at = put_hex(at, static_cast<unsigned>(arguments->number));
+    } else {
+      at = put_integer(at, arguments->number);
+    }
+  }
+}
+
+}  // namespace vsan_mib
