@@ -146,6 +146,10 @@ void roles_forget() {
   roles.clear();
 }
 
+bool roles_go_by_group() {
+  return closed_for_all == 0 && !roles.empty();
+}
+
 role_verdict roles_judge(const char *group) {
   if (closed_for_all != 0) {
     return {closed_for_all, nullptr};

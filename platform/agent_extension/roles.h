@@ -48,6 +48,9 @@ void roles_read_switch(const char *token, char *line);
 // Forgets every line.
 void roles_forget();
 
+// Whether the group of a user makes a difference now: with no role, or all users closed, it makes none.
+bool roles_go_by_group();
+
 // What applies to the users of a group; null: the user is in no group, and then it is closed while there are roles.
 role_verdict roles_judge(const char *group);
 

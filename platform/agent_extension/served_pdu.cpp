@@ -28,6 +28,7 @@ constexpr char kHandlerName[] = "switch_agent";
 constexpr oid kRoot[] = {SWITCH_ROOT};
 constexpr size_t kRootLength = sizeof kRoot / sizeof kRoot[0];
 constexpr size_t kNameMax = 256;
+constexpr int kPeerMax = 256;
 
 struct served_requests {
   const netsnmp_agent_session *by;
@@ -72,7 +73,7 @@ const char *group_of(const netsnmp_pdu *pdu) {
 void serve(const netsnmp_agent_session *by) {
   served.by = by;
   served.pdu = by == nullptr ? nullptr : by->pdu;
-  served.role = roles_judge(group_of(served.pdu));
+  served.role = roles_judge(roles_go_by_group() ? group_of(served.pdu) : nullptr);
 }
 
 // Old-API objects are not told which PDU they are asked for; this handler in front of them knows, and lets through what
@@ -176,6 +177,38 @@ const char *get_snmp_username(int) {
   return text;
 }
 
+namespace {
+
+// The text of one peer's address: a manager station asks more than once, and making the text takes longer than the rest
+// of a small SET.
+struct peer_text {
+  const netsnmp_transport *transport;
+  int size;  // of `peer` that is used
+  char peer[kPeerMax];
+  char text[kNameMax];
+};
+
+peer_text last_peer;
+
+bool is_last_peer(const netsnmp_transport *transport, const netsnmp_pdu *pdu) {
+  return last_peer.transport == transport && pdu->transport_data != nullptr && pdu->transport_data_length > 0 &&
+         last_peer.size == pdu->transport_data_length &&
+         memcmp(last_peer.peer, pdu->transport_data, static_cast<size_t>(last_peer.size)) == 0;
+}
+
+void remember_peer(const netsnmp_transport *transport, const netsnmp_pdu *pdu, const char *text) {
+  last_peer.transport = nullptr;
+  if (pdu->transport_data == nullptr || pdu->transport_data_length <= 0 || pdu->transport_data_length > kPeerMax) {
+    return;
+  }
+  last_peer.transport = transport;
+  last_peer.size = pdu->transport_data_length;
+  memcpy(last_peer.peer, pdu->transport_data, static_cast<size_t>(last_peer.size));
+  snprintf(last_peer.text, sizeof last_peer.text, "%s", text);
+}
+
+}  // namespace
+
 // Where the request came from tells one manager station's requests from another's.
 const char *get_snmp_sessionid(int) {
   static char text[kNameMax];
@@ -187,11 +220,15 @@ const char *get_snmp_sessionid(int) {
   if (transport == nullptr || transport->f_fmtaddr == nullptr) {
     return text;
   }
+  if (is_last_peer(transport, served.pdu)) {
+    return last_peer.text;
+  }
   char *address = transport->f_fmtaddr(transport, served.pdu->transport_data, served.pdu->transport_data_length);
   if (address == nullptr) {
     return text;
   }
   snprintf(text, sizeof text, "%s", address);
   free(address);
+  remember_peer(transport, served.pdu, text);
   return text;
 }

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "big_endian.h"
 #include "record_words.h"
 #include "requests.h"
 #include "vsan_records.h"
@@ -19,8 +20,9 @@ vsanRowMessage envelope(const vsanEntry &row) {
 
 }  // namespace
 
-answer ask_for_row(int msg_type, const vsanEntry &key) {
-  vsanRowMessage message = envelope(key);
+answer ask_for_row(int msg_type, uint32_t vsan) {
+  static vsanRowMessage message;  // zeros but for the index: a read carries nothing else
+  put_be32(reinterpret_cast<uint8_t *>(&message.row.vsanIndex), vsan);
   return ask(kOpVsanRow, msg_type, &message, sizeof message, offsetof(vsanRowMessage, row) + sizeof(vsanEntry));
 }
 

@@ -7,8 +7,8 @@
 
 namespace vsan_mib {
 
-// Asks for the row of `key.vsanIndex` (kMsgGet) or the row after it (kMsgGetNext).
-answer ask_for_row(int msg_type, const vsanEntry &key);
+// Asks for the row of `vsan` (kMsgGet) or the row after it (kMsgGetNext).
+answer ask_for_row(int msg_type, uint32_t vsan);
 
 // The row of a complete answer, in host order. A name that fills its field without a NUL is cut by one octet.
 void take_row(const answer &got, vsanEntry *row);

@@ -4,7 +4,11 @@
 
 namespace vsan_mib {
 
-vsanEntry vsan_answer_row;
+namespace {
+constexpr vsanEntry kNoRowYet = {};
+}
+
+const vsanEntry *vsan_answer_row = &kNoRowYet;
 uint32_t answer_word;
 
 }  // namespace vsan_mib

@@ -6,8 +6,8 @@
 
 namespace vsan_mib {
 
-// The VSAN row that get_vsanEntry looked up last.
-extern vsanEntry vsan_answer_row;
+// The VSAN row that get_vsanEntry looked up last; never null. It changes with the next look-up.
+extern const vsanEntry *vsan_answer_row;
 
 // The row status that reads as active, and the per-VSAN timers' value.
 extern uint32_t answer_word;

@@ -40,11 +40,9 @@ bool is_vsan(uint32_t vsan) {
 // Asks the manager for the VSAN after `start`.
 int next_vsan(uint32_t start, vsanFcTimerEntry *record) {
   const char *self = "get_vsanFcTimerEntry_instance";
-  vsanEntry key = {};
-  key.vsanIndex = start;
   TRACE("%s : Sending GETNEXT request to VSAN mgr with payload (size = %d) vsanIndex = %d\n", self,
         static_cast<int>(sizeof(vsanRowMessage)), static_cast<int>(start));
-  const answer got = ask_for_row(kMsgGetNext, key);
+  const answer got = ask_for_row(kMsgGetNext, start);
   if (!got.complete()) {
     TRACE_AT(kTraceError, "%s : GETNEXT Request failed for vsanIndex = %d with error : %s\n", self,
              static_cast<int>(start), failure_text(got.status));

@@ -50,18 +50,17 @@ void trace_received(const answer &got, int msg_type, const vsanEntry &row) {
       static_cast<int>(row.vsanOperState), row.vsanName, static_cast<int>(row.vsanNetworkDropLatency));
 }
 
-// Asks the manager for the row of `record->vsanIndex`, or the one after it, and caches it. Returns the status; with
-// 0, `*filled` tells whether a row came.
-int fetch_row(int exact, vsanEntry *record, bool *filled) {
-  const uint32_t asked = record->vsanIndex;
+// Asks the manager for the row of the VSAN `asked`, or the one after it, and caches it. Returns the status; with 0,
+// `*found` tells whether a row came.
+int fetch_row(int exact, uint32_t asked, bool *found) {
   const int msg_type = exact != 0 ? kMsgGet : kMsgGetNext;
   cache.request_id = get_pdu_reqid();
   cache.last_exact = exact;
 
   TRACE("%s(%d) : Sending %s request to VSAN mgr with payload (size = %d) vsanIndex = %d\n", "header_vsanEntry",
         __LINE__, operation_name(msg_type), static_cast<int>(sizeof(vsanRowMessage)), static_cast<int>(asked));
-  const answer got = ask_for_row(msg_type, *record);
-  *filled = got.complete();
+  const answer got = ask_for_row(msg_type, asked);
+  *found = got.complete();
   if (!got.complete()) {
     TRACE_AT(kTraceError, "%s(%d) : %s request FAILED for vsanIndex = %d with error : %s\n", "header_vsanEntry",
              __LINE__, operation_name(msg_type), static_cast<int>(asked), failure_text(got.status));
@@ -69,10 +68,24 @@ int fetch_row(int exact, vsanEntry *record, bool *filled) {
     return got.status;
   }
   cache.last_index = static_cast<int32_t>(asked);
-  take_row(got, record);
-  cache.row = *record;
-  trace_received(got, msg_type, *record);
+  take_row(got, &cache.row);
+  trace_received(got, msg_type, cache.row);
   return 0;
+}
+
+// The row that was found last, where the cache does not hold it as it was answered.
+vsanEntry own_row;
+
+// The cache may get another row, or the answer is to differ from it.
+void keep_answer_row() {
+  if (vsan_answer_row == &cache.row) {
+    own_row = cache.row;
+    vsan_answer_row = &own_row;
+  }
+}
+
+u_char *field_of(const vsanEntry *row, size_t field) {
+  return reinterpret_cast<u_char *>(const_cast<vsanEntry *>(row)) + field;
 }
 
 u_char *answer_with(uint32_t word) {
@@ -81,11 +94,11 @@ u_char *answer_with(uint32_t word) {
 }
 
 u_char *interop_answer() {
-  uint32_t &mode = vsan_answer_row.vsanInteropMode;
-  if (mode == kVsanInteropDefault) {
-    mode = 0;
+  if (vsan_answer_row->vsanInteropMode == kVsanInteropDefault) {
+    keep_answer_row();
+    own_row.vsanInteropMode = 0;
   }
-  return reinterpret_cast<u_char *>(&mode);
+  return field_of(vsan_answer_row, offsetof(vsanEntry, vsanInteropMode));
 }
 
 u_char *column_answer(int magic, size_t *var_len) {
@@ -96,8 +109,8 @@ u_char *column_answer(int magic, size_t *var_len) {
     snmp_set_detail("BAD THING HAPPENED");
     return nullptr;
   }
-  u_char *field = reinterpret_cast<u_char *>(&vsan_answer_row) + column->field;
-  *var_len = column->read == column_read::name ? strlen(vsan_answer_row.vsanName) : sizeof(uint32_t);
+  u_char *field = field_of(vsan_answer_row, column->field);
+  *var_len = column->read == column_read::name ? strlen(vsan_answer_row->vsanName) : sizeof(uint32_t);
   if (column->answered.format != nullptr) {
     int word;
     memcpy(&word, field, sizeof word);
@@ -113,17 +126,29 @@ u_char *column_answer(int magic, size_t *var_len) {
   }
 }
 
-// Reads the row that the OID asks for into the answer row.
+int look_up(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, uint32_t *asked, bool *found);
+
+// Makes the row that the OID asks for the answer row. One that did not come is zeros with the index asked for.
 bool find_row(struct variable *vp, oid *name, size_t *length, int exact) {
-  return header_vsanEntry(vp->name, vp->namelen, name, length, exact, &vsan_answer_row) == 0;
+  uint32_t asked = 0;
+  bool found = false;
+  const int status = look_up(vp->name, vp->namelen, name, length, exact, &asked, &found);
+  if (found) {
+    vsan_answer_row = &cache.row;
+  } else {
+    own_row = {};
+    own_row.vsanIndex = asked;
+    vsan_answer_row = &own_row;
+  }
+  return status == 0;
 }
 
 bool find_row_restricted_get(struct variable *vp, oid *name, size_t *length, int exact, const vsan_set_t &set) {
   if (!find_row(vp, name, length, exact)) {
     return false;
   }
-  const int allowed = vsan_in_set(vsan_answer_row.vsanIndex, set);
-  TRACE("%s(%d) vsanIndex:%d , allowed:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row.vsanIndex),
+  const int allowed = vsan_in_set(vsan_answer_row->vsanIndex, set);
+  TRACE("%s(%d) vsanIndex:%d , allowed:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row->vsanIndex),
         allowed);
   return allowed != 0;
 }
@@ -133,7 +158,7 @@ bool find_row_restricted_next(struct variable *vp, oid *name, size_t *length, co
     if (!find_row(vp, name, length, 0)) {
       return false;
     }
-    vsan = vsan_answer_row.vsanIndex;
+    vsan = vsan_answer_row->vsanIndex;
     TRACE("%s(%d) vsanIndex:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan));
     return true;
   };
@@ -156,59 +181,74 @@ bool find_visible_row(struct variable *vp, oid *name, size_t *length, int exact)
                       : find_row_restricted_next(vp, name, length, allowed.set);
   }
   const bool found = find_row(vp, name, length, exact);
-  TRACE("%s(%d) vsanIndex:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row.vsanIndex));
+  TRACE("%s(%d) vsanIndex:%d \n", "get_vsanEntry", __LINE__, static_cast<int>(vsan_answer_row->vsanIndex));
   return found;
+}
+
+// Takes the index asked for from the OID; 0 where it has none.
+int read_index(oid *vp_name, size_t vp_namelen, const oid *name, size_t length, int exact, uint32_t *asked) {
+  enum { kLastIndex = 4096 };
+  const char *self = "get_vsanEntry_instance";
+
+  if (length <= vp_namelen) {
+    return 0;
+  }
+  if (exact != 0) {
+    if (length != vp_namelen + 1) {
+      return 0;
+    }
+    *asked = sub_id(name, vp_namelen);
+    TRACE("%s(%d) * entry->vsanIndex:%d *\n", self, __LINE__, static_cast<int>(*asked));
+    return 0;
+  }
+  if (in_column(vp_name, vp_namelen, name)) {
+    *asked = sub_id(name, vp_namelen);
+  }
+  if (*asked > kLastIndex) {
+    TRACE("%s(%d)*** vsanIndex:%d *** \n", self, __LINE__, static_cast<int>(*asked));
+    return kStatusNoEntry;
+  }
+  return 0;
+}
+
+// Has the cache hold the row that the OID asks for and rewrites the OID to it. Returns the status; a success without a
+// row (`*found` false) leaves the OID as it was. `*asked` is the index asked for, 0 before.
+int look_up(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, uint32_t *asked, bool *found) {
+  const char *self = "header_vsanEntry";
+  if (read_index(vp_name, vp_namelen, name, *length, exact, asked) != 0) {
+    TRACE("%s(%d) *** get_entry instance NO_ENTRY! ***\n", self, __LINE__);
+    return kStatusNoEntry;
+  }
+  if (is_cached(*asked, exact)) {
+    *found = true;
+    TRACE(
+        "%s : %s(%d) found the entry for vsan %d in the cache (last_index %d last_exact %d cache_index %d returning "
+        "from cache\n",
+        self, self, __LINE__, static_cast<int>(*asked), cache.last_index, cache.last_exact,
+        static_cast<int>(cache.row.vsanIndex));
+  } else if (const int status = fetch_row(exact, *asked, found); status != 0 || !*found) {
+    return status;
+  }
+  write_row_oid(vp_name, vp_namelen, cache.row.vsanIndex, name, length);
+  return 0;
 }
 
 }  // namespace
 
 int get_vsanEntry_instance(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, vsanEntry *record) {
-  enum { kLastIndex = 4096 };
-
   *record = {};
-  if (*length <= vp_namelen) {
-    return 0;
-  }
-  if (exact != 0) {
-    if (*length != vp_namelen + 1) {
-      return 0;
-    }
-    record->vsanIndex = sub_id(name, vp_namelen);
-    TRACE("%s(%d) * entry->vsanIndex:%d *\n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
-    return 0;
-  }
-  if (in_column(vp_name, vp_namelen, name)) {
-    record->vsanIndex = sub_id(name, vp_namelen);
-  }
-  if (record->vsanIndex > kLastIndex) {
-    TRACE("%s(%d)*** vsanIndex:%d *** \n", __func__, __LINE__, static_cast<int>(record->vsanIndex));
-    return kStatusNoEntry;
-  }
-  return 0;
+  return read_index(vp_name, vp_namelen, name, *length, exact, &record->vsanIndex);
 }
 
 int header_vsanEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exact, vsanEntry *record) {
-  if (get_vsanEntry_instance(vp_name, vp_namelen, name, length, exact, record) != 0) {
-    TRACE("%s(%d) *** get_entry instance NO_ENTRY! ***\n", __func__, __LINE__);
-    return kStatusNoEntry;
-  }
-  if (is_cached(record->vsanIndex, exact)) {
-    TRACE(
-        "%s : %s(%d) found the entry for vsan %d in the cache (last_index %d last_exact %d cache_index %d returning "
-        "from cache\n",
-        __func__, __func__, __LINE__, static_cast<int>(record->vsanIndex), cache.last_index, cache.last_exact,
-        static_cast<int>(cache.row.vsanIndex));
+  keep_answer_row();
+  *record = {};
+  bool found = false;
+  const int status = look_up(vp_name, vp_namelen, name, length, exact, &record->vsanIndex, &found);
+  if (found) {
     *record = cache.row;
-  } else {
-    bool filled;
-    const int status = fetch_row(exact, record, &filled);
-    // Success without a row leaves the index asked for and zeros, and the OID as it was.
-    if (status != 0 || !filled) {
-      return status;
-    }
   }
-  write_row_oid(vp_name, vp_namelen, record->vsanIndex, name, length);
-  return 0;
+  return status;
 }
 
 u_char *get_vsanEntry(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,

@@ -56,9 +56,9 @@ int save_row() {
   if (saved == nullptr) {
     return SNMP_ERR_GENERR;
   }
-  *saved = vsan_answer_row;
+  *saved = *vsan_answer_row;
   if (!list_saved(std::move(saved), lister::row_status)) {
-    TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(vsan_answer_row.vsanIndex));
+    TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(vsan_answer_row->vsanIndex));
     return SNMP_ERR_GENERR;
   }
   TRACE("%s(%d) indexobj_Add to undo_list \n", kSelf, __LINE__);
