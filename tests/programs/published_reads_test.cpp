@@ -378,6 +378,30 @@ TEST_F(PublishedReads, GoOnAfterPausesInWhichNobodyAskedAnything) {
   EXPECT_TRUE(warm_up());
 }
 
+// How often a process gave the processor up of its own accord.
+long sleeps_of(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.starts_with("voluntary_ctxt_switches:")) {
+      return std::stol(line.substr(line.find_last_of(" \t")));
+    }
+  }
+  return -1;
+}
+
+// A thousand switches on one machine must not wake up fifty times a second each for readers that are not there.
+TEST_F(PublishedReads, LetASwitchdOfWhichNobodyAsksAnythingSleep) {
+  ASSERT_TRUE(warm_up());
+  const long before = sleeps_of(switchd);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_GE(sleeps_of(switchd) - before, 10) << "it shows that it lives";
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  const long idle = sleeps_of(switchd);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+  EXPECT_LE(sleeps_of(switchd) - idle, 3);
+}
+
 // Nobody can write to it or cut it, whatever rights the process has.
 TEST_F(PublishedReads, ThePageCannotBeWrittenByItsReaders) {
   ASSERT_TRUE(warm_up());

@@ -82,8 +82,8 @@ inline constexpr char kStoreNotSound[] =
 using store_filler = bool (*)(const std::string &path, std::string &error);
 bool store_file_take(store *opened, store_filler fill, std::string &error);
 
-// Notes which file the store is and which log SQLite writes; the database is open and was written to. Returns false with
-// `error` filled.
+// Notes which file the store is, and which log SQLite writes: the database is open and was written to. Returns false
+// with `error` filled.
 bool store_file_note(store *opened, std::string &error);
 
 // Whether the store and its log are still the files under their names. What is written to others would be gone with the
