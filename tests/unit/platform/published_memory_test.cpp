@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/futex.h>
+#include <signal.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
@@ -218,6 +220,24 @@ TEST_F(PublishedMemory, ThatCouldBeCutOrIsTooShortIsNotAnsweredFrom) {
   }
   const fake_publisher publisher(dir.path, kAllSeals, sizeof(published_page) / 4096 * 4096);
   EXPECT_TRUE(is_refused(publisher));
+}
+
+// Such as that of a switchd whose run directory another one took.
+TEST_F(PublishedMemory, OfAnotherProcessThanTheConnectedOneIsNotAnsweredFrom) {
+  const pid_t other = fork();
+  ASSERT_GE(other, 0);
+  if (other == 0) {
+    const fake_publisher publisher(dir.path);
+    for (;;) {
+      pause();
+    }
+  }
+  for (int i = 0; i < 100 && access((dir.path + "/published.sock").c_str(), F_OK) != 0; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_FALSE(from_page());
+  kill(other, SIGKILL);
+  waitpid(other, nullptr, 0);
 }
 
 TEST_F(PublishedMemory, IsNotThereWhenTheMessageBringsNone) {
