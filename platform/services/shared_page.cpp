@@ -33,6 +33,7 @@ struct page_use {
 
 page_use use;
 long owner_group = -1;
+
 void refresh_pid() {
   page_user_pid = static_cast<uint32_t>(getpid());
 }

@@ -1,5 +1,5 @@
-// Both sinks are told the same by every line of the module: printf makes the text of the debug print, the module that of
-// the history.
+// Both sinks are told the same by every line of the module: printf makes the text of the debug print, the module that
+// of the history.
 #include <limits.h>
 
 #include <random>

@@ -26,7 +26,7 @@ inline constexpr size_t kConversionSize = 2;  // a percent sign and a letter
 
 // Not defined: a format that calls one of them where it is taken apart does not compile.
 void format_has_an_unknown_conversion();
-void format_has_a_literal_that_is_too_long();
+void format_is_too_long();
 void format_does_not_fit_its_arguments();
 
 // The conversion that this letter behind a percent sign stands for.
@@ -53,7 +53,7 @@ constexpr line_piece first_piece(const char *format) {
     ++literal;
   }
   if (literal > UINT8_MAX) {
-    format_has_a_literal_that_is_too_long();
+    format_is_too_long();
   }
   const auto then = format[literal] == '\0' ? line_conversion::end : conversion_of(format[literal + 1]);
   return {static_cast<uint8_t>(literal), then};
@@ -102,7 +102,20 @@ constexpr bool converts<int>(line_conversion conversion) {
   return conversion == line_conversion::integer || conversion == line_conversion::hex;
 }
 
-// A format that stands in a table. It is given these arguments, in this order, and may use fewer of them.
+// Goes on to the next piece of a format that is given an argument, which fits or does not; stays at the end.
+constexpr void take_argument(line_piece **piece, const char **text, bool fits) {
+  if ((*piece)->then == line_conversion::end) {
+    return;
+  }
+  if (!fits) {
+    format_does_not_fit_its_arguments();
+  }
+  *text += (*piece)->literal + kConversionSize;
+  *++*piece = first_piece(*text);
+}
+
+// A format that stands in a table, of 255 characters at most. It is given these arguments, in this order, and may use
+// fewer of them.
 template <typename... Arguments>
 struct row_format {
   const char *format = nullptr;  // null: no line
@@ -112,22 +125,13 @@ struct row_format {
   constexpr row_format(const char *text) : format(text) {
     line_piece *piece = pieces;
     *piece = first_piece(text);
-    (take(&piece, &text, converts<Arguments>(piece->then)), ...);
+    (take_argument(&piece, &text, converts<Arguments>(piece->then)), ...);
     if (piece->then != line_conversion::end) {
       format_does_not_fit_its_arguments();
     }
-  }
-
- private:
-  static constexpr void take(line_piece **piece, const char **text, bool fits) {
-    if ((*piece)->then == line_conversion::end) {
-      return;
+    if (static_cast<size_t>(text - format) + piece->literal > UINT8_MAX) {
+      format_is_too_long();
     }
-    if (!fits) {
-      format_does_not_fit_its_arguments();
-    }
-    *text += (*piece)->literal + kConversionSize;
-    *++*piece = first_piece(*text);
   }
 };
 

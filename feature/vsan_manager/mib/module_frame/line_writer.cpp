@@ -1,5 +1,7 @@
 #include "module_frame/line_writer.h"
 
+#include <iterator>
+
 namespace vsan_mib {
 namespace {
 
@@ -21,6 +23,20 @@ char *put(char *at, const char *from, size_t size) {
   return at + size;
 }
 
+constexpr unsigned kTens[] = {1, 10, 100, 1000, 10'000, 100'000, 1'000'000, 10'000'000, 100'000'000, 1'000'000'000};
+
+// The numbers below 100, with two digits each.
+struct digit_pairs {
+  char digits[100][2] = {};
+  constexpr digit_pairs() {
+    for (int i = 0; i < 100; ++i) {
+      digits[i][0] = static_cast<char>('0' + i / 10);
+      digits[i][1] = static_cast<char>('0' + i % 10);
+    }
+  }
+};
+constexpr digit_pairs kPairs;
+
 }  // namespace
 
 char *put_text(char *at, const char *end, const char *text) {
@@ -40,14 +56,16 @@ char *put_natural(char *at, unsigned number) {
     return at + 1;
   }
   size_t size = 2;
-  for (const unsigned power : {100U, 1000U, 10'000U, 100'000U, 1'000'000U, 10'000'000U, 100'000'000U, 1'000'000'000U}) {
-    if (number < power) {
-      break;
-    }
+  while (size < std::size(kTens) && number >= kTens[size]) {
     ++size;
   }
-  for (size_t i = size; i > 0; number /= 10) {
-    at[--i] = static_cast<char>('0' + number % 10);
+  size_t left = size;
+  for (; number >= 10; number /= 100) {
+    left -= 2;
+    memcpy(at + left, kPairs.digits[number % 100], 2);
+  }
+  if (left > 0) {
+    *at = static_cast<char>('0' + number);
   }
   return at + size;
 }

@@ -21,10 +21,10 @@ allowed_vsans allowed_for_user(const oid *name, size_t name_len, int pdu_type);
 int vsan_in_set(uint32_t vsan, const vsan_set_t &set);
 int next_vsan_in_set(uint32_t *vsan, const vsan_set_t &set);
 
-// The trace of a denied write: the write method's name and a line.
+// What is traced of a denied write: the write method's name and a line.
 using denial_text = row_format<const char *, int>;
 
-// The one, unless the write method has words of its own.
+// The trace of a denied write, unless the write method has words of its own.
 inline constexpr denial_text kWriteDenied = "%s : vsan restricted user -- not allowed in this vsan\n";
 
 // Whether the PDU's user may write to the VSAN: noError, or genErr, which is traced with `text`, given the write
