@@ -13,15 +13,16 @@ import figures
 import lab as labs
 import plot
 import report
-from peers import BASE, PEERS
+from peers import BASE, OURS_ONLY, PEERS
 
 SHAPES = tuple(figures.GOALS)
+TRAPS = "traps"  # measured by a program of its own
 OURS_SHAPES = ("restricted-walk", "timers-walk", "timers-bulk", "summary-walk", "summary-bulk")
 SIZES = (10, 100, 1000, 4093)
-SLICE_SECONDS = 0.2  # a slice of a run of any length, but for very short ones
+SLICE_SECONDS = 0.1  # a slice of a run of any length, but for very short ones
 ROUNDS_MIN = 3
 # What the shares of the time are for; the rest is starting and stopping.
-SHARE_PINNED, SHARE_UNPINNED, SHARE_OURS = 0.68, 0.14, 0.06
+SHARE_PINNED, SHARE_UNPINNED, SHARE_OURS, SHARE_TRAPS = 0.64, 0.13, 0.08, 0.03
 
 
 def words(text, known, what):
@@ -42,8 +43,9 @@ def read_options():
     parser.add_argument("--shapes", default="", help="shapes; default: all")
     given = parser.parse_args()
     given.sizes = [int(word) for word in given.sizes.replace(",", " ").split()] or list(SIZES)
-    all_shapes = words(given.shapes, SHAPES + OURS_SHAPES, "shape")
+    all_shapes = words(given.shapes, (*SHAPES, *OURS_SHAPES, TRAPS), "shape")
     given.shapes = [shape for shape in all_shapes if shape in SHAPES]
+    given.traps = TRAPS in all_shapes
     given.ours_shapes = [shape for shape in all_shapes if shape in OURS_SHAPES]
     chosen = words(given.peers, [peer.name for peer in PEERS], "peer")
     given.peers = [peer for peer in PEERS if peer.name in chosen or peer.name == BASE]
@@ -98,7 +100,34 @@ def main_run(lab, given, all_cpus, to):
     return slices
 
 
-def check_complete(slices, given):
+def storm(lab, served, sink, seconds):
+    """Traps a second: moves, traps, seconds, CPU nanoseconds of agent and switch."""
+    command = [lab.bin / "bench_trap_storm", served.directory / "run", sink, served.vsans, seconds]
+    return next(csv.reader([labs.checked(command + [served.agent[0], served.behind[0]])]))
+
+
+def ours_run(lab, given, cpus, to):
+    """What has no counterpart among the peers, at the largest size, pinned. Returns the slices and the storm's row."""
+    slices = figures.new_slices()
+    port, sink = labs.free_udp_ports(2)
+    served = labs.start_peer(lab, OURS_ONLY, max(given.sizes), port, sink=sink)
+    labs.wait_for(lab, served, OURS_ONLY)
+    labs.pin(lab, [served], cpus)
+    if given.ours_shapes:
+        lines = run_driver(lab, [served], given.ours_shapes, given.seconds * SHARE_OURS, sys.stderr)
+        to.writerows(["pinned", *row] for row in csv.reader(lines))
+        figures.read_slices(lines, "pinned", slices)
+    traps = storm(lab, served, sink, given.seconds * SHARE_TRAPS) if given.traps else None
+    if traps:
+        moves, count, *rest = traps
+        to.writerow(["pinned", 0, served.vsans, TRAPS, served.name, moves, count, *rest])
+    return slices, traps
+
+
+def check_complete(slices, ours, given):
+    for shape in given.ours_shapes:
+        if len(ours.get(("pinned", max(given.sizes), shape, OURS_ONLY.name), {})) < ROUNDS_MIN:
+            raise labs.BenchError(f"no figure of {OURS_ONLY.name}, {shape}")
     for cpu, sizes in (("pinned", given.sizes), ("unpinned", [max(given.sizes)])):
         for vsans in sizes:
             for shape in given.shapes:
@@ -113,16 +142,19 @@ def run(given):
     with open(given.out / "raw.csv", "w", newline="") as raw:
         to = csv.writer(raw)
         to.writerow(figures.RAW_FIELDS)
-        with labs.Lab(given.build) as lab:
-            slices = main_run(lab, given, all_cpus, to)
-    check_complete(slices, given)
-    figures.write_ratios(given.out / "ratios.csv", slices)
-    plot.draw(given.out / "ratios.svg", slices, given.sizes, given.shapes, given.peers)
-    for vsans in given.sizes:
-        report.print_size(slices, "pinned", vsans, given.shapes, given.peers)
-    report.print_size(slices, "unpinned", max(given.sizes), given.shapes, given.peers)
-    report.print_history(slices, "pinned", given.sizes, given.shapes)
-    report.print_growth(slices, "pinned", given.sizes, given.shapes, given.peers)
+        slices, ours, traps = figures.new_slices(), figures.new_slices(), None
+        if given.shapes:
+            with labs.Lab(given.build) as lab:
+                slices = main_run(lab, given, all_cpus, to)
+        if given.ours_shapes or given.traps:
+            with labs.Lab(given.build) as lab:
+                ours, traps = ours_run(lab, given, {max(all_cpus)}, to)
+    check_complete(slices, ours, given)
+    figures.write_ratios(given.out / "ratios.csv", slices | ours)
+    if given.shapes:
+        plot.draw(given.out / "ratios.svg", slices, given.sizes, given.shapes, given.peers)
+        report.print_all(slices, given.sizes, given.shapes, given.peers)
+    report.print_only_ours(ours, max(given.sizes), given.ours_shapes, traps)
     print(f"\nRows and ratios: {given.out}/raw.csv and ratios.csv; the plot: {given.out}/ratios.svg")
 
 

@@ -11,7 +11,6 @@ import tempfile
 import time
 
 START_SECONDS = 30
-VISIBLE_STEP = 100  # the restricted user's VSANs: 1 and every hundredth after it
 COMMON_LINES = """\
 com2sec reader default public
 com2sec writer default private
@@ -144,18 +143,18 @@ def start_agent(lab, served, lines):
     served.agent = [launch(lab, command, served.directory, "snmpd", served.vsans).pid]
 
 
-def start_peer(lab, peer, vsans, port, more_lines=""):
-    """Starts all that a peer is made of and does not wait for its agent: see wait_for."""
+def start_peer(lab, peer, vsans, port, **more_words):
+    """Starts all that a peer is made of and does not wait for its agent: see wait_for. The words are for its texts."""
     directory = lab.directory / f"{peer.name}-{vsans}"
     directory.mkdir()
     served = Served(peer.name, vsans, port, directory)
-    words = {"lib": lab.lib, "bin": lab.bin, "dir": directory, "vsans": vsans}
+    words = {"lib": lab.lib, "bin": lab.bin, "dir": directory, "vsans": vsans, **more_words}
     if peer.has_switch:
         served.behind = [start_switch(lab, directory, topology_of(lab, vsans)).pid]
         wait_for_switch(lab, directory / "run")
         for command in peer.switch_commands:
             checked([lab.bin / "vsanctl", "--run-dir", directory / "run", *command])
-    start_agent(lab, served, peer.agent_lines.format(**words) + more_lines)
+    start_agent(lab, served, peer.agent_lines.format(**words))
     if peer.program:
         command = [word.format(**words) for word in peer.program]
         served.behind = [launch_when(lab, directory / "agentx", command, directory).pid]

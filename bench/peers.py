@@ -45,3 +45,12 @@ PEERS = (
     ),
 )
 BASE = "tdata"  # what ratios are to
+
+# What only ours has: roles, and traps. The sink's port is put in by name too.
+ROLES = ",".join(str(vsan) for vsan in range(1, 4094, 100))  # the restricted user's VSANs, as the driver has them
+OURS_ONLY = Peer(
+    "ours-only",
+    "ours, with roles and traps",
+    "trap2sink 127.0.0.1:{sink} public\n" + OURS + f"vsanRole limiteds {ROLES}\n",
+    has_switch=True,
+)

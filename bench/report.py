@@ -1,7 +1,7 @@
 """What the bench prints: a table a size, and what the history and the size of the switch cost."""
 
 import figures
-from peers import BASE
+from peers import BASE, OURS_ONLY
 
 
 def ratio_cell(ratio):
@@ -10,7 +10,7 @@ def ratio_cell(ratio):
 
 def print_size(slices, cpu, vsans, shapes, peers):
     print(f"\n{vsans} VSANs, {cpu}: varbinds a second as a multiple of {BASE}'s (median, least and largest of rounds);")
-    print("us a varbind; of these on a CPU: in the agent + in the switch, subagent or program")
+    print("the same by CPU time; us a varbind; CPU us: in the agent + in the switch, subagent or program")
     for shape in shapes:
         goal = figures.GOALS.get(shape)
         print(f"  {shape}" + (f"   goal of ours: {goal:.2f}" if goal else ""))
@@ -19,20 +19,22 @@ def print_size(slices, cpu, vsans, shapes, peers):
             if cost is None:
                 continue
             ratio = ratio_cell(figures.speed_ratio(slices, cpu, vsans, shape, peer.name))
-            print(f"    {peer.label:<34} {ratio:>21}  {cost[0]:9.2f} us  cpu {cost[1]:7.2f} + {cost[2]:7.2f}")
+            by_cpu = figures.cpu_ratio(slices, cpu, vsans, shape, peer.name)
+            cpu_text = f"{by_cpu.median:5.2f}" if by_cpu else "-"
+            print(f"    {peer.label:<34} {ratio:>21} {cpu_text:>6}  {cost[0]:9.2f} us  cpu {cost[1]:7.2f} + {cost[2]:7.2f}")
 
 
 def print_history(slices, cpu, sizes, shapes):
-    rows = []
+    lines = []
     for vsans in sizes:
-        for shape in shapes:
-            kept = figures.speed_ratio(slices, cpu, vsans, shape, "ours", "ours-no-history")
-            if kept:
-                rows.append(f"  {vsans:5} {shape:<16} {100 * (1 - kept.median):5.1f} %")
-    if rows:
-        print(f"\nWhat the history costs, of the varbinds a second without it, {cpu}; goal: at most "
+        kept = [figures.speed_ratio(slices, cpu, vsans, shape, "ours", "ours-no-history") for shape in shapes]
+        if all(kept):
+            lines.append(f"    {vsans:<34}" + "".join(f"{100 * (1 - each.median):13.1f} %" for each in kept))
+    if lines:
+        print(f"\nWhat the history costs, of the varbinds a second without it, by VSANs, {cpu}; goal: at most "
               f"{100 * figures.HISTORY_COST_GOAL:.0f} %")  # fmt: skip
-        print("\n".join(rows))
+        print(" " * 38 + "".join(f"{shape:>15}" for shape in shapes))
+        print("\n".join(lines))
 
 
 def print_growth(slices, cpu, sizes, shapes, peers):
@@ -41,18 +43,30 @@ def print_growth(slices, cpu, sizes, shapes, peers):
         return
     print(f"\nCost of a varbind at {large} VSANs, as a multiple of that at {small}, {cpu}; goal of ours: at most "
           f"{figures.GROWTH_GOAL}")  # fmt: skip
-    for shape in shapes:
-        for peer in peers:
-            grown = figures.growth(slices, cpu, small, large, shape, peer.name)
-            if grown:
-                print(f"  {shape:<16} {peer.label:<34} {ratio_cell(grown)}")
+    print(" " * 38 + "".join(f"{shape:>15}" for shape in shapes))
+    for peer in peers:
+        grown = [figures.growth(slices, cpu, small, large, shape, peer.name) for shape in shapes]
+        print(f"    {peer.label:<34}" + "".join(f"{each.median:15.2f}" if each else " " * 15 for each in grown))
 
 
-def print_only_ours(slices, vsans, shapes):
-    if not slices:
+def print_all(slices, sizes, shapes, peers):
+    for vsans in sizes:
+        print_size(slices, "pinned", vsans, shapes, peers)
+    print_size(slices, "unpinned", max(sizes), shapes, peers)
+    print_history(slices, "pinned", sizes, shapes)
+    print_growth(slices, "pinned", sizes, shapes, peers)
+
+
+def print_only_ours(slices, vsans, shapes, traps):
+    """`traps` is the storm's row, or None."""
+    if not shapes and not traps:
         return
-    print(f"\nOurs only, {vsans} VSANs, pinned: us a varbind, varbinds a second; cpu: agent + switch")
+    print(f"\nOurs only, {vsans} VSANs, pinned; cpu: in the agent + in the switch")
     for shape in shapes:
-        cost = figures.costs(slices, ("pinned", vsans, shape, "ours-roles"))
-        if cost:
-            print(f"  {shape:<16} {cost[0]:9.2f} us {1e6 / cost[0]:10.0f} /s  cpu {cost[1]:7.2f} + {cost[2]:7.2f}")
+        cost = figures.costs(slices, ("pinned", vsans, shape, OURS_ONLY.name))
+        print(f"    {shape:<18} {cost[0]:8.2f} us a varbind, {1e6 / cost[0]:8.0f} a second   "
+              f"cpu {cost[1]:7.2f} + {cost[2]:7.2f} us")  # fmt: skip
+    if traps:
+        count, seconds, agent, switch = (float(word) for word in traps[1:])
+        print(f"    {'traps':<18} {1e6 * seconds / count:8.2f} us a trap,    {count / seconds:8.0f} a second   "
+              f"cpu {agent / count / 1e3:7.2f} + {switch / count / 1e3:7.2f} us; {count:.0f} moves, every trap came")  # fmt: skip
