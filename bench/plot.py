@@ -18,7 +18,7 @@ COLOURS = {
 }
 OTHER_COLOUR = "#4477aa"
 BAR_SHARE = 0.84  # of a group's width
-PANEL_HEIGHT = 420
+PANEL_HEIGHT = 400
 
 
 def panel_lines(slices, vsans, shapes, peers, data):
@@ -36,13 +36,13 @@ def panel_lines(slices, vsans, shapes, peers, data):
         path.write_text("\n".join(rows or ["0 NaN NaN NaN 0.1"]) + "\n")
         colour = COLOURS.get(peer.name, OTHER_COLOUR)
         draw.append(f'"{path}" using 1:2:5 with boxes fillcolor rgb "{colour}" title "{peer.label}"')
-        draw.append(f'"{path}" using 1:2:3:4 with yerrorbars pointtype 0 linecolor rgb "#222222" notitle')
+        draw.append(f'"{path}" using 1:3:(0):($4-$3) with vectors nohead linecolor rgb "#222222" notitle')
     goals = data / f"{vsans}-goals.dat"
     marks = [f"{group} {figures.GOALS[shape]}" for group, shape in enumerate(shapes) if shape in figures.GOALS]
     goals.write_text("\n".join(marks or ["0 NaN"]) + "\n")
     draw.append(
-        f'"{goals}" using ($1-{BAR_SHARE / 2}):2:({BAR_SHARE}):(0) with vectors nohead linewidth 2 dashtype 2 '
-        'linecolor rgb "#0b6e4f" title "goal of ours"'
+        f'"{goals}" using ($1-{BAR_SHARE / 2}):2:({BAR_SHARE}):(0) with vectors nohead linewidth 2.5 '
+        'linecolor rgb "#d40000" title "goal of ours"'
     )
     draw.append('1 with lines linewidth 1 linecolor rgb "#000000" notitle')
     tics = ", ".join(f'"{shape}" {group}' for group, shape in enumerate(shapes))
@@ -59,13 +59,13 @@ def draw(path, slices, sizes, shapes, peers):
     data = pathlib.Path(path).with_suffix("")
     data.mkdir(exist_ok=True)
     lines = [
-        f'set terminal svg size 1200,{PANEL_HEIGHT * len(sizes) + 60} font "sans-serif,12" background rgb "white"',
+        f'set terminal svg size 1200,{PANEL_HEIGHT * len(sizes) + 60} font "sans-serif,13" noenhanced background rgb "white"',
         f'set output "{path}"',
         "set style fill solid 1.0 noborder",
         "set grid ytics linecolor rgb '#dddddd'",
-        "set key outside right top",
+        "set key below Left reverse noenhanced",
         "set yrange [0:*]",
-        "set ylabel \"times tdata's varbinds a second\"",
+        f"set ylabel \"times {BASE}'s varbinds a second\"",
         f"set multiplot layout {len(sizes)},1 title \"Speed beside the same rows in an in-process {BASE} table: "
         'median over rounds, with least and largest; higher is faster"',
     ]
