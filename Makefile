@@ -28,11 +28,11 @@ run: build
 
 # Every test, under the sanitizers and then as it ships.
 test:
-	$(DEPS) build demo test clients
+	$(DEPS) build demo test clients bench
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan
 	ctest --test-dir build/asan --output-on-failure -j 2
-	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --preset release -DVSANMIB_TESTS=ON -DVSANMIB_BENCH=ON >/dev/null
 	cmake --build --preset release
 	ctest --test-dir $(BUILD) --output-on-failure -j 2
 
@@ -44,7 +44,15 @@ bench:
 	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
 	cmake --build --preset release --target product bench_programs
 	python3 -B bench/bench.py --build $(BUILD) --out build/bench --seconds $(SECONDS) \
-	  --sizes "$(SIZES)" --peers "$(PEERS)" --shapes "$(SHAPES)"
+	  --sizes "$(SIZES)" --peers "$(PEERS)" --shapes "$(SHAPES)" $(addprefix --cpu ,$(CPU))
+
+# Trace lines, records, exchanges and lookups, each by itself.
+bench-micro:
+	$(DEPS) build bench
+	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
+	cmake --build --preset release --target bench_micro
+	@mkdir -p build/bench
+	$(BUILD)/bin/bench_micro --benchmark_out=build/bench/micro.json
 
 # What the compilers' warnings do not see: the other compiler, the format, and clang-tidy over what ships.
 SOURCES = $(shell git ls-files 'feature/*.cpp' 'platform/*.cpp' 'switchd/*.cpp' 'vsanctl/*.cpp')

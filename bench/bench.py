@@ -5,6 +5,7 @@ import argparse
 import csv
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import time
@@ -38,11 +39,16 @@ def read_options():
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build directory")
     parser.add_argument("--out", type=pathlib.Path, required=True, help="where the results go")
     parser.add_argument("--seconds", type=float, default=300, help="how long all takes, about")
+    parser.add_argument("--cpu", type=int, help="what is pinned is pinned to this one; default: the last")
     parser.add_argument("--sizes", default="", help="VSANs; default: all sizes")
     parser.add_argument("--peers", default="", help="peers; default: all. The one that ratios are to is always there")
     parser.add_argument("--shapes", default="", help="shapes; default: all")
     given = parser.parse_args()
     given.sizes = [int(word) for word in given.sizes.replace(",", " ").split()] or list(SIZES)
+    cpus = os.sched_getaffinity(0)
+    given.cpu = max(cpus) if given.cpu is None else given.cpu
+    if given.cpu not in cpus:
+        raise labs.BenchError(f"there is no CPU {given.cpu} here; there are {' '.join(map(str, sorted(cpus)))}")
     all_shapes = words(given.shapes, (*SHAPES, *OURS_SHAPES, TRAPS), "shape")
     given.shapes = [shape for shape in all_shapes if shape in SHAPES]
     given.traps = TRAPS in all_shapes
@@ -89,7 +95,7 @@ def main_run(lab, given, all_cpus, to):
     served = start_all(lab, given)
     largest = [each for each in served if each.vsans == max(given.sizes)]
     runs = (
-        ("pinned", served, given.seconds * SHARE_PINNED, {max(all_cpus)}),
+        ("pinned", served, given.seconds * SHARE_PINNED, {given.cpu}),
         ("unpinned", largest, given.seconds * SHARE_UNPINNED, all_cpus),
     )
     for cpu, agents, seconds, cpus in runs:
@@ -148,7 +154,7 @@ def run(given):
                 slices = main_run(lab, given, all_cpus, to)
         if given.ours_shapes or given.traps:
             with labs.Lab(given.build) as lab:
-                ours, traps = ours_run(lab, given, {max(all_cpus)}, to)
+                ours, traps = ours_run(lab, given, {given.cpu}, to)
     check_complete(slices, ours, given)
     figures.write_ratios(given.out / "ratios.csv", slices | ours)
     if given.shapes:
@@ -160,6 +166,7 @@ def run(given):
 
 def main():
     start = time.monotonic()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("bench: ended"))  # what it started ends, too
     try:
         run(read_options())
     except labs.BenchError as problem:

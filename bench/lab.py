@@ -75,7 +75,7 @@ class Lab:
 
 
 def launch(lab, command, directory, name, vsans=0):
-    """Starts a process with its output in a file of the directory."""
+    """Starts a process with its output in a file of the directory. It ends with this one, however that ends."""
     environment = dict(
         os.environ,
         MIBS="",
@@ -85,6 +85,7 @@ def launch(lab, command, directory, name, vsans=0):
     )
     environment["PATH"] += ":/usr/sbin:/sbin"
     with open(directory / f"{name}.out", "ab") as out:
+        command = ["setpriv", "--pdeathsig", "TERM", *command]
         process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=out, stderr=out, env=environment)
     lab.processes.append(process)
     return process
@@ -189,7 +190,10 @@ def wait_for(lab, served, peer):
 
 def pin(lab, served, cpus):
     """Keeps this process, which starts the driver, and all agents and what is behind them on these CPUs."""
-    for pid in [0] + [process.pid for process in lab.processes] + [pid for each in served for pid in each.behind]:
-        tasks = os.listdir(f"/proc/{pid}/task") if pid else ["0"]
-        for task in tasks:
+    for process in lab.processes:
+        if process.poll() is not None:
+            raise BenchError(f"{' '.join(map(str, process.args[3:]))} ended with {process.returncode}")
+    os.sched_setaffinity(0, cpus)
+    for pid in {process.pid for process in lab.processes}.union(*(each.behind for each in served)):
+        for task in os.listdir(f"/proc/{pid}/task"):
             os.sched_setaffinity(int(task), cpus)
