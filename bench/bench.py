@@ -79,11 +79,10 @@ def run_driver(lab, served, shapes, seconds, log):
 
 
 def start_all(lab, given):
-    ports = iter(labs.free_udp_ports(len(given.sizes) * len(given.peers)))
     served = []
     for vsans in given.sizes:
         for peer in given.peers:
-            served.append((labs.start_peer(lab, peer, vsans, next(ports)), peer))
+            served.append((labs.start_peer(lab, peer, vsans), peer))
     for each, peer in served:
         labs.wait_for(lab, each, peer)
     return [each for each, _ in served]
@@ -115,8 +114,8 @@ def storm(lab, served, sink, seconds):
 def ours_run(lab, given, cpus, to):
     """What has no counterpart among the peers, at the largest size, pinned. Returns the slices and the storm's row."""
     slices = figures.new_slices()
-    port, sink = labs.free_udp_ports(2)
-    served = labs.start_peer(lab, OURS_ONLY, max(given.sizes), port, sink=sink)
+    sink = labs.free_udp_port()
+    served = labs.start_peer(lab, OURS_ONLY, max(given.sizes), sink=sink)
     labs.wait_for(lab, served, OURS_ONLY)
     labs.pin(lab, [served], cpus)
     if given.ours_shapes:

@@ -94,7 +94,7 @@ def growth(slices, cpu, small, large, shape, peer):
 
 
 def costs(slices, key):
-    """Medians for one varbind in microseconds: from request to answer, the agent's CPU, the CPU of what is behind it."""
+    """Medians for one varbind, in us: from request to answer, the agent's CPU, the CPU of what is behind it."""
     rows = slices.get(key, {}).values()
     if not rows:
         return None
@@ -117,4 +117,5 @@ def write_ratios(path, slices):
             by_cpu = cpu_ratio(slices, cpu, vsans, shape, peer)
             goal = GOALS.get(shape, "") if peer == "ours" else ""
             goal = (f"{by_cpu.median:.4f}" if by_cpu else "", goal)
-            to.writerow((cpu, vsans, shape, peer, len(rounds), *ratios, *goal, *(f"{c:.3f}" for c in costs(slices, key))))
+            times = (f"{cost:.3f}" for cost in costs(slices, key))
+            to.writerow((cpu, vsans, shape, peer, len(rounds), *ratios, *goal, *times))

@@ -4,6 +4,7 @@ import contextlib
 import dataclasses
 import os
 import pathlib
+import random
 import shutil
 import socket
 import subprocess
@@ -11,6 +12,8 @@ import tempfile
 import time
 
 START_SECONDS = 30
+PORTS = (20000, 32000)
+PORT_TRIES = 100
 COMMON_LINES = """\
 com2sec reader default public
 com2sec writer default private
@@ -99,15 +102,14 @@ def checked(command, **more):
     return done.stdout
 
 
-def free_udp_ports(count):
-    """Ports of loopback that no socket has now."""
-    sockets = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(count)]
-    for each in sockets:
-        each.bind(("127.0.0.1", 0))
-    ports = [each.getsockname()[1] for each in sockets]
-    for each in sockets:
-        each.close()
-    return ports
+def free_udp_port():
+    """A port of loopback that no socket has now, below those that the kernel gives to whoever asks for any."""
+    for _ in range(PORT_TRIES):
+        port = random.randrange(*PORTS)
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as tried, contextlib.suppress(OSError):
+            tried.bind(("127.0.0.1", port))
+            return port
+    raise BenchError(f"no port from {PORTS[0]} to {PORTS[1]} is free")
 
 
 def wait_for_switch(lab, run_dir):
@@ -144,11 +146,11 @@ def start_agent(lab, served, lines):
     served.agent = [launch(lab, command, served.directory, "snmpd", served.vsans).pid]
 
 
-def start_peer(lab, peer, vsans, port, **more_words):
+def start_peer(lab, peer, vsans, **more_words):
     """Starts all that a peer is made of and does not wait for its agent: see wait_for. The words are for its texts."""
     directory = lab.directory / f"{peer.name}-{vsans}"
     directory.mkdir()
-    served = Served(peer.name, vsans, port, directory)
+    served = Served(peer.name, vsans, free_udp_port(), directory)
     words = {"lib": lab.lib, "bin": lab.bin, "dir": directory, "vsans": vsans, **more_words}
     if peer.has_switch:
         served.behind = [start_switch(lab, directory, topology_of(lab, vsans)).pid]

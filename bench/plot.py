@@ -59,7 +59,8 @@ def draw(path, slices, sizes, shapes, peers):
     data = pathlib.Path(path).with_suffix("")
     data.mkdir(exist_ok=True)
     lines = [
-        f'set terminal svg size 1200,{PANEL_HEIGHT * len(sizes) + 60} font "sans-serif,13" noenhanced background rgb "white"',
+        f"set terminal svg size 1200,{PANEL_HEIGHT * len(sizes) + 60} "
+        'font "sans-serif,13" noenhanced background rgb "white"',
         f'set output "{path}"',
         "set style fill solid 1.0 noborder",
         "set grid ytics linecolor rgb '#dddddd'",

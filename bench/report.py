@@ -21,7 +21,8 @@ def print_size(slices, cpu, vsans, shapes, peers):
             ratio = ratio_cell(figures.speed_ratio(slices, cpu, vsans, shape, peer.name))
             by_cpu = figures.cpu_ratio(slices, cpu, vsans, shape, peer.name)
             cpu_text = f"{by_cpu.median:5.2f}" if by_cpu else "-"
-            print(f"    {peer.label:<34} {ratio:>21} {cpu_text:>6}  {cost[0]:9.2f} us  cpu {cost[1]:7.2f} + {cost[2]:7.2f}")
+            times = f"{cost[0]:9.2f} us  cpu {cost[1]:7.2f} + {cost[2]:7.2f}"
+            print(f"    {peer.label:<34} {ratio:>21} {cpu_text:>6}  {times}")
 
 
 def print_history(slices, cpu, sizes, shapes):
@@ -49,12 +50,27 @@ def print_growth(slices, cpu, sizes, shapes, peers):
         print(f"    {peer.label:<34}" + "".join(f"{each.median:15.2f}" if each else " " * 15 for each in grown))
 
 
+def print_goals(slices, cpu, sizes, shapes):
+    """Ours, as shipped: a shape a line, the goal beside the ratios of all sizes."""
+    rows = []
+    for shape in shapes:
+        ratios = [figures.speed_ratio(slices, cpu, vsans, shape, "ours") for vsans in sizes]
+        if all(ratios) and shape in figures.GOALS:
+            cells = "".join(f"{each.median:10.2f}" for each in ratios)
+            rows.append(f"    {shape:<18}{figures.GOALS[shape]:10.2f}{cells}")
+    if rows:
+        print(f"\nOurs as shipped, as a multiple of {BASE}'s varbinds a second, {cpu}: the goal, then by VSANs")
+        print(f"    {'':<18}{'goal':>10}" + "".join(f"{vsans:10}" for vsans in sizes))
+        print("\n".join(rows))
+
+
 def print_all(slices, sizes, shapes, peers):
     for vsans in sizes:
         print_size(slices, "pinned", vsans, shapes, peers)
     print_size(slices, "unpinned", max(sizes), shapes, peers)
     print_history(slices, "pinned", sizes, shapes)
     print_growth(slices, "pinned", sizes, shapes, peers)
+    print_goals(slices, "pinned", sizes, shapes)
 
 
 def print_only_ours(slices, vsans, shapes, traps):
@@ -69,4 +85,5 @@ def print_only_ours(slices, vsans, shapes, traps):
     if traps:
         count, seconds, agent, switch = (float(word) for word in traps[1:])
         print(f"    {'traps':<18} {1e6 * seconds / count:8.2f} us a trap,    {count / seconds:8.0f} a second   "
-              f"cpu {agent / count / 1e3:7.2f} + {switch / count / 1e3:7.2f} us; {count:.0f} moves, every trap came")  # fmt: skip
+              f"cpu {agent / count / 1e3:7.2f} + {switch / count / 1e3:7.2f} us; {count:.0f} moves, "
+              "every trap came")  # fmt: skip

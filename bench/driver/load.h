@@ -39,7 +39,7 @@ std::string wait_for_peer(peer &waited, double seconds);
 
 // Runs the plan and prints a row of CSV for each slice, without a headline: round, VSANs, shape, peer, requests,
 // varbinds, seconds, and the CPU nanoseconds of the agent and of what is behind it. Peers of one size are taken in
-// turn, another first each time. Stops at the first wrong or missing answer. Returns an empty text, or a text that names
+// turn, another first each time. Stops at the first wrong or missing answer. Returns an empty text, or one that names
 // peer, shape, OID, what was expected and what came.
 std::string run_plan(plan &plan);
 

@@ -1,5 +1,5 @@
-// Traps a second: moves interfaces between VSANs as fast as the switch takes it and checks that every move's trap comes,
-// in order and to the last. Prints a row of CSV: moves, traps, seconds, and the CPU nanoseconds of agent and switch.
+// Traps a second: moves interfaces between VSANs as fast as the switch takes it, and checks that every move's trap
+// comes, in order and to the last. Prints a row of CSV: moves, traps, seconds, and the CPU nanoseconds of agent and switch.
 #include <errno.h>
 #include <inttypes.h>
 #include <stdio.h>
@@ -25,7 +25,7 @@ using bench::membership_trap;
 using bench::received;
 using monotonic = std::chrono::steady_clock;
 
-// The switch keeps kNotificationsMax traps that are not taken yet; one more would be dropped, so moves wait before that.
+// The switch keeps kNotificationsMax traps that are not taken yet and drops what is more, so moves wait before that.
 constexpr size_t kOutstandingMax = kNotificationsMax / 2;
 constexpr int kTrapWaitMs = 10000;
 constexpr int kQuietMs = 200;
