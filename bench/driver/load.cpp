@@ -2,7 +2,6 @@
 
 #include <inttypes.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,7 +9,9 @@
 #include <sstream>
 #include <utility>
 
+#include "bench_rows.h"
 #include "cpu_time.h"
+#include "number_text.h"
 
 namespace bench {
 namespace {
@@ -73,13 +74,23 @@ void print_result(unsigned round, const peer &peer, const shape &shape, const sl
          peer.name.c_str(), result.requests, result.varbinds, result.seconds, result.agent_ns, result.behind_ns);
 }
 
-std::vector<pid_t> read_pids(const std::string &text) {
-  std::vector<pid_t> pids;
+std::vector<std::string> parts_of(const std::string &text, char between) {
+  std::vector<std::string> parts;
   std::istringstream in(text);
-  for (std::string each; std::getline(in, each, ',');) {
-    pids.push_back(static_cast<pid_t>(atoi(each.c_str())));
+  for (std::string each; std::getline(in, each, between);) {
+    parts.push_back(each);
   }
-  return pids;
+  return parts;
+}
+
+bool read_pids(const std::string &text, std::vector<pid_t> &pids) {
+  for (const std::string &part : parts_of(text, ',')) {
+    pids.push_back(0);
+    if (!read_number(part, pids.back()) || pids.back() <= 0) {
+      return false;
+    }
+  }
+  return true;
 }
 
 // The sizes in the order of their first peers.
@@ -101,7 +112,7 @@ std::string run_turn(plan &plan, unsigned round, uint32_t vsans, const shape &sh
       peers.push_back(&each);
     }
   }
-  std::ranges::rotate(peers, peers.begin() + static_cast<std::ptrdiff_t>(turn % peers.size()));
+  std::rotate(peers.begin(), peers.begin() + static_cast<std::ptrdiff_t>(turn % peers.size()), peers.end());
   // Every peer answers the same part of the table; the next round takes another.
   const size_t start = work.exchanges.size() * round / plan.rounds;
   for (peer *each : peers) {
@@ -118,18 +129,12 @@ std::string run_turn(plan &plan, unsigned round, uint32_t vsans, const shape &sh
 }  // namespace
 
 std::string read_peer(const std::string &text, peer &read) {
-  std::vector<std::string> parts;
-  std::istringstream in(text);
-  for (std::string each; std::getline(in, each, ':');) {
-    parts.push_back(each);
-  }
+  std::vector<std::string> parts = parts_of(text, ':');
   parts.resize(5);
   read.name = parts[0];
-  read.vsans = static_cast<uint32_t>(atoi(parts[1].c_str()));
-  read.port = static_cast<uint16_t>(atoi(parts[2].c_str()));
-  read.agent = read_pids(parts[3]);
-  read.behind = read_pids(parts[4]);
-  const bool sound = !read.name.empty() && read.vsans > 0 && read.port > 0;
+  read.vsans = rows_wanted(parts[1].c_str());
+  const bool sound = !read.name.empty() && read.vsans > 0 && read_number(parts[2], read.port) &&
+                     read_pids(parts[3], read.agent) && read_pids(parts[4], read.behind);
   return sound ? "" : "\"" + text + "\" is no NAME:VSANS:PORT:PIDS:PIDS";
 }
 
@@ -152,7 +157,7 @@ std::string wait_for_peer(peer &waited, double seconds) {
 
 std::string run_plan(plan &plan) {
   for (peer &each : plan.peers) {
-    if (const std::string problem = open_link(each.link, each.port, kAnswerWaitMs); !problem.empty()) {
+    if (std::string problem = open_link(each.link, each.port, kAnswerWaitMs); !problem.empty()) {
       return problem;
     }
   }
@@ -167,7 +172,7 @@ std::string run_plan(plan &plan) {
   for (unsigned round = 0; round < plan.rounds; ++round) {
     for (const shape *each : plan.shapes) {
       for (const uint32_t vsans : sizes) {
-        const std::string problem = run_turn(plan, round, vsans, *each, workloads[{vsans, each}], turn++);
+        std::string problem = run_turn(plan, round, vsans, *each, workloads[{vsans, each}], turn++);
         if (!problem.empty()) {
           return problem;
         }

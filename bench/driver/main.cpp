@@ -2,6 +2,7 @@
 #include <stdio.h>
 
 #include <CLI/CLI.hpp>
+#include <exception>
 
 #include "bench_rows.h"
 #include "bench_topology.h"
@@ -53,9 +54,7 @@ std::string wait_for_all(options &given) {
   return "";
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
+int run(int argc, char **argv) {
   options given;
   CLI::App app("Loads SNMP agents on loopback and checks every answer.", "bench_driver");
   app.require_subcommand(1);
@@ -81,4 +80,15 @@ int main(int argc, char **argv) {
     return failed;
   }
   return complain(wait->parsed() ? wait_for_all(given) : run_plan(given.plan));
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception &error) {  // such as no memory
+    fprintf(stderr, "bench: %s\n", error.what());
+    return 1;
+  }
 }

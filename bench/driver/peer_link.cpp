@@ -82,7 +82,7 @@ std::string open_link(peer_link &link, uint16_t port, int wait_ms) {
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const timeval wait = {.tv_sec = wait_ms / 1000, .tv_usec = wait_ms % 1000 * 1000};
+  const timeval wait = {.tv_sec = wait_ms / 1000, .tv_usec = wait_ms % 1000 * 1000L};
   if (link.socket < 0 || setsockopt(link.socket, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait) != 0 ||
       connect(link.socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
     return "no socket to port " + std::to_string(port) + ": " + strerror(errno);

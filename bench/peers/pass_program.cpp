@@ -1,16 +1,18 @@
 // The table as a program that the agent asks over pipes, line by line (pass_persist): how many rows.
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench_rows.h"
+#include "number_text.h"
 
 namespace {
 
-constexpr char kEntryText[] = ".1.3.6.1.4.1.32473.9.282.1.1.3.1";
+constexpr std::string_view kEntryText = ".1.3.6.1.4.1.32473.9.282.1.1.3.1";
 
 std::vector<bench::row> rows;  // VSAN v is rows[v - 1]
 
@@ -19,37 +21,42 @@ struct place {
   unsigned long vsan;
 };
 
-// The cell that an OID names, or with `next` the one after it. Returns whether there is one.
-bool find_place(const char *name, bool next, place &found) {
-  unsigned long number = 0, vsan = 0;
-  const size_t prefix = sizeof kEntryText - 1;
-  const bool below = strncmp(name, kEntryText, prefix) == 0;
-  const int given = below ? sscanf(name + prefix, ".%lu.%lu", &number, &vsan) : 0;
-  if (!next) {
-    for (found = {0, vsan}; found.column < std::size(bench::kColumns); ++found.column) {
-      if (bench::kColumns[found.column].number == number) {
-        return given == 2 && vsan >= 1 && vsan <= rows.size();
-      }
-    }
-    return false;
+// Takes a number that follows a dot off `rest`; 0 when there is none.
+unsigned long take_number(std::string_view &rest) {
+  unsigned long number = 0;
+  const size_t end = std::min(rest.find('.', 1), rest.size());
+  if (rest.empty() || rest[0] != '.' || !bench::read_number(rest.substr(1, end - 1), number)) {
+    return 0;
   }
-  found = {0, 1};
+  rest.remove_prefix(end);
+  return number;
+}
+
+// The cell that an OID names, or with `next` the one after it. Returns whether there is one.
+bool find_place(std::string_view name, bool next, place &found) {
+  const bool below = name.substr(0, kEntryText.size()) == kEntryText;
+  name.remove_prefix(below ? kEntryText.size() : name.size());
+  const unsigned long number = take_number(name);
+  const unsigned long vsan = take_number(name);
+  found = {0, vsan};
   while (found.column < std::size(bench::kColumns) && bench::kColumns[found.column].number < number) {
     ++found.column;
   }
-  if (found.column < std::size(bench::kColumns) && bench::kColumns[found.column].number == number && given == 2) {
-    found.vsan = vsan + 1;
+  const bool in_column = found.column < std::size(bench::kColumns) && bench::kColumns[found.column].number == number;
+  if (!next) {
+    return in_column && vsan >= 1 && vsan <= rows.size();
   }
+  found.vsan = in_column ? vsan + 1 : 1;
   if (found.vsan > rows.size()) {
     found = {found.column + 1, 1};
   }
-  return found.column < std::size(bench::kColumns) && !rows.empty();
+  return found.column < std::size(bench::kColumns);
 }
 
 void print_cell(const place &at) {
   const bench::column &column = bench::kColumns[at.column];
   const bench::row &row = rows[at.vsan - 1];
-  printf("%s.%u.%lu\n", kEntryText, column.number, at.vsan);
+  printf("%s.%u.%lu\n", kEntryText.data(), column.number, at.vsan);
   if (column.word == nullptr) {
     printf("string\n%s\n", row.name);
   } else {
@@ -66,8 +73,8 @@ bool write_cell(const place &at, const std::string &line) {
   std::string value = line.substr(blank + 1);
   const bench::column &column = bench::kColumns[at.column];
   if (column.word != nullptr) {
-    const auto word = static_cast<uint32_t>(strtoul(value.c_str(), nullptr, 10));
-    return bench::store_value(rows[at.vsan - 1], column, &word, sizeof word);
+    uint32_t word = 0;
+    return bench::read_number(value, word) && bench::store_value(rows[at.vsan - 1], column, &word, sizeof word);
   }
   if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
     value = value.substr(1, value.size() - 2);
@@ -91,7 +98,7 @@ void serve(const std::string &command) {
   if (!read_line(name) || (command == "set" && !read_line(value))) {
     return;
   }
-  const bool found = find_place(name.c_str(), command == "getnext", at);
+  const bool found = find_place(name, command == "getnext", at);
   if (command == "set") {
     puts(found && write_cell(at, value) ? "DONE" : "not-writable");
   } else if (found) {

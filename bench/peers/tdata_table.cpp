@@ -82,11 +82,11 @@ namespace bench {
 
 bool register_tdata_table(uint32_t vsans) {
   static const oid kTable[] = {BENCH_VSAN_TABLE};
+  static netsnmp_table_registration_info shape = {};
 
   rows = rows_up_to(vsans);
   netsnmp_tdata *table = netsnmp_tdata_create_table("vsanTable", 0);
-  auto *shape = SNMP_MALLOC_TYPEDEF(netsnmp_table_registration_info);
-  if (table == nullptr || shape == nullptr) {
+  if (table == nullptr) {
     return false;
   }
   for (row &each : rows) {
@@ -94,13 +94,13 @@ bool register_tdata_table(uint32_t vsans) {
       return false;
     }
   }
-  netsnmp_table_helper_add_indexes(shape, ASN_INTEGER, 0);
-  shape->min_column = columns.details.range[0];
-  shape->max_column = upper_columns.details.range[1];
-  shape->valid_columns = &columns;
+  netsnmp_table_helper_add_indexes(&shape, ASN_INTEGER, 0);
+  shape.min_column = columns.details.range[0];
+  shape.max_column = upper_columns.details.range[1];
+  shape.valid_columns = &columns;
   netsnmp_handler_registration *registration =
       netsnmp_create_handler_registration("vsanTable", handle, kTable, OID_LENGTH(kTable), HANDLER_CAN_RWRITE);
-  return registration != nullptr && netsnmp_tdata_register(registration, table, shape) == MIB_REGISTERED_OK;
+  return registration != nullptr && netsnmp_tdata_register(registration, table, &shape) == MIB_REGISTERED_OK;
 }
 
 }  // namespace bench

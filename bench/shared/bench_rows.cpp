@@ -1,8 +1,9 @@
 #include "bench_rows.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
+
+#include "number_text.h"
 
 namespace bench {
 
@@ -40,8 +41,8 @@ std::vector<row> rows_up_to(uint32_t vsans) {
 }
 
 uint32_t rows_wanted(const char *text) {
-  const unsigned long number = text != nullptr ? strtoul(text, nullptr, 10) : 0;
-  return number <= kVsansMax ? static_cast<uint32_t>(number) : 0;
+  uint32_t number = 0;
+  return text != nullptr && read_number(text, number) && number <= kVsansMax ? number : 0;
 }
 
 bool store_value(row &to, const column &column, const void *value, size_t size) {

@@ -1,9 +1,7 @@
 #include "cpu_time.h"
 
-#include <inttypes.h>
-#include <stdio.h>
-
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace bench {
@@ -14,10 +12,8 @@ uint64_t cpu_time(const std::vector<pid_t> &processes) {
     std::error_code gone;
     for (const auto &task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task", gone)) {
       uint64_t ran = 0;
-      if (FILE *file = fopen((task.path() / "schedstat").c_str(), "r"); file != nullptr) {
-        sum += fscanf(file, "%" SCNu64, &ran) == 1 ? ran : 0;
-        fclose(file);
-      }
+      std::ifstream(task.path() / "schedstat") >> ran;
+      sum += ran;
     }
   }
   return sum;

@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <inttypes.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include <chrono>
@@ -12,6 +11,7 @@
 
 #include "bench_rows.h"
 #include "cpu_time.h"
+#include "number_text.h"
 #include "platform/cmi.h"
 #include "record_words.h"
 #include "requests.h"
@@ -111,36 +111,65 @@ void wait_for_quiet(int sink) {
   }
 }
 
+struct options {
+  std::string run_dir;
+  uint16_t sink_port = 0;
+  uint32_t vsans = 0;
+  double seconds = 0;
+  pid_t agent = 0;
+  pid_t switch_process = 0;
+};
+
+bool read_options(int argc, char **argv, options &given) {
+  using bench::read_number;
+  if (argc != 7) {
+    return false;
+  }
+  given.run_dir = argv[1];
+  given.vsans = bench::rows_wanted(argv[3]);
+  return given.vsans > 0 && read_number(argv[2], given.sink_port) && read_number(argv[4], given.seconds) &&
+         read_number(argv[5], given.agent) && read_number(argv[6], given.switch_process);
+}
+
+// Runs the storm and prints its row. Returns an empty text, or what went wrong.
+std::string measure(storm &s, const options &given) {
+  const std::vector<pid_t> agent = {given.agent}, behind = {given.switch_process};
+  const uint64_t agent_before = bench::cpu_time(agent), behind_before = bench::cpu_time(behind);
+  const auto begin = monotonic::now();
+  run(s, given.seconds);
+  const double seconds = std::chrono::duration<double>(monotonic::now() - begin).count();
+  if (!s.problem.empty()) {
+    return "after " + std::to_string(s.moves) + " moves and " + std::to_string(s.traps) + " traps: " + s.problem;
+  }
+  printf("%" PRIu64 ",%" PRIu64 ",%.9f,%" PRIu64 ",%" PRIu64 "\n", s.moves, s.traps, seconds,
+         bench::cpu_time(agent) - agent_before, bench::cpu_time(behind) - behind_before);
+  return "";
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc != 7) {
+  options given;
+  if (!read_options(argc, argv, given)) {
     fprintf(stderr, "usage: bench_trap_storm RUN_DIR SINK_PORT VSANS SECONDS AGENT_PID SWITCH_PID\n");
     return 2;
   }
   storm s;
-  for (uint32_t vsan = 1; vsan < bench::rows_wanted(argv[3]); ++vsan) {
+  for (uint32_t vsan = 1; vsan < given.vsans; ++vsan) {
     if (!bench::is_interface_up(vsan)) {
       s.vsans.push_back(vsan);
     }
   }
-  s.sink = bench::open_sink(static_cast<uint16_t>(atoi(argv[2])));
-  if (s.vsans.empty() || s.sink < 0 || platform_set_run_dir(argv[1]) != 0) {
-    fprintf(stderr, "bench: no storm: %s VSANs, port %s, %s: %s\n", argv[3], argv[2], argv[1], strerror(errno));
-    return 2;
-  }
-  wait_for_quiet(s.sink);
-  const std::vector<pid_t> agent = {atoi(argv[5])}, behind = {atoi(argv[6])};
-  const uint64_t agent_before = bench::cpu_time(agent), behind_before = bench::cpu_time(behind);
-  const auto begin = monotonic::now();
-  run(s, atof(argv[4]));
-  const double seconds = std::chrono::duration<double>(monotonic::now() - begin).count();
-  if (!s.problem.empty()) {
-    fprintf(stderr, "bench: traps, after %" PRIu64 " moves and %" PRIu64 " traps: %s\n", s.moves, s.traps,
-            s.problem.c_str());
+  s.sink = bench::open_sink(given.sink_port);
+  if (s.vsans.empty() || s.sink < 0 || platform_set_run_dir(given.run_dir.c_str()) != 0) {
+    fprintf(stderr, "bench: traps: no storm with %s VSANs, port %s, %s: %s\n", argv[3], argv[2], argv[1],
+            s.vsans.empty() ? "no interface to move" : strerror(errno));
     return 1;
   }
-  printf("%" PRIu64 ",%" PRIu64 ",%.9f,%" PRIu64 ",%" PRIu64 "\n", s.moves, s.traps, seconds,
-         bench::cpu_time(agent) - agent_before, bench::cpu_time(behind) - behind_before);
+  wait_for_quiet(s.sink);
+  if (const std::string problem = measure(s, given); !problem.empty()) {
+    fprintf(stderr, "bench: traps, %s\n", problem.c_str());
+    return 1;
+  }
   return 0;
 }
