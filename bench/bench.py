@@ -14,7 +14,7 @@ import figures
 import lab as labs
 import plot
 import report
-from peers import BASE, OURS_ONLY, PEERS
+from peers import BASE, OURS, OURS_ONLY, PEERS
 
 SHAPES = tuple(figures.GOALS)
 TRAPS = "traps"  # measured by a program of its own
@@ -34,6 +34,14 @@ def words(text, known, what):
     return [word for word in known if word in chosen]
 
 
+def read_sizes(text):
+    chosen = text.replace(",", " ").split() or [str(size) for size in SIZES]
+    for word in chosen:
+        if not word.isdecimal() or not min(SIZES) <= int(word) <= max(SIZES):
+            raise labs.BenchError(f"size {word} is no number from {min(SIZES)} to {max(SIZES)}")
+    return sorted({int(word) for word in chosen})
+
+
 def read_options():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build directory")
@@ -44,16 +52,17 @@ def read_options():
     parser.add_argument("--peers", default="", help="peers; default: all. The one that ratios are to is always there")
     parser.add_argument("--shapes", default="", help="shapes; default: all")
     given = parser.parse_args()
-    given.sizes = [int(word) for word in given.sizes.replace(",", " ").split()] or list(SIZES)
+    given.sizes = read_sizes(given.sizes)
     cpus = os.sched_getaffinity(0)
     given.cpu = max(cpus) if given.cpu is None else given.cpu
     if given.cpu not in cpus:
         raise labs.BenchError(f"there is no CPU {given.cpu} here; there are {' '.join(map(str, sorted(cpus)))}")
     all_shapes = words(given.shapes, (*SHAPES, *OURS_SHAPES, TRAPS), "shape")
     given.shapes = [shape for shape in all_shapes if shape in SHAPES]
-    given.traps = TRAPS in all_shapes
-    given.ours_shapes = [shape for shape in all_shapes if shape in OURS_SHAPES]
     chosen = words(given.peers, [peer.name for peer in PEERS], "peer")
+    has_ours = OURS in chosen
+    given.ours_shapes = [shape for shape in all_shapes if shape in OURS_SHAPES and has_ours]
+    given.traps = TRAPS in all_shapes and has_ours
     given.peers = [peer for peer in PEERS if peer.name in chosen or peer.name == BASE]
     return given
 
@@ -143,6 +152,8 @@ def check_complete(slices, ours, given):
 
 def run(given):
     given.out.mkdir(parents=True, exist_ok=True)
+    plot_file = given.out / "ratios.svg"
+    plot_file.unlink(missing_ok=True)  # one of another run would be taken for this one's
     all_cpus = os.sched_getaffinity(0)
     with open(given.out / "raw.csv", "w", newline="") as raw:
         to = csv.writer(raw)
@@ -157,10 +168,11 @@ def run(given):
     check_complete(slices, ours, given)
     figures.write_ratios(given.out / "ratios.csv", slices | ours)
     if given.shapes:
-        plot.draw(given.out / "ratios.svg", slices, given.sizes, given.shapes, given.peers)
+        plot.draw(plot_file, slices, given.sizes, given.shapes, given.peers)
         report.print_all(slices, given.sizes, given.shapes, given.peers)
     report.print_only_ours(ours, max(given.sizes), given.ours_shapes, traps)
-    print(f"\nRows and ratios: {given.out}/raw.csv and ratios.csv; the plot: {given.out}/ratios.svg")
+    drawn = f"; the plot: {plot_file}" if given.shapes else ""
+    print(f"\nRows and ratios: {given.out}/raw.csv and ratios.csv{drawn}")
 
 
 def main():

@@ -5,7 +5,7 @@ import csv
 import dataclasses
 import statistics
 
-from peers import BASE
+from peers import BASE, OURS
 
 RAW_FIELDS = (
     "cpu", "round", "vsans", "shape", "peer", "requests", "varbinds", "seconds", "agent_cpu_ns", "manager_cpu_ns",
@@ -115,7 +115,7 @@ def write_ratios(path, slices):
             ratio = speed_ratio(slices, cpu, vsans, shape, peer)
             ratios = (f"{ratio.median:.4f}", f"{ratio.low:.4f}", f"{ratio.high:.4f}") if ratio else ("", "", "")
             by_cpu = cpu_ratio(slices, cpu, vsans, shape, peer)
-            goal = GOALS.get(shape, "") if peer == "ours" else ""
+            goal = GOALS.get(shape, "") if peer == OURS else ""
             goal = (f"{by_cpu.median:.4f}" if by_cpu else "", goal)
             times = (f"{cost:.3f}" for cost in costs(slices, key))
             to.writerow((cpu, vsans, shape, peer, len(rounds), *ratios, *goal, *times))

@@ -4,7 +4,7 @@ import dataclasses
 
 # What follows in these texts: {lib} and {bin} are the build's, {dir} is the peer's own directory, {vsans} its size.
 TABLE = ".1.3.6.1.4.1.32473.9.282.1.1.3"
-OURS = "dlmod switch_agent {lib}/libswitchagent.so\nswitchRunDir {dir}/run\ndlmod vsan_mib {lib}/libvsanmib.so\n"
+OURS_LINES = "dlmod switch_agent {lib}/libswitchagent.so\nswitchRunDir {dir}/run\ndlmod vsan_mib {lib}/libvsanmib.so\n"
 
 
 @dataclasses.dataclass(frozen=True)
@@ -25,12 +25,13 @@ FAULTS_ON = tuple(
     for service in ("vsan-manager", "identity", "port-manager")
 )
 
+OURS = "ours"  # what goals are for
 PEERS = (
     Peer("tdata", "in-process tdata table", "dlmod bench_tdata {lib}/bench_tdata.so\n"),
     Peer("array", "in-process array, old interface", "dlmod bench_array {lib}/bench_array.so\n"),
-    Peer("ours", "ours, as shipped", OURS, has_switch=True),
-    Peer("ours-no-history", "ours, history off", OURS, has_switch=True, switch_commands=(HISTORY_OFF,)),
-    Peer("ours-exchange", "ours, every read an exchange", OURS, has_switch=True, switch_commands=FAULTS_ON),
+    Peer(OURS, "ours, as shipped", OURS_LINES, has_switch=True),
+    Peer("ours-no-history", "ours, history off", OURS_LINES, has_switch=True, switch_commands=(HISTORY_OFF,)),
+    Peer("ours-exchange", "ours, every read an exchange", OURS_LINES, has_switch=True, switch_commands=FAULTS_ON),
     Peer(
         "agentx",
         "AgentX subagent (tdata)",
@@ -51,6 +52,6 @@ ROLES = ",".join(str(vsan) for vsan in range(1, 4094, 100))  # the restricted us
 OURS_ONLY = Peer(
     "ours-only",
     "ours, with roles and traps",
-    "trap2sink 127.0.0.1:{sink} public\n" + OURS + f"vsanRole limiteds {ROLES}\n",
+    "trap2sink 127.0.0.1:{sink} public\n" + OURS_LINES + f"vsanRole limiteds {ROLES}\n",
     has_switch=True,
 )

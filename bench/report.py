@@ -1,7 +1,7 @@
 """What the bench prints: a table a size, and what the history and the size of the switch cost."""
 
 import figures
-from peers import BASE, OURS_ONLY
+from peers import BASE, OURS, OURS_ONLY
 
 
 def ratio_cell(ratio):
@@ -28,7 +28,7 @@ def print_size(slices, cpu, vsans, shapes, peers):
 def print_history(slices, cpu, sizes, shapes):
     lines = []
     for vsans in sizes:
-        kept = [figures.speed_ratio(slices, cpu, vsans, shape, "ours", "ours-no-history") for shape in shapes]
+        kept = [figures.speed_ratio(slices, cpu, vsans, shape, OURS, "ours-no-history") for shape in shapes]
         if all(kept):
             lines.append(f"    {vsans:<34}" + "".join(f"{100 * (1 - each.median):13.1f} %" for each in kept))
     if lines:
@@ -54,7 +54,7 @@ def print_goals(slices, cpu, sizes, shapes):
     """Ours, as shipped: a shape a line, the goal beside the ratios of all sizes."""
     rows = []
     for shape in shapes:
-        ratios = [figures.speed_ratio(slices, cpu, vsans, shape, "ours") for vsans in sizes]
+        ratios = [figures.speed_ratio(slices, cpu, vsans, shape, OURS) for vsans in sizes]
         if all(ratios) and shape in figures.GOALS:
             cells = "".join(f"{each.median:10.2f}" for each in ratios)
             rows.append(f"    {shape:<18}{figures.GOALS[shape]:10.2f}{cells}")
