@@ -4,13 +4,13 @@ SHELL := /bin/bash
 BUILD := build/release
 DEPS := packaging/install-deps.sh
 
-.PHONY: all deps build demo run test check fuzz clean
+.PHONY: all deps build demo run test bench bench-micro check fuzz clean
 
 all: build
 
 # Everything that any target needs.
 deps:
-	$(DEPS) build demo test clients check
+	$(DEPS) build demo test clients check bench
 
 # What ships: the module, the libraries beside it, switchd and vsanctl.
 build:
@@ -28,13 +28,31 @@ run: build
 
 # Every test, under the sanitizers and then as it ships.
 test:
-	$(DEPS) build demo test clients
+	$(DEPS) build demo test clients bench
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan
 	ctest --test-dir build/asan --output-on-failure -j 2
-	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --preset release -DVSANMIB_TESTS=ON -DVSANMIB_BENCH=ON >/dev/null
 	cmake --build --preset release
 	ctest --test-dir $(BUILD) --output-on-failure -j 2
+
+# How fast the module is beside the same rows in other tables: see bench/README.md. A developer measures one thing in ten
+# seconds with SECONDS=10 SIZES=100 PEERS=ours SHAPES=getnext-1.
+SECONDS := 300
+bench:
+	$(DEPS) build demo bench
+	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
+	cmake --build --preset release --target product bench_programs
+	python3 -B bench/bench.py --build $(BUILD) --out build/bench --seconds $(SECONDS) \
+	  --sizes "$(SIZES)" --peers "$(PEERS)" --shapes "$(SHAPES)" $(addprefix --cpu ,$(CPU))
+
+# Trace lines, records, exchanges and lookups, each by itself.
+bench-micro:
+	$(DEPS) build bench
+	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
+	cmake --build --preset release --target bench_micro
+	@mkdir -p build/bench
+	$(BUILD)/bin/bench_micro --benchmark_out=build/bench/micro.json
 
 # What the compilers' warnings do not see: the other compiler, the format, and clang-tidy over what ships.
 SOURCES = $(shell git ls-files 'feature/*.cpp' 'platform/*.cpp' 'switchd/*.cpp' 'vsanctl/*.cpp')
