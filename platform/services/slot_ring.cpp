@@ -11,8 +11,8 @@ constexpr uint32_t kPairSize = sizeof(uint64_t);
 
 // A writer fetches the slot that is this far ahead, as much of it as a common record takes: the ring is larger than
 // the caches that are near.
-constexpr uint32_t kFetchedAhead = 8;
-constexpr uint32_t kFetchedWords[] = {0, 16, 32};
+constexpr uint32_t kFetchedAhead = 16;
+constexpr uint32_t kFetchedWords[] = {0, 16};
 
 struct slot {
   shared_word &ticket;

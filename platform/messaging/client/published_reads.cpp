@@ -47,10 +47,13 @@ uint32_t first_not_before(const Row *rows, uint32_t count, const Key &wanted, Ke
   return static_cast<uint32_t>(found - rows);
 }
 
-// One procedure for each kind of read: fills the answer's bytes, which are zeros, and returns the status.
+// One procedure for each kind of read: fills all of the answer's bytes and returns the status.
 
 int answer_row(const published_page &page, uint32_t vsan, uint8_t *answer) {
+  constexpr size_t kEnd = kPublishedRowAt + kPublishedRowBytes;
   const published_word *row = page.vsans[vsan].row;
+  memset(answer, 0, kPublishedRowAt);
+  memset(answer + kEnd, 0, sizeof(vsanRowMessage) - kEnd);
   for (size_t i = 0; i < std::size(page.vsans[vsan].row); ++i) {
     const uint32_t bytes = word(row[i]);
     memcpy(answer + kPublishedRowAt + i * sizeof bytes, &bytes, sizeof bytes);
@@ -315,7 +318,7 @@ uint32_t published_bit(const read_request &request) {
 
 bool published_read(const published_page &page, const read_request &request, read_answer *answer) {
   const read_row_of *row = find_read(request);
-  auto *payload = row == nullptr ? nullptr : static_cast<uint8_t *>(calloc(1, row->answer_size));
+  auto *payload = row == nullptr ? nullptr : static_cast<uint8_t *>(malloc(row->answer_size));
   if (payload == nullptr) {
     return false;
   }

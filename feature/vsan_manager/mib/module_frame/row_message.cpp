@@ -26,12 +26,13 @@ answer ask_for_row(int msg_type, uint32_t vsan) {
   return ask(kOpVsanRow, msg_type, &message, sizeof message, offsetof(vsanRowMessage, row) + sizeof(vsanEntry));
 }
 
-void take_row(const answer &got, vsanEntry *row) {
-  memcpy(row, static_cast<const char *>(got.payload.get()) + offsetof(vsanRowMessage, row), sizeof *row);
+vsanEntry *take_row(const answer &got) {
+  auto *row = &static_cast<vsanRowMessage *>(got.payload.get())->row;
   record_swap(row);
   if (memchr(row->vsanName, '\0', sizeof row->vsanName) == nullptr) {
     row->vsanName[kVsanNameField - 1] = '\0';
   }
+  return row;
 }
 
 int send_row(int msg_type, const vsanEntry &row) {

@@ -48,8 +48,7 @@ int next_vsan(uint32_t start, vsanFcTimerEntry *record) {
              static_cast<int>(start), failure_text(got.status));
     return got.payload == nullptr ? static_cast<int>(kStatusNoEntry) : got.status;
   }
-  vsanEntry row;
-  take_row(got, &row);
+  const vsanEntry &row = *take_row(got);
   TRACE("%s : Received  GETNEXT Response from VSAN mgr with payload (size = %d) vsanIndex = %d ", self,
         static_cast<int>(got.size), static_cast<int>(row.vsanIndex));
   if (!is_vsan(row.vsanIndex)) {

@@ -1,6 +1,8 @@
 // GET and GETNEXT of the VSAN table: OID to VSAN, VSAN to row through the one-row cache, row to column.
 #include <string.h>
 
+#include <utility>
+
 #include "module_frame/failures.h"
 #include "module_frame/oid_index.h"
 #include "module_frame/restriction.h"
@@ -20,13 +22,16 @@ namespace {
 
 enum { kNoIndex = -1 };
 
+constexpr vsanEntry kNoRow = {};
+
 // The row that answered the last request. Its key is the index asked for, so that every column of a GETNEXT over one
 // row is a hit, and the PDU's number, so that it never answers another PDU.
 struct {
   int32_t last_index = kNoIndex;  // kNoIndex: empty
   int last_exact = 0;
   int request_id = 0;
-  vsanEntry row = {};
+  response_ptr payload;  // that the row lies in
+  const vsanEntry *row = &kNoRow;
 } cache;
 
 bool is_cached(uint32_t index, int exact) {
@@ -59,7 +64,7 @@ int fetch_row(int exact, uint32_t asked, bool *found) {
 
   TRACE("%s(%d) : Sending %s request to VSAN mgr with payload (size = %d) vsanIndex = %d\n", "header_vsanEntry",
         __LINE__, operation_name(msg_type), static_cast<int>(sizeof(vsanRowMessage)), static_cast<int>(asked));
-  const answer got = ask_for_row(msg_type, asked);
+  answer got = ask_for_row(msg_type, asked);
   *found = got.complete();
   if (!got.complete()) {
     TRACE_AT(kTraceError, "%s(%d) : %s request FAILED for vsanIndex = %d with error : %s\n", "header_vsanEntry",
@@ -68,8 +73,9 @@ int fetch_row(int exact, uint32_t asked, bool *found) {
     return got.status;
   }
   cache.last_index = static_cast<int32_t>(asked);
-  take_row(got, &cache.row);
-  trace_received(got, msg_type, cache.row);
+  cache.row = take_row(got);
+  trace_received(got, msg_type, *cache.row);
+  cache.payload = std::move(got.payload);
   return 0;
 }
 
@@ -78,8 +84,8 @@ vsanEntry own_row;
 
 // The cache may get another row, or the answer is to differ from it.
 void keep_answer_row() {
-  if (vsan_answer_row == &cache.row) {
-    own_row = cache.row;
+  if (vsan_answer_row == cache.row) {
+    own_row = *cache.row;
     vsan_answer_row = &own_row;
   }
 }
@@ -134,7 +140,7 @@ bool find_row(struct variable *vp, oid *name, size_t *length, int exact) {
   bool found = false;
   const int status = look_up(vp->name, vp->namelen, name, length, exact, &asked, &found);
   if (found) {
-    vsan_answer_row = &cache.row;
+    vsan_answer_row = cache.row;
   } else {
     own_row = {};
     own_row.vsanIndex = asked;
@@ -225,11 +231,11 @@ int look_up(oid *vp_name, size_t vp_namelen, oid *name, size_t *length, int exac
         "%s : %s(%d) found the entry for vsan %d in the cache (last_index %d last_exact %d cache_index %d returning "
         "from cache\n",
         self, self, __LINE__, static_cast<int>(*asked), cache.last_index, cache.last_exact,
-        static_cast<int>(cache.row.vsanIndex));
+        static_cast<int>(cache.row->vsanIndex));
   } else if (const int status = fetch_row(exact, *asked, found); status != 0 || !*found) {
     return status;
   }
-  write_row_oid(vp_name, vp_namelen, cache.row.vsanIndex, name, length);
+  write_row_oid(vp_name, vp_namelen, cache.row->vsanIndex, name, length);
   return 0;
 }
 
@@ -246,7 +252,7 @@ int header_vsanEntry(oid *vp_name, size_t vp_namelen, oid *name, size_t *length,
   bool found = false;
   const int status = look_up(vp_name, vp_namelen, name, length, exact, &record->vsanIndex, &found);
   if (found) {
-    *record = cache.row;
+    *record = *cache.row;
   }
   return status;
 }
