@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <random>
+#include <thread>
 
 #include "big_endian.h"
 #include "distribution_records.h"
@@ -234,6 +235,56 @@ TEST_F(Published, APageInTheMiddleOfAChangeIsNotAnsweredFrom) {
     read_answer got = {};
     EXPECT_FALSE(published_read(*page, read, &got));
   }
+}
+
+// The row of a change, all of it following from the change's number.
+vsan_record nth_vsan(uint32_t n) {
+  vsan_record vsan;
+  vsan.id = 10;
+  vsan.name = "n" + std::to_string(n);
+  vsan.mtu = kMtuMin + n % 1800;
+  vsan.drop_latency = 1 + n % kLatencyMax;
+  return vsan;
+}
+
+bool is_one_change(const vsanEntry &row) {
+  const vsan_record expected = nth_vsan(static_cast<uint32_t>(std::stoul(row.vsanName + 1)));
+  return expected.name == row.vsanName && expected.mtu == row.vsanMtu &&
+         expected.drop_latency == row.vsanNetworkDropLatency;
+}
+
+// The reader is a thread here, so that the two meet as often as they can: the writer does nothing but publish.
+TEST_F(Published, AReaderBesideTheWriterNeverSeesHalfOfAChange) {
+  switch_state state = managers.state;
+  state.vsans[10] = nth_vsan(0);
+  publish_change(*page, state, {}, {10}, false);
+  std::atomic<bool> over = false;
+  std::thread writer([&] {
+    for (uint32_t n = 1; !over; ++n) {
+      state.vsans[10] = nth_vsan(n);
+      publish_change(*page, state, {}, {10}, false);
+    }
+  });
+  const bytes request = row_payload(10);
+  const read_request read = {kServiceVsanManager, kOpVsanRow, kMsgGet, request.data(), sizeof(vsanRowMessage)};
+  const uint32_t first = page->sequence;
+  unsigned answered = 0;
+  unsigned torn = 0;
+  for (int i = 0; i < 300'000; ++i) {
+    read_answer got = {};
+    if (published_read(*page, read, &got)) {
+      ++answered;
+      const auto *row = static_cast<const uint8_t *>(got.payload) + offsetof(vsanRowMessage, row);
+      torn += is_one_change(record_read<vsanEntry>(row)) ? 0 : 1;
+    }
+    free(got.payload);
+  }
+  const uint32_t changes = (page->sequence - first) / 2;
+  over = true;
+  writer.join();
+  EXPECT_EQ(torn, 0U);
+  EXPECT_GT(answered, 1000U);
+  EXPECT_GT(changes, 1000U);
 }
 
 // A hostile or half-written page may hold anything: nothing is read beyond it, and nothing takes long.
