@@ -40,7 +40,8 @@ TEST_F(Switchd, SaysReadyWhenItsSocketsListenAndStopsCleanly) {
   std::string line;
   const pid_t child = start(options(), &line);
   EXPECT_EQ(line, "ready\n");
-  for (const char *name : {"vsan-manager", "identity", "port-manager", "distribution", "control", "notifications"}) {
+  for (const char *name :
+       {"vsan-manager", "identity", "port-manager", "distribution", "control", "notifications", "published"}) {
     EXPECT_TRUE(std::filesystem::is_socket(directory.path + "/run/" + name + ".sock")) << name;
   }
   kill(child, SIGTERM);
