@@ -153,10 +153,11 @@ def write_csv(path, counts):
 
 
 def chosen(text, known, what):
-    for word in text.split():
+    wanted = text.replace(",", " ").split() or [each.name for each in known]
+    for word in wanted:
         if word not in (each.name for each in known):
             raise labs.BenchError(f"{what} {word} is not known; there are {' '.join(each.name for each in known)}")
-    return [each for each in known if not text.split() or each.name in text.split()]
+    return [each for each in known if each.name in wanted]
 
 
 def read_options():
