@@ -125,10 +125,9 @@ def count_peer(build, peer, shapes):
 
 
 def print_table(counts, peers, shapes):
-    print(f"Instructions of the agent, {VSANS} VSANs, without the kernel's and without those of the switch behind it.")
-    print('"blocks" is the part of libc that stores and copies blocks: of an instruction that repeats itself valgrind')
-    print("counts every step, so that there the figure is more than the processor's own. The module of the two tables")
-    print("is the table's.")
+    print(f"Instructions of the agent, {VSANS} VSANs; not the kernel's, and not those of the switch behind it. Of an")
+    print("instruction that stores or copies step by step every step counts: most are in libc, where the last but one")
+    print('column, "blocks", is what stores and copies blocks. The module of the two tables is what serves the table.')
     heads = ("all", *COLUMNS, "blocks")
     for shape in shapes:
         print(f"\n  {shape.label}\n    {'':<32}" + "".join(f"{head:>10}" for head in heads) + "  a varbind")

@@ -53,13 +53,11 @@ class Served:
 
 
 class Lab:
-    """`around` is a command that the agents are run by, with what it is given in front of theirs."""
-
-    def __init__(self, build, around=()):
+    def __init__(self, build):
         build = build.resolve()
         self.lib = build / "lib"
         self.bin = build / "bin"
-        self.around = around
+        self.around = ()  # a command that runs the agents, in front of theirs
         self.processes = []
         self.directory = None
 
@@ -144,7 +142,8 @@ def topology_of(lab, vsans):
 def start_agent(lab, served, lines):
     conf = served.directory / "bench.conf"
     conf.write_text(COMMON_LINES + lines)
-    command = [*lab.around, "snmpd", "-f", "-C", "-c", str(conf), "-I", "-smux", "-Lf", str(served.directory / "agent.log")]
+    command = [*lab.around, "snmpd", "-f", "-C", "-c", str(conf), "-I", "-smux"]
+    command += ["-Lf", str(served.directory / "agent.log")]
     command += [f"--persistentDir={served.directory / 'agent'}", f"udp:127.0.0.1:{served.port}"]
     served.agent = [launch(lab, command, served.directory, "snmpd", served.vsans).pid]
 

@@ -2,6 +2,7 @@
 """Records where the agent as shipped spends its time, and draws a flame graph a shape. See README.md."""
 
 import argparse
+import os
 import pathlib
 import signal
 import sys
@@ -42,6 +43,7 @@ def run(given):
     with labs.Lab(given.build) as lab:
         served = labs.start_peer(lab, peer, VSANS)
         labs.wait_for(lab, served, peer)
+        labs.pin(lab, [served], {max(os.sched_getaffinity(0))})  # as in most figures of the bench
         for shape, label in SHAPES:
             stacks = flame_graph.read_stacks(record(lab, served, shape, given.seconds))
             if not stacks:
