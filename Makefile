@@ -4,13 +4,13 @@ SHELL := /bin/bash
 BUILD := build/release
 DEPS := packaging/install-deps.sh
 
-.PHONY: all deps build demo run test bench bench-micro check fuzz clean
+.PHONY: all deps build demo run test bench bench-micro bench-instructions flame-graph check fuzz clean
 
 all: build
 
 # Everything that any target needs.
 deps:
-	$(DEPS) build demo test clients check bench
+	$(DEPS) build demo test clients check bench instructions flame-graph
 
 # What ships: the module, the libraries beside it, switchd and vsanctl.
 build:
@@ -53,6 +53,20 @@ bench-micro:
 	cmake --build --preset release --target bench_micro
 	@mkdir -p build/bench
 	$(BUILD)/bin/bench_micro --benchmark_out=build/bench/micro.json
+
+# Instructions of the agent a request, by library: what stays the same on a busy machine. PEERS and SHAPES choose.
+bench-instructions:
+	$(DEPS) build demo bench instructions
+	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
+	cmake --build --preset release --target product bench_programs
+	python3 -B bench/instructions.py --build $(BUILD) --out build/bench --peers "$(PEERS)" --shapes "$(SHAPES)"
+
+# Pictures of where the agent spends its time, build/bench/flame-*.svg.
+flame-graph:
+	$(DEPS) build demo bench flame-graph
+	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
+	cmake --build --preset release --target product bench_programs
+	python3 -B bench/record_flames.py --build $(BUILD) --out build/bench
 
 # What the compilers' warnings do not see: the other compiler, the format, and clang-tidy over what ships.
 SOURCES = $(shell git ls-files 'feature/*.cpp' 'platform/*.cpp' 'switchd/*.cpp' 'vsanctl/*.cpp')

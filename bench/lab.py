@@ -57,6 +57,7 @@ class Lab:
         build = build.resolve()
         self.lib = build / "lib"
         self.bin = build / "bin"
+        self.around = ()  # a command that runs the agents, in front of theirs
         self.processes = []
         self.directory = None
 
@@ -141,7 +142,8 @@ def topology_of(lab, vsans):
 def start_agent(lab, served, lines):
     conf = served.directory / "bench.conf"
     conf.write_text(COMMON_LINES + lines)
-    command = ["snmpd", "-f", "-C", "-c", str(conf), "-I", "-smux", "-Lf", str(served.directory / "agent.log")]
+    command = [*lab.around, "snmpd", "-f", "-C", "-c", str(conf), "-I", "-smux"]
+    command += ["-Lf", str(served.directory / "agent.log")]
     command += [f"--persistentDir={served.directory / 'agent'}", f"udp:127.0.0.1:{served.port}"]
     served.agent = [launch(lab, command, served.directory, "snmpd", served.vsans).pid]
 

@@ -21,7 +21,6 @@ using monotonic = std::chrono::steady_clock;
 constexpr int kAnswerWaitMs = 10000;
 constexpr int kProbeWaitMs = 500;
 constexpr useconds_t kProbeEvery = 50000;
-constexpr size_t kWarmUp = 4;  // requests, in the workload's steps
 
 struct slice_result {
   uint64_t requests = 0;
@@ -48,10 +47,10 @@ void ask_step(peer &peer, workload &work, size_t &at, slice_result &result) {
 }
 
 // `start` is the request to begin with.
-slice_result run_slice(peer &peer, workload &work, size_t start, double seconds) {
+slice_result run_slice(const plan &plan, peer &peer, workload &work, size_t start) {
   slice_result warm, result;
   size_t at = start - start % work.step;
-  for (size_t i = 0; i < kWarmUp && warm.problem.empty(); ++i) {
+  for (size_t i = 0; i < plan.warm_up && warm.problem.empty(); ++i) {
     ask_step(peer, work, at, warm);
   }
   if (!warm.problem.empty()) {
@@ -63,7 +62,8 @@ slice_result run_slice(peer &peer, workload &work, size_t start, double seconds)
   do {
     ask_step(peer, work, at, result);
     result.seconds = since(begin);
-  } while (result.problem.empty() && result.seconds < seconds);
+  } while (result.problem.empty() && result.seconds < plan.slice &&
+           (plan.requests == 0 || result.requests < plan.requests));
   result.agent_ns = cpu_time(peer.agent) - agent;
   result.behind_ns = cpu_time(peer.behind) - behind;
   return result;
@@ -116,7 +116,7 @@ std::string run_turn(plan &plan, unsigned round, uint32_t vsans, const shape &sh
   // Every peer answers the same part of the table; the next round takes another.
   const size_t start = work.exchanges.size() * round / plan.rounds;
   for (peer *each : peers) {
-    const slice_result result = run_slice(*each, work, start, plan.slice);
+    const slice_result result = run_slice(plan, *each, work, start);
     if (!result.problem.empty()) {
       return "peer " + each->name + " with " + std::to_string(vsans) + " VSANs, shape " + shape.name + ": " +
              result.problem;

@@ -30,7 +30,9 @@ struct plan {
   std::vector<peer> peers;
   std::vector<const shape *> shapes;
   unsigned rounds = 1;
-  double slice = 0.1;  // seconds of one shape on one peer
+  double slice = 0.1;     // seconds of one shape on one peer
+  uint64_t requests = 0;  // what ends a slice before its time does; 0: nothing. Rounded up to the workload's steps
+  size_t warm_up = 4;     // requests in front of a slice that are not counted, in the workload's steps
 };
 
 // Waits until the peer's first GETNEXT is answered rightly, `seconds` at most. Returns an empty text, or the last

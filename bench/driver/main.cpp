@@ -70,6 +70,8 @@ int run(int argc, char **argv) {
   load->add_option("--shape", given.shapes)->required();
   load->add_option("--rounds", given.plan.rounds)->check(CLI::Range(1, 1000000));
   load->add_option("--slice", given.plan.slice, "seconds")->check(CLI::PositiveNumber);
+  load->add_option("--requests", given.plan.requests, "end a slice after so many");
+  load->add_option("--warm-up", given.plan.warm_up, "requests in front of each slice that are not counted");
   CLI11_PARSE(app, argc, argv);
 
   if (topology->parsed()) {

@@ -16,7 +16,7 @@ constexpr char kReader[] = "public";
 constexpr char kWriter[] = "private";
 constexpr char kRestricted[] = "limited";
 
-enum : uint8_t { kGetNext = 0xA1, kSet = 0xA3, kGetBulk = 0xA5 };
+enum : uint8_t { kGet = 0xA0, kGetNext = 0xA1, kSet = 0xA3, kGetBulk = 0xA5 };
 constexpr int64_t kVersion2c = 1;
 constexpr char kIdPlace[] = {0x10, 0, 0, 0};
 
@@ -126,15 +126,24 @@ ordered_table table_of(table_kind kind, uint32_t vsans) {
 exchange read_exchange(const shape &shape, uint32_t repetitions, const std::string &varbinds) {
   const char *community = shape.table == table_kind::visible_vsans ? kRestricted : kReader;
   const bool bulk = shape.kind == request_kind::bulk;
-  return make_exchange(bulk ? kGetBulk : kGetNext, community, 0, bulk ? repetitions : 0, varbinds);
+  const uint8_t pdu = bulk ? kGetBulk : shape.kind == request_kind::get ? kGet : kGetNext;
+  return make_exchange(pdu, community, 0, bulk ? repetitions : 0, varbinds);
 }
 
-// A walk over the whole table, cell by cell, `repetitions` of them a request.
+// What is asked for so that the cell `at` is the first of the answer.
+const name_t &name_for(const shape &shape, const ordered_table &table, uint32_t at) {
+  if (shape.kind == request_kind::get) {
+    return table.names[at];
+  }
+  return at == 0 ? table.root : table.names[at - 1];
+}
+
+// A walk over the whole table, cell by cell, `repetitions` of them a request; by GET, every cell by its own name.
 void add_walk(const shape &shape, const ordered_table &table, workload &work) {
   const auto total = static_cast<uint32_t>(table.cells.size());
   const uint32_t repetitions = std::min(shape.repetitions, total);
   for (uint32_t at = 0; at + repetitions <= total; at += repetitions) {
-    exchange made = read_exchange(shape, repetitions, null_varbind(at == 0 ? table.root : table.names[at - 1]));
+    exchange made = read_exchange(shape, repetitions, null_varbind(name_for(shape, table, at)));
     for (uint32_t i = 0; i < repetitions; ++i) {
       made.expected.push_back(at + i);
     }

@@ -11,7 +11,7 @@
 namespace bench {
 
 enum class table_kind : uint8_t { vsans, visible_vsans, timers, summary };
-enum class request_kind : uint8_t { next, bulk, set };
+enum class request_kind : uint8_t { get, next, bulk, set };
 
 struct shape {
   const char *name;
@@ -22,6 +22,7 @@ struct shape {
 };
 inline constexpr shape kShapes[] = {
     {"getnext-1", request_kind::next, table_kind::vsans, 1, 1},
+    {"get-1", request_kind::get, table_kind::vsans, 1, 1},
     {"getnext-row", request_kind::next, table_kind::vsans, 10, 1},
     {"getbulk-1x50", request_kind::bulk, table_kind::vsans, 1, 50},
     {"getbulk-10x20", request_kind::bulk, table_kind::vsans, 10, 20},

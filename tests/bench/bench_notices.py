@@ -42,7 +42,7 @@ class BenchNotices(unittest.TestCase):
             labs.wait_for(lab, served, PEER)
             agent = f"udp:127.0.0.1:{served.port}"
             labs.checked(["snmpset", "-v2c", "-c", "private", "-m", "", agent, f"{TABLE}.2.3", "s", "fabric-0004"])
-            for shape in ("getnext-1", "getnext-row", "getbulk-1x50", "getbulk-10x20"):
+            for shape in ("get-1", "getnext-1", "getnext-row", "getbulk-1x50", "getbulk-10x20"):
                 self.assertIn(
                     f'shape {shape}: {TABLE}.2.3: expected STRING "fabric-0003", got {TABLE}.2.3 STRING "fabric-0004"',
                     self.load(lab, served.word(), shape),

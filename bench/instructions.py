@@ -1,0 +1,190 @@
+#!/usr/bin/env python3
+"""How many instructions the agent takes for a request, and in which library. See README.md."""
+
+import argparse
+import csv
+import dataclasses
+import pathlib
+import re
+import signal
+import sys
+
+import lab as labs
+from libraries import LIBRARIES, library_of
+from peers import BASE, OURS, PEERS
+
+VSANS = 4093
+PEERS_COUNTED = (OURS, "ours-no-history", BASE, "array")
+WARM_UP = 20  # requests that are not counted
+WAIT_SECONDS = 90  # for the requests of one shape, at most; an agent that is counted is forty times as slow
+VALGRIND = ("valgrind", "--tool=callgrind", "--instr-atstart=no", "--callgrind-out-file={file}")
+# The functions of libc that store or copy blocks, where a step of a repeated instruction counts as one.
+BLOCKS = re.compile(r"__(memset|memcpy|memmove|mempcpy)_")
+NAME = re.compile(r"(c?)(ob|fn)=\((\d+)\)(?: (.*))?$")
+COST = re.compile(r"(?:\d+|[+-]\d+|\*) (\d+)$")  # after the line in the source
+COLUMNS = tuple(each.name for each in LIBRARIES if each.name != "kernel")  # which callgrind does not see
+
+
+@dataclasses.dataclass(frozen=True)
+class Shape:
+    name: str  # the driver's
+    label: str
+    requests: int  # the same ones for every peer
+    units: int = 1  # what the table is of, in a request
+
+
+SHAPES = (
+    Shape("get-1", "GET, one varbind; a request", 1500),
+    Shape("getnext-1", "GETNEXT, one varbind; a request", 1500),
+    Shape("getnext-row", "GETNEXT, a row of ten columns; a request", 600),
+    Shape("getbulk-10x20", "GETBULK, ten columns, 20 rows; a row", 200, 20),
+    Shape("set-1", "SET, one column; a request", 600),
+    Shape("set-3", "SET, three columns of a row; a request", 400),
+)
+
+
+@dataclasses.dataclass
+class Count:
+    """Instructions, and what they were for."""
+
+    requests: int
+    varbinds: int
+    total: int = 0
+    blocks: int = 0  # of `total`
+    by_library: dict = dataclasses.field(default_factory=lambda: dict.fromkeys(COLUMNS, 0))
+
+
+def read_count(text, requests, varbinds):
+    """The count in a file of callgrind's. callgrind_annotate does not say in which library code is that was inlined."""
+    count = Count(requests, varbinds)
+    names = {"ob": {}, "fn": {}}  # a name stands where its number comes first
+    now = {"ob": "", "fn": ""}
+    called = False
+    for line in text.splitlines():
+        if name := NAME.match(line):
+            called_one, kind, number, words = name.groups()
+            words = names[kind].setdefault(number, words)
+            if not called_one:
+                now[kind] = words
+        elif cost := COST.match(line):
+            if not called:  # what a call took is in the lines of the function called
+                add(count, now, int(cost[1]))
+            called = False
+        elif line.startswith("calls="):
+            called = True
+        elif line.startswith("totals:"):
+            count.total = int(line.split()[1])
+    if count.total == 0 or count.total != sum(count.by_library.values()):
+        raise labs.BenchError(f"the libraries' {sum(count.by_library.values())} instructions are not {count.total}")
+    return count
+
+
+def add(count, now, instructions):
+    library = library_of(now["ob"]).name
+    count.by_library[library] += instructions
+    if library == "libc" and BLOCKS.match(now["fn"]):
+        count.blocks += instructions
+
+
+def control(served, *words):
+    """Tells callgrind, which says "OK." when it has done it and exits with 0 whatever happens."""
+    said = labs.checked(["callgrind_control", *words, served.agent[0]])
+    if "OK." not in said:
+        raise labs.BenchError(f"callgrind_control {' '.join(words)}: {said.strip()}")
+
+
+def load(lab, served, shape, requests):
+    command = [lab.bin / "bench_driver", "load", "--warm-up", 0, "--requests", requests, "--slice", WAIT_SECONDS]
+    row = next(csv.reader([labs.checked([*command, "--peer", served.word(), "--shape", shape.name])]))
+    return int(row[4]), int(row[5])
+
+
+def count_shape(lab, served, shape, file, number):
+    """`number` is that of the file that callgrind writes, from 1."""
+    load(lab, served, shape, WARM_UP)
+    control(served, "--instr=on")
+    requests, varbinds = load(lab, served, shape, shape.requests)
+    control(served, "--instr=off")
+    if requests < shape.requests:
+        print(f"  {shape.name} of {served.name}: {requests} requests in {WAIT_SECONDS} s", file=sys.stderr)
+    control(served, "--dump")
+    return read_count(pathlib.Path(f"{file}.{number}").read_text(), requests, varbinds)
+
+
+def count_peer(build, peer, shapes):
+    counts = {}
+    with labs.Lab(build) as lab:
+        file = lab.directory / "callgrind"
+        lab.around = tuple(word.format(file=file) for word in VALGRIND)
+        served = labs.start_peer(lab, peer, VSANS)
+        labs.wait_for(lab, served, peer)
+        for number, shape in enumerate(shapes, 1):
+            print(f"  {peer.name}, {shape.name}", file=sys.stderr)
+            counts[shape.name] = count_shape(lab, served, shape, file, number)
+    return counts
+
+
+def print_table(counts, peers, shapes):
+    print(f"Instructions of the agent, {VSANS} VSANs; not the kernel's, and not those of the switch behind it. Of an")
+    print("instruction that stores or copies step by step every step counts: most are in libc, where the last but one")
+    print('column, "blocks", is what stores and copies blocks. The module of the two tables is what serves the table.')
+    heads = ("all", *COLUMNS, "blocks")
+    for shape in shapes:
+        print(f"\n  {shape.label}\n    {'':<32}" + "".join(f"{head:>10}" for head in heads) + "  a varbind")
+        for peer in peers:
+            count = counts[peer.name][shape.name]
+            units = count.requests * shape.units
+            parts = (count.total, *count.by_library.values(), count.blocks)
+            print(f"    {peer.label:<32}" + "".join(f"{part / units:10.0f}" for part in parts)
+                  + f"{count.total / count.varbinds:11.0f}")  # fmt: skip
+
+
+def write_csv(path, counts):
+    with open(path, "w", newline="") as out:
+        to = csv.writer(out)
+        to.writerow(("shape", "peer", "vsans", "requests", "varbinds", "instructions", "a_request", "a_varbind",
+                     *COLUMNS, "blocks"))  # fmt: skip
+        for peer, shapes in counts.items():
+            for shape, count in shapes.items():
+                shares = (f"{count.total / each:.1f}" for each in (count.requests, count.varbinds))
+                parts = (*count.by_library.values(), count.blocks)
+                to.writerow((shape, peer, VSANS, count.requests, count.varbinds, count.total, *shares, *parts))
+
+
+def chosen(text, known, what):
+    wanted = text.replace(",", " ").split() or [each.name for each in known]
+    for word in wanted:
+        if word not in (each.name for each in known):
+            raise labs.BenchError(f"{what} {word} is not known; there are {' '.join(each.name for each in known)}")
+    return [each for each in known if each.name in wanted]
+
+
+def read_options():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", type=pathlib.Path, required=True, help="the build directory")
+    parser.add_argument("--out", type=pathlib.Path, required=True, help="where instructions.csv goes")
+    parser.add_argument("--peers", default="", help="peers; default: ours, without history too, and the two tables")
+    parser.add_argument("--shapes", default="", help="shapes; default: all")
+    return parser.parse_args()
+
+
+def run(given):
+    counted = [peer for name in PEERS_COUNTED for peer in PEERS if peer.name == name]
+    peers, shapes = chosen(given.peers, counted, "peer"), chosen(given.shapes, SHAPES, "shape")
+    given.out.mkdir(parents=True, exist_ok=True)
+    counts = {peer.name: count_peer(given.build, peer, shapes) for peer in peers}
+    write_csv(given.out / "instructions.csv", counts)
+    print_table(counts, peers, shapes)
+    print(f"\nAll of it: {given.out}/instructions.csv")
+
+
+def main():
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("bench: ended"))  # what it started ends, too
+    try:
+        run(read_options())
+    except labs.BenchError as problem:
+        sys.exit(f"bench: {problem}")
+
+
+if __name__ == "__main__":
+    main()
