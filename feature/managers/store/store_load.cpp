@@ -240,6 +240,10 @@ std::string whole_problem(const switch_state &state, const store_rows &found) {
       return std::string("the switch-wide ") + kTimerRanges[key - kTimerFirst].name + " is missing";
     }
   }
+  if (state.interfaces.size() > kInterfacesMax) {
+    return std::to_string(state.interfaces.size()) + " interfaces; a switch has " + std::to_string(kInterfacesMax) +
+           " at most";
+  }
   for (const std::string &problem : {settings_problem(found), names_problem(state)}) {
     if (!problem.empty()) {
       return problem;

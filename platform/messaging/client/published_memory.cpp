@@ -11,6 +11,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "monotonic_clock.h"
 #include "peer_process.h"
 #include "requests.h"
@@ -36,6 +38,24 @@ bool owner_lives(const published_page &page) {
   return (futex & FUTEX_TID_MASK) != 0 && (futex & FUTEX_OWNER_DIED) == 0;
 }
 
+// The descriptor that came with the message, or -1. The buffer of one may hold two: all that came is closed then.
+int take_descriptor(const msghdr &message) {
+  const cmsghdr *sent = CMSG_FIRSTHDR(&message);
+  if (sent == nullptr || sent->cmsg_level != SOL_SOCKET || sent->cmsg_type != SCM_RIGHTS) {
+    return -1;
+  }
+  int descriptors[2];
+  const size_t size = std::min<size_t>(sent->cmsg_len - CMSG_LEN(0), sizeof descriptors);
+  memcpy(descriptors, CMSG_DATA(sent), size);
+  if (size == sizeof descriptors[0]) {
+    return descriptors[0];
+  }
+  for (size_t i = 0; i < size / sizeof descriptors[0]; ++i) {
+    close(descriptors[i]);
+  }
+  return -1;
+}
+
 // The descriptor that the peer sends with its first message, or -1.
 int receive_descriptor(int connection) {
   pollfd polled = {connection, POLLIN, 0};
@@ -50,17 +70,8 @@ int receive_descriptor(int connection) {
   message.msg_iovlen = 1;
   message.msg_control = control;
   message.msg_controllen = sizeof control;
-  if (recvmsg(connection, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC) <= 0) {
-    return -1;
-  }
-  const cmsghdr *sent = CMSG_FIRSTHDR(&message);
-  if (sent == nullptr || sent->cmsg_level != SOL_SOCKET || sent->cmsg_type != SCM_RIGHTS ||
-      sent->cmsg_len != CMSG_LEN(sizeof(int))) {
-    return -1;
-  }
-  int descriptor;
-  memcpy(&descriptor, CMSG_DATA(sent), sizeof descriptor);
-  return descriptor;
+  const ssize_t got = recvmsg(connection, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+  return got > 0 ? take_descriptor(message) : -1;
 }
 
 // The memory that the process `owner` hands out in the run directory; -1 when nobody or another process does.
@@ -104,8 +115,15 @@ const published_page *map_page(int descriptor) {
   return nullptr;
 }
 
+void unmap() {
+  if (held.page != nullptr) {
+    munmap(const_cast<published_page *>(held.page), sizeof(published_page));
+  }
+  held = {};
+}
+
 void get_page(pid_t owner) {
-  published_memory_drop();
+  unmap();
   const int descriptor = ask_for_memory(owner);
   if (descriptor < 0) {
     return;
@@ -123,7 +141,8 @@ const published_page *published_memory(pid_t owner, uint32_t bit) {
       (page->answered.load(std::memory_order_acquire) & bit) == 0) {
     return nullptr;
   }
-  const uint32_t age = monotonic_coarse_ms() - page->beat.load(std::memory_order_acquire);
+  const uint32_t beat = page->beat.load(std::memory_order_acquire);  // first: it is never later than the clock
+  const uint32_t age = monotonic_coarse_ms() - beat;
   return age <= kBeatMaxAgeMs ? page : nullptr;
 }
 
@@ -143,10 +162,7 @@ void published_memory_seek(pid_t owner) {
 }
 
 void published_memory_drop() {
-  if (held.page != nullptr) {
-    munmap(const_cast<published_page *>(held.page), sizeof(published_page));
-  }
-  held = {};
+  unmap();
   reads_by_exchange = 0;
   looked_at = -1;
 }

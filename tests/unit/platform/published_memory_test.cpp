@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <string.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -169,8 +170,7 @@ TEST_F(PublishedMemory, IsNotAnsweredFromAHundredMillisecondsAfterTheLastBeat) {
   std::this_thread::sleep_for(std::chrono::milliseconds(110));
   EXPECT_EQ(count(), kAskedCount);
   publisher.beating = true;
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
-  EXPECT_EQ(count(), kPublishedCount);
+  EXPECT_TRUE(from_page());
 }
 
 TEST_F(PublishedMemory, WithABeatOfAnotherMachinesClockIsNotAnsweredFrom) {
@@ -195,7 +195,7 @@ TEST_F(PublishedMemory, InTheMiddleOfAChangeIsNotWaitedFor) {
   fake_publisher publisher(dir.path);
   ASSERT_TRUE(from_page());
   publisher.page->sequence = 1;
-  EXPECT_LT(took_ms([] { EXPECT_EQ(count(), kAskedCount); }), 50);
+  EXPECT_LT(took_ms([] { EXPECT_EQ(count(), kAskedCount); }), 500);  // an exchange's time, on any machine
   publisher.page->sequence = 2;
   EXPECT_EQ(count(), kPublishedCount);
 }
@@ -224,20 +224,27 @@ TEST_F(PublishedMemory, ThatCouldBeCutOrIsTooShortIsNotAnsweredFrom) {
 
 // Such as that of a switchd whose run directory another one took.
 TEST_F(PublishedMemory, OfAnotherProcessThanTheConnectedOneIsNotAnsweredFrom) {
+  void *shared = mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  auto *connections = static_cast<std::atomic<int> *>(shared);
   const pid_t other = fork();
   ASSERT_GE(other, 0);
   if (other == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     const fake_publisher publisher(dir.path);
     for (;;) {
-      pause();
+      *connections = publisher.asked.load();
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
   }
   for (int i = 0; i < 100 && access((dir.path + "/published.sock").c_str(), F_OK) != 0; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   EXPECT_FALSE(from_page());
+  EXPECT_GT(*connections, 0) << "nobody looked for the page";
   kill(other, SIGKILL);
   waitpid(other, nullptr, 0);
+  munmap(shared, sizeof(std::atomic<int>));
 }
 
 TEST_F(PublishedMemory, IsNotThereWhenTheMessageBringsNone) {
@@ -246,13 +253,30 @@ TEST_F(PublishedMemory, IsNotThereWhenTheMessageBringsNone) {
   EXPECT_TRUE(is_refused(publisher));
 }
 
+TEST_F(PublishedMemory, IsLookedForOnceASecondAtMost) {
+  fake_publisher publisher(dir.path);
+  publisher.sends_memory = false;
+  ASSERT_TRUE(is_refused(publisher));
+  publisher.asked = 0;
+  const long took = took_ms([] {
+    for (int i = 0; i < 400; ++i) {
+      count();
+    }
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_LE(publisher.asked, 2 + took / 1000);
+}
+
 // A listener that is connected and sends nothing costs some milliseconds a second, and no read its answer.
 TEST_F(PublishedMemory, ThatNobodySendsHoldsNoReadUp) {
   const int listener = local_socket_listen((dir.path + "/published.sock").c_str());
   ASSERT_GE(listener, 0);
-  for (int i = 0; i < 50; ++i) {
-    EXPECT_LT(took_ms([] { EXPECT_EQ(count(), kAskedCount); }), 200);
-  }
+  const long took = took_ms([] {
+    for (int i = 0; i < 400; ++i) {
+      EXPECT_EQ(count(), kAskedCount);
+    }
+  });
+  EXPECT_LT(took, 900) << "fifty waits of 20 ms would be a second";
   close(listener);
 }
 

@@ -36,7 +36,7 @@ line_sink record_row(int level, const row_format<Arguments...> &row, std::type_i
 }  // namespace vsan_mib
 
 // Macros, so that the compiler checks the format of a line against its arguments where both stand (at buginf), and the
-// arguments are not evaluated unless a sink wants the line. `errno` survives them.
+// arguments are not evaluated unless a sink wants the line. `errno` is after a line what the arguments left.
 #define TRACE_TO_SINKS(level, recorded, ...)                               \
   do {                                                                     \
     ::vsan_mib::line_sink trace_sink = ::vsan_mib::first_sink(level);      \
