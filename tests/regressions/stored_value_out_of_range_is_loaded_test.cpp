@@ -42,6 +42,9 @@ INSTANTIATE_TEST_SUITE_P(
         bad_row{"UPDATE setting SET value = 1000000 WHERE name = 'changed_microseconds'", "setting changed_micro"},
         bad_row{"UPDATE setting SET value = 2 WHERE name = 'kdx_session_open'", "setting kdx_session_open: '2'"},
         bad_row{"UPDATE setting SET value = 'many' WHERE name = 'dropped_notifications'", "setting dropped_notif"},
+        bad_row{"WITH RECURSIVE n(i) AS (SELECT 1000 UNION ALL SELECT i + 1 FROM n WHERE i < 5095) "
+                "INSERT INTO interface SELECT i, 'fc' || i, 1, 0, 0 FROM n",
+                "4101 interfaces; a switch has 4096 at most"},
         bad_row{"INSERT INTO kept_out VALUES (77)", "kept out of distribution is VSAN 77"},
         bad_row{"INSERT INTO timer VALUES (77, 8, 9000)", "timer 8 is of VSAN 77"},
         bad_row{"INSERT INTO pending_timer VALUES (77, 8, 9000)", "pending timer 8 is of VSAN 77"},
