@@ -34,7 +34,7 @@ struct published_server {
 
 namespace {
 
-constexpr timeval kBeatEvery = {0, kBeatEveryMs * 1000};
+constexpr timeval kBeatEvery = {0, suseconds_t{kBeatEveryMs} * 1000};
 constexpr uint32_t kBeatsAfterARequest = 2000 / kBeatEveryMs;
 
 static_assert(sizeof(pthread_mutex_t) <= sizeof published_page::owner);

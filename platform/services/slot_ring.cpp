@@ -135,7 +135,7 @@ slot_state slot_ring_read(const slot_ring &ring, uint32_t number, uint32_t *reco
     return slot_state::lost;
   }
   record_sums sums;
-  copy_pairs(reinterpret_cast<uint8_t *>(record), from.record, count * kWordSize, sums);
+  copy_pairs(reinterpret_cast<uint8_t *>(record), from.record, size_t{count} * kWordSize, sums);
   const uint32_t expected = from.check.load(std::memory_order_relaxed);
   std::atomic_thread_fence(std::memory_order_acquire);
   if (from.ticket.load(std::memory_order_relaxed) != number || expected != check_of(sums, number, count)) {

@@ -167,8 +167,7 @@ std::vector<uint32_t> vsans_touched(const switch_state &before, const switch_cha
     }
   }
   std::ranges::sort(touched);
-  const auto repeated = std::ranges::unique(touched);
-  touched.erase(repeated.begin(), repeated.end());
+  touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
   return touched;
 }
 

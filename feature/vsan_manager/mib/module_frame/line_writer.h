@@ -4,6 +4,8 @@
 
 #include <string.h>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "module_frame/line_format.h"
@@ -48,7 +50,7 @@ template <line_conversion conversion>
   static_assert(conversion == line_conversion::text);
   if (__builtin_constant_p(strlen(text)) && strlen(text) <= kKnownTextMax) {
     const size_t size = strlen(text);
-    memcpy(at, text, size);
+    std::copy_n(text, size, at);  // without its end: the line goes on
     return at + size;
   }
   return put_text(at, end, text);
@@ -99,7 +101,7 @@ template <line_pieces pieces, size_t... piece, typename... Arguments>
 // stands, and the compiler writes that.
 template <line_pieces pieces, typename... Arguments>
 [[gnu::always_inline]] inline char *write_line(line_record *line, const char *format, Arguments... arguments) {
-  static_assert(sizeof pieces.at / sizeof pieces.at[0] == sizeof...(Arguments) + 1);
+  static_assert(std::size(pieces.at) == sizeof...(Arguments) + 1);
   static_assert(most_written(pieces) <= kLineSlack);
   return put_pieces<pieces>(std::index_sequence_for<Arguments...>{}, line->text, line->text + kLineMax, format,
                             arguments...);
