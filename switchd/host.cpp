@@ -70,7 +70,7 @@ void publish_distribution(switch_host &host) {
   if (platform_kdx_publish(kFcTimerApplication, session.enabled != 0, session.show_running != 0) != 0) {
     return log_error(std::string("the distribution state could not be published: ") + strerror(errno));
   }
-  host.distribution_told = {session.enabled, session.show_running};
+  host.distribution_told = session;
 }
 
 void on_served(void *context) {
@@ -82,7 +82,8 @@ void on_served(void *context) {
 void on_changed(void *context) {
   auto &host = *static_cast<switch_host *>(context);
   const distribution_session &session = host.managers.state.settings.distribution;
-  if (host.distribution_told != std::pair{session.enabled, session.show_running}) {
+  const distribution_session &told = host.distribution_told;
+  if (told.enabled != session.enabled || told.show_running != session.show_running) {
     publish_distribution(host);
   }
   if (host.notifications != nullptr) {

@@ -18,10 +18,6 @@ vsanRowMessage envelope(const vsanEntry &row) {
   return message;
 }
 
-}  // namespace
-
-namespace {
-
 // In two parts, each short enough for the library's quick way.
 void clear(vsanRowMessage *message) {
   constexpr size_t kHalf = sizeof *message / 2;
@@ -33,8 +29,8 @@ void clear(vsanRowMessage *message) {
 }  // namespace
 
 answer ask_for_row(int msg_type, uint32_t vsan) {
-  static vsanRowMessage message;
-  clear(&message);  // a read carries nothing but the index, whatever became of the request before
+  vsanRowMessage message;
+  clear(&message);  // a read carries nothing but the index
   put_be32(reinterpret_cast<uint8_t *>(&message.row.vsanIndex), vsan);
   return ask(kOpVsanRow, msg_type, &message, sizeof message, offsetof(vsanRowMessage, row) + sizeof(vsanEntry));
 }
