@@ -62,8 +62,8 @@ bool own(published_page *page) {
   return owned && (page->owner[0].load() & FUTEX_TID_MASK) == static_cast<uint32_t>(gettid());
 }
 
-// Memory, all of it taken now: running out of it later would end every process that has the page mapped. Returns -1 with
-// `errno`.
+// Memory, all of it taken now: running out of it later would end every process that has the page mapped. Returns -1
+// with `errno`.
 int make_memory() {
   const int memory = memfd_create("switchd-published", MFD_CLOEXEC | MFD_ALLOW_SEALING);
   if (memory < 0) {
