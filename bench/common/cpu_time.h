@@ -1,6 +1,6 @@
 // How long processes ran on a CPU.
-#ifndef BENCH_SHARED_CPU_TIME_H
-#define BENCH_SHARED_CPU_TIME_H
+#ifndef BENCH_COMMON_CPU_TIME_H
+#define BENCH_COMMON_CPU_TIME_H
 
 #include <stdint.h>
 #include <sys/types.h>

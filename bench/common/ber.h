@@ -1,6 +1,6 @@
 // The little of BER that SNMP needs: writing requests beforehand, and reading answers without copying.
-#ifndef BENCH_SHARED_BER_H
-#define BENCH_SHARED_BER_H
+#ifndef BENCH_COMMON_BER_H
+#define BENCH_COMMON_BER_H
 
 #include <stdint.h>
 

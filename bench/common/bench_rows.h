@@ -1,6 +1,6 @@
 // The rows that every peer serves and the driver expects: the same VSANs, interfaces and timers, by formula.
-#ifndef BENCH_SHARED_BENCH_ROWS_H
-#define BENCH_SHARED_BENCH_ROWS_H
+#ifndef BENCH_COMMON_BENCH_ROWS_H
+#define BENCH_COMMON_BENCH_ROWS_H
 
 #include <stddef.h>
 #include <stdint.h>

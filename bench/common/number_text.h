@@ -1,6 +1,6 @@
 // Numbers of command lines and the environment.
-#ifndef BENCH_SHARED_NUMBER_TEXT_H
-#define BENCH_SHARED_NUMBER_TEXT_H
+#ifndef BENCH_COMMON_NUMBER_TEXT_H
+#define BENCH_COMMON_NUMBER_TEXT_H
 
 #include <charconv>
 #include <string_view>
