@@ -34,7 +34,7 @@ inline constexpr uint32_t kPublishedVersion = 1;         // of the layout below
 inline constexpr uint32_t kBeatEveryMs = 20, kBeatMaxAgeMs = 80;
 
 // The services that are answered from here, by the bit of `answered`.
-enum : uint32_t { kAnsweredVsanManager = 1, kAnsweredIdentity = 2, kAnsweredPortManager = 4, kAnsweredAll = 7 };
+enum : uint32_t { kAnsweredVsanManager = 1, kAnsweredIdentity = 2, kAnsweredPortManager = 4 };
 
 // Every number that a VSAN, or a bit of a set of VSANs, can have.
 inline constexpr uint32_t kPublishedVsans = kVsanReserved + 1;

@@ -26,6 +26,7 @@
 namespace {
 
 constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_FUTURE_WRITE;
+constexpr uint32_t kAnsweredAll = kAnsweredVsanManager | kAnsweredIdentity | kAnsweredPortManager;
 constexpr uint32_t kPublishedCount = 7;  // VSANs, as the page has it
 constexpr uint32_t kAskedCount = 9;      // as the manager has it
 
