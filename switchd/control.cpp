@@ -8,6 +8,7 @@
 #include "host.h"
 #include "log.h"
 #include "monotonic_clock.h"
+#include "notification_meaning.h"
 #include "port_manager.h"
 #include "requests.h"
 #include "statuses.h"
@@ -18,8 +19,9 @@ namespace {
 using nlohmann::json;
 
 constexpr size_t kQueueEntriesShown = 64;
-constexpr int kFaultDelayMax = 600000;  // milliseconds
-constexpr size_t kFaultsMax = 64;       // of one service
+constexpr int kFaultDelayMax = 600000;    // milliseconds
+constexpr int kFaultLastsMax = 86400000;  // milliseconds: a day
+constexpr size_t kFaultsMax = 64;         // of one service
 
 struct fault_name {
   const char *name;
@@ -29,6 +31,16 @@ constexpr fault_name kFaultNames[] = {
     {"delay", fault_kind::delay}, {"status", fault_kind::status},
     {"drop", fault_kind::drop},   {"short-answer", fault_kind::short_answer},
     {"hang", fault_kind::hang},
+};
+
+struct side_name {
+  const char *name;
+  fault_side side;
+};
+constexpr side_name kSideNames[] = {
+    {"both", fault_side::both},
+    {"reads", fault_side::reads},
+    {"writes", fault_side::writes},
 };
 
 void answer(const json &object, message_reply &reply) {
@@ -118,7 +130,10 @@ int get_queue(switch_host &host, const message_request &, message_reply &reply) 
     if (entries.size() == kQueueEntriesShown) {
       break;
     }
-    entries.push_back({{"number", record.number}, {"id", record.id}, {"payload", hexadecimal(record.payload)}});
+    entries.push_back({{"number", record.number},
+                       {"id", record.id},
+                       {"meaning", notification_meaning(host.managers.state, record)},
+                       {"payload", hexadecimal(record.payload)}});
   }
   queue["oldest"] = std::move(entries);
   answer(queue, reply);
@@ -130,11 +145,15 @@ int get_faults(switch_host &host, const message_request &, message_reply &reply)
   for (size_t i = 0; i < kHostedServices.size(); ++i) {
     for (const message_fault &fault : message_server_faults(host.servers[i])) {
       const auto name = std::ranges::find(kFaultNames, fault.kind, &fault_name::kind);
+      const auto side = std::ranges::find(kSideNames, fault.side, &side_name::side);
       faults.push_back({{"service", kHostedServices[i].name},
                         {"kind", name->name},
                         {"opcode", fault.opcode},
                         {"count", fault.count},
-                        {"value", fault.value}});
+                        {"value", fault.value},
+                        {"side", side->name},
+                        {"spares_operator", fault.spares_operator},
+                        {"ends_in", fault.ends == 0 ? -1 : std::max<int64_t>(fault.ends - monotonic_ms(), 0)}});
     }
   }
   answer({{"faults", std::move(faults)}}, reply);
@@ -166,14 +185,21 @@ int set_fault(switch_host &host, const message_request &request, message_reply &
       kHostedServices, [&](const hosted_service &each) { return each.takes_faults && object["service"] == each.name; });
   const auto kind =
       std::ranges::find_if(kFaultNames, [&](const fault_name &each) { return object["kind"] == each.name; });
-  message_fault fault{fault_kind::delay, -1, -1, 0};
-  if (service == kHostedServices.end() || kind == std::end(kFaultNames) ||
+  message_fault fault{.kind = fault_kind::delay};
+  const std::string wanted_side = object.value("side", json("both")).is_string() ? object.value("side", "both") : "";
+  const auto side = std::ranges::find(kSideNames, wanted_side, &side_name::name);
+  int lasts = 0;
+  if (service == kHostedServices.end() || kind == std::end(kFaultNames) || side == std::end(kSideNames) ||
+      !number_of(object, "lasts", 0, kFaultLastsMax, 0, lasts) ||
       !number_of(object, "opcode", -1, INT32_MAX, -1, fault.opcode) ||
       !number_of(object, "count", -1, INT32_MAX, -1, fault.count) ||
       !number_of(object, "value", 0, kind->kind == fault_kind::delay ? kFaultDelayMax : UINT32_MAX, 0, fault.value)) {
     return kStatusUnknownFault;
   }
   fault.kind = kind->kind;
+  fault.side = side->side;
+  fault.spares_operator = object.value("spares_operator", json()) == true;
+  fault.ends = lasts == 0 ? 0 : monotonic_ms() + lasts;
   message_server *server = host.servers[static_cast<size_t>(service - kHostedServices.begin())];
   if (message_server_faults(server).size() >= kFaultsMax) {
     return kStatusBusy;

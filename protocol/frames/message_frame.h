@@ -20,6 +20,7 @@ enum : uint16_t {
   kMessageIsAnswer = 1,
   kMessageWantsPayload = 2,  // the client has room for an answer's payload
   kMessageIsProbe = 4,       // asks for nothing but an answer: whether the receiver lives
+  kMessageIsSpared = 8,      // of an operator's command that faults may leave alone
 };
 
 struct message_header {

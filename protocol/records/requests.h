@@ -47,7 +47,8 @@ enum {
   // GET: name, wwn, pid, uptime, vsans, interfaces, store, per-service counters, notification counters.
   kOpStatus = 9201,
   // GET: the faults in force, by service. SET adds one: {"service": NAME, "kind": delay|status|drop|short-answer|hang,
-  // "opcode": N or -1, "count": N or -1, "value": N}. DELETE clears all.
+  // "opcode": N or -1, "count": N or -1, "value": N, "side": both|reads|writes, "spares_operator": true|false, "lasts":
+  // milliseconds, 0 without end}; all but the first two may be left out. DELETE clears all.
   kOpFaults = 9202,
   // GET: counters of the notification queue, and its oldest entries.
   kOpNotificationQueue = 9203,

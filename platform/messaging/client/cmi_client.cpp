@@ -15,12 +15,14 @@
 #include "published_reads.h"
 #include "repair_queue.h"
 #include "served_pdu_scope.h"
+#include "switchplatform/operator_requests.h"
 
 namespace {
 
 constexpr int kDefaultTimeoutSeconds = 5;
 
 unsigned exchanges_begun;
+uint16_t flags_of_all;  // of every request of this process
 uint8_t answer_frame[kMessageMax];
 
 struct outgoing {
@@ -176,6 +178,10 @@ int hand_over_read(const read_answer &answer, void **response, uint32_t *size) {
 
 }  // namespace
 
+void platform_operator_requests() {
+  flags_of_all = kMessageIsSpared;
+}
+
 unsigned platform_exchanges_begun() {
   return exchanges_begun;
 }
@@ -204,7 +210,7 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
     return hand_over_read(published, response, size);
   }
   const int64_t deadline = exchange_deadline(timeout > 0 ? timeout : kDefaultTimeoutSeconds);
-  const uint16_t flags = response == nullptr ? uint16_t{0} : uint16_t{kMessageWantsPayload};
+  const auto flags = static_cast<uint16_t>(flags_of_all | (response == nullptr ? 0 : kMessageWantsPayload));
   const outgoing message = {{flags, next_sequence(), static_cast<uint32_t>(opcode), static_cast<uint32_t>(msg_type),
                              static_cast<uint32_t>(service), 0, static_cast<uint16_t>(user_size),
                              static_cast<uint16_t>(session_size), static_cast<uint32_t>(payload_size)},

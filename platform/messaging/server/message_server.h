@@ -74,12 +74,16 @@ message_counters message_server_counters(const message_server *server);
 
 // A fault switched on on purpose, for people who test what is in front of the managers.
 enum class fault_kind { delay, status, drop, short_answer, hang };
+enum class fault_side { both, reads, writes };
 
 struct message_fault {
   fault_kind kind;
-  int opcode = -1;  // -1: every opcode
-  int count = -1;   // how many requests it hits; -1: until it is cleared
-  int value = 0;    // delay: milliseconds; status: the status; short_answer: bytes of payload left
+  int opcode = -1;                 // -1: every opcode
+  int count = -1;                  // how many requests it hits; -1: until it is cleared
+  int value = 0;                   // delay: milliseconds; status: the status; short_answer: bytes of payload left
+  fault_side side = fault_side::both;
+  bool spares_operator = false;    // requests that say they are an operator's command are not hit
+  int64_t ends = 0;                // monotonic milliseconds; 0: when it is cleared
 };
 
 // Faults are tried in the order they were added; the first that matches a request is applied to it.
@@ -88,7 +92,8 @@ struct message_fault {
 // that is delayed or cut short is.
 void message_server_add_fault(message_server *server, const message_fault &fault);
 void message_server_clear_faults(message_server *server);
-std::vector<message_fault> message_server_faults(const message_server *server);
-bool message_server_has_faults(const message_server *server);
+// Those that are still on.
+std::vector<message_fault> message_server_faults(message_server *server);
+bool message_server_has_faults(message_server *server);
 
 #endif

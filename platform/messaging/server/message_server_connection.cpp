@@ -125,7 +125,7 @@ bool answer_probe(server_connection *connection, const message_header &header) {
 bool serve(server_connection *connection, const message_header &header, const uint8_t *frame) {
   message_server *server = connection->server;
   ++server->counters.requests;
-  const auto fault = message_server_take_fault(server, static_cast<int>(header.opcode));
+  const auto fault = message_server_take_fault(server, header);
   if (fault && fault->kind == fault_kind::drop) {
     return false;
   }

@@ -11,6 +11,7 @@
 
 #include "event_ptr.h"
 #include "log_limit.h"
+#include "message_frame.h"
 #include "message_server.h"
 #include "socket_listener.h"
 
@@ -65,8 +66,8 @@ bool server_connection_retire(server_connection *connection);
 // Closes the connection and frees it.
 void server_connection_close(server_connection *connection);
 
-// The fault that hits a request of `opcode`, or null. Its count goes down by one.
-std::unique_ptr<message_fault> message_server_take_fault(message_server *server, int opcode);
+// The fault that hits the request, or null. Its count goes down by one.
+std::unique_ptr<message_fault> message_server_take_fault(message_server *server, const message_header &header);
 
 // Reports one line, formatted as printf does, as far as the limit of lines that peers can cause allows.
 void message_server_report(message_server *server, const char *format, ...) __attribute__((format(printf, 2, 3)));

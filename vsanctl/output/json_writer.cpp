@@ -1,8 +1,9 @@
+// JSON for programs; docs/vsanctl-json.md has every field.
 #include <stdio.h>
 
 #include <nlohmann/json.hpp>
 
-#include "writer.h"
+#include "output/writer.h"
 
 namespace {
 
@@ -14,8 +15,8 @@ struct json_state {
   std::vector<std::string> columns;
 };
 
-json value_of(const cell &value) {
-  return std::visit([](const auto &each) { return json(each); }, value);
+json value_of(const cell &cell) {
+  return std::visit([](const auto &each) { return json(each); }, cell.value);
 }
 
 writer_state *json_open() {

@@ -1,6 +1,6 @@
 // What `vsanctl` shows, written once and printed as tables for people or as JSON for programs.
-#ifndef VSANCTL_WRITER_H
-#define VSANCTL_WRITER_H
+#ifndef VSANCTL_OUTPUT_WRITER_H
+#define VSANCTL_OUTPUT_WRITER_H
 
 #include <stdint.h>
 
@@ -8,7 +8,24 @@
 #include <variant>
 #include <vector>
 
-using cell = std::variant<uint64_t, bool, std::string>;
+// One value. A column or field has one type in every row, as JSON; people may be shown another text for it.
+struct cell {
+  std::variant<int64_t, uint64_t, bool, std::string> value;
+  std::string shown = {};  // for people; empty: the value itself
+};
+
+inline cell number_cell(uint64_t value, std::string shown = "") {
+  return {value, std::move(shown)};
+}
+inline cell signed_cell(int64_t value, std::string shown = "") {
+  return {value, std::move(shown)};
+}
+inline cell text_cell(std::string value) {
+  return {std::move(value)};
+}
+inline cell flag_cell(bool value) {
+  return {value};
+}
 
 // What a way to print keeps; each has its own.
 using writer_state = void;

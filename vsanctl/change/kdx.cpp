@@ -1,7 +1,8 @@
 // vsanctl kdx …: distribution of the timers.
+#include "ask/question.h"
+#include "command_line/arguments.h"
 #include "commands.h"
 #include "distribution_records.h"
-#include "question.h"
 #include "record_words.h"
 #include "requests.h"
 
@@ -42,11 +43,9 @@ void add_kdx_commands(CLI::App &app) {
   for (const kdx_row &row : kCommands) {
     CLI::App *command = kdx->add_subcommand(row.name, row.about);
     if (row.argument == kdx_argument::vsan) {
-      command->add_option("vsan", argument, "the VSAN")->required();
+      add_vsan(*command, argument);
     } else if (row.argument == kdx_argument::on_off) {
-      command->add_option("switch", argument, "on or off")
-          ->required()
-          ->transform(CLI::CheckedTransformer(std::map<std::string, uint32_t>{{"on", 1}, {"off", 0}}));
+      add_choice(*command, "switch", argument, kOnOff, "on or off")->required();
     }
     command->callback([&row] { command_kdx(row, argument); });
   }

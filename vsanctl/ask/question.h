@@ -1,17 +1,11 @@
 // Requests of vsanctl to the managers, and how it ends when they do not go well.
-#ifndef VSANCTL_QUESTION_H
-#define VSANCTL_QUESTION_H
+#ifndef VSANCTL_ASK_QUESTION_H
+#define VSANCTL_ASK_QUESTION_H
 
 #include <stdint.h>
 
 #include <string>
 #include <vector>
-
-// Exit codes.
-enum { kExitOk = 0, kExitRefused = 1, kExitUsage = 2, kExitNoSwitch = 3 };
-
-// Prints "vsanctl: TEXT" on standard error and ends the program.
-[[noreturn]] void fail(int exit_code, const std::string &text);
 
 // One request. `answer_size` is the payload that the answer must have; 0 when none is wanted, kAnyAnswer for any size.
 inline constexpr size_t kAnyAnswer = SIZE_MAX;

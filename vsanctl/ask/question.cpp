@@ -1,14 +1,15 @@
-#include "question.h"
+#include "ask/question.h"
 
 #include <errno.h>
 #include <pwd.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 
+#include "ask/no_switch.h"
+#include "output/failure.h"
 #include "platform/cmi.h"
 #include "platform/syserr.h"
 #include "requests.h"
@@ -17,10 +18,11 @@
 
 namespace {
 
-// Which field a status is about.
+// Which field a status is about, and what may be done.
 struct status_field {
   int status;
   const char *field;
+  const char *remedy = "";
 };
 constexpr status_field kStatusFields[] = {
     {kStatusNoVsan, "vsan"},
@@ -39,16 +41,11 @@ constexpr status_field kStatusFields[] = {
     {kStatusLatencyRange, "drop-latency"},
     {kStatusTimerType, "timer"},
     {kStatusTimerRange, "value"},
-    {kStatusTimerMustForce, "vsan"},
+    {kStatusTimerMustForce, "vsan", "; --force sets it all the same"},
     {kStatusNoEntry, "interface"},
 };
 
 }  // namespace
-
-void fail(int exit_code, const std::string &text) {
-  fprintf(stderr, "vsanctl: %s\n", text.c_str());
-  exit(exit_code);
-}
 
 namespace {
 
@@ -82,7 +79,7 @@ int ask_switch(const question &asked, std::vector<uint8_t> &answer) {
   const bool answered = response != nullptr;
   free(response);
   if (status == -1) {
-    fail(kExitNoSwitch, std::string("no answer from switchd in ") + platform_run_dir() + ": " + strerror(why));
+    fail_no_switch(why);
   }
   if (status == 0 && wanted && (!answered || (asked.answer_size != kAnyAnswer && size != asked.answer_size))) {
     fail(kExitNoSwitch, "switchd answered opcode " + std::to_string(asked.opcode) + " with " +
@@ -100,7 +97,8 @@ void fail_refused(const std::string &what, int status, const std::vector<named_v
       text += std::string(value.field) + " " + value.value + ": ";
     }
   }
-  fail(kExitRefused, text + syserr_format(status));
+  const char *remedy = about == std::end(kStatusFields) ? "" : about->remedy;
+  fail(kExitRefused, text + syserr_format(status) + remedy, status);
 }
 
 std::vector<uint8_t> ask_or_fail(const std::string &what, const question &asked,

@@ -1,6 +1,6 @@
 // The managers' records as vsanctl handles them, in host order, and how they are read and written.
-#ifndef VSANCTL_ROWS_H
-#define VSANCTL_ROWS_H
+#ifndef VSANCTL_ASK_ROWS_H
+#define VSANCTL_ASK_ROWS_H
 
 #include <stdint.h>
 

@@ -1,11 +1,12 @@
-#include "rows.h"
+#include "ask/rows.h"
 
 #include <string.h>
 
 #include <algorithm>
 
+#include "ask/question.h"
+#include "output/failure.h"
 #include "port_records.h"
-#include "question.h"
 #include "record_words.h"
 #include "requests.h"
 #include "statuses.h"

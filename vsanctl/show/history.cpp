@@ -6,8 +6,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "ask/no_switch.h"
+#include "command_line/arguments.h"
 #include "commands.h"
-#include "question.h"
+#include "output/failure.h"
+#include "output/time_text.h"
 #include "switchplatform/run_dir.h"
 #include "switchplatform/shared_page.h"
 
@@ -15,25 +18,13 @@ namespace {
 
 constexpr useconds_t kFollowEvery = 100000;  // microseconds
 
-[[noreturn]] void fail_page() {
-  fail(kExitNoSwitch, std::string("no shared page in ") + platform_run_dir() + ": " + strerror(errno));
-}
-
-std::string time_text(const platform_event &event) {
-  const time_t seconds = event.seconds;
-  tm broken = {};
-  char text[40];
-  const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", gmtime_r(&seconds, &broken));
-  snprintf(text + length, sizeof text - length, ".%06uZ", event.nanoseconds / 1000 % 1000000);
-  return text;
-}
-
 // One line an event, also as JSON, so that a reader can follow.
 void print_event(const platform_event &event, bool json) {
   std::string text = event.text;
   if (json) {
-    const nlohmann::ordered_json line{{"number", event.number},    {"time", time_text(event)}, {"pid", event.pid},
-                                      {"module", event.module_id}, {"level", event.level},     {"text", text}};
+    const nlohmann::ordered_json line{{"number", event.number}, {"time", time_text(event.seconds, event.nanoseconds)},
+                                      {"pid", event.pid},       {"module", event.module_id},
+                                      {"level", event.level},   {"text", text}};
     printf("%s\n", line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
     return;
   }
@@ -41,20 +32,21 @@ void print_event(const platform_event &event, bool json) {
   for (char &each : text) {
     each = static_cast<unsigned char>(each) < 0x20 || each == 0x7F ? '?' : each;
   }
-  printf("%s %u 0x%x %u %s\n", time_text(event).c_str(), event.pid, event.module_id, event.level, text.c_str());
+  printf("%s %u 0x%x %u %s\n", time_text(event.seconds, event.nanoseconds).c_str(), event.pid, event.module_id,
+         event.level, text.c_str());
 }
 
 void show_history(uint32_t last, bool follow, bool json) {
   platform_event_reader reader = {};
   if (platform_events_open(&reader, last) != 0) {
-    fail_page();
+    fail_no_page(errno);
   }
   uint32_t lost = 0;
   while (true) {
     platform_event event = {};
     const int got = platform_events_next(&reader, &event);
     if (got < 0) {
-      fail_page();
+      fail_no_page(errno);
     }
     if (reader.lost != lost) {
       fprintf(stderr, "vsanctl: %u events were lost\n", reader.lost - lost);
@@ -76,7 +68,7 @@ void show_history(uint32_t last, bool follow, bool json) {
 void switch_levels(const std::vector<int> &levels, bool record, bool on) {
   for (const int level : levels) {
     if (platform_level_set(record ? kLevelRecorded : kLevelPrinted, level, on ? 1 : 0) != 0) {
-      fail_page();
+      fail_no_page(errno);
     }
   }
 }
@@ -90,7 +82,9 @@ void add_history_commands(CLI::App &app, const common_options &common) {
   history->add_option("-n,--last", last, "only the last N events");
   history->add_flag("-f,--follow", follow, "go on with new events");
   history->callback([&common] { show_history(last, follow, common.json); });
+}
 
+void add_debug_commands(CLI::App &app) {
   static std::vector<int> levels{100, 101};
   static bool record = false;
   CLI::App *debug = app.add_subcommand("debug", "switch debug printing, live")->require_subcommand(1);

@@ -1,0 +1,25 @@
+#include "ask/control.h"
+
+#include "ask/question.h"
+#include "requests.h"
+
+namespace {
+
+std::vector<uint8_t> request_of(const nlohmann::json &object) {
+  if (object.is_null()) {
+    return {};
+  }
+  const std::string text = object.dump();
+  return {text.begin(), text.end()};
+}
+
+}  // namespace
+
+nlohmann::json ask_control(const char *what, int opcode, int msg_type, const nlohmann::json &object) {
+  const auto answer = ask_or_fail(what, {kServiceControl, opcode, msg_type, request_of(object), kAnyAnswer});
+  return nlohmann::json::parse(answer.begin(), answer.end());
+}
+
+void tell_control(const char *what, int opcode, int msg_type, const nlohmann::json &object) {
+  ask_or_fail(what, {kServiceControl, opcode, msg_type, request_of(object), 0});
+}

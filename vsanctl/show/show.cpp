@@ -1,0 +1,50 @@
+// vsanctl show …
+#include <iterator>
+
+#include "command_line/arguments.h"
+#include "commands.h"
+#include "output/writer.h"
+#include "show/shows.h"
+#include "vsan_values.h"
+
+namespace {
+
+struct show_row {
+  const char *name;
+  const char *about;
+  void (*show)(const writer &to, const show_options &options);
+  bool takes_vsan;
+};
+constexpr show_row kShows[] = {
+    {"vsan", "the VSANs, or one", show_vsan, true},
+    {"interface", "interfaces and the VSANs they are in", show_interface, false},
+    {"membership", "active memberships: interfaces that are up, in active VSANs", show_membership, false},
+    {"timers", "the timers in force, in milliseconds", show_timers, true},
+    {"switch", "what applies to the whole switch: name, latencies, in-order delivery", show_switch, false},
+    {"kdx", "distribution of the timers: session, pending values, VSANs kept out", show_kdx, false},
+    {"errors", "why SETs failed: the last errors of SNMP users, newest first", show_errors, false},
+    {"notifications", "the notification queue and its counters", show_notifications, false},
+    {"levels", "which levels of debug lines are recorded in the history, and which are printed", show_levels, false},
+    {"status", "switchd and its services", show_status, false},
+};
+
+}  // namespace
+
+void add_show_commands(CLI::App &app, const common_options &common) {
+  CLI::App *show = app.add_subcommand("show", "show something")->require_subcommand(1);
+  static show_options options;
+  for (const show_row &row : kShows) {
+    CLI::App *command = show->add_subcommand(row.name, row.about);
+    if (row.takes_vsan) {
+      add_number(*command, "vsan", options.vsan, "only this VSAN", {kVsanFirst, kVsanReserved})->type_name("VSAN");
+    }
+    if (row.show == show_timers) {
+      command->add_flag("--pending", options.pending, "as a commit of the distribution session would leave them");
+    }
+    command->callback([&row, &common] {
+      const writer to = writer_open(common.json);
+      row.show(to, options);
+      writer_close(to);
+    });
+  }
+}
