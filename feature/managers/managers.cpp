@@ -15,8 +15,9 @@
 namespace {
 
 bool changes_nothing(const switch_state &state, const switch_change &change) {
-  return change.vsans.empty() && change.vsans_removed.empty() && change.interfaces.empty() && change.timers.empty() &&
-         change.pending.empty() && change.kept_out.empty() && change.taken == 0 && change.settings == state.settings;
+  return change.vsans.empty() && change.vsans_removed.empty() && change.interfaces.empty() &&
+         change.interfaces_removed.empty() && change.timers.empty() && change.pending.empty() &&
+         change.kept_out.empty() && change.taken == 0 && change.settings == state.settings;
 }
 
 void log_line(const switch_managers &managers, const std::string &line) {

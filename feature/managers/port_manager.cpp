@@ -1,5 +1,7 @@
 #include "port_manager.h"
 
+#include <string.h>
+
 #include <algorithm>
 
 #include "opcode_table.h"
@@ -94,12 +96,68 @@ int interface_set(switch_managers &managers, const message_request &request, mes
   return status != 0 ? status : managers_commit(managers, change);
 }
 
+// The name in its field; false when it has no end there.
+bool take_name(const char (&field)[sizeof switch_interface::name], std::string &name) {
+  const size_t length = strnlen(field, sizeof field);
+  name.assign(field, length);
+  return length < sizeof field;
+}
+
+int interface_create(switch_managers &managers, const message_request &request, message_reply &) {
+  const auto wanted = record_read<interface_row>(request.payload.data());
+  interface_record interface = {wanted.index, "", wanted.vsan, wanted.up == 1, true};
+  if (wanted.up > 1) {
+    return kStatusAdminStateRange;
+  }
+  if (!take_name(wanted.name, interface.name)) {
+    return kStatusInterfaceName;
+  }
+  switch_change change = change_begin(managers.state);
+  const int status = plan_interface_create(managers.state, std::move(interface), change);
+  return status != 0 ? status : managers_commit(managers, change);
+}
+
+// A VSAN that was deleted a moment ago and comes back takes its interfaces along, but not another one that has the
+// index by then.
+void forget_interface(dropped_vsans &dropped, uint32_t index) {
+  for (auto &[id, vsan] : dropped) {
+    vsan.interfaces.erase(index);
+  }
+}
+
+int interface_delete(switch_managers &managers, const message_request &request, message_reply &) {
+  const uint32_t index = record_read<interface_row>(request.payload.data()).index;
+  switch_change change = change_begin(managers.state);
+  int status = plan_interface_delete(managers.state, index, change);
+  if (status == 0) {
+    status = managers_commit(managers, change);
+  }
+  if (status == 0) {
+    forget_interface(managers.dropped, index);
+  }
+  return status;
+}
+
+int interface_rename(switch_managers &managers, const message_request &request, message_reply &) {
+  const switch_interface wanted = asked_interface(request);
+  std::string name;
+  if (!take_name(wanted.name, name)) {
+    return kStatusInterfaceName;
+  }
+  switch_change change = change_begin(managers.state);
+  const int status = plan_interface_rename(managers.state, wanted.index, std::move(name), change);
+  return status != 0 ? status : managers_commit(managers, change);
+}
+
 constexpr opcode_row kOpcodes[] = {
     {kOpActiveMembership, kMsgGet, sizeof(active_membership), membership_get},
     {kOpActiveMembership, kMsgGetNext, sizeof(active_membership), membership_get_next},
     {kOpInterface, kMsgGet, sizeof(switch_interface), interface_get},
     {kOpInterface, kMsgGetNext, sizeof(switch_interface), interface_get_next},
     {kOpInterface, kMsgSet, sizeof(switch_interface), interface_set},
+    {kOpInterfaceRow, kMsgSet, sizeof(interface_row), interface_create},
+    {kOpInterfaceRow, kMsgDelete, sizeof(interface_row), interface_delete},
+    {kOpInterfaceName, kMsgSet, sizeof(switch_interface), interface_rename},
 };
 
 }  // namespace

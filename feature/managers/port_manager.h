@@ -10,7 +10,9 @@
 #include "managers.h"
 
 // Serves kServicePortManager; `context` is the switch_managers. An absent pair answers kStatusNoMembership, no further
-// pair kStatusEndOfMemberships, an absent interface and no further interface kStatusNoEntry.
+// pair kStatusEndOfMemberships, an absent interface and no further interface kStatusNoEntry. An interface that is made
+// or renamed answers kStatusInterfaceIndex, kStatusInterfaceName, kStatusInterfaceExists, kStatusNoVsan or
+// kStatusInterfacesFull when it cannot be.
 void port_manager_handle(void *context, const message_request &request, message_reply &reply);
 
 // The first active membership after the given pair. Returns false when there is none.

@@ -48,11 +48,19 @@ constexpr status_text kStatusTexts[] = {
     {kStatusTimerRange, "timer value out of range"},
     {kStatusTimerFlags, "a timer's flag and force bytes must be 0 or 1"},
     {kStatusNotificationRange, "notification control out of range: 1 (on) or 2 (off)"},
-    {kStatusNameMalformed, "VSAN name without an end in its field, or with a blank"},
+    {kStatusNameMalformed,
+     "VSAN name without an end in its field, with a blank or a control character, or not in UTF-8"},
     {kStatusRowCopyDamaged, "the copy of the row as it was read, which comes back with it, is damaged"},
+
+    {kStatusInterfaceName, "interface name: 1 to 31 octets of UTF-8 without control characters are wanted"},
+    {kStatusInterfaceIndex, "interface index out of range: 1 to 4294967294"},
+    {kStatusSwitchName, "switch name: at most 255 octets of UTF-8 without control characters are wanted"},
+    {kStatusSwitchWwn, "world wide name: eight octets, not all of them zero, are wanted"},
 
     {kStatusTimerMustForce, "the VSAN is operational: its timers must be forced"},
     {kStatusNoInterface, "no such interface"},
+    {kStatusInterfaceExists, "another interface has this index or this name"},
+    {kStatusInterfacesFull, "the switch has as many interfaces as it can have: 4096"},
 
     {kStatusNoMembership, "the interface is not an active member of the VSAN"},
     {kStatusEndOfMemberships, "no further active membership"},

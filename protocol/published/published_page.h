@@ -19,6 +19,7 @@
 
 #include <atomic>
 
+#include "port_records.h"
 #include "vsan_records.h"
 #include "vsan_row_copy.h"
 #include "vsan_values.h"
@@ -27,7 +28,7 @@ using published_word = std::atomic<uint32_t>;
 static_assert(published_word::is_always_lock_free && sizeof(published_word) == sizeof(uint32_t));
 
 inline constexpr uint32_t kPublishedMagic = 0x56505542;  // read by a host of the other byte order it is another
-inline constexpr uint32_t kPublishedVersion = 1;         // of the layout below
+inline constexpr uint32_t kPublishedVersion = 2;         // of the layout below
 
 // The loop shows every kBeatEveryMs that it turns; a beat older than kBeatMaxAgeMs counts for nothing. Both are taken
 // from a clock that ticks every 10 ms at worst: a read that begins 100 ms after the loop stood still is an exchange.
@@ -45,6 +46,8 @@ inline constexpr size_t kPublishedRowAt = offsetof(vsanRowMessage, row);
 inline constexpr size_t kPublishedRowBytes = offsetof(vsanEntry, rest) + sizeof(vsanRowCopy);
 static_assert(kPublishedRowBytes % sizeof(uint32_t) == 0);
 
+inline constexpr size_t kInterfaceNameField = sizeof(switch_interface::name);
+
 struct published_vsan {
   published_word row[kPublishedRowBytes / sizeof(uint32_t)];  // bytes, as they travel
   published_word timers[kTimerKinds];                         // values of its own, in force; 0: none
@@ -54,6 +57,8 @@ struct published_vsan {
 struct published_interface {
   published_word index;
   published_word vsan;
+  published_word up;                                            // 1 or 0
+  published_word name[kInterfaceNameField / sizeof(uint32_t)];  // bytes, as they travel
 };
 
 struct published_membership {

@@ -77,6 +77,13 @@ inline constexpr std::array kRecordWords<switch_interface>{
 };
 
 template <>
+inline constexpr std::array kRecordWords<interface_row>{
+    offsetof(interface_row, index),
+    offsetof(interface_row, vsan),
+    offsetof(interface_row, up),
+};
+
+template <>
 inline constexpr std::array kRecordWords<distribution_status>{
     offsetof(distribution_status, enabled),     offsetof(distribution_status, show_running),
     offsetof(distribution_status, open),        offsetof(distribution_status, pending),
@@ -118,6 +125,7 @@ static_assert(is_complete<vsanFcTimerEntry>(3));  // flag, force, reserved
 static_assert(is_complete<vsanLatency>(0));
 static_assert(is_complete<active_membership>(4));  // is_static and zeros
 static_assert(is_complete<switch_interface>(sizeof(switch_interface::name)));
+static_assert(is_complete<interface_row>(sizeof(interface_row::name)));
 static_assert(is_complete<distribution_status>(sizeof(distribution_status::owner)));
 static_assert(is_complete<distribution_order>(0));
 static_assert(is_complete<pending_timer>(0));

@@ -32,11 +32,13 @@ enum {
   kOpNotificationControl = 8018,
 };
 
-// Of the identity service: answers the switch's world wide name, eight octets.
-enum { kOpSwitchWwn = 1282 };
+// Of the identity service: answers the switch's world wide name, eight octets. The others are this platform's own:
+// kOpSwitchName reads and sets the switch's name, a switch_name (switch_records.h); kOpSwitchWwnChange sets the world
+// wide name, eight octets that are not all zero.
+enum { kOpSwitchWwn = 1282, kOpSwitchName = 9301, kOpSwitchWwnChange = 9302 };
 
 // Of the port manager; payloads in port_records.h.
-enum { kOpActiveMembership = 9001, kOpInterface = 9002 };
+enum { kOpActiveMembership = 9001, kOpInterface = 9002, kOpInterfaceRow = 9003, kOpInterfaceName = 9004 };
 
 // Of distribution; payloads in distribution_records.h.
 enum { kOpDistribution = 9101, kOpPendingTimer = 9102, kOpKeptOut = 9103 };

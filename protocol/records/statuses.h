@@ -44,12 +44,18 @@ enum {
   kStatusTimerRange = 0x40F0010E,
   kStatusTimerFlags = 0x40F0010F,         // the flag or force byte is neither 0 nor 1
   kStatusNotificationRange = 0x40F00110,  // notification control is neither 1 nor 2
-  kStatusNameMalformed = 0x40F00112,      // the name has no NUL in its field, or a blank
+  kStatusNameMalformed = 0x40F00112,      // the name has no NUL in its field, a blank, or is no printable UTF-8
   kStatusRowCopyDamaged = 0x40F00113,     // the copy behind a row (vsan_row_copy.h) is none that was ever answered
+  kStatusInterfaceName = 0x40F00114,      // the interface's name: empty, too long, or no printable UTF-8
+  kStatusInterfaceIndex = 0x40F00115,     // an index that no interface can have
+  kStatusSwitchName = 0x40F00116,         // the switch's name: too long, or no printable UTF-8
+  kStatusSwitchWwn = 0x40F00117,          // a world wide name that is all zeros
 
   // State that stands in the way.
   kStatusTimerMustForce = 0x40F00201,  // a timer of an operational VSAN
   kStatusNoInterface = 0x40F00204,
+  kStatusInterfaceExists = 0x40F00206,  // another interface has the index or the name
+  kStatusInterfacesFull = 0x40F00207,   // the switch has as many interfaces as it can have
 
   // Port manager.
   kStatusNoMembership = 0x40F00301,      // the pair is not an active membership

@@ -112,11 +112,23 @@ void add_membership(published_page &page, const interface_record &interface) {
   put(page.membership_count, get(page.membership_count) + 1);
 }
 
+void put_interface_row(published_interface &to, const interface_record &interface) {
+  put(to.index, interface.index);
+  put(to.vsan, interface.vsan);
+  put(to.up, interface.up);
+  char name[kInterfaceNameField] = {};
+  std::ranges::copy(interface.name, name);
+  for (size_t i = 0; i < std::size(to.name); ++i) {
+    uint32_t bytes;
+    memcpy(&bytes, name + i * sizeof bytes, sizeof bytes);
+    put(to.name[i], bytes);
+  }
+}
+
 void put_all_interfaces(published_page &page, const switch_state &state) {
   published_interface *to = page.interfaces;
   for (const auto &[index, interface] : state.interfaces) {
-    put(to->index, index);
-    put(to->vsan, interface.vsan);
+    put_interface_row(*to, interface);
     ++to;
   }
   put(page.membership_count, 0);
@@ -133,7 +145,7 @@ void put_interface(published_page &page, const switch_state &state, const interf
     return put_all_interfaces(page, state);  // a new one
   }
   remove_membership(page, {get(at->vsan), interface.index});
-  put(at->vsan, interface.vsan);
+  put_interface_row(*at, interface);
   if (interface.up) {
     add_membership(page, interface);
   }
@@ -166,6 +178,11 @@ std::vector<uint32_t> vsans_touched(const switch_state &before, const switch_cha
       touched.push_back(was->vsan);
     }
   }
+  for (const uint32_t index : change.interfaces_removed) {
+    if (const interface_record *was = find_interface(before, index); was != nullptr) {
+      touched.push_back(was->vsan);
+    }
+  }
   std::ranges::sort(touched);
   touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
   return touched;
@@ -176,6 +193,9 @@ void publish_change(published_page &page, const switch_state &state, const switc
   begin_change(page);
   for (const interface_record &interface : change.interfaces) {
     put_interface(page, state, interface);
+  }
+  if (!change.interfaces_removed.empty()) {
+    put_all_interfaces(page, state);
   }
   put_settings(page, state);
   put(page.settings.remote_locked, remote_locked);

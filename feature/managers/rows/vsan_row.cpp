@@ -38,7 +38,8 @@ int take_copy(const vsanEntry &sent, sent_row &row) {
     read.*field.kept = copy.*field.copied;
   }
   const bool named = take_name(copy.vsanName, read.name);
-  const bool sound = copy.version == kRowCopyVersion && named && read.id == row.vsan.id && vsan_problem(read) == 0;
+  const bool sound =
+      copy.version == kRowCopyVersion && named && read.id == row.vsan.id && vsan_problem(read, read.name) == 0;
   return sound ? 0 : kStatusRowCopyDamaged;
 }
 

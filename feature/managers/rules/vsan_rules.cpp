@@ -1,11 +1,14 @@
 #include "rules/vsan_rules.h"
 
+#include <algorithm>
+
+#include "plain_text.h"
 #include "state/vsan_fields.h"
 #include "statuses.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
 
-int vsan_problem(const vsan_record &vsan) {
+int vsan_problem(const vsan_record &vsan, std::string_view known_name) {
   if (vsan.id == kVsanReserved) {
     return kStatusVsanReserved;
   }
@@ -19,7 +22,8 @@ int vsan_problem(const vsan_record &vsan) {
     return kStatusNameRange;
   }
   // SNMP managers cannot set a name with a blank either: a name is one word.
-  return vsan.name.find_first_of(std::string_view(" \0", 2)) == std::string::npos ? 0 : kStatusNameMalformed;
+  const bool one_word = vsan.name.find_first_of(std::string_view(" \0", 2)) == std::string::npos;
+  return one_word && (vsan.name == known_name || is_plain_text(vsan.name)) ? 0 : kStatusNameMalformed;
 }
 
 int interface_problem(const interface_record &interface) {
@@ -32,7 +36,8 @@ int interface_problem(const interface_record &interface) {
   return interface.vsan < kVsanFirst || interface.vsan > kVsanLast ? kStatusVsanRange : 0;
 }
 
-int plan_vsan_set(const switch_state &state, vsan_record vsan, uint32_t row_status, switch_change &change) {
+int plan_vsan_set(const switch_state &state, vsan_record vsan, uint32_t row_status, std::string_view known_name,
+                  switch_change &change) {
   const vsan_record *present = find_vsan(state, vsan.id);
   const vsan_record defaults;
   const vsan_record &unwritten = present != nullptr ? *present : defaults;
@@ -45,7 +50,8 @@ int plan_vsan_set(const switch_state &state, vsan_record vsan, uint32_t row_stat
   if (row_status > kRowStatusMax) {
     return kStatusRowStatusRange;
   }
-  if (const int problem = vsan_problem(vsan); problem != 0) {
+  const bool keeps_name = present != nullptr && present->name == vsan.name;
+  if (const int problem = vsan_problem(vsan, keeps_name ? present->name : known_name); problem != 0) {
     return problem;
   }
   if (present == nullptr && row_status != kRowStatusActive) {
@@ -121,5 +127,69 @@ int plan_interface_admin(const switch_state &state, uint32_t index, bool up, swi
     change.interfaces.push_back(*present);
     change.interfaces.back().up = up;
   }
+  return 0;
+}
+
+namespace {
+
+// Whether an interface other than `index` has the name.
+bool is_interface_name(const switch_state &state, std::string_view name, uint32_t index) {
+  return std::ranges::any_of(state.interfaces,
+                             [&](const auto &each) { return each.first != index && each.second.name == name; });
+}
+
+int interface_name_problem(const switch_state &state, const interface_record &interface) {
+  const std::string &name = interface.name;
+  if (name.empty() || name.size() > kInterfaceNameMax || !is_plain_text(name)) {
+    return kStatusInterfaceName;
+  }
+  return is_interface_name(state, name, interface.index) ? int{kStatusInterfaceExists} : 0;
+}
+
+}  // namespace
+
+int plan_interface_create(const switch_state &state, interface_record interface, switch_change &change) {
+  if (interface.index == 0 || interface.index == UINT32_MAX) {
+    return kStatusInterfaceIndex;
+  }
+  if (find_interface(state, interface.index) != nullptr) {
+    return kStatusInterfaceExists;
+  }
+  if (const int problem = interface_name_problem(state, interface); problem != 0) {
+    return problem;
+  }
+  if (find_vsan(state, interface.vsan) == nullptr) {
+    return kStatusNoVsan;
+  }
+  if (state.interfaces.size() >= kInterfacesMax) {
+    return kStatusInterfacesFull;
+  }
+  interface.is_static = true;
+  change.interfaces.push_back(std::move(interface));
+  return 0;
+}
+
+int plan_interface_delete(const switch_state &state, uint32_t index, switch_change &change) {
+  if (find_interface(state, index) == nullptr) {
+    return kStatusNoEntry;
+  }
+  change.interfaces_removed.push_back(index);
+  return 0;
+}
+
+int plan_interface_rename(const switch_state &state, uint32_t index, std::string name, switch_change &change) {
+  const interface_record *present = find_interface(state, index);
+  if (present == nullptr) {
+    return kStatusNoEntry;
+  }
+  interface_record renamed = *present;
+  renamed.name = std::move(name);
+  if (renamed == *present) {
+    return 0;
+  }
+  if (const int problem = interface_name_problem(state, renamed); problem != 0) {
+    return problem;
+  }
+  change.interfaces.push_back(std::move(renamed));
   return 0;
 }

@@ -19,6 +19,11 @@ std::map<uint32_t, int64_t> membership_deltas(const switch_state &state, const s
     }
     deltas[after.vsan] += after.up ? 1 : 0;
   }
+  for (const uint32_t index : change.interfaces_removed) {
+    if (const interface_record *before = find_interface(state, index); before != nullptr) {
+      deltas[before->vsan] -= before->up ? 1 : 0;
+    }
+  }
   for (const vsan_record &vsan : change.vsans) {
     deltas.try_emplace(vsan.id, 0);
   }

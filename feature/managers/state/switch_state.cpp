@@ -69,6 +69,15 @@ void put_interface(switch_state &state, const interface_record &interface) {
   count_membership(state, interface, true);
 }
 
+void remove_interface(switch_state &state, uint32_t index) {
+  const auto found = state.interfaces.find(index);
+  if (found == state.interfaces.end()) {
+    return;
+  }
+  count_membership(state, found->second, false);
+  state.interfaces.erase(found);
+}
+
 void apply_notifications(switch_state &state, const switch_change &change) {
   for (const notification_record &raised : change.raised) {
     state.notifications.push_back(raised);
@@ -87,6 +96,9 @@ void state_apply(switch_state &state, const switch_change &change) {
   }
   for (const vsan_record &vsan : change.vsans) {
     put_vsan(state, vsan);
+  }
+  for (const uint32_t index : change.interfaces_removed) {
+    remove_interface(state, index);
   }
   for (const interface_record &interface : change.interfaces) {
     put_interface(state, interface);

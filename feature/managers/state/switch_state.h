@@ -85,11 +85,12 @@ struct switch_state {
   bool operator==(const switch_state &) const = default;
 };
 
-// What one request changes. A VSAN is either put or removed, not both.
+// What one request changes. A VSAN or an interface is either put or removed, not both.
 struct switch_change {
   std::vector<vsan_record> vsans;
   std::vector<uint32_t> vsans_removed;
   std::vector<interface_record> interfaces;
+  std::vector<uint32_t> interfaces_removed;
   timer_map timers;                   // put; a value of 0 removes
   timer_map pending;                  // likewise
   std::map<uint32_t, bool> kept_out;  // put or removed

@@ -42,6 +42,7 @@ constexpr const char *kStatements[kStatementCount] = {
     "INSERT OR REPLACE INTO vsan VALUES (?,?,?,?,?,?,?,?,?)",
     "DELETE FROM vsan WHERE id = ?",
     "INSERT OR REPLACE INTO interface VALUES (?,?,?,?,?)",
+    "DELETE FROM interface WHERE ifindex = ?",
     "INSERT OR REPLACE INTO timer VALUES (?,?,?)",
     "DELETE FROM timer WHERE vsan = ? AND key = ?",
     "INSERT OR REPLACE INTO pending_timer VALUES (?,?,?)",

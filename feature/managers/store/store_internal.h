@@ -18,6 +18,7 @@ enum store_statement : unsigned {
   kPutVsan,
   kDeleteVsan,
   kPutInterface,
+  kDeleteInterface,
   kPutTimer,
   kDeleteTimer,
   kPutPending,

@@ -38,7 +38,7 @@ std::string load_vsan(sqlite3_stmt *row, store_rows &found) {
   vsan.interop = column_word(row, 6);
   vsan.inorder = column_word(row, 7);
   vsan.drop_latency = column_word(row, 8);
-  if (const int problem = vsan_problem(vsan); problem != 0) {
+  if (const int problem = vsan_problem(vsan, vsan.name); problem != 0) {
     return "VSAN " + std::to_string(vsan.id) + ": " + syserr2str(problem);
   }
   found.all.vsans.push_back(std::move(vsan));
@@ -98,7 +98,7 @@ std::string load_text(sqlite3_stmt *row, const text_setting &setting, store_rows
   std::string &text = setting.field(found.all.settings);
   text = store_column_text(row, 1);
   const std::string problem =
-      sqlite3_column_type(row, 1) == SQLITE_TEXT ? plain_text_problem(text, setting.longest) : "no text";
+      sqlite3_column_type(row, 1) == SQLITE_TEXT ? kept_text_problem(text, setting.longest) : "no text";
   return problem.empty() ? "" : std::string("setting ") + setting.name + ": " + problem;
 }
 

@@ -51,6 +51,11 @@ bool write_rows(store *opened, const switch_change &change) {
       return false;
     }
   }
+  for (const uint32_t index : change.interfaces_removed) {
+    if (!execute(opened, kDeleteInterface, index)) {
+      return false;
+    }
+  }
   for (const interface_record &interface : change.interfaces) {
     if (!execute(opened, kPutInterface, interface.index, interface.name, interface.vsan, int{interface.up},
                  int{interface.is_static})) {

@@ -1,9 +1,16 @@
 #include "vsan_manager/vsan_manager.h"
 
+#include <string.h>
+
+#include <algorithm>
+
 #include "big_endian.h"
 #include "managers.h"
 #include "opcode_table.h"
+#include "plain_text.h"
 #include "requests.h"
+#include "statuses.h"
+#include "switch_records.h"
 #include "vsan_manager/handlers.h"
 #include "vsan_records.h"
 
@@ -41,7 +48,34 @@ int handle_switch_wwn(switch_managers &managers, const message_request &, messag
   return 0;
 }
 
-constexpr opcode_row kIdentityOpcodes[] = {{kOpSwitchWwn, kMsgGet, 0, handle_switch_wwn}};
+int handle_wwn_change(switch_managers &managers, const message_request &request, message_reply &) {
+  switch_change change = change_begin(managers.state);
+  change.settings.wwn = get_be64(request.payload.data());
+  return change.settings.wwn == 0 ? int{kStatusSwitchWwn} : managers_commit(managers, change);
+}
+
+int handle_switch_name(switch_managers &managers, const message_request &, message_reply &reply) {
+  reply.payload.resize(sizeof(switch_name));
+  std::ranges::copy(managers.state.settings.name, reply.payload.begin());
+  return 0;
+}
+
+int handle_rename(switch_managers &managers, const message_request &request, message_reply &) {
+  const auto *text = reinterpret_cast<const char *>(request.payload.data());
+  switch_change change = change_begin(managers.state);
+  change.settings.name.assign(text, strnlen(text, sizeof(switch_name)));
+  if (!plain_text_problem(change.settings.name, kSwitchNameMax).empty()) {
+    return kStatusSwitchName;
+  }
+  return managers_commit(managers, change);
+}
+
+constexpr opcode_row kIdentityOpcodes[] = {
+    {kOpSwitchWwn, kMsgGet, 0, handle_switch_wwn},
+    {kOpSwitchWwnChange, kMsgSet, sizeof(uint64_t), handle_wwn_change},
+    {kOpSwitchName, kMsgGet, 0, handle_switch_name},
+    {kOpSwitchName, kMsgSet, sizeof(switch_name), handle_rename},
+};
 
 }  // namespace
 

@@ -8,7 +8,8 @@
 // filled; SET and DELETE answer no payload.
 void vsan_manager_handle(void *context, const message_request &request, message_reply &reply);
 
-// Serves kServiceIdentity: opcode 1282 answers the switch's 8-byte world wide name.
+// Serves kServiceIdentity: opcode 1282 answers the switch's 8-byte world wide name, the others change it
+// (kStatusSwitchWwn: all zeros) and read and change the switch's name (kStatusSwitchName: no plain text, or too long).
 void identity_handle(void *context, const message_request &request, message_reply &reply);
 
 #endif

@@ -43,21 +43,22 @@ int plan_row(switch_managers &managers, const sent_row &row, const std::string &
              switch_change &change) {
   const switch_state &state = managers.state;
   const vsan_record *present = find_vsan(state, row.vsan.id);
+  const std::string_view known_name = row.read ? std::string_view(row.read->name) : std::string_view();
   if (present != nullptr) {
     writers = managers.writers[present->id];
-    return plan_vsan_set(state, merge_row(row, *present, writer, writers), row.row_status, change);
+    return plan_vsan_set(state, merge_row(row, *present, writer, writers), row.row_status, known_name, change);
   }
   const dropped_vsan *taken = row.read ? find_dropped(managers.dropped, row.vsan.id) : nullptr;
   if (taken == nullptr) {
     writers = writers_of_new_row(writer);
-    return plan_vsan_set(state, row.vsan, row.row_status, change);
+    return plan_vsan_set(state, row.vsan, row.row_status, known_name, change);
   }
   if (taken->writer != writer) {
     return kStatusNoVsan;
   }
   writers = taken->writers;
   plan_give_back(state, *taken, managers.sessions_closed, change);
-  return plan_vsan_set(state, merge_row(row, taken->vsan, writer, writers), row.row_status, change);
+  return plan_vsan_set(state, merge_row(row, taken->vsan, writer, writers), row.row_status, known_name, change);
 }
 
 }  // namespace

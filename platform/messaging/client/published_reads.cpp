@@ -106,6 +106,33 @@ int read_next_interface(const published_page &page, const uint8_t *request, uint
   return at < interface_count(page) ? answer_interface(page, at, answer) : int{kStatusNoEntry};
 }
 
+int answer_port(const published_page &page, uint32_t at, uint8_t *answer) {
+  const published_interface &found = page.interfaces[at];
+  switch_interface port = {word(found.index), word(found.up), {}};
+  for (size_t i = 0; i < std::size(found.name); ++i) {
+    const uint32_t bytes = word(found.name[i]);
+    memcpy(port.name + i * sizeof bytes, &bytes, sizeof bytes);
+  }
+  record_write(port, answer);
+  return 0;
+}
+
+int read_port(const published_page &page, const uint8_t *request, uint8_t *answer) {
+  const uint32_t index = record_read<switch_interface>(request).index;
+  const uint32_t at = find_interface(page, index);
+  const bool found = at < interface_count(page) && word(page.interfaces[at].index) == index;
+  return found ? answer_port(page, at, answer) : int{kStatusNoEntry};
+}
+
+int read_next_port(const published_page &page, const uint8_t *request, uint8_t *answer) {
+  const uint32_t index = record_read<switch_interface>(request).index;
+  if (index == UINT32_MAX) {
+    return kStatusNoEntry;
+  }
+  const uint32_t at = find_interface(page, index + 1);
+  return at < interface_count(page) ? answer_port(page, at, answer) : int{kStatusNoEntry};
+}
+
 // The first value that is there: 0 is none.
 uint32_t first_of(std::initializer_list<const published_word *> values) {
   for (const published_word *each : values) {
@@ -257,6 +284,7 @@ struct read_row_of {
 
 constexpr uint32_t kRow = sizeof(vsanRowMessage), kInterface = sizeof(vsanIfEntry), kTimer = sizeof(vsanFcTimerEntry);
 constexpr uint32_t kLatency = sizeof(vsanLatency), kPair = sizeof(active_membership), kWord = sizeof(uint32_t);
+constexpr uint32_t kPort = sizeof(switch_interface);
 using settings = published_settings;
 
 // By how often they are asked.
@@ -269,6 +297,8 @@ constexpr read_row_of kReads[] = {
     {kServiceVsanManager, kOpInterfaceVsan, kMsgGet, kInterface, kInterface, read_interface},
     {kServicePortManager, kOpActiveMembership, kMsgGetNext, kPair, kPair, read_next_membership},
     {kServicePortManager, kOpActiveMembership, kMsgGet, kPair, kPair, read_membership},
+    {kServicePortManager, kOpInterface, kMsgGetNext, kPort, kPort, read_next_port},
+    {kServicePortManager, kOpInterface, kMsgGet, kPort, kPort, read_port},
     {kServiceVsanManager, kOpVsanNumber, kMsgGet, 0, kWord, read_words<&settings::vsans>},
     {kServiceVsanManager, kOpTableLastChange, kMsgGet, 0, 2 * kWord,
      read_words<&settings::changed_seconds, &settings::changed_microseconds>},

@@ -1,7 +1,12 @@
 // Interfaces and active memberships.
 #include "port_manager.h"
 
+#include <algorithm>
+
+#include "big_endian.h"
+#include "notification_payloads.h"
 #include "port_records.h"
+#include "record_words.h"
 #include "requests.h"
 #include "statuses.h"
 #include "switch_under_test.h"
@@ -17,6 +22,27 @@ struct PortManager : switch_under_test {
     bytes payload = words({index, up});
     payload.resize(sizeof(switch_interface));
     return ask_of(port_manager_handle, kOpInterface, kMsgSet, payload).status;
+  }
+  int make(uint32_t index, const std::string &name, uint32_t vsan, uint32_t up = 1) {
+    interface_row row = {index, vsan, up, {}};
+    std::copy_n(name.begin(), std::min(name.size(), sizeof row.name), row.name);
+    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgSet, record_bytes(row)).status;
+  }
+  int remove(uint32_t index) {
+    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgDelete, record_bytes(interface_row{index, 0, 0, {}}))
+        .status;
+  }
+  int rename(uint32_t index, const std::string &name) {
+    switch_interface wanted = {index, 9, {}};
+    std::copy_n(name.begin(), std::min(name.size(), sizeof wanted.name), wanted.name);
+    return ask_of(port_manager_handle, kOpInterfaceName, kMsgSet, record_bytes(wanted)).status;
+  }
+  std::vector<int> raised() {
+    std::vector<int> ids;
+    for (const notification_record &each : managers.state.notifications) {
+      ids.push_back(each.id);
+    }
+    return ids;
   }
   std::vector<std::pair<uint32_t, uint32_t>> all_memberships() {
     std::vector<std::pair<uint32_t, uint32_t>> pairs;
@@ -93,6 +119,81 @@ TEST_F(PortManager, InterfacesAreReadInOrderWithTheirNames) {
   }
   EXPECT_EQ(names, (std::vector<std::string>{"fc1/1", "fc1/2", "fc1/3", "fc1/4", "fc1/5"}));
   EXPECT_EQ(reply.status, kStatusNoEntry);
+}
+
+TEST_F(PortManager, AnInterfaceIsMadeInItsVsanAndSurvivesARestart) {
+  ASSERT_EQ(make(7, "fc2/1", 30), 0);
+  EXPECT_EQ(all_memberships(), (pair_list{{10, 101}, {10, 102}, {30, 7}}));
+  EXPECT_EQ(row_of(30).vsanOperState, 1U);
+  EXPECT_EQ(raised(), (std::vector<int>{kNotifyVsanChange}));  // VSAN 30 came up
+  const switch_state before = managers.state;
+  close();
+  open();
+  EXPECT_TRUE(managers.state == before);
+  EXPECT_EQ(managers.state.interfaces.at(7), (interface_record{7, "fc2/1", 30, true, true}));
+}
+
+TEST_F(PortManager, AnInterfaceThatGoesTakesItsMembershipAlong) {
+  ASSERT_EQ(remove(101), 0);
+  EXPECT_EQ(all_memberships(), (pair_list{{10, 102}}));
+  EXPECT_TRUE(raised().empty());  // VSAN 10 is up through 102
+  ASSERT_EQ(remove(102), 0);
+  EXPECT_TRUE(all_memberships().empty());
+  EXPECT_EQ(row_of(10).vsanOperState, 2U);
+  EXPECT_EQ(raised(), (std::vector<int>{kNotifyVsanChange}));
+  const switch_state before = managers.state;
+  close();
+  open();
+  EXPECT_TRUE(managers.state == before);
+  EXPECT_EQ(managers.state.interfaces.size(), 3U);
+}
+
+TEST_F(PortManager, AVsanThatComesBackDoesNotTakeAnotherInterfaceOfTheSameIndex) {
+  const bytes read = ask(kOpVsanRow, kMsgGet, row_payload(10)).payload;
+  ASSERT_EQ(delete_row(10), 0);
+  ASSERT_EQ(remove(101), 0);
+  ASSERT_EQ(make(101, "new", 1), 0);
+  ASSERT_EQ(ask(kOpVsanRow, kMsgSet, read).status, 0);
+  EXPECT_EQ(managers.state.interfaces.at(101).vsan, 1U);
+  EXPECT_EQ(managers.state.interfaces.at(102).vsan, 10U);
+}
+
+TEST_F(PortManager, AnInterfaceIsRenamedAndNothingElse) {
+  const interface_record before = managers.state.interfaces.at(101);
+  ASSERT_EQ(rename(101, "uplink \xC3\xA9"), 0);
+  interface_record expected = before;
+  expected.name = "uplink \xC3\xA9";
+  EXPECT_EQ(managers.state.interfaces.at(101), expected);
+  EXPECT_EQ(rename(101, "uplink \xC3\xA9"), 0);  // as it is
+  EXPECT_TRUE(raised().empty());
+}
+
+TEST_F(PortManager, AnInterfaceThatCannotBeIsRefused) {
+  EXPECT_REFUSED(make(101, "fc9/1", 10), kStatusInterfaceExists);
+  EXPECT_REFUSED(make(7, "fc1/1", 10), kStatusInterfaceExists);
+  EXPECT_REFUSED(make(0, "fc9/1", 10), kStatusInterfaceIndex);
+  EXPECT_REFUSED(make(UINT32_MAX, "fc9/1", 10), kStatusInterfaceIndex);
+  EXPECT_REFUSED(make(7, "fc9/1", 11), kStatusNoVsan);
+  EXPECT_REFUSED(make(7, "fc9/1", 10, 2), kStatusAdminStateRange);
+  EXPECT_REFUSED(remove(7), kStatusNoEntry);
+  EXPECT_REFUSED(rename(7, "fc9/1"), kStatusNoEntry);
+  EXPECT_REFUSED(rename(101, "fc1/2"), kStatusInterfaceExists);
+  for (const std::string &name : {std::string(), std::string(32, 'n'), std::string("fc\x1B"), std::string("fc\xFF")}) {
+    EXPECT_REFUSED(make(7, name, 10), kStatusInterfaceName);
+    EXPECT_REFUSED(rename(101, name), kStatusInterfaceName);
+  }
+  EXPECT_EQ(make(7, std::string(31, 'n'), 10), 0);
+}
+
+TEST_F(PortManager, ASwitchHasAsManyInterfacesAsItsLimitAllows) {
+  switch_change change = change_begin(managers.state);
+  for (uint32_t index = 1000; managers.state.interfaces.size() + change.interfaces.size() < kInterfacesMax; ++index) {
+    change.interfaces.push_back({index, "p" + std::to_string(index), 1, false, true});
+  }
+  ASSERT_EQ(managers_commit(managers, change), 0);
+  EXPECT_REFUSED(make(7, "fc9/1", 10), kStatusInterfacesFull);
+  ASSERT_EQ(remove(105), 0);
+  EXPECT_EQ(make(7, "fc9/1", 10), 0);
 }
 
 }  // namespace

@@ -92,6 +92,8 @@ std::vector<question> all_questions() {
   for (const uint32_t interface : {0U, 100U, 101U, 102U, 103U, 104U, 105U, 106U, 0x80000000U, kNoInterface}) {
     for (const int type : {kMsgGet, kMsgGetNext}) {
       all.push_back({kServiceVsanManager, kOpInterfaceVsan, type, interface_payload(interface, 77)});
+      all.push_back(
+          {kServicePortManager, kOpInterface, type, record_bytes(switch_interface{interface, 7, "not looked at"})});
     }
   }
   return all;
@@ -147,6 +149,19 @@ class Published : public switch_under_test {
     const switch_interface wanted = {interface, up ? 1U : 0U, {}};
     return ask_of(port_manager_handle, kOpInterface, kMsgSet, record_bytes(wanted)).status;
   }
+  int make(uint32_t interface, uint32_t vsan, bool up) {
+    const interface_row row = {interface, vsan, up ? 1U : 0U, "made"};
+    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgSet, record_bytes(row)).status;
+  }
+  int remove(uint32_t interface) {
+    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgDelete, record_bytes(interface_row{interface, 0, 0, {}}))
+        .status;
+  }
+  int rename(uint32_t interface, const std::string &name) {
+    switch_interface wanted = {interface, 0, {}};
+    std::ranges::copy(name, wanted.name);
+    return ask_of(port_manager_handle, kOpInterfaceName, kMsgSet, record_bytes(wanted)).status;
+  }
   void change_at_random(std::mt19937 &random);
 
   const std::vector<question> questions = all_questions();
@@ -161,7 +176,7 @@ void Published::change_at_random(std::mt19937 &random) {
   vsanEntry row = new_row(vsan, "v" + std::to_string(random() % 4 == 0 ? 7 : vsan));
   row.vsanAdminState = 1 + any(2);
   row.vsanMtu = 256 + any(1800);
-  switch (any(12)) {
+  switch (any(16)) {
     case 0:
     case 1:
     case 2:
@@ -189,6 +204,16 @@ void Published::change_at_random(std::mt19937 &random) {
       break;
     case 10:
       ask(kOpInorderDelivery, kMsgSet, words({1 + any(2)}));
+      break;
+    case 11:
+      remove(interface);
+      break;
+    case 12:
+    case 13:
+      make(interface, vsan, random() % 2 == 0);
+      break;
+    case 14:
+      rename(interface, "r" + std::to_string(interface));
       break;
     default:
       order(static_cast<distribution_command>(1 + any(7)), random() % 3 == 0 ? vsan : any(2));

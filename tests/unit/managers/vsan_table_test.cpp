@@ -3,6 +3,7 @@
 
 #include "requests.h"
 #include "statuses.h"
+#include "switch_records.h"
 #include "switch_under_test.h"
 #include "vsan_records.h"
 
@@ -145,6 +146,54 @@ TEST_F(VsanTable, ANameMayHave32OctetsOfAnyKindButABlank) {
   close();
   open();
   EXPECT_EQ(row_of(50).vsanName, longest);
+}
+
+TEST_F(VsanTable, ANameIsUtf8WithoutControlCharacters) {
+  for (const char *name :
+       {"\x1B[2J", "a\x7F", "a\tb", "a\xFF", "\x80", "\xC3", "\xC3(", "\xC0\xAF", "\xC2\x85", "\xE0\x80\xAF",
+        "\xED\xA0\x80", "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xE2\x82"}) {
+    SCOPED_TRACE(testing::PrintToString(name));
+    EXPECT_REFUSED(set_row(new_row(50, name)), kStatusNameMalformed);
+  }
+  for (const char *name : {"\xC2\xA0", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF",
+                           "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "~", "caf\xC3\xA9-\xE2\x82\xAC"}) {
+    EXPECT_EQ(set_row(new_row(50, name)), 0) << testing::PrintToString(name);
+  }
+}
+
+TEST_F(VsanTable, ANameFromBeforeTheRuleIsKeptUntilItIsChanged) {
+  close();
+  edit_store("UPDATE vsan SET name = CAST(x'1B61FF' AS TEXT) WHERE id = 10");
+  open();
+  const vsanEntry old = row_of(10);
+  ASSERT_STREQ(old.vsanName,
+               "\x1B"
+               "a\xFF");
+  vsanEntry row = old;
+  row.vsanMtu = 1000;
+  EXPECT_EQ(set_row(row), 0);  // another column
+  vsanEntry bare = new_row(10,
+                           "\x1B"
+                           "a\xFF");
+  EXPECT_EQ(set_row(bare), 0);  // a client that does not carry the copy
+  vsanEntry elsewhere = new_row(50,
+                                "\x1B"
+                                "a\xFF");
+  EXPECT_REFUSED(set_row(elsewhere), kStatusNameMalformed);
+
+  row = row_of(10);
+  vsanEntry renamed = row;
+  strcpy(renamed.vsanName, "sound");
+  EXPECT_EQ(set_row(renamed), 0);
+  EXPECT_EQ(set_row(row), 0);  // taken back, as a refused SET is
+  EXPECT_STREQ(row_of(10).vsanName,
+               "\x1B"
+               "a\xFF");
+  row = row_of(10);
+  ASSERT_EQ(delete_row(10), 0);
+  EXPECT_EQ(set_row(row), 0);  // and so is a DELETE
+  strcpy(row.vsanName, "worse\x1B");
+  EXPECT_REFUSED(set_row(row), kStatusNameMalformed);
 }
 
 TEST_F(VsanTable, ANameTooLongWithoutItsEndOrWithABlankIsRefused) {
@@ -318,6 +367,42 @@ TEST_F(Scalars, TheIdentityServiceAnswersTheWorldWideName) {
   EXPECT_EQ(reply.payload, (bytes{0x20, 0, 2, 1, 2, 3, 4, 5}));
   EXPECT_EQ(ask_of(identity_handle, kOpVsanNumber, kMsgGet, {}).status, kStatusUnknownOpcode);
   EXPECT_EQ(ask_of(identity_handle, kOpSwitchWwn, kMsgSet, {}).status, kStatusBadMessageType);
+}
+
+TEST_F(Scalars, TheWorldWideNameIsChanged) {
+  const auto change = [&](const bytes &wwn) {
+    return ask_of(identity_handle, kOpSwitchWwnChange, kMsgSet, wwn).status;
+  };
+  EXPECT_EQ(change({0x50, 1, 2, 3, 4, 5, 6, 7}), 0);
+  close();
+  open();
+  EXPECT_EQ(ask_of(identity_handle, kOpSwitchWwn, kMsgGet, {}).payload, (bytes{0x50, 1, 2, 3, 4, 5, 6, 7}));
+  EXPECT_REFUSED(change(bytes(8)), kStatusSwitchWwn);
+  EXPECT_REFUSED(change(bytes(7, 1)), kStatusWrongSize);
+}
+
+TEST_F(Scalars, TheSwitchIsRenamed) {
+  const auto rename = [&](const std::string &name) {
+    bytes payload(sizeof(switch_name));
+    std::copy_n(name.begin(), std::min(name.size(), payload.size()), payload.begin());
+    return ask_of(identity_handle, kOpSwitchName, kMsgSet, payload).status;
+  };
+  const auto name = [&] {
+    const bytes payload = ask_of(identity_handle, kOpSwitchName, kMsgGet, {}).payload;
+    EXPECT_EQ(payload.size(), sizeof(switch_name));
+    return std::string(reinterpret_cast<const char *>(payload.data()));
+  };
+  EXPECT_EQ(name(), "under-test");
+  EXPECT_EQ(rename("edge switch \xC3\xA9"), 0);
+  close();
+  open();
+  EXPECT_EQ(name(), "edge switch \xC3\xA9");
+  EXPECT_EQ(rename(std::string(255, 'n')), 0);
+  EXPECT_EQ(name(), std::string(255, 'n'));
+  for (const std::string &refused : {std::string(256, 'n'), std::string("a\nb"), std::string("a\xFF")}) {
+    EXPECT_REFUSED(rename(refused), kStatusSwitchName);
+  }
+  EXPECT_EQ(rename(""), 0);  // as a topology may have it
 }
 
 }  // namespace
