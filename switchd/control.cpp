@@ -176,8 +176,12 @@ bool number_of(const json &object, const char *key, int64_t low, int64_t high, i
   return true;
 }
 
+json object_of(const message_request &request) {
+  return json::parse(request.payload.begin(), request.payload.end(), nullptr, false);
+}
+
 int set_fault(switch_host &host, const message_request &request, message_reply &) {
-  const json object = json::parse(request.payload.begin(), request.payload.end(), nullptr, false);
+  const json object = object_of(request);
   if (!object.is_object() || !object.contains("service") || !object.contains("kind")) {
     return kStatusUnknownFault;
   }
@@ -219,14 +223,41 @@ int clear_faults(switch_host &host, const message_request &, message_reply &) {
   return 0;
 }
 
+int get_configuration(switch_host &host, const message_request &request, message_reply &reply) {
+  json object;
+  const int status = configuration_give(host.transfers, host.managers, request.peer_pid, object_of(request), object);
+  answer(object, reply);
+  return status;
+}
+
+int set_configuration(switch_host &host, const message_request &request, message_reply &reply) {
+  json object;
+  const int status = configuration_take(host.transfers, host.managers, request.peer_pid, object_of(request), object);
+  answer(object, reply);
+  return status;
+}
+
+int reset_configuration(switch_host &host, const message_request &, message_reply &reply) {
+  json object;
+  const int status = configuration_reset(host.managers, host.topology_file, object);
+  answer(object, reply);
+  return status;
+}
+
 struct control_row {
   int opcode;
   int msg_type;
   int (*handle)(switch_host &host, const message_request &request, message_reply &reply);
 };
 constexpr control_row kOpcodes[] = {
-    {kOpStatus, kMsgGet, get_status},      {kOpFaults, kMsgGet, get_faults},           {kOpFaults, kMsgSet, set_fault},
-    {kOpFaults, kMsgDelete, clear_faults}, {kOpNotificationQueue, kMsgGet, get_queue},
+    {kOpStatus, kMsgGet, get_status},
+    {kOpFaults, kMsgGet, get_faults},
+    {kOpFaults, kMsgSet, set_fault},
+    {kOpFaults, kMsgDelete, clear_faults},
+    {kOpNotificationQueue, kMsgGet, get_queue},
+    {kOpConfiguration, kMsgGet, get_configuration},
+    {kOpConfiguration, kMsgSet, set_configuration},
+    {kOpConfiguration, kMsgDelete, reset_configuration},
 };
 
 }  // namespace

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include "configuration.h"
 #include "control.h"
 #include "distribution_service.h"
 #include "local_socket.h"
@@ -114,6 +115,16 @@ host_result open_run_dir(switch_host &host, std::string &error) {
   return kHostOk;
 }
 
+// An edited file must not be taken for what the switch is.
+void note_unapplied(const switch_host &host, const switch_change &topology) {
+  const switch_state &state = host.managers.state;
+  const std::string extent = configuration_extent(state, configuration_change(state, topology));
+  if (extent != "nothing") {
+    log_warn(host.topology_file + " is not applied, the store has a configuration already, which differs from it in " +
+             extent + "; \"vsanctl import " + host.topology_file + "\" applies the file");
+  }
+}
+
 host_result open_store(switch_host &host, const std::string &state_file, switch_change &topology, bool has_topology,
                        std::string &error) {
   host.managers.kept = store_open(state_file, error);
@@ -122,7 +133,7 @@ host_result open_store(switch_host &host, const std::string &state_file, switch_
   }
   if (!host.managers.state.vsans.empty()) {
     if (has_topology) {
-      log_info(state_file + " holds a configuration; the topology file is not applied");
+      note_unapplied(host, topology);
     }
     return kHostOk;
   }
@@ -143,6 +154,7 @@ host_result open_store(switch_host &host, const std::string &state_file, switch_
 host_result host_open(switch_host &host, const std::string &run_dir, const std::string &state_file,
                       const std::string &topology_file, std::string &error) {
   host.run_dir = run_dir;
+  host.topology_file = topology_file;
   host.managers.engine = single_switch_engine(&host.managers.fabric);
   host.managers.served = on_served;
   host.managers.changed = on_changed;

@@ -8,6 +8,7 @@
 #include <array>
 #include <string>
 
+#include "configuration_transfer.h"
 #include "event_ptr.h"
 #include "managers.h"
 #include "message_server.h"
@@ -29,6 +30,8 @@ extern const std::array<hosted_service, 5> kHostedServices;
 struct switch_host {
   switch_managers managers;
   std::string run_dir;
+  std::string topology_file;  // what a new store is filled from; empty: nothing
+  configuration_transfers transfers = {};
   event_base *base = nullptr;
   std::array<message_server *, 5> servers{};  // in the order of kHostedServices
   notification_server *notifications = nullptr;

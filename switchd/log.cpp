@@ -4,6 +4,7 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "monotonic_clock.h"
@@ -25,6 +26,12 @@ std::shared_ptr<spdlog::logger> make_logger(spdlog::sink_ptr sink, spdlog::level
 spdlog::sink_ptr open_sink(const std::string &file, std::string &error) {
   if (file.empty()) {
     return std::make_shared<spdlog::sinks::stderr_sink_mt>();
+  }
+  // The sink would make the folders of a mistyped path.
+  const std::string folder = std::filesystem::path(file).parent_path();
+  if (!folder.empty() && !std::filesystem::is_directory(folder)) {
+    error = file + ": there is no folder " + folder;
+    return nullptr;
   }
   try {
     return std::make_shared<spdlog::sinks::basic_file_sink_mt>(file);

@@ -16,6 +16,7 @@
 #include "host.h"
 #include "log.h"
 #include "switchplatform/run_dir.h"
+#include "topology.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ struct options {
   std::string log_level = "info";
   std::string log_file;
   std::string group;
+  bool check = false;
 };
 
 // The gid of a group given by name or number; -1 when there is none.
@@ -121,12 +123,27 @@ int run(const options &chosen) {
   return result;
 }
 
+int check_topology(const std::string &file) {
+  switch_change unused;
+  std::string error;
+  if (read_topology(file, unused, error) != 0) {
+    fprintf(stderr, "%s\n", error.c_str());
+    return kHostTopology;
+  }
+  return kHostOk;
+}
+
 int parse_and_run(int argc, char **argv) {
   options chosen;
   CLI::App app("The managers of one switch: VSANs, interfaces, timers, distribution, notifications.", "switchd");
-  app.add_option("--run-dir", chosen.run_dir, "where the sockets and the shared page are")->capture_default_str();
-  app.add_option("--state", chosen.state_file, "the store; made when it is absent")->required();
-  app.add_option("--topology", chosen.topology_file, "TOML file that a new store is filled from");
+  app.set_version_flag("--version", std::string("switchd ") + VSANMIB_VERSION, "print the version and exit");
+  app.add_option("--run-dir", chosen.run_dir, "where the sockets and the shared page are")
+      ->envname("SWITCHD_RUN_DIR")
+      ->capture_default_str();
+  CLI::Option *state = app.add_option("--state", chosen.state_file, "the store; made when it is absent");
+  CLI::Option *topology =
+      app.add_option("--topology", chosen.topology_file, "TOML file that a new store is filled from");
+  app.add_flag("--check", chosen.check, "only check the topology file; print its errors")->needs(topology);
   app.add_option("--log-level", chosen.log_level, "debug, info, warn or error")
       ->check(CLI::IsMember(std::vector<std::string>(std::begin(kLogLevels), std::end(kLogLevels))))
       ->capture_default_str();
@@ -138,8 +155,18 @@ int parse_and_run(int argc, char **argv) {
   app.footer(kFooter);
   try {
     app.parse(argc, argv);
+  } catch (const CLI::Success &asked) {  // help, version
+    return app.exit(asked);
   } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? kHostOk : kHostUsage;
+    fprintf(stderr, "switchd: %s\n  switchd --help says more\n", error.what());
+    return kHostUsage;
+  }
+  if (chosen.check) {
+    return check_topology(chosen.topology_file);
+  }
+  if (state->count() == 0) {
+    fprintf(stderr, "switchd: --state FILE is missing: the file that the switch's configuration is kept in\n");
+    return kHostUsage;
   }
   return run(chosen);
 }

@@ -1,11 +1,15 @@
 #include "topology.h"
 
+#include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
+#include <string.h>
 #include <sys/random.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <span>
 #include <string_view>
@@ -18,16 +22,30 @@
 
 namespace {
 
-// Where a problem is. The first one sticks.
+constexpr size_t kProblemsTold = 50;
+
+// The problems of a file, by line.
 struct topology_reader {
-  std::string path;
-  std::string problem;
+  std::string name;
+  std::multimap<uint32_t, std::string> problems;
 };
 
 void complain(topology_reader &reader, const toml::node &where, const std::string &key, const std::string &what) {
-  if (reader.problem.empty()) {
-    reader.problem = reader.path + ":" + std::to_string(where.source().begin.line) + ": " + key + ": " + what;
+  reader.problems.emplace(where.source().begin.line, key + ": " + what);
+}
+
+// One line a problem.
+std::string told(const topology_reader &reader) {
+  std::string text;
+  size_t left = kProblemsTold;
+  for (const auto &[line, problem] : reader.problems) {
+    text += (text.empty() ? "" : "\n") + reader.name;
+    if (left-- == 0) {
+      return text + ": " + std::to_string(reader.problems.size() - kProblemsTold) + " problems more";
+    }
+    text += ":" + std::to_string(line) + ": " + problem;
   }
+  return text;
 }
 
 template <typename Target>
@@ -203,11 +221,9 @@ void read_root(topology_reader &reader, const toml::table &root, switch_change &
 
 // The TOML library misjudges the characters U+FB26 to U+FEFE when one stands where a key or a value may start, with
 // undefined results. Returns the line of the first one, or 0.
-size_t line_of_misjudged_character(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
+size_t line_of_misjudged_character(std::string_view text) {
   for (size_t at = text.find('\xEF'); at != std::string::npos; at = text.find('\xEF', at + 1)) {
-    const std::string_view character = std::string_view(text).substr(at, 3);
+    const std::string_view character = text.substr(at, 3);
     if (character >= "\xEF\xAC\xA6" && character <= "\xEF\xBB\xBE") {
       return 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n'));
     }
@@ -217,24 +233,47 @@ size_t line_of_misjudged_character(const std::string &path) {
 
 }  // namespace
 
-int read_topology(const std::string &path, switch_change &change, std::string &error) {
-  if (const size_t line = line_of_misjudged_character(path); line != 0) {
-    error = path + ":" + std::to_string(line) + ": a character from U+FB26 to U+FEFE cannot be used here";
+int parse_topology(const std::string &text, const std::string &name, switch_change &change, std::string &error) {
+  if (const size_t line = line_of_misjudged_character(text); line != 0) {
+    error = name + ":" + std::to_string(line) + ": a character from U+FB26 to U+FEFE cannot be used here";
     return -1;
   }
-  toml::parse_result parsed = toml::parse_file(path);
+  toml::parse_result parsed = toml::parse(text, name);
   if (!parsed) {
-    error = path + ":" + std::to_string(parsed.error().source().begin.line) + ": " +
+    error = name + ":" + std::to_string(parsed.error().source().begin.line) + ": " +
             std::string(parsed.error().description());
     return -1;
   }
-  topology_reader reader{path, ""};
+  topology_reader reader{name, {}};
   switch_change read = fresh_change();
   read_root(reader, parsed.table(), read);
-  if (!reader.problem.empty()) {
-    error = reader.problem;
+  if (!reader.problems.empty()) {
+    error = told(reader);
     return -1;
   }
   change = std::move(read);
   return 0;
+}
+
+int read_topology(const std::string &path, switch_change &change, std::string &error) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  std::string text;
+  char part[65536];
+  ssize_t got = -1;
+  while (fd >= 0 && text.size() <= kTopologyMax && (got = read(fd, part, sizeof part)) > 0) {
+    text.append(part, static_cast<size_t>(got));
+  }
+  const int why = errno;
+  if (fd >= 0) {
+    close(fd);
+  }
+  if (got < 0) {
+    error = path + ": " + strerror(why);
+    return -1;
+  }
+  if (text.size() > kTopologyMax) {
+    error = path + ": more than " + std::to_string(kTopologyMax) + " bytes";
+    return -1;
+  }
+  return parse_topology(text, path, change, error);
 }

@@ -1,26 +1,49 @@
-// The keys of a topology file: one row per key, with the procedure that takes its value.
+// The keys of a topology file: one row per key, with the procedures that take its value and give it back.
 #ifndef SWITCHD_TOPOLOGY_KEYS_H
 #define SWITCHD_TOPOLOGY_KEYS_H
 
 #include <ctype.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include <toml++/toml.h>
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <string_view>
 
 #include "plain_text.h"
 #include "state/switch_state.h"
 #include "value_words.h"
+#include "vsan_records.h"
 #include "vsan_values.h"
 
-// Each reader takes one value into the target and returns an empty text, or what is wrong with the value.
+// `take` takes one value into the target and returns an empty text, or what is wrong with the value. `give` returns the
+// value as the file has it; empty when the key is to be left out.
 template <typename Target>
 struct key_row {
   std::string_view name;
   std::string (*take)(const toml::node &node, Target &target);
+  std::string (*give)(const Target &target);
 };
+
+inline std::string give_number(uint64_t number) {
+  return std::to_string(number);
+}
+
+inline std::string give_bool(bool value) {
+  return value ? "true" : "false";
+}
+
+inline std::string give_word(uint32_t value, const value_words &words) {
+  return std::string("\"") + (value == 1 ? words.of_1 : words.of_2) + '"';
+}
+
+inline std::string give_text(const std::string &text) {
+  std::ostringstream quoted;
+  quoted << toml::toml_formatter(toml::value<std::string>(text), toml::format_flags::none);
+  return quoted.str();
+}
 
 struct interface_section {
   interface_record interface;
@@ -103,6 +126,16 @@ inline std::string take_wwn(const toml::node &node, uint64_t &wwn) {
   return "";
 }
 
+inline std::string give_wwn(uint64_t wwn) {
+  char text[26];
+  snprintf(text, sizeof text, "\"%02x:%02x:%02x:%02x:%02x:%02x:%02x:%02x\"", static_cast<unsigned>(wwn >> 56 & 0xFF),
+           static_cast<unsigned>(wwn >> 48 & 0xFF), static_cast<unsigned>(wwn >> 40 & 0xFF),
+           static_cast<unsigned>(wwn >> 32 & 0xFF), static_cast<unsigned>(wwn >> 24 & 0xFF),
+           static_cast<unsigned>(wwn >> 16 & 0xFF), static_cast<unsigned>(wwn >> 8 & 0xFF),
+           static_cast<unsigned>(wwn & 0xFF));
+  return text;
+}
+
 template <uint32_t Key>
 inline std::string take_timer(const toml::node &node, timer_map &timers) {
   constexpr timer_range kRange = range_of_timer(Key);
@@ -114,24 +147,41 @@ inline std::string take_timer(const toml::node &node, timer_map &timers) {
   return problem;
 }
 
+// Of the one VSAN, or of the whole switch, whose timers are in the map.
 template <uint32_t Key>
-inline constexpr key_row<timer_map> kTimerKey = {range_of_timer(Key).word, take_timer<Key>};
+inline std::string give_timer(const timer_map &timers) {
+  for (const auto &[key, value] : timers) {
+    if (key.second == Key) {
+      return give_number(value);
+    }
+  }
+  return "";
+}
+
+template <uint32_t Key>
+inline constexpr key_row<timer_map> kTimerKey = {range_of_timer(Key).word, take_timer<Key>, give_timer<Key>};
 inline constexpr key_row<timer_map> kTimerKeys[] = {kTimerKey<kTimerEdtov>, kTimerKey<kTimerRatov>,
                                                     kTimerKey<kTimerDstov>, kTimerKey<kTimerFstov>};
 
 inline constexpr key_row<switch_settings> kSwitchKeys[] = {
-    {"name", [](const toml::node &node, switch_settings &s) { return take_switch_name(node, s.name); }},
-    {"wwn", [](const toml::node &node, switch_settings &s) { return take_wwn(node, s.wwn); }},
+    {"name", [](const toml::node &node, switch_settings &s) { return take_switch_name(node, s.name); },
+     [](const switch_settings &s) { return give_text(s.name); }},
+    {"wwn", [](const toml::node &node, switch_settings &s) { return take_wwn(node, s.wwn); },
+     [](const switch_settings &s) { return give_wwn(s.wwn); }},
     {"inorder_delivery",
-     [](const toml::node &node, switch_settings &s) { return take_bool(node, kInorderOn, kInorderOff, s.inorder); }},
+     [](const toml::node &node, switch_settings &s) { return take_bool(node, kInorderOn, kInorderOff, s.inorder); },
+     [](const switch_settings &s) { return give_bool(s.inorder == kInorderOn); }},
     {"switch_latency",
-     [](const toml::node &node, switch_settings &s) { return take_number(node, 0, kLatencyMax, s.switch_latency); }},
+     [](const toml::node &node, switch_settings &s) { return take_number(node, 0, kLatencyMax, s.switch_latency); },
+     [](const switch_settings &s) { return give_number(s.switch_latency); }},
     {"network_latency",
-     [](const toml::node &node, switch_settings &s) { return take_number(node, 0, kLatencyMax, s.network_latency); }},
+     [](const toml::node &node, switch_settings &s) { return take_number(node, 0, kLatencyMax, s.network_latency); },
+     [](const switch_settings &s) { return give_number(s.network_latency); }},
     {"notifications",
      [](const toml::node &node, switch_settings &s) {
        return take_bool(node, kNotificationsOn, kNotificationsOff, s.notifications);
-     }},
+     },
+     [](const switch_settings &s) { return give_bool(s.notifications == kNotificationsOn); }},
 };
 
 inline std::string take_kept_out(const toml::node &node, switch_change &change) {
@@ -150,12 +200,24 @@ inline std::string take_kept_out(const toml::node &node, switch_change &change) 
   return "";
 }
 
+inline std::string give_kept_out(const switch_change &change) {
+  std::string list;
+  for (const auto &[vsan, out] : change.kept_out) {
+    list += (list.empty() ? "" : ", ") + std::to_string(vsan);
+  }
+  return "[" + list + "]";
+}
+
 inline constexpr key_row<switch_change> kDistributionKeys[] = {
     {"enabled",
-     [](const toml::node &node, switch_change &c) { return take_bool(node, 1, 0, c.settings.distribution.enabled); }},
-    {"show_running", [](const toml::node &node,
-                        switch_change &c) { return take_bool(node, 1, 0, c.settings.distribution.show_running); }},
-    {"kept_out", take_kept_out},
+     [](const toml::node &node, switch_change &c) { return take_bool(node, 1, 0, c.settings.distribution.enabled); },
+     [](const switch_change &c) { return give_bool(c.settings.distribution.enabled != 0); }},
+    {"show_running",
+     [](const toml::node &node, switch_change &c) {
+       return take_bool(node, 1, 0, c.settings.distribution.show_running);
+     },
+     [](const switch_change &c) { return give_bool(c.settings.distribution.show_running != 0); }},
+    {"kept_out", take_kept_out, give_kept_out},
 };
 
 struct vsan_section {
@@ -178,40 +240,68 @@ inline std::string take_vsan_timers(const toml::node &node, vsan_section &sectio
   return "";
 }
 
+inline std::string give_vsan_timers(const vsan_section &section) {
+  std::string table;
+  for (const key_row<timer_map> &row : kTimerKeys) {
+    const std::string value = row.give(section.timers);
+    if (!value.empty()) {
+      table += (table.empty() ? "" : ", ") + std::string(row.name) + " = " + value;
+    }
+  }
+  return table.empty() ? "" : "{ " + table + " }";
+}
+
 inline constexpr key_row<vsan_section> kVsanKeys[] = {
-    {"id", [](const toml::node &node, vsan_section &s) { return take_number(node, kVsanFirst, kVsanLast, s.vsan.id); }},
+    {"id", [](const toml::node &node, vsan_section &s) { return take_number(node, kVsanFirst, kVsanLast, s.vsan.id); },
+     [](const vsan_section &s) { return give_number(s.vsan.id); }},
     {"name",
      [](const toml::node &node, vsan_section &s) {
        s.has_name = true;
        return take_text(node, s.vsan.name);
-     }},
-    {"state", [](const toml::node &node, vsan_section &s) { return take_word(node, kAdminWords, s.vsan.admin_state); }},
-    {"media", [](const toml::node &node, vsan_section &s) { return take_word(node, kMediaWords, s.vsan.media_type); }},
-    {"mtu", [](const toml::node &node, vsan_section &s) { return take_number(node, kMtuMin, kMtuMax, s.vsan.mtu); }},
-    {"load_balancing", [](const toml::node &node,
-                          vsan_section &s) { return take_word(node, kLoadBalancingWords, s.vsan.load_balancing); }},
+     },
+     [](const vsan_section &s) { return give_text(s.vsan.name); }},
+    {"state", [](const toml::node &node, vsan_section &s) { return take_word(node, kAdminWords, s.vsan.admin_state); },
+     [](const vsan_section &s) { return give_word(s.vsan.admin_state, kAdminWords); }},
+    {"media", [](const toml::node &node, vsan_section &s) { return take_word(node, kMediaWords, s.vsan.media_type); },
+     [](const vsan_section &s) { return give_word(s.vsan.media_type, kMediaWords); }},
+    {"mtu", [](const toml::node &node, vsan_section &s) { return take_number(node, kMtuMin, kMtuMax, s.vsan.mtu); },
+     [](const vsan_section &s) { return give_number(s.vsan.mtu); }},
+    {"load_balancing",
+     [](const toml::node &node, vsan_section &s) {
+       return take_word(node, kLoadBalancingWords, s.vsan.load_balancing);
+     },
+     [](const vsan_section &s) { return give_word(s.vsan.load_balancing, kLoadBalancingWords); }},
     {"interop",
-     [](const toml::node &node, vsan_section &s) { return take_number(node, 0, kInteropMax, s.vsan.interop); }},
+     [](const toml::node &node, vsan_section &s) { return take_number(node, 0, kInteropMax, s.vsan.interop); },
+     [](const vsan_section &s) {
+       return s.vsan.interop == kVsanInteropDefault ? std::string() : give_number(s.vsan.interop);
+     }},
     {"inorder_delivery",
-     [](const toml::node &node, vsan_section &s) { return take_bool(node, kInorderOn, kInorderOff, s.vsan.inorder); }},
+     [](const toml::node &node, vsan_section &s) { return take_bool(node, kInorderOn, kInorderOff, s.vsan.inorder); },
+     [](const vsan_section &s) { return give_bool(s.vsan.inorder == kInorderOn); }},
     {"drop_latency",
-     [](const toml::node &node, vsan_section &s) { return take_number(node, 1, kLatencyMax, s.vsan.drop_latency); }},
-    {"timers", take_vsan_timers},
+     [](const toml::node &node, vsan_section &s) { return take_number(node, 1, kLatencyMax, s.vsan.drop_latency); },
+     [](const vsan_section &s) { return give_number(s.vsan.drop_latency); }},
+    {"timers", take_vsan_timers, give_vsan_timers},
 };
 
 inline constexpr key_row<interface_section> kInterfaceKeys[] = {
-    {"name", [](const toml::node &node, interface_section &s) { return take_text(node, s.interface.name); }},
+    {"name", [](const toml::node &node, interface_section &s) { return take_text(node, s.interface.name); },
+     [](const interface_section &s) { return give_text(s.interface.name); }},
     {"index",
      [](const toml::node &node, interface_section &s) {
        s.has_index = true;
        return take_number(node, 1, UINT32_MAX - 1, s.interface.index);
-     }},
+     },
+     [](const interface_section &s) { return give_number(s.interface.index); }},
     {"vsan",
      [](const toml::node &node, interface_section &s) {
        s.interface.is_static = true;
        return take_number(node, kVsanFirst, kVsanLast, s.interface.vsan);
-     }},
-    {"up", [](const toml::node &node, interface_section &s) { return take_bool(node, 1, 0, s.interface.up); }},
+     },
+     [](const interface_section &s) { return s.interface.is_static ? give_number(s.interface.vsan) : std::string(); }},
+    {"up", [](const toml::node &node, interface_section &s) { return take_bool(node, 1, 0, s.interface.up); },
+     [](const interface_section &s) { return give_bool(s.interface.up); }},
 };
 
 #endif

@@ -31,6 +31,7 @@ void add_commands(CLI::App &app, const common_options &common) {
   add_interface_commands(app);
   add_timer_commands(app);
   add_switch_commands(app);
+  add_configuration_commands(app);
   add_kdx_commands(app);
   add_history_commands(app, common);
   add_debug_commands(app);

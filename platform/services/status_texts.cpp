@@ -49,7 +49,7 @@ constexpr status_text kStatusTexts[] = {
     {kStatusTimerFlags, "a timer's flag and force bytes must be 0 or 1"},
     {kStatusNotificationRange, "notification control out of range: 1 (on) or 2 (off)"},
     {kStatusNameMalformed,
-     "VSAN name without an end in its field, with a blank or a control character, or not in UTF-8"},
+     "a VSAN name may have no blank and no control character, and must be UTF-8 text"},
     {kStatusRowCopyDamaged, "the copy of the row as it was read, which comes back with it, is damaged"},
 
     {kStatusInterfaceName, "interface name: 1 to 31 octets of UTF-8 without control characters are wanted"},

@@ -43,6 +43,11 @@ constexpr status_field kStatusFields[] = {
     {kStatusTimerRange, "value"},
     {kStatusTimerMustForce, "vsan", "; --force sets it all the same"},
     {kStatusNoEntry, "interface"},
+    {kStatusInterfaceName, "name"},
+    {kStatusInterfaceIndex, "index"},
+    {kStatusInterfaceExists, "name"},
+    {kStatusSwitchName, "name"},
+    {kStatusSwitchWwn, "wwn"},
 };
 
 }  // namespace

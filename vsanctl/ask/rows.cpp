@@ -72,8 +72,8 @@ uint32_t vsan_of_interface(uint32_t index) {
 
 }  // namespace
 
-std::vector<interface_row> read_interfaces() {
-  std::vector<interface_row> rows;
+std::vector<shown_interface> read_interfaces() {
+  std::vector<shown_interface> rows;
   walk("the interfaces",
        {kServicePortManager, kOpInterface, kMsgGetNext, std::vector<uint8_t>(sizeof(switch_interface)),
         sizeof(switch_interface)},
@@ -86,9 +86,9 @@ std::vector<interface_row> read_interfaces() {
   return rows;
 }
 
-interface_row find_interface_row(const std::string &name_or_index) {
-  const std::vector<interface_row> rows = read_interfaces();
-  const auto found = std::ranges::find_if(rows, [&](const interface_row &row) {
+shown_interface find_interface_row(const std::string &name_or_index) {
+  const std::vector<shown_interface> rows = read_interfaces();
+  const auto found = std::ranges::find_if(rows, [&](const shown_interface &row) {
     return row.name == name_or_index || std::to_string(row.index) == name_or_index;
   });
   if (found == rows.end()) {

@@ -22,7 +22,7 @@ std::string vsan_name(const vsanEntry &row);
 // the manager's status.
 int write_vsan(const vsanEntry &row, int msg_type);
 
-struct interface_row {
+struct shown_interface {
   uint32_t index;
   std::string name;
   bool up;
@@ -30,10 +30,10 @@ struct interface_row {
 };
 
 // Every interface, in order of index.
-std::vector<interface_row> read_interfaces();
+std::vector<shown_interface> read_interfaces();
 
 // The interface of that name or index. Ends the program when there is none.
-interface_row find_interface_row(const std::string &name_or_index);
+shown_interface find_interface_row(const std::string &name_or_index);
 
 // A timer of a VSAN, or of the switch when `vsan` is 0, in milliseconds. `msg_type` is kMsgGet or kMsgKdxGet. Returns
 // the manager's status.

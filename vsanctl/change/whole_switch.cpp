@@ -1,10 +1,17 @@
 // vsanctl switch …
+#include <stdio.h>
+
+#include <algorithm>
+
 #include "ask/question.h"
 #include "big_endian.h"
 #include "command_line/arguments.h"
 #include "commands.h"
+#include "output/failure.h"
 #include "record_words.h"
 #include "requests.h"
+#include "statuses.h"
+#include "switch_records.h"
 #include "value_words.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
@@ -12,6 +19,8 @@
 namespace {
 
 struct switch_options {
+  std::string name;
+  std::string wwn;
   uint32_t switch_latency = 0;
   uint32_t network_latency = 0;
   uint32_t inorder = 0;
@@ -29,7 +38,49 @@ void set_word(int opcode, uint32_t value, const char *name) {
   ask_or_fail(std::string(name) + " was not set", {kServiceVsanManager, opcode, kMsgSet, request, 0});
 }
 
+void set_name(const std::string &name) {
+  const std::string what = "the switch was not renamed";
+  const std::vector<named_value> values{{"name", "\"" + name + "\""}};
+  std::vector<uint8_t> request(sizeof(switch_name));
+  if (name.size() > kSwitchNameMax) {
+    fail_refused(what, kStatusSwitchName, values);
+  }
+  std::ranges::copy(name, request.begin());
+  ask_or_fail(what, {kServiceIdentity, kOpSwitchName, kMsgSet, request, 0}, values);
+}
+
+// Eight octets in hexadecimal with colons between.
+std::string wwn_problem(const std::string &text) {
+  unsigned octets[8] = {};
+  int length = 0;
+  const int read = sscanf(text.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x:%2x:%2x%n", &octets[0], &octets[1], &octets[2],
+                          &octets[3], &octets[4], &octets[5], &octets[6], &octets[7], &length);
+  return read == 8 && text.size() == 23 && length == 23
+             ? ""
+             : "\"" + text + "\": a world wide name such as 20:00:02:00:00:00:00:01 is wanted";
+}
+
+void set_wwn(const std::string &text) {
+  std::vector<uint8_t> request(8);
+  for (size_t i = 0; i < request.size(); ++i) {
+    request[i] = static_cast<uint8_t>(std::stoul(text.substr(3 * i, 2), nullptr, 16));
+  }
+  ask_or_fail("the world wide name was not set", {kServiceIdentity, kOpSwitchWwnChange, kMsgSet, request, 0},
+              {{"wwn", text}});
+}
+
 void set_switch(const CLI::App &command, const switch_options &options) {
+  if (command.parsed() && command.get_options([](const CLI::Option *each) { return each->count() > 0; }).empty()) {
+    fail(kExitUsage,
+         "switch set: nothing to set was given; there are --name, --wwn, --switch-latency, --network-latency, "
+         "--inorder, --notifications");
+  }
+  if (command.count("--name") > 0) {
+    set_name(options.name);
+  }
+  if (command.count("--wwn") > 0) {
+    set_wwn(options.wwn);
+  }
   if (command.count("--switch-latency") > 0) {
     set_latency(kAttrSwitchLatency, options.switch_latency, "switch-latency");
   }
@@ -50,6 +101,9 @@ void add_switch_commands(CLI::App &app) {
   static switch_options options;
   CLI::App *whole = app.add_subcommand("switch", "set what applies to the whole switch")->require_subcommand(1);
   CLI::App *set = whole->add_subcommand("set", "each option that is given is one request, in this order");
+  add_text(*set, "--name", options.name, "NAME", "its name, at most 255 octets; sysName where IF-MIB is served");
+  add_text(*set, "--wwn", options.wwn, "WWN", "its world wide name, eight octets, such as 20:00:02:00:00:00:00:01")
+      ->check(wwn_problem);
   add_number(*set, "--switch-latency", options.switch_latency, "milliseconds, 0 to 60000");
   add_number(*set, "--network-latency", options.network_latency, "milliseconds, 0 to 60000");
   add_choice(*set, "--inorder", options.inorder, choices_of(kSwitchWords), "in-order delivery");

@@ -65,7 +65,7 @@ void show_vsan(const writer &to, const show_options &options) {
 
 void show_interface(const writer &to, const show_options &) {
   write_table(to, "interfaces", {"index", "name", "state", "vsan"});
-  for (const interface_row &row : read_interfaces()) {
+  for (const shown_interface &row : read_interfaces()) {
     write_row(to,
               {number_cell(row.index), text_cell(row.name), text_cell(row.up ? "up" : "down"), number_cell(row.vsan)});
   }
@@ -73,7 +73,7 @@ void show_interface(const writer &to, const show_options &) {
 
 void show_membership(const writer &to, const show_options &) {
   std::map<uint32_t, std::string> names;
-  for (const interface_row &row : read_interfaces()) {
+  for (const shown_interface &row : read_interfaces()) {
     names[row.index] = row.name;
   }
   write_table(to, "memberships", {"vsan", "interface", "name", "static"});

@@ -1,0 +1,151 @@
+#include "configuration_transfer.h"
+
+#include <nlohmann/json.hpp>
+
+#include "configuration.h"
+#include "monotonic_clock.h"
+#include "plain_text.h"
+#include "requests.h"
+#include "statuses.h"
+#include "topology.h"
+
+namespace {
+
+using nlohmann::json;
+
+constexpr int64_t kCopyKept = 60'000;  // milliseconds
+constexpr size_t kCopiesMax = 8;       // of each direction
+
+void forget_old(std::map<pid_t, configuration_copy> &copies) {
+  const int64_t now = monotonic_ms();
+  std::erase_if(copies, [now](const auto &each) { return now - each.second.touched > kCopyKept; });
+}
+
+// The client's copy, a new one when it starts over; null when too many have one.
+configuration_copy *copy_of(std::map<pid_t, configuration_copy> &copies, pid_t client, uint64_t offset) {
+  forget_old(copies);
+  const auto found = copies.find(client);
+  if (offset == 0 && found == copies.end() && copies.size() >= kCopiesMax) {
+    return nullptr;
+  }
+  configuration_copy &copy = copies[client];
+  copy.touched = monotonic_ms();
+  return &copy;
+}
+
+bool is_number(const json &object, const char *key) {
+  return object.is_object() && object.contains(key) && object[key].is_number_unsigned();
+}
+
+// A name that was taken by an older switch and that no file can hold; empty when there is none.
+std::string unwritable_name(const switch_state &state) {
+  for (const auto &[id, vsan] : state.vsans) {
+    if (!is_plain_text(vsan.name)) {
+      return "VSAN " + std::to_string(id) +
+             " has a name that is no UTF-8 text, which a file cannot hold: rename it first";
+    }
+  }
+  for (const auto &[index, interface] : state.interfaces) {
+    if (!is_plain_text(interface.name)) {
+      return "interface " + std::to_string(index) + " has a name that is no UTF-8 text: rename it first";
+    }
+  }
+  return is_plain_text(state.settings.name) ? "" : "the switch has a name that is no UTF-8 text: rename it first";
+}
+
+// The end of a piece that starts at `offset`: no character is cut in two.
+size_t piece_end(const std::string &text, size_t offset) {
+  size_t end = std::min(text.size(), offset + kConfigurationPiece);
+  while (end < text.size() && end > offset && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+    --end;
+  }
+  return end;
+}
+
+}  // namespace
+
+int configuration_give(configuration_transfers &transfers, const switch_managers &managers, pid_t client,
+                       const json &asked, json &answer) {
+  if (!is_number(asked, "offset")) {
+    return kStatusMalformed;
+  }
+  const auto offset = asked["offset"].get<uint64_t>();
+  configuration_copy *copy = copy_of(transfers.out, client, offset);
+  if (copy == nullptr) {
+    return kStatusBusy;
+  }
+  if (offset == 0) {
+    if (const std::string problem = unwritable_name(managers.state); !problem.empty()) {
+      transfers.out.erase(client);
+      answer = {{"problems", problem}};
+      return 0;
+    }
+    copy->text = write_topology(managers.state);
+  }
+  if (offset > copy->text.size()) {
+    return kStatusMalformed;
+  }
+  const size_t end = piece_end(copy->text, offset);
+  answer = {{"text", copy->text.substr(offset, end - offset)}, {"total", copy->text.size()}};
+  if (end == copy->text.size()) {
+    transfers.out.erase(client);
+  }
+  return 0;
+}
+
+namespace {
+
+// What a whole file comes to, applied when that is wanted.
+int take_file(switch_managers &managers, const switch_change &wanted, bool apply, json &answer) {
+  answer = {{"problems", ""},
+            {"extent", configuration_extent(managers.state, configuration_change(managers.state, wanted))}};
+  return apply ? configuration_apply(managers, wanted) : 0;
+}
+
+}  // namespace
+
+int configuration_take(configuration_transfers &transfers, switch_managers &managers, pid_t client, const json &piece,
+                       json &answer) {
+  if (!is_number(piece, "offset") || !is_number(piece, "total") || !piece.value("text", json()).is_string() ||
+      !piece.value("name", json()).is_string() || !piece.value("apply", json()).is_boolean()) {
+    return kStatusMalformed;
+  }
+  const auto offset = piece["offset"].get<uint64_t>();
+  const auto total = piece["total"].get<uint64_t>();
+  configuration_copy *copy = copy_of(transfers.in, client, offset);
+  if (copy == nullptr) {
+    return kStatusBusy;
+  }
+  if (offset == 0) {
+    copy->text.clear();
+  }
+  copy->text += piece["text"].get<std::string>();
+  if (copy->text.size() - piece["text"].get<std::string>().size() != offset || total > kTopologyMax ||
+      copy->text.size() > total) {
+    transfers.in.erase(client);
+    return kStatusMalformed;
+  }
+  answer = json::object();
+  if (copy->text.size() < total) {
+    return 0;
+  }
+  switch_change wanted;
+  std::string problems;
+  const int parsed = parse_topology(copy->text, piece["name"].get<std::string>(), wanted, problems);
+  transfers.in.erase(client);
+  if (parsed != 0) {
+    answer = {{"problems", problems}};
+    return 0;
+  }
+  return take_file(managers, wanted, piece["apply"].get<bool>(), answer);
+}
+
+int configuration_reset(switch_managers &managers, const std::string &topology_file, json &answer) {
+  switch_change wanted = default_topology();
+  std::string problems;
+  if (!topology_file.empty() && read_topology(topology_file, wanted, problems) != 0) {
+    answer = {{"problems", problems}};
+    return 0;
+  }
+  return take_file(managers, wanted, true, answer);
+}
