@@ -104,7 +104,7 @@ bool take_name(const char (&field)[sizeof switch_interface::name], std::string &
 }
 
 int interface_create(switch_managers &managers, const message_request &request, message_reply &) {
-  const auto wanted = record_read<interface_row>(request.payload.data());
+  const auto wanted = record_read<interface_definition>(request.payload.data());
   interface_record interface = {wanted.index, "", wanted.vsan, wanted.up == 1, true};
   if (wanted.up > 1) {
     return kStatusAdminStateRange;
@@ -126,7 +126,7 @@ void forget_interface(dropped_vsans &dropped, uint32_t index) {
 }
 
 int interface_delete(switch_managers &managers, const message_request &request, message_reply &) {
-  const uint32_t index = record_read<interface_row>(request.payload.data()).index;
+  const uint32_t index = record_read<interface_definition>(request.payload.data()).index;
   switch_change change = change_begin(managers.state);
   int status = plan_interface_delete(managers.state, index, change);
   if (status == 0) {
@@ -155,8 +155,8 @@ constexpr opcode_row kOpcodes[] = {
     {kOpInterface, kMsgGet, sizeof(switch_interface), interface_get},
     {kOpInterface, kMsgGetNext, sizeof(switch_interface), interface_get_next},
     {kOpInterface, kMsgSet, sizeof(switch_interface), interface_set},
-    {kOpInterfaceRow, kMsgSet, sizeof(interface_row), interface_create},
-    {kOpInterfaceRow, kMsgDelete, sizeof(interface_row), interface_delete},
+    {kOpInterfaceRow, kMsgSet, sizeof(interface_definition), interface_create},
+    {kOpInterfaceRow, kMsgDelete, sizeof(interface_definition), interface_delete},
     {kOpInterfaceName, kMsgSet, sizeof(switch_interface), interface_rename},
 };
 

@@ -26,12 +26,12 @@ static_assert(sizeof(switch_interface) == 40);
 // kOpInterfaceRow: SET makes an interface, DELETE takes away the one with this index and looks at nothing else. Neither
 // answers a payload. kOpInterfaceName: SET gives the interface of a switch_interface the name in it, and does not look
 // at `up`.
-struct interface_row {
+struct interface_definition {
   uint32_t index;  // 1 to 0xFFFFFFFE
   uint32_t vsan;   // one that is there
   uint32_t up;     // 1 or 0
   char name[32];   // with its NUL: 1 to 31 octets
 };
-static_assert(sizeof(interface_row) == 44);
+static_assert(sizeof(interface_definition) == 44);
 
 #endif

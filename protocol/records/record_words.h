@@ -77,10 +77,10 @@ inline constexpr std::array kRecordWords<switch_interface>{
 };
 
 template <>
-inline constexpr std::array kRecordWords<interface_row>{
-    offsetof(interface_row, index),
-    offsetof(interface_row, vsan),
-    offsetof(interface_row, up),
+inline constexpr std::array kRecordWords<interface_definition>{
+    offsetof(interface_definition, index),
+    offsetof(interface_definition, vsan),
+    offsetof(interface_definition, up),
 };
 
 template <>
@@ -125,7 +125,7 @@ static_assert(is_complete<vsanFcTimerEntry>(3));  // flag, force, reserved
 static_assert(is_complete<vsanLatency>(0));
 static_assert(is_complete<active_membership>(4));  // is_static and zeros
 static_assert(is_complete<switch_interface>(sizeof(switch_interface::name)));
-static_assert(is_complete<interface_row>(sizeof(interface_row::name)));
+static_assert(is_complete<interface_definition>(sizeof(interface_definition::name)));
 static_assert(is_complete<distribution_status>(sizeof(distribution_status::owner)));
 static_assert(is_complete<distribution_order>(0));
 static_assert(is_complete<pending_timer>(0));

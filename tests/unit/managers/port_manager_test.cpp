@@ -24,12 +24,12 @@ struct PortManager : switch_under_test {
     return ask_of(port_manager_handle, kOpInterface, kMsgSet, payload).status;
   }
   int make(uint32_t index, const std::string &name, uint32_t vsan, uint32_t up = 1) {
-    interface_row row = {index, vsan, up, {}};
+    interface_definition row = {index, vsan, up, {}};
     std::copy_n(name.begin(), std::min(name.size(), sizeof row.name), row.name);
     return ask_of(port_manager_handle, kOpInterfaceRow, kMsgSet, record_bytes(row)).status;
   }
   int remove(uint32_t index) {
-    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgDelete, record_bytes(interface_row{index, 0, 0, {}}))
+    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgDelete, record_bytes(interface_definition{index, 0, 0, {}}))
         .status;
   }
   int rename(uint32_t index, const std::string &name) {

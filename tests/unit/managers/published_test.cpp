@@ -150,11 +150,12 @@ class Published : public switch_under_test {
     return ask_of(port_manager_handle, kOpInterface, kMsgSet, record_bytes(wanted)).status;
   }
   int make(uint32_t interface, uint32_t vsan, bool up) {
-    const interface_row row = {interface, vsan, up ? 1U : 0U, "made"};
+    const interface_definition row = {interface, vsan, up ? 1U : 0U, "made"};
     return ask_of(port_manager_handle, kOpInterfaceRow, kMsgSet, record_bytes(row)).status;
   }
   int remove(uint32_t interface) {
-    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgDelete, record_bytes(interface_row{interface, 0, 0, {}}))
+    return ask_of(port_manager_handle, kOpInterfaceRow, kMsgDelete,
+                  record_bytes(interface_definition{interface, 0, 0, {}}))
         .status;
   }
   int rename(uint32_t interface, const std::string &name) {
