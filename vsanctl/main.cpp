@@ -36,6 +36,7 @@ void add_commands(CLI::App &app, const common_options &common) {
   add_history_commands(app, common);
   add_debug_commands(app);
   add_fault_commands(app, common);
+  add_scenario_commands(app);
 }
 
 int run(int argc, char **argv) {

@@ -11,6 +11,7 @@
 #include "monotonic_clock.h"
 #include "platform/agent.h"
 #include "platform/syserr.h"
+#include "refused_requests.h"
 #include "served_pdu.h"
 #include "switchplatform/shared_page.h"
 
@@ -42,6 +43,7 @@ void keep_error(uint32_t code, int detail, const char *text) {
   if (platform_errors_write(&error) != 0) {
     snmp_log(LOG_DEBUG, "switch_agent: the next error is in this log only\n");
   }
+  refused_requests_note(error);
   log_error(error);
 }
 

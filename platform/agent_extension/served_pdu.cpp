@@ -17,6 +17,7 @@
 
 #include "named_rows.h"
 #include "platform/agent.h"
+#include "refused_requests.h"
 #include "roles_gate.h"
 #include "roles_report.h"
 #include "served_exchanges.h"
@@ -84,6 +85,7 @@ int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registr
   serve(info->asp);
 
   int result = SNMP_ERR_NOERROR;
+  refused_requests_begin();
   if (roles_admit(served.role, registration, info, requests)) {
     const std::vector<named_row> rows = named_rows_remember(info, requests);
     const int outer_pdu = served_exchanges_begin(info);
@@ -91,6 +93,7 @@ int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registr
     named_rows_restore(registration, info, rows);
     served_exchanges_end(info, outer_pdu);
   }
+  refused_requests_end(info, requests);
 
   served = outer;
   return result;

@@ -16,6 +16,13 @@ int platform_exchanges_of_pdu(int number);
 // between.
 unsigned platform_exchanges_begun(void);
 
+// How many exchanges of this process came to nothing so far, modulo 2^32, and why the last one did, an `errno`.
+typedef struct {
+  unsigned count;
+  int why;
+} platform_failures;
+platform_failures platform_exchanges_failed(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -9,7 +9,7 @@
 #include "switchplatform/shared_page.h"
 
 inline constexpr uint32_t kPageMagic = 0x56535750;
-inline constexpr uint32_t kPageVersion = 2;
+inline constexpr uint32_t kPageVersion = 3;
 
 inline constexpr uint32_t kEventSlots = 8192;
 inline constexpr uint32_t kEventHeadWords = 5;  // seconds, nanoseconds, process, module, level
@@ -17,9 +17,11 @@ inline constexpr uint32_t kEventSlotWords = 144;
 static_assert(kSlotOverheadWords + kEventHeadWords + kEventTextSize / 4 <= kEventSlotWords);
 
 inline constexpr uint32_t kErrorSlots = kErrorsKept;
-inline constexpr uint32_t kErrorHeadWords = 6;  // seconds, process, PDU, code, detail, 0
-inline constexpr uint32_t kErrorSlotWords = 96;
-static_assert(kSlotOverheadWords + kErrorHeadWords + (kErrorUserSize + kErrorTextSize) / 4 <= kErrorSlotWords);
+// Seconds, process, PDU, code, detail, SNMP error, phase, length of the object's name, the name.
+inline constexpr uint32_t kErrorHeadWords = 8 + kErrorObjectMax;
+inline constexpr uint32_t kErrorSlotWords = 128;
+static_assert(kSlotOverheadWords + kErrorHeadWords + (kErrorUserSize + kErrorTextSize + kErrorValueSize) / 4 <=
+              kErrorSlotWords);
 
 // As the ring wants it: pairs of words.
 static_assert(kEventSlotWords % 2 == 0 && kErrorSlotWords % 2 == 0 && kErrorHeadWords % 2 == 0);

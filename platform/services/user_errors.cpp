@@ -11,6 +11,7 @@ constexpr uint32_t kErrorRecordWords = kErrorSlotWords - kSlotOverheadWords;
 struct error_texts {
   char user[kErrorUserSize];
   char text[kErrorTextSize];
+  char value[kErrorValueSize];
 };
 
 template <size_t room>
@@ -22,16 +23,31 @@ void copy_text(char (&to)[room], const char (&from)[room]) {
 void fill_error(const uint32_t *record, uint32_t number, platform_error *error) {
   error_texts texts;
   memcpy(&texts, record + kErrorHeadWords, sizeof texts);
-  *error = {number, record[0], record[2], record[3], static_cast<int32_t>(record[4]), {}, {}};
+  *error = {};
+  error->number = number;
+  error->seconds = record[0];
+  error->pdu = record[2];
+  error->code = record[3];
+  error->detail = static_cast<int32_t>(record[4]);
+  error->snmp_error = record[5];
+  error->phase = record[6];
+  error->object_length = record[7] < kErrorObjectMax ? record[7] : uint32_t{kErrorObjectMax};
+  memcpy(error->object, record + 8, sizeof error->object);
   copy_text(error->user, texts.user);
   copy_text(error->text, texts.text);
+  copy_text(error->value, texts.value);
+}
+
+bool same_object(const platform_error &a, const platform_error &b) {
+  return a.object_length == b.object_length && memcmp(a.object, b.object, a.object_length * sizeof a.object[0]) == 0;
 }
 
 // PDU numbers are unique in one agent only.
 bool has_newer(const platform_error *errors, const uint32_t *pids, int count, const platform_error &error,
                uint32_t pid) {
   for (int i = 0; i < count; ++i) {
-    if (error.pdu != 0 && errors[i].pdu == error.pdu && pids[i] == pid && strcmp(errors[i].user, error.user) == 0) {
+    if (error.pdu != 0 && errors[i].pdu == error.pdu && pids[i] == pid && strcmp(errors[i].user, error.user) == 0 &&
+        (error.object_length == 0 || same_object(errors[i], error))) {
       return true;
     }
   }
@@ -47,15 +63,14 @@ int platform_errors_write(const platform_error *error) {
   }
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
-  const uint32_t head[kErrorHeadWords] = {static_cast<uint32_t>(now.tv_sec),
-                                          page_user_pid,
-                                          error->pdu,
-                                          error->code,
-                                          static_cast<uint32_t>(error->detail),
-                                          0};
+  uint32_t head[kErrorHeadWords] = {
+      static_cast<uint32_t>(now.tv_sec),    page_user_pid,     error->pdu,   error->code,
+      static_cast<uint32_t>(error->detail), error->snmp_error, error->phase, error->object_length};
+  memcpy(head + 8, error->object, sizeof error->object);
   error_texts texts;
   copy_text(texts.user, error->user);
   copy_text(texts.text, error->text);
+  copy_text(texts.value, error->value);
   slot_ring_write(error_ring(page), head, kErrorHeadWords, &texts, sizeof texts);
   return 0;
 }

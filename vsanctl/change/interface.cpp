@@ -49,7 +49,7 @@ void put_name(const std::string &what, const std::string &name, char (&field)[ro
 
 void create_interface(const interface_options &options) {
   const std::string what = "interface " + options.interface + " was not created";
-  interface_row wanted = {options.index, options.vsan, options.down ? 0U : 1U, {}};
+  interface_definition wanted = {options.index, options.vsan, options.down ? 0U : 1U, {}};
   put_name(what, options.interface, wanted.name);
   ask_or_fail(what, {kServicePortManager, kOpInterfaceRow, kMsgSet, record_bytes(wanted), 0},
               {{"name", "\"" + options.interface + "\""},
@@ -60,7 +60,7 @@ void create_interface(const interface_options &options) {
 void delete_interface(const interface_options &options) {
   const shown_interface row = find_interface_row(options.interface);
   ask_or_fail("interface " + options.interface + " was not deleted",
-              {kServicePortManager, kOpInterfaceRow, kMsgDelete, record_bytes(interface_row{row.index, 0, 0, {}}), 0});
+              {kServicePortManager, kOpInterfaceRow, kMsgDelete, record_bytes(interface_definition{row.index, 0, 0, {}}), 0});
 }
 
 void rename_interface(const interface_options &options) {

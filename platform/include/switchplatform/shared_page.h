@@ -19,6 +19,8 @@ enum {
   kEventTextSize = 512,  // a longer text is cut
   kErrorTextSize = 256,
   kErrorUserSize = 64,
+  kErrorValueSize = 64,
+  kErrorObjectMax = 8,
   kErrorsKept = 128,
   kLevelMax = 255,  // levels are 0 to 255
 };
@@ -92,19 +94,34 @@ int platform_events_counters(platform_event_counters *counters);
 
 // One error of an SNMP user.
 typedef struct {
-  uint32_t number;            // set by the page, counted from 1
-  uint32_t seconds;           // since the epoch; set by the page
-  uint32_t pdu;               // get_pdu_reqid of the PDU; 0 outside one
-  uint32_t code;              // a status
-  int32_t detail;             // as log_set_error has it; 0 when there is none
-  char user[kErrorUserSize];  // NUL-terminated
-  char text[kErrorTextSize];  // NUL-terminated
+  uint32_t number;                   // set by the page, counted from 1
+  uint32_t seconds;                  // since the epoch; set by the page
+  uint32_t pdu;                      // get_pdu_reqid of the PDU; 0 outside one
+  uint32_t code;                     // a status
+  int32_t detail;                    // as log_set_error has it; 0 when there is none
+  uint32_t snmp_error;               // what the client was told, such as 10 (wrongValue); 0 when that is not known
+  uint32_t phase;                    // a kErrorPhase...; 0 when that is not known
+  uint32_t object_length;            // numbers in `object`; 0 when no object is known
+  uint32_t object[kErrorObjectMax];  // the object's name under the switch's root, the instance behind it; cut
+  char user[kErrorUserSize];         // NUL-terminated
+  char text[kErrorTextSize];         // NUL-terminated
+  char value[kErrorValueSize];       // what was to be set, as people write it; cut; NUL-terminated
 } platform_error;
 
-// Keeps an error. A later one of the same user and PDU takes its place. Returns 0, or -1 with `errno`.
+// In which phase of a request an error came.
+enum {
+  kErrorPhaseRead = 1,
+  kErrorPhaseReserve1,
+  kErrorPhaseReserve2,
+  kErrorPhaseAction,
+  kErrorPhaseCommit,
+};
+
+// Keeps an error. A later one of the same user, PDU and object takes its place, and that of one whose object is not
+// known. Returns 0, or -1 with `errno`.
 int platform_errors_write(const platform_error *error);
 
-// Reads the errors that are kept, newest first, one for each user and PDU, into `errors`, which has room for `room` of
+// Reads the errors that are kept, newest first, one for each user, PDU and object, into `errors`, which has room for `room` of
 // them (kErrorsKept is always enough). Returns how many were read, or -1 with `errno`.
 int platform_errors_read(platform_error *errors, int room);
 

@@ -22,6 +22,7 @@ namespace {
 constexpr int kDefaultTimeoutSeconds = 5;
 
 unsigned exchanges_begun;
+platform_failures failures;
 uint16_t flags_of_all;  // of every request of this process
 uint8_t answer_frame[kMessageMax];
 
@@ -178,6 +179,10 @@ int hand_over_read(const read_answer &answer, void **response, uint32_t *size) {
 
 }  // namespace
 
+platform_failures platform_exchanges_failed() {
+  return failures;
+}
+
 void platform_operator_requests() {
   flags_of_all = kMessageIsSpared;
 }
@@ -186,8 +191,10 @@ unsigned platform_exchanges_begun() {
   return exchanges_begun;
 }
 
-int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
-                 const char *session, int service, mts_queue_t, int timeout) {
+namespace {
+
+int make_exchange(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
+                  const char *session, int service, mts_queue_t, int timeout) {
   if (size == nullptr) {
     return fail(EINVAL);
   }
@@ -239,4 +246,15 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
     published_memory_seek(to->peer);
   }
   return hand_over(answer, response, size);
+}
+
+}  // namespace
+
+int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
+                 const char *session, int service, mts_queue_t queue, int timeout) {
+  const int status = make_exchange(opcode, msg_type, request, response, size, user, session, service, queue, timeout);
+  if (status == -1) {
+    failures = {failures.count + 1, errno};
+  }
+  return status;
 }

@@ -1,0 +1,118 @@
+// vsanctl scenario …: plays a scenario file, one command after the other.
+#include <errno.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "command_line/arguments.h"
+#include "commands.h"
+#include "faults/scenario_file.h"
+#include "output/failure.h"
+#include "switchplatform/run_dir.h"
+
+namespace {
+
+volatile sig_atomic_t stopped;
+
+void on_stop(int) {
+  stopped = 1;
+}
+
+double now() {
+  timespec time = {};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+std::string joined_words(const std::vector<std::string> &words) {
+  std::string text;
+  for (const std::string &each : words) {
+    text += (text.empty() ? "" : " ") + each;
+  }
+  return text;
+}
+
+// Runs one command of this program. Returns its exit code.
+int run_command(const std::vector<std::string> &words) {
+  std::vector<std::string> line{"vsanctl", "--run-dir", platform_run_dir()};
+  line.insert(line.end(), words.begin(), words.end());
+  std::vector<char *> arguments;
+  for (std::string &each : line) {
+    arguments.push_back(each.data());
+  }
+  arguments.push_back(nullptr);
+  fflush(stdout);
+  pid_t child = -1;
+  const int why = posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, arguments.data(), environ);
+  if (why != 0) {
+    fail(kExitOutput, std::string("a command cannot be started: ") + strerror(why));
+  }
+  int ended = 0;
+  while (waitpid(child, &ended, 0) < 0 && errno == EINTR) {
+  }
+  return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+}
+
+// Waits until it is time, or the scenario is broken off.
+void wait_until(double when) {
+  while (stopped == 0 && now() < when) {
+    const double left = when - now();
+    const double nap = left < 0.1 ? left : 0.1;
+    const timespec time = {0, static_cast<long>(nap > 0 ? nap * 1e9 : 0)};
+    nanosleep(&time, nullptr);
+  }
+}
+
+void play(const std::vector<scenario_event> &events) {
+  struct sigaction action = {};
+  action.sa_handler = on_stop;
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+  const double start = now();
+  size_t failed = 0;
+  for (const scenario_event &event : events) {
+    wait_until(start + event.at);
+    if (stopped != 0 && !event.undoes) {
+      continue;
+    }
+    printf("%8.2f s  %s\n", now() - start, joined_words(event.words).c_str());
+    failed += run_command(event.words) != 0 ? 1 : 0;
+  }
+  if (failed > 0) {
+    fail(kExitRefused, std::to_string(failed) + " of " + std::to_string(events.size()) + " commands failed");
+  }
+  if (stopped != 0) {
+    fail(kExitRefused, "the scenario was broken off; what was to be undone is undone");
+  }
+}
+
+void play_file(const std::string &file, bool check) {
+  std::vector<scenario_event> events;
+  std::string problems;
+  if (read_scenario(file, events, problems) != 0) {
+    fail(kExitUsage, problems);
+  }
+  if (!check) {
+    play(events);
+    return;
+  }
+  for (const scenario_event &event : events) {
+    printf("%8.2f s  %s\n", event.at, joined_words(event.words).c_str());
+  }
+}
+
+}  // namespace
+
+void add_scenario_commands(CLI::App &app) {
+  static std::string file;
+  static bool check = false;
+  CLI::App *scenario =
+      app.add_subcommand("scenario", "play faults, changes and bursts from a file; Ctrl-C breaks it off");
+  add_text(*scenario, "file", file, "FILE", "the scenario, in TOML")->required();
+  scenario->add_flag("--check", check, "only print what would be done, and when");
+  scenario->callback([] { play_file(file, check); });
+}
