@@ -22,6 +22,7 @@
 #include "roles_report.h"
 #include "served_exchanges.h"
 #include "switch_root.h"
+#include "user_marks.h"
 
 namespace {
 
@@ -83,6 +84,7 @@ int keep_pdu(netsnmp_mib_handler *handler, netsnmp_handler_registration *registr
              netsnmp_request_info *requests) {
   const served_requests outer = served;
   serve(info->asp);
+  user_marks_see(served.pdu);
 
   int result = SNMP_ERR_NOERROR;
   refused_requests_begin();

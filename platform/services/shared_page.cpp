@@ -21,7 +21,7 @@ uint32_t page_user_pid;
 namespace {
 
 constexpr mode_t kPageMode = 0660;
-constexpr uint32_t kRecordedAtFirst[] = {100, 101};
+constexpr uint32_t kRecordedAtFirst[] = {100, 101, kUserMarkLevel};
 
 struct page_use {
   switch_page *page = nullptr;

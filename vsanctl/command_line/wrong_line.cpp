@@ -40,7 +40,7 @@ std::string commands_of(const CLI::App &command) {
 std::string options_of(const CLI::App &command) {
   std::vector<std::string> names;
   for (const CLI::Option *each : command.get_options({})) {
-    if (!each->get_positional()) {
+    if (!each->get_positional() && each->get_name() != "--help") {
       names.push_back(each->get_name());
     }
   }

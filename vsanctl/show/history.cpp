@@ -4,6 +4,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <deque>
 #include <nlohmann/json.hpp>
 
 #include "ask/no_switch.h"
@@ -11,58 +13,129 @@
 #include "commands.h"
 #include "output/failure.h"
 #include "output/time_text.h"
-#include "switchplatform/run_dir.h"
+#include "show/explain.h"
+#include "show/history_filter.h"
 #include "switchplatform/shared_page.h"
 
 namespace {
 
 constexpr useconds_t kFollowEvery = 100000;  // microseconds
 
-// One line an event, also as JSON, so that a reader can follow.
-void print_event(const platform_event &event, bool json) {
-  std::string text = event.text;
-  if (json) {
-    const nlohmann::ordered_json line{{"number", event.number}, {"time", time_text(event.seconds, event.nanoseconds)},
-                                      {"pid", event.pid},       {"module", event.module_id},
-                                      {"level", event.level},   {"text", text}};
-    printf("%s\n", line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
-    return;
-  }
-  text.erase(text.find_last_not_of("\n ") + 1);
-  for (char &each : text) {
-    each = static_cast<unsigned char>(each) < 0x20 || each == 0x7F ? '?' : each;
-  }
-  printf("%s %u 0x%x %u %s\n", time_text(event.seconds, event.nanoseconds).c_str(), event.pid, event.module_id,
-         event.level, text.c_str());
+struct history_options {
+  history_filter filter;
+  uint32_t last = UINT32_MAX;
+  bool follow = false;
+  bool explain = false;
+  bool json = false;
+};
+
+void print_json(const platform_event &event, const std::string &user, const std::string &text) {
+  using nlohmann::ordered_json;
+  const ordered_json line{{"number", event.number},
+                          {"time", time_text(event.seconds, event.nanoseconds)},
+                          {"pid", event.pid},
+                          {"module", event.module_id},
+                          {"level", event.level},
+                          {"user", user},
+                          {"text", text}};
+  printf("%s\n", line.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
 }
 
-void show_history(uint32_t last, bool follow, bool json) {
+// A terminal must not obey what somebody put into a name.
+std::string one_line(std::string text) {
+  text.erase(text.find_last_not_of("\n ") + 1);
+  std::ranges::replace_if(
+      text, [](unsigned char each) { return each < 0x20 || each == 0x7F; }, '?');
+  return text;
+}
+
+// One line an event, also as JSON, so that a reader can follow.
+void print_event(const platform_event &event, const std::string &user, const history_options &options) {
+  const std::string words = options.explain ? explained(event.text) : event.text;
+  if (options.explain && words.empty()) {
+    return;
+  }
+  if (options.json) {
+    print_json(event, user, words);
+    return;
+  }
+  const std::string time = time_text(event.seconds, event.nanoseconds);
+  if (options.explain) {
+    printf("%s %s: %s\n", time.c_str(), user.empty() ? "-" : one_line(user).c_str(), one_line(words).c_str());
+  } else {
+    printf("%s %u 0x%x %u %s\n", time.c_str(), event.pid, event.module_id, event.level, one_line(words).c_str());
+  }
+}
+
+// What was read and is to be printed when all has been read: with filters the last N are of those that are shown.
+struct kept_events {
+  std::deque<std::pair<platform_event, std::string>> events;
+};
+
+void keep(kept_events &kept, const platform_event &event, const std::string &user, uint32_t last) {
+  kept.events.emplace_back(event, user);
+  if (kept.events.size() > last) {
+    kept.events.pop_front();
+  }
+}
+
+void print_kept(kept_events &kept, const history_options &options) {
+  for (const auto &[event, user] : kept.events) {
+    print_event(event, user, options);
+  }
+  kept.events.clear();
+}
+
+void tell_lost(uint32_t now, uint32_t &told) {
+  if (now != told) {
+    fprintf(stderr, "vsanctl: %u events were lost\n", now - told);
+    told = now;
+  }
+}
+
+// Waits for more; ends the program when the reader of its output went away.
+void wait_for_events() {
+  if (fflush(stdout) != 0) {
+    exit(kExitOk);
+  }
+  usleep(kFollowEvery);
+}
+
+void show_history(const history_options &options) {
   platform_event_reader reader = {};
-  if (platform_events_open(&reader, last) != 0) {
+  if (platform_events_open(&reader, UINT32_MAX) != 0) {
     fail_no_page(errno);
   }
+  history_users users;
+  kept_events kept;
   uint32_t lost = 0;
+  bool caught_up = false;
   while (true) {
     platform_event event = {};
     const int got = platform_events_next(&reader, &event);
     if (got < 0) {
       fail_no_page(errno);
     }
-    if (reader.lost != lost) {
-      fprintf(stderr, "vsanctl: %u events were lost\n", reader.lost - lost);
-      lost = reader.lost;
-    }
+    tell_lost(reader.lost, lost);
     if (got == 1) {
-      print_event(event, json);
-    } else if (!follow) {
-      return;
-    } else {
-      if (fflush(stdout) != 0) {
-        exit(kExitOk);  // the reader went away
+      if (history_shows(options.filter, users, event)) {
+        const std::string &user = users.of_process[event.pid];
+        caught_up ? print_event(event, user, options) : keep(kept, event, user, options.last);
       }
-      usleep(kFollowEvery);
+      continue;
     }
+    print_kept(kept, options);
+    caught_up = true;
+    if (!options.follow) {
+      return;
+    }
+    wait_for_events();
   }
+}
+
+std::string level_problem(const std::string &text) {
+  const bool number = !text.empty() && text.size() <= 3 && text.find_first_not_of("0123456789") == std::string::npos;
+  return number && std::stoi(text) <= kLevelMax ? "" : "\"" + text + "\": a level from 0 to 255 is wanted";
 }
 
 void switch_levels(const std::vector<int> &levels, bool record, bool on) {
@@ -76,12 +149,23 @@ void switch_levels(const std::vector<int> &levels, bool record, bool on) {
 }  // namespace
 
 void add_history_commands(CLI::App &app, const common_options &common) {
-  static uint32_t last = UINT32_MAX;
-  static bool follow = false;
+  static history_options options;
+  history_filter &filter = options.filter;
   CLI::App *history = app.add_subcommand("history", "the event history, oldest first");
-  history->add_option("-n,--last", last, "only the last N events");
-  history->add_flag("-f,--follow", follow, "go on with new events");
-  history->callback([&common] { show_history(last, follow, common.json); });
+  add_number(*history, "-n,--last", options.last, "only the last N events of those that are shown");
+  history->add_flag("-f,--follow", options.follow, "go on with new events");
+  add_text(*history, "--user", filter.user, "USER", "only events of this SNMP user's requests");
+  add_number(*history, "--vsan", filter.vsan, "only events that name this VSAN")->type_name("VSAN");
+  add_text(*history, "--object", filter.object, "OBJECT", "only events that name this object, such as vsanName");
+  add_text(*history, "--text", filter.text, "TEXT", "only events with this in their text");
+  history->add_option("--level", filter.levels, "only events of these levels")
+      ->type_name("LEVEL")
+      ->check(level_problem);
+  history->add_flag("--explain", options.explain, "in words; what says nothing to an operator is left out");
+  history->callback([&common] {
+    options.json = common.json;
+    show_history(options);
+  });
 }
 
 void add_debug_commands(CLI::App &app) {
@@ -91,7 +175,8 @@ void add_debug_commands(CLI::App &app) {
   for (const bool on : {true, false}) {
     CLI::App *command = debug->add_subcommand(on ? "on" : "off", on ? "print debug lines" : "stop printing them");
     command->add_option("--level", levels, "only these levels, 0 to 255 (100 and 101 when none is given)")
-        ->check(CLI::Range(0, static_cast<int>(kLevelMax)));
+        ->type_name("LEVEL")
+        ->check(level_problem);
     command->add_flag("--record", record, "switch recording in the event history, not printing");
     command->callback([on] { switch_levels(levels, record, on); });
   }

@@ -53,8 +53,12 @@ enum { kLevelRecorded = 0, kLevelPrinted = 1 };
 int platform_level_get(int which, int level);
 
 // Turns the switch `which` of `level` on (non-zero) or off, for all processes at once. Returns 0, or -1 with `errno`.
-// In a new page levels 100 and 101 are recorded, and nothing is printed.
+// In a new page levels 100 to 102 are recorded, and nothing is printed.
 int platform_level_set(int which, int level, int on);
+
+// Events of the agent extension that say whose requests the next events of its process belong to:
+// requests of user "NAME" at ADDRESS.
+enum { kUserMarkModule = 0x740000, kUserMarkLevel = 102 };
 
 // One event as it is read. Times are since the epoch.
 typedef struct {

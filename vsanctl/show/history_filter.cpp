@@ -1,0 +1,45 @@
+#include "show/history_filter.h"
+
+#include <ctype.h>
+#include <string.h>
+
+#include <algorithm>
+#include <regex>
+
+namespace {
+
+std::string lower(std::string text) {
+  std::ranges::transform(text, text.begin(), [](unsigned char each) { return static_cast<char>(tolower(each)); });
+  return text;
+}
+
+// The user whom a mark names.
+std::string marked_user(const platform_event &event) {
+  const char *start = strchr(event.text, '"');
+  const char *end = start == nullptr ? nullptr : strrchr(event.text, '"');
+  return end == nullptr || end == start ? "" : std::string(start + 1, end);
+}
+
+bool is_mark(const platform_event &event) {
+  return event.module_id == kUserMarkModule && event.level == kUserMarkLevel;
+}
+
+// Whether the text names the VSAN: its number behind a word that ends in "vsan", "vsanIndex", "Index", or the like.
+bool names_vsan(const std::string &text, uint32_t vsan) {
+  const std::regex named("(vsan|index)[a-z_]*[^0-9a-z]{0,4}" + std::to_string(vsan) + "(?![0-9])", std::regex::icase);
+  return std::regex_search(text, named);
+}
+
+}  // namespace
+
+bool history_shows(const history_filter &filter, history_users &users, const platform_event &event) {
+  if (is_mark(event)) {
+    users.of_process[event.pid] = marked_user(event);
+  }
+  const std::string text = event.text;
+  return (filter.user.empty() || users.of_process[event.pid] == filter.user) &&
+         (filter.levels.empty() || std::ranges::find(filter.levels, event.level) != filter.levels.end()) &&
+         (filter.text.empty() || text.find(filter.text) != std::string::npos) &&
+         (filter.object.empty() || lower(text).find(lower(filter.object)) != std::string::npos) &&
+         (filter.vsan == 0 || names_vsan(text, filter.vsan));
+}
