@@ -14,8 +14,10 @@
 #include <span>
 #include <string_view>
 
+#include "plain_text.h"
 #include "platform/syserr.h"
 #include "rules/vsan_rules.h"
+#include "statuses.h"
 #include "topology_keys.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
@@ -110,7 +112,9 @@ struct seen_values {
 
 void read_vsan(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
   vsan_section section;
+  const size_t problems = reader.problems.size();
   read_keys<vsan_section>(reader, table, "vsan", kVsanKeys, section);
+  const bool sound = reader.problems.size() == problems;  // else a problem would be told twice
   vsan_record &vsan = section.vsan;
   if (!section.has_name) {
     vsan.name = default_vsan_name(vsan.id);
@@ -118,9 +122,9 @@ void read_vsan(topology_reader &reader, const toml::table &table, seen_values &s
   vsan.interop = vsan.interop == 0 ? uint32_t{kVsanInteropDefault} : vsan.interop;
   if (table.get("id") == nullptr) {
     complain(reader, table, "vsan.id", "is missing");
-  } else if (!seen.ids.insert(vsan.id).second) {
+  } else if (sound && !seen.ids.insert(vsan.id).second) {
     complain(reader, blame(table, "id"), "vsan.id", "VSAN " + std::to_string(vsan.id) + " is there twice");
-  } else if (const int problem = vsan_problem(vsan); problem != 0) {
+  } else if (const int problem = sound ? vsan_problem(vsan) : 0; problem != 0) {
     complain(reader, blame(table, "name"), "vsan.name", syserr2str(problem));
   } else if (!vsan.name.empty() && !seen.names.insert(vsan.name).second) {
     complain(reader, blame(table, "name"), "vsan.name", "\"" + vsan.name + "\" is the name of another VSAN");
@@ -131,27 +135,35 @@ void read_vsan(topology_reader &reader, const toml::table &table, seen_values &s
   change.vsans.push_back(std::move(vsan));
 }
 
-void read_interface(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
-  interface_section section;
-  read_keys<interface_section>(reader, table, "interface", kInterfaceKeys, section);
-  interface_record &interface = section.interface;
+// An interface whose keys are sound, beside those before it.
+void check_interface(topology_reader &reader, const toml::table &table, const interface_record &interface,
+                     seen_values &seen, const switch_change &change) {
   const auto in_vsan = [&](const vsan_record &vsan) { return vsan.id == interface.vsan; };
-  if (!section.has_index) {
-    complain(reader, table, "interface.index", "is missing");
-  } else if (!seen.ids.insert(interface.index).second) {
+  if (!seen.ids.insert(interface.index).second) {
     complain(reader, blame(table, "index"), "interface.index", std::to_string(interface.index) + " is there twice");
-  } else if (interface.name.empty() || interface.name.size() > kInterfaceNameMax) {
-    complain(reader, blame(table, "name"), "interface.name",
-             "1 to " + std::to_string(kInterfaceNameMax) + " characters are wanted");
+  } else if (interface.name.empty() || interface.name.size() > kInterfaceNameMax || !is_plain_text(interface.name)) {
+    complain(reader, blame(table, "name"), "interface.name", syserr2str(kStatusInterfaceName));
   } else if (!seen.names.insert(interface.name).second) {
     complain(reader, blame(table, "name"), "interface.name", "\"" + interface.name + "\" is there twice");
   } else if (std::ranges::none_of(change.vsans, in_vsan)) {
     complain(reader, blame(table, "vsan"), "interface.vsan", "there is no VSAN " + std::to_string(interface.vsan));
   }
+}
+
+void read_interface(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
+  interface_section section;
+  const size_t problems = reader.problems.size();
+  read_keys<interface_section>(reader, table, "interface", kInterfaceKeys, section);
+  const bool sound = reader.problems.size() == problems;  // else a problem would be told twice
+  if (!section.has_index) {
+    complain(reader, table, "interface.index", "is missing");
+  } else if (sound) {
+    check_interface(reader, table, section.interface, seen, change);
+  }
   if (change.interfaces.size() == kInterfacesMax) {
     complain(reader, table, "interface", "more than " + std::to_string(kInterfacesMax) + " interfaces");
   }
-  change.interfaces.push_back(std::move(interface));
+  change.interfaces.push_back(std::move(section.interface));
 }
 
 void check_sections(topology_reader &reader, const toml::table &root) {

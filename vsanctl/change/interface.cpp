@@ -59,8 +59,9 @@ void create_interface(const interface_options &options) {
 
 void delete_interface(const interface_options &options) {
   const shown_interface row = find_interface_row(options.interface);
-  ask_or_fail("interface " + options.interface + " was not deleted",
-              {kServicePortManager, kOpInterfaceRow, kMsgDelete, record_bytes(interface_definition{row.index, 0, 0, {}}), 0});
+  ask_or_fail(
+      "interface " + options.interface + " was not deleted",
+      {kServicePortManager, kOpInterfaceRow, kMsgDelete, record_bytes(interface_definition{row.index, 0, 0, {}}), 0});
 }
 
 void rename_interface(const interface_options &options) {

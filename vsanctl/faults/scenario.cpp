@@ -72,6 +72,7 @@ void play(const std::vector<scenario_event> &events) {
   action.sa_handler = on_stop;
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  signal(SIGPIPE, SIG_IGN);  // what was to be undone is undone although nobody reads any more
   const double start = now();
   size_t failed = 0;
   for (const scenario_event &event : events) {

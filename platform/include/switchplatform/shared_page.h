@@ -125,8 +125,8 @@ enum {
 // known. Returns 0, or -1 with `errno`.
 int platform_errors_write(const platform_error *error);
 
-// Reads the errors that are kept, newest first, one for each user, PDU and object, into `errors`, which has room for `room` of
-// them (kErrorsKept is always enough). Returns how many were read, or -1 with `errno`.
+// Reads the errors that are kept, newest first, one for each user, PDU and object, into `errors`, which has room for
+// `room` of them (kErrorsKept is always enough). Returns how many were read, or -1 with `errno`.
 int platform_errors_read(platform_error *errors, int room);
 
 #ifdef __cplusplus

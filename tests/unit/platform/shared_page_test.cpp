@@ -236,10 +236,10 @@ TEST(DistributionState, OtherApplicationsAndValuesAreRefused) {
   EXPECT_EQ(enabled, 1);
 }
 
-TEST(LevelSwitches, NewPageRecordsTheModulesTwoLevelsAndPrintsNone) {
+TEST(LevelSwitches, NewPageRecordsTheModulesTwoLevelsAndTheMarksAndPrintsNone) {
   const private_dir dir;
   for (int level = 0; level <= kLevelMax; ++level) {
-    EXPECT_EQ(sdwrap_hist_event_subtype_check(0x730000, level) == 0, level == 100 || level == 101) << level;
+    EXPECT_EQ(sdwrap_hist_event_subtype_check(0x730000, level) == 0, level >= 100 && level <= 102) << level;
     EXPECT_EQ(sdwrap_chk_int(level, 0, 0, 1), 0) << level;
   }
 }

@@ -1,0 +1,167 @@
+// The configuration of the whole switch as a file: out of the switch, into it, and what is wrong with it.
+#include <signal.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "programs.h"
+#include "switch_under_test.h"
+
+namespace {
+
+using nlohmann::json;
+
+struct Configuration : testing::Test {
+  temporary_directory directory;
+  pid_t switchd = -1;
+
+  void SetUp() override { start(); }
+  void TearDown() override { stop(); }
+  std::string path(const char *name) const { return directory.path + "/" + name; }
+  void start() {
+    std::string printed;
+    switchd = start_program(
+        SWITCHD, {"--run-dir", path("run"), "--state", path("s.db"), "--topology", TOPOLOGIES "/small-fabric.toml"},
+        path("stderr"), &printed);
+    ASSERT_EQ(printed, "ready\n");
+  }
+  void stop() {
+    kill(switchd, SIGTERM);
+    EXPECT_EQ(wait_for_exit(switchd), 0);
+  }
+  program_result run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"--run-dir", path("run")});
+    return run_program(VSANCTL, arguments);
+  }
+  std::string exported() const {
+    const program_result result = run({"export"});
+    EXPECT_EQ(result.code, 0) << result.err;
+    return result.out;
+  }
+  std::string written(const std::string &text) const {
+    const std::string file = path("import.toml");
+    std::ofstream(file) << text;
+    return file;
+  }
+  std::string everything_shown() const {
+    std::string all;
+    for (const char *each : {"vsan", "interface", "membership", "timers", "kdx", "switch"}) {
+      json shown = json::parse(run({"--json", "show", each}).out, nullptr, false);
+      shown.erase("table_changed");
+      all += shown.dump();
+    }
+    return all;
+  }
+};
+
+TEST_F(Configuration, ComesBackFromItsFileExactly) {
+  for (const std::vector<std::string> &change : std::vector<std::vector<std::string>>{
+           {"vsan", "create", "77", "--name", "t\xC3\xA9st\"\\'", "--state", "suspended", "--interop", "3"},
+           {"vsan", "set", "20", "--load-balancing", "src-dst", "--inorder", "off", "--drop-latency", "17"},
+           {"timer", "set", "e_d_tov", "1234", "--vsan", "77"},
+           {"timer", "set", "r_a_tov", "7777", "--vsan", "10", "--force"},
+           {"interface", "create", "x/1", "--index", "5", "--vsan", "77", "--down"},
+           {"switch", "set", "--name", "my \"switch\"", "--inorder", "on", "--switch-latency", "9"},
+           {"kdx", "keep-out", "77"},
+           {"kdx", "show-running", "on"},
+           {"kdx", "enable"}}) {
+    const program_result result = run(change);
+    ASSERT_EQ(result.code, 0) << result.err;
+  }
+  const std::string file = exported();
+  const std::string shown = everything_shown();
+  EXPECT_EQ(run({"import", "--check", written(file)}).out, "would change: nothing\n");
+  ASSERT_EQ(run({"reset", "--yes"}).code, 0);
+  EXPECT_NE(everything_shown(), shown);
+  const program_result imported = run({"import", written(file)});
+  EXPECT_EQ(imported.code, 0) << imported.err;
+  EXPECT_EQ(everything_shown(), shown);
+  EXPECT_EQ(exported(), file);
+  stop();
+  start();
+  EXPECT_EQ(everything_shown(), shown) << "after a restart";
+}
+
+TEST_F(Configuration, OfThousandsOfVsansTravelsWhole) {
+  std::string text;
+  for (int vsan = 2; vsan <= 4094; ++vsan) {
+    text += "[[vsan]]\nid = " + std::to_string(vsan) + "\ntimers = { e_d_tov = 1500 }\n";
+  }
+  const program_result imported = run({"import", written(text)});
+  EXPECT_EQ(imported.code, 0) << imported.err;
+  const std::string file = exported();
+  EXPECT_GT(file.size(), 500'000U);
+  EXPECT_EQ(run({"import", "--check", written(file)}).out, "would change: nothing\n");
+}
+
+TEST_F(Configuration, TellsEveryErrorOfAFileAndAppliesNothing) {
+  const std::string before = everything_shown();
+  const std::string file = written(
+      "[switch]\nnam = \"x\"\n[[vsan]]\nid = 7\nmtu = 9\nstate = \"up\"\n"
+      "[[interface]]\nname = \"a\"\nindex = 1\nvsan = 99\n");
+  for (const std::vector<std::string> &command : std::vector<std::vector<std::string>>{
+           {"import", file}, {"import", "--check", file}, {"topology", "check", file}}) {
+    const program_result result = run(command);
+    EXPECT_EQ(result.code, 1);
+    for (const char *told : {":2: switch.nam: unknown key", ":5: vsan.mtu: ", "256 to 2112", ":6: vsan.state: ",
+                             "\"active\" or \"suspended\"", ":10: interface.vsan: there is no VSAN 99"}) {
+      EXPECT_NE(result.err.find(file + std::string(told[0] == ':' ? told : "")), std::string::npos);
+      EXPECT_NE(result.err.find(told), std::string::npos) << told << " in " << result.err;
+    }
+  }
+  EXPECT_EQ(everything_shown(), before);
+  const program_result without_a_switch = run_program(SWITCHD, {"--check", "--topology", file});
+  EXPECT_EQ(without_a_switch.code, 3);
+  EXPECT_NE(without_a_switch.err.find(":10: interface.vsan"), std::string::npos);
+}
+
+TEST_F(Configuration, FilesThatAreNoneAreNamed) {
+  EXPECT_NE(run({"import", path("none.toml")}).err.find("none.toml: No such file"), std::string::npos);
+  EXPECT_NE(run({"import", directory.path}).err.find(directory.path + ": Is a directory"), std::string::npos);
+  EXPECT_NE(run({"import", written("a = \"\xFF\"\n")}).err.find("import.toml: it is no UTF-8 text"), std::string::npos);
+  EXPECT_EQ(run_program(SWITCHD, {"--check", "--topology", "."}).err, ".: Is a directory\n");
+  EXPECT_EQ(run_program(SWITCHD, {"--check", "--topology", TOPOLOGIES "/small-fabric.toml"}).code, 0);
+}
+
+TEST_F(Configuration, IsNotImportedIntoAnOpenSession) {
+  ASSERT_EQ(run({"kdx", "enable"}).code, 0);
+  ASSERT_EQ(run({"timer", "set", "e_d_tov", "1500"}).code, 0);
+  const std::string before = everything_shown();
+  const program_result result = run({"import", TOPOLOGIES "/small-fabric.toml"});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_NE(result.err.find("commit or abort it first"), std::string::npos) << result.err;
+  EXPECT_EQ(everything_shown(), before);
+}
+
+TEST_F(Configuration, ThatAnEditedTopologyFileHasIsNotAppliedAndThatIsTold) {
+  stop();
+  const std::string edited = written("[switch]\nname = \"other\"\n");
+  std::string printed;
+  switchd = start_program(SWITCHD, {"--run-dir", path("run"), "--state", path("s.db"), "--topology", edited},
+                          path("stderr"), &printed);
+  std::ifstream log(path("stderr"));
+  const std::string lines{std::istreambuf_iterator<char>(log), {}};
+  EXPECT_NE(lines.find("warning"), std::string::npos) << lines;
+  EXPECT_NE(lines.find("vsanctl import " + edited), std::string::npos) << lines;
+}
+
+TEST_F(Configuration, ASwapOfNamesIsOneChange) {
+  std::string file = exported();
+  const auto swap_words = [&file](const std::string &a, const std::string &b) {
+    const size_t at_a = file.find("\"" + a + "\"");
+    const size_t at_b = file.find("\"" + b + "\"");
+    file.replace(std::max(at_a, at_b), (at_a > at_b ? a : b).size() + 2, "\"" + (at_a > at_b ? b : a) + "\"");
+    file.replace(std::min(at_a, at_b), (at_a < at_b ? a : b).size() + 2, "\"" + (at_a < at_b ? b : a) + "\"");
+  };
+  swap_words("production-a", "backup");
+  swap_words("fc1/1", "fc1/2");
+  const program_result result = run({"import", written(file)});
+  EXPECT_EQ(result.out, "changed: 2 VSANs, 2 interfaces\n") << result.err;
+  EXPECT_EQ(exported(), file);
+  stop();
+  start();
+  EXPECT_EQ(exported(), file) << "after a restart";
+}
+
+}  // namespace
