@@ -2,6 +2,7 @@
 #include <string.h>
 #include <time.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
@@ -74,14 +75,18 @@ void show_interface(const writer &to, const show_options &) {
 }
 
 void show_membership(const writer &to, const show_options &) {
-  write_table(to, "memberships", {"vsan", "interface", "static"});
+  std::map<uint32_t, std::string> names;
+  for (const interface_row &row : read_interfaces()) {
+    names[row.index] = row.name;
+  }
+  write_table(to, "memberships", {"vsan", "interface", "name", "static"});
   uint32_t vsan = 0;
   uint32_t interface = 0;
   uint8_t is_static = 0;
   int status = 0;
   while ((status = pm_cmi_get_active_vsan_port_membership(mts_response_q, kMsgGetNext, &vsan, &interface, &is_static,
                                                           nullptr, nullptr, 0)) == 0) {
-    write_row(to, {number(vsan), number(interface), is_static != 0});
+    write_row(to, {number(vsan), number(interface), names[interface], is_static != 0});
   }
   if (status == -1) {
     fail(kExitNoSwitch, std::string("no answer from switchd in ") + platform_run_dir() + ": " + strerror(errno));

@@ -21,6 +21,7 @@
 #include "roles_report.h"
 #include "served_exchanges.h"
 #include "switch_root.h"
+#include "switchplatform/served_object.h"
 
 namespace {
 
@@ -127,6 +128,11 @@ objects inject_everywhere() {
     }
   }
   return found;
+}
+
+// An object outside the root, which its module named.
+extern "C" int switch_agent_serve(netsnmp_handler_registration *object) {
+  return inject(object) ? 0 : -1;
 }
 
 int on_registered(int, int, void *, void *) {
