@@ -112,11 +112,12 @@ bool are_free(const char *context) {
     if (who == nullptr) {
       continue;
     }
-    snmp_log(LOG_ERR,
-             "switch_interfaces: the switch's interfaces are not served: %s is the agent's own already (%s). Start the "
-             "agent with \"-I -ifTable,ifXTable\", or give the switch's interfaces a context of their own: "
-             "\"switchInterfacesContext NAME\"\n",
-             object.name + sizeof "switch" - 1, who);
+    snmp_log(
+        LOG_ERR,
+        "switch_interfaces: the switch's interfaces are not served: the agent serves IF-MIB itself (%s). Start the "
+        "agent with \"-I -ifTable,ifXTable\", or give the switch's interfaces a context of their own: "
+        "\"switchInterfacesContext NAME\"\n",
+        who);
     return false;
   }
   return true;
