@@ -36,7 +36,11 @@ constexpr served_row kObjects[] = {
 };
 constexpr size_t kObjectCount = sizeof kObjects / sizeof kObjects[0];
 
-netsnmp_handler_registration *registered[kObjectCount];
+struct registered_row {
+  netsnmp_handler_registration *object;    // null: not registered
+  netsnmp_table_registration_info *table;  // ours while the object is registered; null for a scalar
+};
+registered_row registered[kObjectCount];
 bool loaded;
 unsigned alarm_number;
 
@@ -61,47 +65,39 @@ netsnmp_table_registration_info *table_of(const served_row &object) {
   return table;
 }
 
-// Frees what it was given when it fails, as the agent's own calls do.
-int register_as_its_kind(const served_row &object, netsnmp_handler_registration *made) {
-  if (object.columns == 0) {
-    return netsnmp_register_read_only_scalar(made);
+void unregister(registered_row &row) {
+  if (row.object != nullptr) {
+    netsnmp_unregister_handler(row.object);
   }
-  netsnmp_table_registration_info *table = table_of(object);
-  if (table == nullptr) {
-    netsnmp_handler_registration_free(made);
-    return MIB_REGISTRATION_FAILED;
+  if (row.table != nullptr) {
+    netsnmp_table_registration_info_free(row.table);
   }
-  const int status = netsnmp_register_table(made, table);
-  if (status == MIB_REGISTERED_OK) {
-    netsnmp_registration_owns_table_info(made);
-  }
-  return status;
+  row = {};
 }
 
-netsnmp_handler_registration *register_object(const served_row &object, const char *context) {
+// Returns false when the object cannot be registered; the row is to be unregistered all the same.
+bool register_object(const served_row &object, const char *context, registered_row &row) {
+  row.table = object.columns > 0 ? table_of(object) : nullptr;
+  if (object.columns > 0 && row.table == nullptr) {
+    return false;
+  }
   netsnmp_handler_registration *made =
       netsnmp_create_handler_registration(object.name, object.answer, object.root, object.length, HANDLER_CAN_RONLY);
   if (made == nullptr) {
-    return nullptr;
+    return false;
   }
   made->priority = object.priority;
   made->contextName = context[0] != '\0' ? strdup(context) : nullptr;
-  if (register_as_its_kind(object, made) != MIB_REGISTERED_OK) {
-    return nullptr;
-  }
-  if (switch_agent_serve(made) != 0) {
-    netsnmp_unregister_handler(made);
-    return nullptr;
-  }
-  return made;
+  // Either frees what it cannot register.
+  const int status =
+      row.table != nullptr ? netsnmp_register_table(made, row.table) : netsnmp_register_read_only_scalar(made);
+  row.object = status == MIB_REGISTERED_OK ? made : nullptr;
+  return row.object != nullptr && switch_agent_serve(made) == 0;
 }
 
 void unregister_objects() {
-  for (netsnmp_handler_registration *&each : registered) {
-    if (each != nullptr) {
-      netsnmp_unregister_handler(each);
-    }
-    each = nullptr;
+  for (registered_row &each : registered) {
+    unregister(each);
   }
 }
 
@@ -125,12 +121,11 @@ bool are_free(const char *context) {
 
 void register_objects() {
   const char *context = switch_agent_interfaces_context();
-  if (registered[0] != nullptr || !are_free(context)) {
+  if (registered[0].object != nullptr || !are_free(context)) {
     return;
   }
   for (size_t i = 0; i < kObjectCount; ++i) {
-    registered[i] = register_object(kObjects[i], context);
-    if (registered[i] == nullptr) {
+    if (!register_object(kObjects[i], context, registered[i])) {
       snmp_log(LOG_ERR, "switch_interfaces: %s cannot be registered: the switch's interfaces are not served\n",
                kObjects[i].name);
       return unregister_objects();
