@@ -1,6 +1,7 @@
 // The switch's interfaces and name as every NMS looks for them: IF-MIB and sysName, beside what the agent has itself.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -50,6 +51,11 @@ int delete_interface(const lab::lab &l, uint32_t index) {
   const interface_definition row = {index, 0, 0, {}};
   return ask_switch(l, kServicePortManager, kOpInterfaceRow, kMsgDelete, record_bytes(row));
 }
+
+constexpr char kContextUsers[] =
+    "com2sec -Cn switch inside default inside\n"
+    "group insides v2c inside\n"
+    "access insides switch any noauth exact all none none\n";
 
 struct Interfaces : ::testing::Test {
   lab::lab l;
@@ -248,6 +254,26 @@ TEST_F(Interfaces, ASwitchThatWasAwayIsComparedWithWhatItWas) {
   EXPECT_EQ(role_lab::count(traps(), ".1.3.6.1.6.3.1.1.5.3"), 1u);
 }
 
+TEST_F(Interfaces, AHungSwitchDoesNotHoldTheAgentWhenNobodyAsks) {
+  start();
+  EXPECT_TRUE(lab::wait_until([&] { return got(kSysUpTime).integer > 400; }));  // the page is there
+  lab::signal(l.switchd, SIGSTOP);
+  snmp::client c(l, snmp::community("public"), 0.9);  // a look that asked would wait for 4 s
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_TRUE(snmp::get(c, {kSysUpTime}).sent_back) << i;
+    usleep(100'000);
+  }
+  lab::signal(l.switchd, SIGCONT);
+  EXPECT_EQ(got(cell(8, kFirst)).integer, 1);
+}
+
+TEST_F(Interfaces, TheirLineMayStandFirst) {
+  start("");
+  role_lab::restart_agent(l, kLoadIt + role_lab::conf_of(l) + "switchInterfacesContext switch\n" + kContextUsers);
+  EXPECT_EQ(seen("inside"), kAll);
+  EXPECT_EQ(got(vsan_number()).integer, 5);
+}
+
 TEST_F(Interfaces, RolesRuleThemAsTheyRuleTheModulesInterfaceTable) {
   using role_lab::member_lines;
   start(std::string(kLoadIt) + member_lines("listed", "listeds") + "vsanRoleInterfaces listeds 16781312,16789504\n" +
@@ -294,11 +320,6 @@ TEST_F(Interfaces, BesideTheAgentsOwnNothingIsRegisteredAndTheLogSaysWhatToDo) {
   EXPECT_EQ(role_lab::log_lines(l, "MIB modules switch"), "");
   EXPECT_EQ(got(vsan_number()).integer, 5);
 }
-
-constexpr char kContextUsers[] =
-    "com2sec -Cn switch inside default inside\n"
-    "group insides v2c inside\n"
-    "access insides switch any noauth exact all none none\n";
 
 TEST_F(Interfaces, AContextOfTheirOwnKeepsThemApartFromTheAgents) {
   // The line's place does not matter.
