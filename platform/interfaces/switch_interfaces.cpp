@@ -8,6 +8,9 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
+#include <string>
+#include <vector>
+
 #include "interface_scalars.h"
 #include "interface_tables.h"
 #include "link_watch.h"
@@ -65,9 +68,14 @@ netsnmp_table_registration_info *table_of(const served_row &object) {
   return table;
 }
 
+// The agent frees the registration with its last subtree, and goes on to use the name and context that it was given:
+// they are copies.
 void unregister(registered_row &row) {
-  if (row.object != nullptr) {
-    netsnmp_unregister_handler(row.object);
+  if (const netsnmp_handler_registration *object = row.object; object != nullptr) {
+    std::vector<oid> name(object->rootoid, object->rootoid + object->rootoid_len);
+    const std::string context = object->contextName != nullptr ? object->contextName : "";
+    unregister_mib_context(name.data(), name.size(), object->priority, object->range_subid, object->range_ubound,
+                           context.c_str());
   }
   if (row.table != nullptr) {
     netsnmp_table_registration_info_free(row.table);
