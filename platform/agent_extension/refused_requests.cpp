@@ -76,8 +76,12 @@ void put_value(const netsnmp_variable_list *value, char *text, size_t room) {
   }
 }
 
+// Other objects than the switch's own have no name here.
 void put_object(const netsnmp_variable_list *varbind, platform_error *error) {
   error->object_length = 0;
+  if (!is_under_switch_root(varbind->name, varbind->name_length, nullptr, 0)) {
+    return;
+  }
   for (size_t i = kRootLength; i < varbind->name_length && error->object_length < kErrorObjectMax; ++i) {
     error->object[error->object_length++] = static_cast<uint32_t>(varbind->name[i]);
   }

@@ -30,21 +30,40 @@ constexpr switch_object kSwitchObjects[] = {
     {3, {1, 4, 7}, false},        // in-order delivery
 };
 
-const switch_object *find_switch_object(const oid *name, size_t length) {
+// The same of objects that every agent has, by their whole names.
+struct standard_object {
+  size_t length;
+  oid name[9];
+  bool listed;
+};
+
+constexpr standard_object kStandardObjects[] = {
+    {8, {1, 3, 6, 1, 2, 1, 2, 1}, false},      // ifNumber
+    {8, {1, 3, 6, 1, 2, 1, 2, 2}, true},       // ifTable
+    {9, {1, 3, 6, 1, 2, 1, 31, 1, 1}, true},   // ifXTable
+    {9, {1, 3, 6, 1, 2, 1, 31, 1, 5}, false},  // ifTableLastChange
+};
+
+enum class ruled_by { nothing, right, list };
+
+ruled_by rule_of(const oid *name, size_t length) {
   for (const switch_object &each : kSwitchObjects) {
     if (is_under_switch_root(name, length, each.name, each.length)) {
-      return &each;
+      return each.listed ? ruled_by::list : ruled_by::right;
     }
   }
-  return nullptr;
+  for (const standard_object &each : kStandardObjects) {
+    if (length >= each.length && snmp_oid_compare(name, each.length, each.name, each.length) == 0) {
+      return each.listed ? ruled_by::list : ruled_by::right;
+    }
+  }
+  return ruled_by::nothing;
 }
 
 switch_right right_to(const role &held, const netsnmp_handler_registration *object) {
-  const switch_object *found = find_switch_object(object->rootoid, object->rootoid_len);
-  if (found == nullptr || (found->listed && held.has_interfaces)) {
-    return switch_right::write;
-  }
-  return held.right;
+  const ruled_by rule = rule_of(object->rootoid, object->rootoid_len);
+  return rule == ruled_by::nothing || (rule == ruled_by::list && held.has_interfaces) ? switch_right::write
+                                                                                      : held.right;
 }
 
 // Why the user gets nothing of the object, or 0.

@@ -23,6 +23,7 @@
 #include "served_exchanges.h"
 #include "switch_root.h"
 #include "user_marks.h"
+#include "switchplatform/served_object.h"
 
 namespace {
 
@@ -132,6 +133,11 @@ objects inject_everywhere() {
     }
   }
   return found;
+}
+
+// An object outside the root, which its module named.
+extern "C" int switch_agent_serve(netsnmp_handler_registration *object) {
+  return inject(object) ? 0 : -1;
 }
 
 int on_registered(int, int, void *, void *) {

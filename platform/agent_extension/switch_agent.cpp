@@ -12,6 +12,7 @@
 #include <string.h>
 
 #include "config_tokens.h"
+#include "interfaces_context.h"
 #include "notification_subscription.h"
 #include "roles.h"
 #include "roles_report.h"
@@ -37,6 +38,7 @@ void on_run_dir(const char *token, char *line) {
 }
 
 constexpr config_token kTokens[] = {
+    {"switchInterfacesContext", interfaces_context_read, "NAME"},
     {"switchRunDir", on_run_dir, "PATH"},
     {"vsanRole", roles_read_vsans, "GROUP LIST (such as 10,20,100-199)"},
     {"vsanRoleInterfaces", roles_read_interfaces, "GROUP LIST"},
@@ -57,6 +59,7 @@ void read_configuration() {
   }
   // Here and not at the unloading: modules that are unloaded after this library still trace into the old directory.
   platform_set_run_dir(kDefaultRunDir);
+  interfaces_context_forget();
   roles_forget();
   read_before = config_tokens_read_ahead(kTokens, kTokenCount);
   if (read_before) {

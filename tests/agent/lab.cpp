@@ -227,7 +227,7 @@ void start_snmpd(lab &l) {
                                       "-c",
                                       l.dir + "/snmpd.conf",
                                       "-I",
-                                      "-smux",
+                                      "-" + l.how.agent_modules_off,
                                       "--persistentDir=" + l.dir + "/agent",
                                       "-Lf",
                                       l.dir + "/agent.log"};

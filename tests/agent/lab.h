@@ -12,11 +12,12 @@
 namespace lab {
 
 struct options {
-  std::string topology{};       // TOML; empty: the lab's own small one (see kSmallTopology)
-  std::string topology_file{};  // instead of `topology`
-  std::string agent_lines{};    // further lines of snmpd.conf
-  bool traps = false;           // start snmptrapd and send v2c traps to it
-  std::string agent_user{};     // the account that snmpd runs under, and the group whose members switchd serves
+  std::string topology{};                 // TOML; empty: the lab's own small one (see kSmallTopology)
+  std::string topology_file{};            // instead of `topology`
+  std::string agent_lines{};              // further lines of snmpd.conf
+  bool traps = false;                     // start snmptrapd and send v2c traps to it
+  std::string agent_modules_off{"smux"};  // what the agent is to leave out of what it has itself, as "a,b"
+  std::string agent_user{};  // the account that snmpd runs under, and the group whose members switchd serves
 };
 
 // VSANs 1, 5 (name "five", interop 3), 10, 20 and 4093 (suspended); five interfaces; known timers.

@@ -136,8 +136,11 @@ TEST_F(WriteValue, EveryOtherTypeIsWrongType) {
 // Names.
 
 TEST_F(WriteValue, NamesOfUpTo32OctetsAreKeptOctetByOctetAcrossARestart) {
-  const std::pair<unsigned long, std::string> names[] = {
-      {1, ""}, {5, ""}, {10, std::string(32, 'n')}, {20, "\xff\x80\xc3\xa4\x7f\x01"}, {4093, "quote'\"`$;%|\\"}};
+  const std::pair<unsigned long, std::string> names[] = {{1, ""},
+                                                         {5, ""},
+                                                         {10, std::string(32, 'n')},
+                                                         {20, "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80"},
+                                                         {4093, "quote'\"`$;%|\\"}};
   for (const auto &[vsan, text] : names) {
     EXPECT_DONE(set({name(vsan, text)}));
   }

@@ -18,7 +18,9 @@ namespace {
 
 constexpr message_handler kReceivers[] = {vsan_manager_handle, identity_handle, port_manager_handle,
                                           distribution_handle};
-constexpr int kOpcodes[] = {124, 125, 126, 127, 128, 136, 140, 149, 8018, 1282, 9001, 9002, 9101, 9102, 9103, 0, -1};
+// Seeds name them by their place.
+constexpr int kOpcodes[] = {124,  125,  126,  127,  128, 136, 140,  149,  8018, 1282, 9001,
+                            9002, 9101, 9102, 9103, 0,   -1,  9003, 9004, 9301, 9302};
 constexpr int kRequestsMax = 16;
 
 char store_directory[] = "/tmp/fuzz-managers.XXXXXX";

@@ -81,7 +81,13 @@ TEST_F(Vsanctl, ShowsVsansAsATableAndAsJson) {
 
 TEST_F(Vsanctl, ShowsInterfacesMembershipsTimersAndStatus) {
   EXPECT_EQ(show({"show", "interface"})["interfaces"].size(), 12U);
-  EXPECT_EQ(show({"show", "membership"})["memberships"].size(), 7U);
+  const json memberships = show({"show", "membership"})["memberships"];
+  ASSERT_EQ(memberships.size(), 7U);
+  for (const json &each : show({"show", "interface"})["interfaces"]) {
+    for (const json &pair : memberships) {
+      EXPECT_EQ(pair["interface"] == each["index"], pair["name"] == each["name"]);
+    }
+  }
   const json timers = show({"show", "timers"})["timers"];
   ASSERT_EQ(timers.size(), 7U);
   EXPECT_EQ(timers[0]["vsan"], 0);  // the whole switch

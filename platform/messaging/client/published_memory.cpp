@@ -17,6 +17,7 @@
 #include "peer_process.h"
 #include "requests.h"
 #include "socket_path.h"
+#include "switchplatform/published_change.h"
 #include "switchplatform/run_dir.h"
 
 namespace {
@@ -165,4 +166,16 @@ void published_memory_drop() {
   unmap();
   reads_by_exchange = 0;
   looked_at = -1;
+}
+
+extern "C" int platform_published_change(uint64_t *number) {
+  if (held.page == nullptr || !owner_lives(*held.page)) {
+    return -1;
+  }
+  const uint32_t sequence = held.page->sequence.load(std::memory_order_acquire);
+  if (sequence % 2 != 0) {
+    return -1;
+  }
+  *number = uint64_t{static_cast<uint32_t>(held.owner)} << 32 | sequence;
+  return 0;
 }

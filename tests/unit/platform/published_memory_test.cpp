@@ -22,6 +22,7 @@
 #include "private_dir.h"
 #include "published_page.h"
 #include "requests.h"
+#include "switchplatform/published_change.h"
 
 namespace {
 
@@ -190,6 +191,27 @@ TEST_F(PublishedMemory, IsNotAnsweredFromForAServiceThatItTakesOut) {
   EXPECT_EQ(count(), kAskedCount);
   publisher.page->answered = kAnsweredAll;
   EXPECT_EQ(count(), kPublishedCount);
+}
+
+TEST_F(PublishedMemory, TellsOfAChangeWithoutAnExchange) {
+  fake_publisher publisher(dir.path);
+  uint64_t first = 0;
+  uint64_t later = 0;
+  EXPECT_EQ(platform_published_change(&first), -1);  // no page yet
+  ASSERT_TRUE(from_page());
+  const auto requests = manager.counters().requests;
+  publisher.beating = false;  // idle or hung: what was published is what there is
+  ASSERT_EQ(platform_published_change(&first), 0);
+  EXPECT_EQ(platform_published_change(&later), 0);
+  EXPECT_EQ(later, first);
+  publisher.page->sequence = 1;
+  EXPECT_EQ(platform_published_change(&later), -1);
+  publisher.page->sequence = 2;
+  EXPECT_EQ(platform_published_change(&later), 0);
+  EXPECT_NE(later, first);
+  publisher.page->owner[0] = FUTEX_OWNER_DIED | 77U;
+  EXPECT_EQ(platform_published_change(&later), -1);
+  EXPECT_EQ(manager.counters().requests, requests);
 }
 
 TEST_F(PublishedMemory, InTheMiddleOfAChangeIsNotWaitedFor) {
