@@ -22,8 +22,8 @@
 #include "roles_report.h"
 #include "served_exchanges.h"
 #include "switch_root.h"
-#include "user_marks.h"
 #include "switchplatform/served_object.h"
+#include "user_marks.h"
 
 namespace {
 
