@@ -1,4 +1,4 @@
-// JSON for programs; docs/vsanctl-json.md has every field.
+// JSON for programs; docs/vsanctl.schema.json has every field.
 #include <stdio.h>
 
 #include <nlohmann/json.hpp>

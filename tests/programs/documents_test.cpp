@@ -1,0 +1,170 @@
+// What is written about vsanctl is what it does: the schema of its JSON, its man page, the completion scripts.
+#include <signal.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "programs.h"
+#include "switch_under_test.h"
+
+namespace {
+
+struct Documents : testing::Test {
+  temporary_directory directory;
+  pid_t switchd = -1;
+
+  void SetUp() override {
+    std::string printed;
+    switchd = start_program(SWITCHD,
+                            {"--run-dir", directory.path + "/run", "--state", directory.path + "/s.db", "--topology",
+                             TOPOLOGIES "/small-fabric.toml"},
+                            directory.path + "/stderr", &printed);
+    ASSERT_EQ(printed, "ready\n");
+  }
+  void TearDown() override {
+    kill(switchd, SIGTERM);
+    EXPECT_EQ(wait_for_exit(switchd), 0);
+  }
+  program_result run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"--run-dir", directory.path + "/run"});
+    return run_program(VSANCTL, arguments);
+  }
+  void expect_schema(const std::string &name, const std::string &text) const {
+    const std::string file = directory.path + "/document.json";
+    std::ofstream(file) << text;
+    const program_result result = run_program("/usr/bin/python3", {SOURCE "/tests/programs/matches_schema.py",
+                                                                   SOURCE "/docs/vsanctl.schema.json", name, file});
+    EXPECT_EQ(result.code, 0) << name << ": " << result.err << text;
+  }
+};
+
+std::vector<std::string> split(const std::string &text, char at) {
+  std::vector<std::string> parts;
+  std::istringstream in(text);
+  for (std::string part; std::getline(in, part, at);) {
+    parts.push_back(part);
+  }
+  return parts;
+}
+
+std::string read_text(const std::string &file) {
+  std::ifstream in(file);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST_F(Documents, TheSchemaIsWhatIsPrinted) {
+  for (const std::vector<std::string> &command :
+       std::vector<std::vector<std::string>>{{"interface", "move", "fc1/1", "30"},
+                                             {"kdx", "enable"},
+                                             {"timer", "set", "e_d_tov", "1500"},
+                                             {"fault", "delay", "1", "--object", "vsanName", "--for", "60"},
+                                             {"fault", "drop", "--count", "3", "--opcode", "1"}}) {
+    ASSERT_EQ(run(command).code, 0);
+  }
+  for (const char *command :
+       {"show vsan", "show interface", "show membership", "show timers", "show timers --pending", "show switch",
+        "show kdx", "show errors", "show notifications", "show levels", "show status", "fault list"}) {
+    std::vector<std::string> words = split(command, ' ');
+    words.emplace_back("--json");
+    expect_schema(command, run(words).out);
+  }
+  expect_schema("error", run({"--json", "vsan", "set", "77", "--mtu", "2000"}).err);
+}
+
+// Every command that completion knows, as its words.
+void collect_commands(const std::vector<std::string> &words, std::vector<std::vector<std::string>> &commands) {
+  commands.push_back(words);
+  std::vector<std::string> arguments{"--complete"};
+  arguments.insert(arguments.end(), words.begin(), words.end());
+  arguments.emplace_back("");
+  for (const std::string &word : split(run_program(VSANCTL, arguments).out, '\n')) {
+    std::vector<std::string> longer = words;
+    longer.push_back(word);
+    // What completes to itself again is a value, and no command.
+    const program_result help = run_program(VSANCTL, [&] {
+      std::vector<std::string> line = longer;
+      line.emplace_back("--help");
+      return line;
+    }());
+    if (longer.size() <= 2 && help.out.find("Usage: vsanctl " + longer[0] +
+                                            (longer.size() > 1 ? " " + longer[1] : "")) != std::string::npos) {
+      collect_commands(longer, commands);
+    }
+  }
+}
+
+TEST_F(Documents, TheManPageHasEveryCommandAndOption) {
+  const std::string page = read_text(SOURCE "/docs/man/vsanctl.1");
+  std::vector<std::vector<std::string>> commands;
+  collect_commands({}, commands);
+  EXPECT_GT(commands.size(), 40U);
+  for (const std::vector<std::string> &words : commands) {
+    std::vector<std::string> arguments{"--complete"};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    for (const std::string &word : words) {
+      EXPECT_NE(page.find(word), std::string::npos) << word;
+    }
+    arguments.emplace_back("--");
+    for (const std::string &option : split(run_program(VSANCTL, arguments).out, '\n')) {
+      const std::string name = option.substr(2);
+      EXPECT_TRUE(page.find("Fl -" + name) != std::string::npos || page.find(", -" + name) != std::string::npos)
+          << option;
+    }
+  }
+}
+
+TEST(ManPages, AreSoundForTheirFormatter) {
+  for (const char *page : {"vsanctl.1", "switchd.8", "switchd.toml.5", "vsanmib.conf.5"}) {
+    const program_result result =
+        run_program("/usr/bin/mandoc", {"-T", "lint", "-W", "warning", std::string(SOURCE "/docs/man/") + page});
+    EXPECT_EQ(result.code, 0) << result.out << result.err;
+  }
+}
+
+TEST(ManPages, OfTheTopologyFileHasEveryKeyAndItsExampleIsSound) {
+  const std::string page = read_text(SOURCE "/docs/man/switchd.toml.5");
+  for (const char *key : {"name",
+                          "wwn",
+                          "inorder_delivery",
+                          "switch_latency",
+                          "network_latency",
+                          "notifications",
+                          "e_d_tov",
+                          "r_a_tov",
+                          "d_s_tov",
+                          "f_s_tov",
+                          "enabled",
+                          "show_running",
+                          "kept_out",
+                          "id",
+                          "state",
+                          "media",
+                          "mtu",
+                          "load_balancing",
+                          "interop",
+                          "drop_latency",
+                          "timers",
+                          "index",
+                          "vsan",
+                          "up"}) {
+    EXPECT_NE(page.find(key), std::string::npos) << key;
+  }
+  const size_t start = page.rfind("[switch]\n");
+  const temporary_directory directory;
+  std::ofstream(directory.path + "/e.toml") << page.substr(start, page.find(".Ed", start) - start);
+  const program_result result = run_program(SWITCHD, {"--check", "--topology", directory.path + "/e.toml"});
+  EXPECT_EQ(result.code, 0) << result.err;
+}
+
+TEST(Completion, OfBashOffersWhatTheProgramKnows) {
+  const std::string vsanctl = VSANCTL;
+  const program_result result = run_program(
+      "/bin/bash",
+      {"-c", "PATH=" + vsanctl.substr(0, vsanctl.rfind('/')) +
+                 ":$PATH; . " SOURCE
+                 "/packaging/completion/vsanctl.bash; COMP_WORDS=(vsanctl vsan set 20 --state ''); COMP_CWORD=5; "
+                 "_vsanctl; echo \"${COMPREPLY[@]}\""});
+  EXPECT_EQ(result.out, "active suspended\n") << result.err;
+}
+
+}  // namespace
