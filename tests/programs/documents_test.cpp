@@ -167,4 +167,34 @@ TEST(Completion, OfBashOffersWhatTheProgramKnows) {
   EXPECT_EQ(result.out, "active suspended\n") << result.err;
 }
 
+// The lines of every block of a guide, in order.
+std::string commands_of(const std::string &guide) {
+  const std::string text = read_text(guide);
+  std::string commands;
+  for (size_t at = text.find("\n```\n"); at != std::string::npos; at = text.find("\n```\n", at)) {
+    const size_t end = text.find("\n```\n", at + 5);
+    commands += text.substr(at + 5, end - at - 4);
+    at = end + 5;
+  }
+  return commands;
+}
+
+TEST(Guides, OfTestersDoesWhatItSays) {
+  const temporary_directory directory;
+  const std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
+  std::string script = "set -e\ntrap 'kill %1' EXIT\nPATH=" + bin + ":$PATH\ncd " SOURCE "\n" +
+                       commands_of(SOURCE "/docs/testing-an-nms.md");
+  for (size_t at = 0; (at = script.find("/tmp/", at)) != std::string::npos;) {
+    script.replace(at, 5, directory.path + "/");
+    at += directory.path.size();
+  }
+  std::ofstream(directory.path + "/script") << script;
+  const program_result result = run_program("/usr/bin/timeout", {"60", "/bin/bash", directory.path + "/script"});
+  EXPECT_EQ(result.code, 0) << result.err << result.out;
+  for (const char *shown : {"core-a", "production-a", "fc1/3 moved from VSAN", "VSAN 50 was created",
+                            "would change: nothing", "rows of vsanTable", "fault hang --spare-vsanctl --for 8"}) {
+    EXPECT_NE(result.out.find(shown), std::string::npos) << shown;
+  }
+}
+
 }  // namespace
