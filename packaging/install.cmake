@@ -53,7 +53,8 @@ configure_file(packaging/snmpd/vsanmib.conf.in ${CMAKE_BINARY_DIR}/packaging/vsa
 install(FILES ${CMAKE_BINARY_DIR}/packaging/vsanmib.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)
 
 file(GLOB TOPOLOGIES packaging/topologies/*.toml)
-install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATADIR}/switchd/topologies)
+install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
+install(FILES docs/install.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd)
 foreach(section 1 5 8)
   file(GLOB PAGES docs/man/*.${section})
   install(FILES ${PAGES} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
