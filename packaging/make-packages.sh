@@ -13,6 +13,7 @@ if [ $# -eq 1 ]; then
   mkdir "$tree"
   git -C "$source" archive HEAD | tar -x -C "$tree"
 else
+  rm -f "$out"/*.deb
   # What was compiled is the same: only the packages are made again.
   sed -i "1s/(.*)/($2)/" "$tree/debian/changelog"
 fi

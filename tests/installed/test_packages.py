@@ -1,0 +1,49 @@
+"""The packages themselves, without a machine to put them on."""
+import glob
+import os
+import re
+import subprocess
+
+import machine as machines
+
+
+def built(pattern):
+    found = glob.glob(os.path.join(machines.PACKAGES, pattern))
+    assert len(found) == 1, f"{pattern}: {found}; `make package` builds it"
+    return found[0]
+
+
+def test_lintian_finds_nothing():
+    words = ["lintian", "--allow-root", "--fail-on", "error,warning"]
+    if not os.path.isdir(os.path.join(machines.SOURCE, "docs/man")):
+        words += ["--suppress-tags", "no-manual-page"]  # there are none yet
+    done = subprocess.run([*words, built("vsanmib_*.changes")], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          timeout=120, check=False)
+    assert done.returncode == 0 and not re.search("^[EW]:", done.stdout, re.MULTILINE), done.stdout
+
+
+def test_every_header_is_enough_for_the_compiler(tmp_path):
+    subprocess.run(["dpkg-deb", "-x", built("vsanmib-dev_*.deb"), str(tmp_path)], check=True, timeout=60)
+    folder = tmp_path / "usr/include/vsanmib"
+    headers = sorted(str(header.relative_to(folder)) for header in folder.rglob("*.h"))
+    assert "platform/mts.h" in headers and "vsan_mib.h" in headers and "vsan_records.h" in headers
+    for header in headers:
+        done = subprocess.run(["g++", "-std=c++20", "-fsyntax-only", "-I", str(folder), "-include", header, "-x", "c++", "/dev/null"],
+                              stderr=subprocess.PIPE, text=True, timeout=60, check=False)
+        assert done.returncode == 0, header + ": " + done.stderr
+
+
+def test_what_the_build_needs_is_said_once():
+    with open(os.path.join(machines.SOURCE, "packaging/packages.txt"), encoding="utf-8") as text:
+        listed = re.search(r"\[build\]\n([^\[]*)", text.read())[1].split()
+    with open(os.path.join(machines.SOURCE, "debian/control"), encoding="utf-8") as text:
+        depends = re.search(r"Build-Depends: (.*?)\n\n", text.read(), re.DOTALL)[1]
+    words = {word.strip().split(" ")[0] for word in depends.split(",")}
+    # Every Debian build has the compiler.
+    assert words - {"debhelper-compat"} == set(listed) - {"g++"}
+
+
+def test_version_is_the_projects():
+    with open(os.path.join(machines.SOURCE, "CMakeLists.txt"), encoding="utf-8") as text:
+        version = re.search(r"project\(vsanmib VERSION ([\d.]+)", text.read())[1]
+    assert os.path.basename(built("switchd_*.deb")).split("_")[1] == version

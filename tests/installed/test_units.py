@@ -1,0 +1,99 @@
+"""The units: what systemd makes of them, and switchd started as they say."""
+import os
+import re
+import stat
+import subprocess
+
+import machine as machines
+import pytest
+import units
+
+EXPOSURE_AT_MOST = 0.5  # docs/install.md states it
+BOTH = ("switchd.service", "switchd@.service")
+
+
+def analyze(machine, verb, option, name):
+    done = subprocess.run(["systemd-analyze", verb, option, machines.path(machine, "/lib/systemd/system/" + name)],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=60, check=False)
+    return done.returncode, done.stdout
+
+
+@pytest.mark.parametrize("name", BOTH)
+def test_systemd_finds_no_fault(installed, name):
+    # The host's systemd, with the host's other units: it says something only when something is wrong.
+    status, text = analyze(installed, "verify", "--man=no", name)
+    assert status == 0 and "switchd" not in text, text
+
+
+@pytest.mark.parametrize("name", BOTH)
+def test_exposure_is_what_the_guide_states(installed, name):
+    _, text = analyze(installed, "security", "--offline=true", name)
+    found = re.search(r"Overall exposure level for \S+: ([\d.]+)", text)
+    assert found and float(found[1]) <= EXPOSURE_AT_MOST, text
+    with open(os.path.join(machines.SOURCE, "docs/install.md"), encoding="utf-8") as guide:
+        assert f'rates both units at {EXPOSURE_AT_MOST} ("SAFE")' in guide.read()
+
+
+def test_user_directories_and_sockets_are_as_the_unit_says(installed):
+    pid = installed.services["switchd.service"].pid
+    status = dict(line.split(":\t", 1) for line in open(f"/proc/{pid}/status", encoding="utf-8").read().splitlines() if "\t" in line)
+    uid, gid = machines.run(installed, "id -u switchd; id -g switchd").split()
+    assert set(status["Uid"].split()) == {uid} and set(status["Gid"].split()) == {gid} and status["Groups"].split() in ([], [gid])
+    assert int(status["CapBnd"], 16) == 0 and status["NoNewPrivs"] == "1"
+    for name in ("/run/switchd", "/var/lib/switchd"):
+        found = os.stat(machines.path(installed, name))
+        assert (str(found.st_uid), str(found.st_gid), stat.S_IMODE(found.st_mode)) == (uid, gid, 0o750), name
+    found = os.stat(machines.path(installed, "/run/switchd/control.sock"))
+    assert (str(found.st_gid), stat.S_IMODE(found.st_mode)) == (gid, 0o660)
+
+
+def test_instance_shows_that_it_is_alive_and_stops_cleanly(installed):
+    name = "switchd@lab.service"
+    service = units.start(installed, name, watchdog_seconds=0.4)
+    for _ in range(3):
+        assert units.next_state(service) == ("WATCHDOG=1", service.pid)
+    assert "instance-77" not in machines.run(installed, "vsanctl --run-dir /run/switchd-lab show vsan")
+    machines.run(installed, "vsanctl --run-dir /run/switchd-lab vsan create 77 --name instance-77")
+    assert units.stop(installed, name) == 0
+    units.start(installed, name)
+    assert "instance-77" in machines.run(installed, "vsanctl --run-dir /run/switchd-lab show vsan"), "its store is its own"
+    assert "instance-77" not in machines.run(installed, "vsanctl show vsan")
+    assert units.stop(installed, name) == 0
+
+
+def calls_of(name, seen=()):
+    """The system calls of a set that systemd knows by name, with those of the sets in it."""
+    listed = subprocess.run(["systemd-analyze", "syscall-filter", name], stdout=subprocess.PIPE, text=True, timeout=60, check=True)
+    found = set()
+    for line in listed.stdout.splitlines()[1:]:
+        word = line.strip()
+        if word.startswith("@") and word not in seen:
+            found |= calls_of(word, (*seen, name))
+        elif word and not word.startswith(("#", "@")):
+            found.add(word)
+    return found
+
+
+def allowed_calls(unit):
+    allowed = set()
+    for line in unit["Service"]["SystemCallFilter"]:
+        names = line.lstrip("~").split()
+        calls = set().union(*(calls_of(name) if name.startswith("@") else {name} for name in names))
+        allowed = allowed - calls if line.startswith("~") else allowed | calls
+    return allowed
+
+
+def test_the_filter_allows_every_system_call_that_is_made(installed):
+    name = "switchd@traced.service"
+    trace = os.path.join(installed.root, "root", "trace")
+    units.start(installed, name, prefix=("strace", "-f", "-qq", "-o", trace))
+    runs = "vsanctl --run-dir /run/switchd-traced "
+    machines.run(installed, runs + "vsan create 9 --name nine && " + runs + "show vsan && " + runs + "kdx enable && " + runs + "show status")
+    units.stop(installed, name)
+    with open(trace, encoding="utf-8", errors="replace") as text:
+        lines = text.read().splitlines()
+    # Before the shell of ExecStart, that is all systemd's business.
+    began = max(i for i, line in enumerate(lines) if "execve(\"/bin/sh\", [\"/bin/sh\", \"-c\"" in line)
+    made = {found[1] for line in lines[began:] if (found := re.match(r"\d+ +(\w+)\(", line))}
+    assert {"memfd_create", "fsync", "bind"} <= made, "the trace shows a switch at work"
+    assert made <= allowed_calls(units.installed_unit(installed, name)) | {"execve"}, made
