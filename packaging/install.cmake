@@ -1,9 +1,13 @@
 # What `make install` and the Debian packages put where. The packages' lists are in debian/*.install.
 include(GNUInstallDirs)
 
-# The libraries promise no interface to others: they stand in a folder of their own, and the programs know the way there.
+# The libraries promise no interface to others: they stand in a folder of their own, and the programs know the way.
 set(VSANMIB_LIBRARY_DIR ${CMAKE_INSTALL_FULL_LIBDIR}/vsanmib)
-set(VSANMIB_UNIT_DIR ${CMAKE_INSTALL_PREFIX}/lib/systemd/system CACHE PATH "Where systemd's units are installed")
+# A distribution's packages may say another; not cached, so that it follows the prefix.
+set(VSANMIB_UNITS ${CMAKE_INSTALL_PREFIX}/lib/systemd/system)
+if(VSANMIB_UNIT_DIR)
+  set(VSANMIB_UNITS ${VSANMIB_UNIT_DIR})
+endif()
 
 install(TARGETS vsanmib LIBRARY DESTINATION ${VSANMIB_LIBRARY_DIR})
 set_target_properties(vsanmib PROPERTIES INSTALL_RPATH "$ORIGIN")
@@ -47,7 +51,7 @@ endforeach()
 file(READ packaging/units/hardening.conf HARDENING)
 foreach(unit switchd.service switchd@.service)
   configure_file(packaging/units/${unit}.in ${CMAKE_BINARY_DIR}/packaging/${unit} @ONLY)
-  install(FILES ${CMAKE_BINARY_DIR}/packaging/${unit} DESTINATION ${VSANMIB_UNIT_DIR})
+  install(FILES ${CMAKE_BINARY_DIR}/packaging/${unit} DESTINATION ${VSANMIB_UNITS})
 endforeach()
 configure_file(packaging/snmpd/vsanmib.conf.in ${CMAKE_BINARY_DIR}/packaging/vsanmib.conf @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/packaging/vsanmib.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)

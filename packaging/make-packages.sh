@@ -1,6 +1,6 @@
 #!/bin/bash
-# Builds the Debian packages of what is committed, from an export of it, into a directory. With a version, of that version
-# instead of the changelog's: the tests upgrade to it.
+# Builds the Debian packages of what is committed, from an export of it, into a directory. With a version it makes those
+# in that directory once more, under that version: the tests upgrade to it.
 set -euo pipefail
 [ $# -ge 1 ] || { echo "usage: make-packages.sh DIRECTORY [VERSION]" >&2; exit 2; }
 source=$(cd "$(dirname "$0")/.." && pwd)

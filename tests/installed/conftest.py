@@ -22,7 +22,7 @@ def installed():
     try:
         machines.bring_packages(made, machines.PACKAGES)
         machines.run(made, "apt-get install -y ./*.deb", directory="/root/packages")
-        machines.run(made, "install -D -m 644 /usr/share/doc/switchd/examples/small-fabric.toml /etc/switchd/switchd.toml")
+        machines.run(made, "cp /usr/share/doc/switchd/examples/small-fabric.toml /etc/switchd/switchd.toml")
         units.start(made, "switchd.service")
         units.start(made, "snmpd.service")
         yield made

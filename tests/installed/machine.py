@@ -1,5 +1,5 @@
-"""A small Debian machine: a root file system made once from the host's own package sources, copied for each test module,
-and programs run in it with processes, mounts and a network of their own. Procedures over a plain record."""
+"""A small Debian machine: a root file system made once from the host's own package sources, copied for each test
+module, and programs run in it with processes, mounts and a network of their own. Procedures over a plain record."""
 import glob
 import hashlib
 import os
@@ -13,8 +13,8 @@ SOURCE = os.path.realpath(os.path.join(os.path.dirname(__file__), "..", ".."))
 WORK = os.path.join(SOURCE, "build", "package-test")
 PACKAGES = os.path.join(SOURCE, "build", "packages")
 
-# What Debian 12 brings: the agent and its tools, and what our packages depend on, so that to install them asks no network.
-INCLUDED = ("snmpd,snmp,snmptrapd,adduser,libevent-core-2.1-7,libgcc-s1,libsqlite3-0,libstdc++6,libsystemd0")
+# The agent and its tools as Debian has them, and what our packages depend on, so that to install them takes no network.
+INCLUDED = "snmpd,snmp,snmptrapd,adduser,libevent-core-2.1-7,libgcc-s1,libsqlite3-0,libstdc++6,libsystemd0"
 RELEASE = "bookworm"
 
 DEVICES = ("null", "zero", "random", "urandom")
@@ -51,9 +51,9 @@ def root_archive():
         log = os.path.join(WORK, "root.log")
         with open(log, "w", encoding="utf-8") as out:
             made = subprocess.run(["mmdebstrap", "--variant=minbase", "--format=tar", "--include=" + INCLUDED,
-                                   "--skip=output/dev", RELEASE, name + ".new", *sources_of_host()], stdout=out, stderr=out, timeout=LONGEST_SECONDS,
-                                  check=False)
-        assert made.returncode == 0, open(log, encoding="utf-8").read()[-3000:]
+                                   "--skip=output/dev", RELEASE, name + ".new", *sources_of_host()],
+                                  stdout=out, stderr=out, timeout=LONGEST_SECONDS, check=False)
+        assert made.returncode == 0, "mmdebstrap failed; its last words are in " + log
         os.rename(name + ".new", name)
     return name
 
@@ -119,11 +119,12 @@ def entering(machine, argv):
     return ["nsenter", f"--target={machine.inside}", "--mount", "--pid", "--net", "--", "chroot", machine.root, *argv]
 
 
-ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C", "HOME": "/root", "DEBIAN_FRONTEND": "noninteractive"}
+ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C", "HOME": "/root",
+               "DEBIAN_FRONTEND": "noninteractive"}
 
 
 def run(machine, command, check=True, directory="/", user=None):
-    """Runs a line of shell. Returns what it printed, standard error after standard output; with `check`, it must succeed."""
+    """Runs a line of shell. Returns what it printed, errors last; with `check`, it must succeed."""
     argv = ["sh", "-c", f"cd {shlex.quote(directory)} && {command}"]
     if user is not None:
         argv = ["setpriv", "--reuid", user, "--regid", user, "--init-groups", *argv]
@@ -139,16 +140,17 @@ def path(machine, name):
     return os.path.join(machine.root, name.lstrip("/"))
 
 
-# What differs from run to run, whoever is installed: the package manager's own state, and backups of the lists of users.
-MOVING = ("/proc", "/dev", "/root", "/var/cache", "/var/log", "/var/lib/dpkg", "/var/lib/apt", "/var/lib/systemd", "/etc/passwd-",
-          "/etc/group-", "/etc/shadow-", "/etc/gshadow-", "/tmp")
+# What differs whatever is installed: the package manager's own state, logs, and backups of the lists of users.
+MOVING = ("/proc", "/dev", "/root", "/tmp", "/var/cache", "/var/log", "/var/lib/dpkg", "/var/lib/apt",
+          "/etc/passwd-", "/etc/group-", "/etc/shadow-", "/etc/gshadow-")
 
 
 def files(machine):
-    """All paths of the machine but MOVING, as lines: mode, owner, group, name. And the users and groups there are."""
+    """All paths of the machine but MOVING, as lines: mode, owner, group, name. And users, groups and packages."""
     skipped = " -o ".join(f"-path {name}" for name in MOVING)
     listed = run(machine, f"find / -xdev \\( {skipped} \\) -prune -o -printf '%m %u %g %p\\n' | sort")
-    return listed.splitlines() + run(machine, "sort /etc/passwd /etc/group").splitlines()
+    named = run(machine, "sort /etc/passwd /etc/group; dpkg-query -W -f '${Package} ${db:Status-Status}\\n'")
+    return listed.splitlines() + named.splitlines()
 
 
 def bring_packages(machine, folder_here):

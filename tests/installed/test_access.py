@@ -55,7 +55,7 @@ def test_traps_show_by_name(installed):
     machines.run(installed, "echo 'disableAuthorization yes' >/root/traps.conf && "
                             "snmptrapd -C -c /root/traps.conf -m VSAN-MIB:SNMPv2-MIB -Lf /root/traps.log udp:127.0.0.1:1162")
     service = units.start(installed, "snmpd.service")
-    # It is subscribed when the switch's list of subscribers says so; a change that comes before is delivered then.
+    # A change that comes before the agent has subscribed is delivered when it has.
     machines.run(installed, "vsanctl interface move fc1/3 20")
     traps = os.path.join(installed.root, "root/traps.log")
     for _ in range(150):

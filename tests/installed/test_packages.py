@@ -17,8 +17,8 @@ def test_lintian_finds_nothing():
     words = ["lintian", "--allow-root", "--fail-on", "error,warning"]
     if not os.path.isdir(os.path.join(machines.SOURCE, "docs/man")):
         words += ["--suppress-tags", "no-manual-page"]  # there are none yet
-    done = subprocess.run([*words, built("vsanmib_*.changes")], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                          timeout=120, check=False)
+    done = subprocess.run([*words, built("vsanmib_*.changes")], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, timeout=120, check=False)
     assert done.returncode == 0 and not re.search("^[EW]:", done.stdout, re.MULTILINE), done.stdout
 
 
@@ -28,8 +28,9 @@ def test_every_header_is_enough_for_the_compiler(tmp_path):
     headers = sorted(str(header.relative_to(folder)) for header in folder.rglob("*.h"))
     assert "platform/mts.h" in headers and "vsan_mib.h" in headers and "vsan_records.h" in headers
     for header in headers:
-        done = subprocess.run(["g++", "-std=c++20", "-fsyntax-only", "-I", str(folder), "-include", header, "-x", "c++", "/dev/null"],
-                              stderr=subprocess.PIPE, text=True, timeout=60, check=False)
+        done = subprocess.run(["g++", "-std=c++20", "-fsyntax-only", "-I", str(folder), "-include", header,
+                               "-x", "c++", "/dev/null"], stderr=subprocess.PIPE, text=True, timeout=60,
+                              check=False)
         assert done.returncode == 0, header + ": " + done.stderr
 
 
@@ -47,3 +48,17 @@ def test_version_is_the_projects():
     with open(os.path.join(machines.SOURCE, "CMakeLists.txt"), encoding="utf-8") as text:
         version = re.search(r"project\(vsanmib VERSION ([\d.]+)", text.read())[1]
     assert os.path.basename(built("switchd_*.deb")).split("_")[1] == version
+
+
+def test_make_install_puts_the_same_files(tmp_path):
+    subprocess.run(["make", "-s", "-C", machines.SOURCE, "install", "PREFIX=/usr", f"DESTDIR={tmp_path}/made"], check=True,
+                   stdout=subprocess.DEVNULL, timeout=900)
+    for package in glob.glob(os.path.join(machines.PACKAGES, "*_*.deb")):
+        if "-dbgsym_" not in package:
+            subprocess.run(["dpkg-deb", "-x", package, str(tmp_path / "packed")], check=True, timeout=60)
+    made = {str(name.relative_to(tmp_path / "made")) for name in (tmp_path / "made").rglob("*") if not name.is_dir()}
+    packed = {str(name.relative_to(tmp_path / "packed")) for name in (tmp_path / "packed").rglob("*") if not name.is_dir()}
+    # Debian 12 has its units elsewhere; changelog and copyright are the packages' own; pages are compressed.
+    packed = {re.sub(r"^lib/systemd", "usr/lib/systemd", name) for name in packed
+              if not re.search(r"usr/share/(doc/.*/(changelog\.gz|copyright)|lintian/.*)$", name)}
+    assert {re.sub(r"(/man/.*)\.gz$", r"\1", name) for name in packed} == made

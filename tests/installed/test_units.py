@@ -36,9 +36,11 @@ def test_exposure_is_what_the_guide_states(installed, name):
 
 def test_user_directories_and_sockets_are_as_the_unit_says(installed):
     pid = installed.services["switchd.service"].pid
-    status = dict(line.split(":\t", 1) for line in open(f"/proc/{pid}/status", encoding="utf-8").read().splitlines() if "\t" in line)
+    with open(f"/proc/{pid}/status", encoding="utf-8") as text:
+        status = dict(line.split(":\t", 1) for line in text.read().splitlines() if "\t" in line)
     uid, gid = machines.run(installed, "id -u switchd; id -g switchd").split()
-    assert set(status["Uid"].split()) == {uid} and set(status["Gid"].split()) == {gid} and status["Groups"].split() in ([], [gid])
+    assert set(status["Uid"].split()) == {uid} and set(status["Gid"].split()) == {gid}
+    assert status["Groups"].split() in ([], [gid])
     assert int(status["CapBnd"], 16) == 0 and status["NoNewPrivs"] == "1"
     for name in ("/run/switchd", "/var/lib/switchd"):
         found = os.stat(machines.path(installed, name))
@@ -63,7 +65,8 @@ def test_instance_shows_that_it_is_alive_and_stops_cleanly(installed):
 
 def calls_of(name, seen=()):
     """The system calls of a set that systemd knows by name, with those of the sets in it."""
-    listed = subprocess.run(["systemd-analyze", "syscall-filter", name], stdout=subprocess.PIPE, text=True, timeout=60, check=True)
+    listed = subprocess.run(["systemd-analyze", "syscall-filter", name], stdout=subprocess.PIPE, text=True, timeout=60,
+                            check=True)
     found = set()
     for line in listed.stdout.splitlines()[1:]:
         word = line.strip()
@@ -88,7 +91,8 @@ def test_the_filter_allows_every_system_call_that_is_made(installed):
     trace = os.path.join(installed.root, "root", "trace")
     units.start(installed, name, prefix=("strace", "-f", "-qq", "-o", trace))
     runs = "vsanctl --run-dir /run/switchd-traced "
-    machines.run(installed, runs + "vsan create 9 --name nine && " + runs + "show vsan && " + runs + "kdx enable && " + runs + "show status")
+    for words in ("vsan create 9 --name nine", "show vsan", "kdx enable", "show status"):
+        machines.run(installed, runs + words)
     units.stop(installed, name)
     with open(trace, encoding="utf-8", errors="replace") as text:
         lines = text.read().splitlines()

@@ -15,8 +15,8 @@ def next_packages():
     """Builds the packages of the next version from what was compiled for this one. Returns their folder."""
     shutil.rmtree(UPGRADE, ignore_errors=True)
     subprocess.run(["cp", "-a", machines.PACKAGES, UPGRADE], check=True, timeout=60)
-    subprocess.run([os.path.join(machines.SOURCE, "packaging/make-packages.sh"), UPGRADE, NEXT_VERSION], check=True, timeout=300,
-                   stdout=subprocess.DEVNULL)
+    subprocess.run([os.path.join(machines.SOURCE, "packaging/make-packages.sh"), UPGRADE, NEXT_VERSION], check=True,
+                   timeout=300, stdout=subprocess.DEVNULL)
     return UPGRADE
 
 
@@ -37,7 +37,8 @@ def test_an_upgrade_keeps_the_store_and_the_admins_configuration(installed):
 def make_store(name, version, statements):
     """A store of schema `version` with those statements in it, in the page size that SQLite has by itself."""
     store = sqlite3.connect(name)
-    store.executescript(f"PRAGMA page_size=4096; {statements} PRAGMA application_id={0x5653414E}; PRAGMA user_version={version};")
+    store.executescript(f"PRAGMA page_size=4096; {statements} PRAGMA application_id={0x5653414E};"
+                        f"PRAGMA user_version={version};")
     store.close()
 
 
@@ -57,7 +58,7 @@ def schema_version(machine, name):
 
 
 def test_a_store_of_the_first_schema_is_taken(installed):
-    # Version 1 is the oldest there ever was, and so far the only one. What differs from today's is the size of its pages.
+    # Version 1 is the oldest there ever was, and so far the only one; its pages were larger than today's.
     with open(os.path.join(os.path.dirname(__file__), "first_store.sql"), encoding="utf-8") as statements:
         start_on(installed, "old", 1, statements.read())
     assert "kept-name" in machines.run(installed, "vsanctl --run-dir /run/switchd-old show vsan")

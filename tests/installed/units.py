@@ -112,7 +112,8 @@ def start(machine, name, watchdog_seconds=None, prefix=()):
         environment["WATCHDOG_USEC"] = str(int(watchdog_seconds * 1e6))
     log = os.path.join(machine.root, "root", name + ".log")
     with open(log, "w", encoding="utf-8") as out:
-        words = ["sh", "-c", "umask " + only(unit, "UMask", "0022") + '; exec "$@"', "sh"] + as_its_user(unit) + command_of(unit)
+        masked = ["sh", "-c", "umask " + only(unit, "UMask", "0022") + '; exec "$@"', "sh"]
+        words = masked + as_its_user(unit) + command_of(unit)
         process = subprocess.Popen([*prefix, *machines.entering(machine, words)], env=environment, cwd="/",
                                    stdin=subprocess.DEVNULL, stdout=out, stderr=out)
     service = Service(process, 0, notified, log)
