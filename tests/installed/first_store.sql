@@ -13,6 +13,7 @@ INSERT INTO vsan VALUES (1, 'default', 1, 1, 2112, 2, 100, 2, 2000), (40, 'kept-
 INSERT INTO interface VALUES (16777216, 'fc1/1', 40, 1, 1);
 INSERT INTO timer VALUES (0, 7, 2000), (0, 8, 10000), (0, 9, 5000), (0, 10, 5000), (40, 7, 2600);
 INSERT INTO setting VALUES ('changed_microseconds', 906228), ('changed_seconds', 1795318779),
-  ('dropped_notifications', 0), ('inorder', 2), ('kdx_enabled', 0), ('kdx_session_open', 0), ('kdx_session_owner', ''), ('kdx_show_running', 0),
+  ('dropped_notifications', 0), ('inorder', 2), ('kdx_enabled', 0), ('kdx_session_open', 0),
+  ('kdx_session_owner', ''), ('kdx_show_running', 0),
   ('last_notification', 0), ('network_latency', 2000), ('notifications', 1), ('store_id', 3318720948),
   ('switch_latency', 500), ('switch_name', 'core-a'), ('wwn', 2305845595056373761);

@@ -80,8 +80,8 @@ def begin(root):
     script = (f"mount --make-rprivate / && mount -t proc proc {root}/proc && "
               f"for d in {' '.join(DEVICES)}; do mount --bind /dev/$d {root}/dev/$d || exit 1; done && "
               f"ip link set lo up && echo ready && exec sleep {LONGEST_SECONDS}")
-    holder = subprocess.Popen(["unshare", "--mount", "--pid", "--net", "--fork", "--kill-child=KILL", "sh", "-c", script],
-                              stdout=subprocess.PIPE, text=True)
+    apart = ["unshare", "--mount", "--pid", "--net", "--fork", "--kill-child=KILL"]
+    holder = subprocess.Popen([*apart, "sh", "-c", script], stdout=subprocess.PIPE, text=True)
     if holder.stdout.readline() != "ready\n":
         holder.kill()
         raise AssertionError("the machine's namespaces could not be made")
@@ -154,7 +154,7 @@ def files(machine):
 
 
 def bring_packages(machine, folder_here):
-    """Puts the two packages of a folder of the host into the machine's folder /root/packages, which is emptied first."""
+    """Puts the two packages of a folder of the host into the machine's /root/packages, which is emptied first."""
     folder = path(machine, "/root/packages")
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)

@@ -53,7 +53,8 @@ def test_traps_show_by_name(installed):
         out.write("trap2sink 127.0.0.1:1162 public\n")
     units.stop(installed, "snmpd.service")
     machines.run(installed, "echo 'disableAuthorization yes' >/root/traps.conf && "
-                            "snmptrapd -C -c /root/traps.conf -m VSAN-MIB:SNMPv2-MIB -Lf /root/traps.log udp:127.0.0.1:1162")
+                            "snmptrapd -C -c /root/traps.conf -m VSAN-MIB:SNMPv2-MIB -Lf /root/traps.log "
+                            "udp:127.0.0.1:1162")
     service = units.start(installed, "snmpd.service")
     # A change that comes before the agent has subscribed is delivered when it has.
     machines.run(installed, "vsanctl interface move fc1/3 20")

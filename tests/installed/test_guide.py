@@ -22,6 +22,10 @@ def control_services(machine, action, name):
         assert units.stop(machine, unit) == 0
     if action in ("start", "restart"):
         units.start(machine, unit)
+    if action == "enable":
+        template = re.sub("@.*", "@", name) + ".service"
+        wanted = "/etc/systemd/system/multi-user.target.wants"
+        machines.run(machine, f"mkdir -p {wanted} && ln -s /lib/systemd/system/{template} {wanted}/{unit}")
 
 
 def follow(machine, command):
@@ -51,6 +55,9 @@ def test_every_command_does_what_the_guide_says(bare):
     shown = {}
     for command in commands():
         shown[command] = follow(bare, command)
+        if command.startswith("apt-get install"):
+            added = "\n".join(set(machines.files(bare)) - set(before))
+            assert "/usr/sbin/switchd" in added and "/run/switchd/control.sock" in added and "switchd:x:" in added
         if command.startswith("apt-get remove"):
             assert os.path.exists(machines.path(bare, "/var/lib/switchd/switch.db"))
             assert os.path.exists(machines.path(bare, "/var/lib/switchd-lab/switch.db"))

@@ -58,7 +58,8 @@ def test_instance_shows_that_it_is_alive_and_stops_cleanly(installed):
     machines.run(installed, "vsanctl --run-dir /run/switchd-lab vsan create 77 --name instance-77")
     assert units.stop(installed, name) == 0
     units.start(installed, name)
-    assert "instance-77" in machines.run(installed, "vsanctl --run-dir /run/switchd-lab show vsan"), "its store is its own"
+    rows = machines.run(installed, "vsanctl --run-dir /run/switchd-lab show vsan")
+    assert "instance-77" in rows, "its store is its own"
     assert "instance-77" not in machines.run(installed, "vsanctl show vsan")
     assert units.stop(installed, name) == 0
 
