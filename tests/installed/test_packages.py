@@ -50,14 +50,17 @@ def test_version_is_the_projects():
     assert os.path.basename(built("switchd_*.deb")).split("_")[1] == version
 
 
+def files_below(folder):
+    return {str(name.relative_to(folder)) for name in folder.rglob("*") if not name.is_dir()}
+
+
 def test_make_install_puts_the_same_files(tmp_path):
-    subprocess.run(["make", "-s", "-C", machines.SOURCE, "install", "PREFIX=/usr", f"DESTDIR={tmp_path}/made"], check=True,
-                   stdout=subprocess.DEVNULL, timeout=900)
+    subprocess.run(["make", "-s", "-C", machines.SOURCE, "install", "PREFIX=/usr", f"DESTDIR={tmp_path}/made"],
+                   check=True, stdout=subprocess.DEVNULL, timeout=900)
     for package in glob.glob(os.path.join(machines.PACKAGES, "*_*.deb")):
         if "-dbgsym_" not in package:
             subprocess.run(["dpkg-deb", "-x", package, str(tmp_path / "packed")], check=True, timeout=60)
-    made = {str(name.relative_to(tmp_path / "made")) for name in (tmp_path / "made").rglob("*") if not name.is_dir()}
-    packed = {str(name.relative_to(tmp_path / "packed")) for name in (tmp_path / "packed").rglob("*") if not name.is_dir()}
+    made, packed = files_below(tmp_path / "made"), files_below(tmp_path / "packed")
     # Debian 12 has its units elsewhere; changelog and copyright are the packages' own; pages are compressed.
     packed = {re.sub(r"^lib/systemd", "usr/lib/systemd", name) for name in packed
               if not re.search(r"usr/share/(doc/.*/(changelog\.gz|copyright)|lintian/.*)$", name)}
