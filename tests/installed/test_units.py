@@ -87,20 +87,38 @@ def allowed_calls(unit):
     return allowed
 
 
-def test_the_filter_allows_every_system_call_that_is_made(installed):
+@pytest.fixture(scope="module")
+def trace(installed):
+    """The system calls of an instance from its first command to its end, as lines; it was made to do its work."""
     name = "switchd@traced.service"
-    trace = os.path.join(installed.root, "root", "trace")
-    units.start(installed, name, prefix=("strace", "-f", "-qq", "-o", trace))
-    runs = "vsanctl --run-dir /run/switchd-traced "
+    file = os.path.join(installed.root, "root", "trace")
+    units.start(installed, name, prefix=("strace", "-f", "-qq", "-o", file))
     for words in ("vsan create 9 --name nine", "show vsan", "kdx enable", "show status"):
-        machines.run(installed, runs + words)
+        machines.run(installed, "vsanctl --run-dir /run/switchd-traced " + words)
     units.stop(installed, name)
-    with open(trace, encoding="utf-8", errors="replace") as text:
+    with open(file, encoding="utf-8", errors="replace") as text:
         lines = text.read().splitlines()
-    # Before the shell of ExecStart, that is all systemd's business.
-    began = max(i for i, line in enumerate(lines) if "execve(\"/bin/sh\", [\"/bin/sh\", \"-c\"" in line)
-    made = {found[1] for line in lines[began:] if (found := re.match(r"\d+ +(\w+)\(", line))}
-    assert {"memfd_create", "fsync", "bind"} <= made, "the trace shows a switch at work"
-    allowed = allowed_calls(units.installed_unit(installed, name))
+    # What is before the shell of ExecStart is systemd's business.
+    began = max(i for i, line in enumerate(lines) if 'execve("/bin/sh", ["/bin/sh", "-c"' in line)
+    found = [re.sub(r"^\d+ +", "", line) for line in lines[began:]]
+    assert [line for line in found if line.startswith("memfd_create(")], "a switch at work publishes its state"
+    return found
+
+
+def test_the_filter_allows_every_system_call_that_is_made(installed, trace):
+    made = {found[1] for line in trace if (found := re.match(r"(\w+)\(", line))}
+    allowed = allowed_calls(units.installed_unit(installed, "switchd@traced.service"))
     assert not {"mount", "chroot", "ptrace", "init_module"} & allowed, "it refuses what a switch has no business with"
     assert made <= allowed | {"execve"}, made - allowed
+
+
+def test_the_sandbox_allows_what_is_done_with_memory_sockets_and_files(trace):
+    executable = [line for line in trace if re.match(r"mprotect\(.*PROT_EXEC|mmap\(.*PROT_WRITE\|PROT_EXEC", line)]
+    assert not executable, "MemoryDenyWriteExecute"
+    families = {found[1] for line in trace if (found := re.match(r"socket(?:pair)?\((\w+)", line))}
+    assert families == {"AF_UNIX"}, "RestrictAddressFamilies"
+    # ProtectSystem leaves the two directories; the machine's null device is there in any sandbox.
+    written = {found[1] for line in trace
+               if (found := re.match(r'openat\(AT_FDCWD, "([^"]+)", [^)]*(?:O_WRONLY|O_RDWR|O_CREAT)', line))}
+    own = {name for name in written if name.startswith(("/run/switchd-traced/", "/var/lib/switchd-traced/"))}
+    assert own and written - own <= {"/dev/null"}, written - own
