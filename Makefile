@@ -4,19 +4,38 @@ SHELL := /bin/bash
 BUILD := build/release
 DEPS := packaging/install-deps.sh
 
-.PHONY: all deps build demo run test bench bench-micro bench-instructions flame-graph check fuzz clean
+.PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
+  fuzz clean
 
 all: build
 
 # Everything that any target needs.
 deps:
-	$(DEPS) build demo test clients check bench instructions flame-graph
+	$(DEPS) build demo test clients check bench instructions flame-graph package
 
 # What ships: the module, the libraries beside it, switchd and vsanctl.
 build:
 	$(DEPS) build
 	@test -f $(BUILD)/build.ninja || cmake --preset release >/dev/null
 	cmake --build --preset release --target product
+
+# Below PREFIX, with DESTDIR in front: see docs/install.md.
+PREFIX ?= /usr/local
+install:
+	$(DEPS) build
+	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX) >/dev/null
+	cmake --build --preset release --target product
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD) >/dev/null
+
+# Debian packages of what is committed, in build/packages.
+package:
+	$(DEPS) build package
+	packaging/make-packages.sh build/packages
+
+# The packages looked through, and installed, used, upgraded and purged on a small Debian machine of their own.
+package-test: package
+	$(DEPS) demo clients
+	/usr/bin/python3 -B -m pytest -q -p no:cacheprovider tests/installed
 
 demo: build
 	$(DEPS) demo

@@ -3,7 +3,7 @@
 
 # The tools print names: our MIB file, and what it imports.
 SOURCE=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-export MIBDIRS=$SOURCE/mibs:$SOURCE/demo/mibs
+export MIBDIRS=$SOURCE/mibs:$SOURCE/mibs/standard
 export MIBS=VSAN-MIB:SNMPv2-MIB
 
 V3_OPERATOR="-v3 -l authPriv -u operator -a SHA-256 -A operator-auth-key -x AES -X operator-priv-key"

@@ -23,13 +23,13 @@ struct configuration_transfers {
   std::map<pid_t, configuration_copy> in;
 };
 
-// The piece that `asked` wants; see kOpConfiguration. Returns 0 with `answer` filled, or a status: kStatusMalformed for an
-// object that is none of ours, or an offset that does not follow the piece before.
+// The piece that `asked` wants; see kOpConfiguration. Returns 0 with `answer` filled, or a status: kStatusMalformed for
+// an object that is none of ours, or an offset that does not follow the piece before.
 int configuration_give(configuration_transfers &transfers, const switch_managers &managers, pid_t client,
                        const nlohmann::json &asked, nlohmann::json &answer);
 
-// Takes a piece; the last one is answered with the file's problems, and applied when that is wanted. Returns a status as
-// configuration_give and configuration_apply do.
+// Takes a piece; the last one is answered with the file's problems, and applied when that is wanted. Returns a status
+// as configuration_give and configuration_apply do.
 int configuration_take(configuration_transfers &transfers, switch_managers &managers, pid_t client,
                        const nlohmann::json &piece, nlohmann::json &answer);
 

@@ -5,9 +5,13 @@
 #include <net-snmp/net-snmp-includes.h>
 
 #include <errno.h>
+#include <grp.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
+#include <pwd.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
@@ -30,7 +34,9 @@ constexpr int kNotificationsAtOnce = 16;  // between two looks at the agent's re
 constexpr long kFirstWaitMs = 100;
 constexpr long kLongestWaitMs = 5000;
 constexpr uint32_t kRefusalMax = 160;  // characters of a refusal that the log gets
-constexpr time_t kSteadySeconds = 1;   // a connection that lasted so long was no refusal
+constexpr size_t kNameRoom = 64;       // of a user or a group in the log, with its end
+constexpr size_t kReasonRoom = kSocketPathRoom + 2 * kNameRoom + 160;
+constexpr time_t kSteadySeconds = 1;  // a connection that lasted so long was no refusal
 // Each try of a notification may cost the agent a time-out, so that later ones come seldom.
 constexpr int kTriesMax = 20;  // some minutes
 constexpr long kLongestWaitForTryMs = 30'000;
@@ -48,6 +54,7 @@ struct subscription {
   long wait_ms = kFirstWaitMs;
   bool told = false;          // the log knows that there is no connection
   bool told_refused = false;  // and that another process has the subscription
+  bool told_denied = false;   // and that this user may not connect
 };
 
 handler_row handlers[kHandlersMax];
@@ -139,6 +146,7 @@ void note_delivery() {
   }
   current.told = false;
   current.told_refused = false;
+  current.told_denied = false;
 }
 
 bool send_frame(notification_frame_kind kind) {
@@ -147,14 +155,51 @@ bool send_frame(notification_frame_kind kind) {
   return send(current.fd, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(size);
 }
 
-// Returns the connected socket, or -1 with `errno`.
-int connect_to_switch() {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  if (service_socket_path(platform_run_dir(), kServiceNotifications, address.sun_path, sizeof address.sun_path) != 0) {
-    errno = ENAMETOOLONG;
-    return -1;
+// Writes the user whom the agent has become, by name where he has one.
+void name_user(char (&name)[kNameRoom]) {
+  const passwd *user = getpwuid(geteuid());
+  if (user != nullptr) {
+    snprintf(name, sizeof name, "%s", user->pw_name);
+  } else {
+    snprintf(name, sizeof name, "%lu", static_cast<unsigned long>(geteuid()));
   }
+}
+
+// Writes the group that may connect to the socket: its own, or its directory's when that one may not be entered.
+void name_group(const char *socket_path, char (&name)[kNameRoom]) {
+  struct stat found = {};
+  if (stat(socket_path, &found) != 0 && stat(platform_run_dir(), &found) != 0) {
+    snprintf(name, sizeof name, "that owns it");
+    return;
+  }
+  const group *owner = getgrgid(found.st_gid);
+  if (owner != nullptr) {
+    snprintf(name, sizeof name, "%s", owner->gr_name);
+  } else {
+    snprintf(name, sizeof name, "%lu", static_cast<unsigned long>(found.st_gid));
+  }
+}
+
+// No connection came about. That this user may not connect is told even when there was another reason before.
+void miss_connection(const char *path, int why) {
+  char reason[kReasonRoom];
+  if (why == EACCES) {
+    char user[kNameRoom];
+    char group[kNameRoom];
+    name_user(user);
+    name_group(path, group);
+    snprintf(reason, sizeof reason, "%s: %s: is user %s in group %s? A group counts from the agent's next start", path,
+             strerror(why), user, group);
+  } else {
+    snprintf(reason, sizeof reason, "%s: %s: is switchd running?", path, strerror(why));
+  }
+  current.told = current.told && (why != EACCES || current.told_denied);
+  current.told_denied = why == EACCES;
+  lose_connection(reason);
+}
+
+// Returns the connected socket, or -1 with `errno`.
+int connect_to_switch(const sockaddr_un &address) {
   const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (fd < 0) {
     return -1;
@@ -173,9 +218,14 @@ void subscribe(unsigned int, void *) {
   if (!current.allowed || current.fd >= 0 || !has_handlers()) {
     return;
   }
-  current.fd = connect_to_switch();
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (service_socket_path(platform_run_dir(), kServiceNotifications, address.sun_path, sizeof address.sun_path) != 0) {
+    return lose_connection("the path of the run directory is too long");
+  }
+  current.fd = connect_to_switch(address);
   if (current.fd < 0) {
-    return lose_connection(strerror(errno));
+    return miss_connection(address.sun_path, errno);
   }
   current.connected_at = monotonic_seconds();
   if (register_readfd(current.fd, on_readable, nullptr) != 0) {

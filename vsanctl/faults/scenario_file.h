@@ -20,7 +20,8 @@ struct scenario_event {
   bool undoes;  // it takes back an earlier one: run even when the scenario is broken off
 };
 
-// Reads the file into events in order of time. Returns 0, or -1 with every problem of the file in `problems`, one a line.
+// Reads the file into events in order of time. Returns 0, or -1 with every problem of the file in `problems`, one a
+// line.
 int read_scenario(const std::string &file, std::vector<scenario_event> &events, std::string &problems);
 
 #endif

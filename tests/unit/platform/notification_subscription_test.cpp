@@ -3,10 +3,13 @@
 
 #include <net-snmp/net-snmp-includes.h>
 
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
+#include <pwd.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -292,8 +295,58 @@ TEST(NotificationSubscription, RefusalIsToldAfterAnotherReasonToo) {
     switched.refuse("somebody has it");
   }
   switched.subscribed();
-  EXPECT_EQ(log.lines, (std::vector<std::string>{"switch_agent: no notifications for now: No such file or directory\n",
+  EXPECT_EQ(log.lines, (std::vector<std::string>{"switch_agent: no notifications for now: " + switched.path +
+                                                     ": No such file or directory: is switchd running?\n",
                                                  "switch_agent: no notifications for now: somebody has it\n"}));
+}
+
+// The agent as a user who has given up root, and is in no group but root's.
+struct other_user {
+  other_user() { EXPECT_EQ(seteuid(getpwnam("nobody")->pw_uid), 0); }
+  ~other_user() { EXPECT_EQ(seteuid(0), 0); }
+};
+
+std::string denied(const std::string &path) {
+  return "switch_agent: no notifications for now: " + path +
+         ": Permission denied: is user nobody in group daemon? A group counts from the agent's next start\n";
+}
+
+TEST(NotificationSubscription, WhoMayNotConnectIsToldThePathTheUserAndTheGroupOnce) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can become another user";
+  }
+  loaded_agent agent;
+  const captured_log log;
+  fake_switch switched(agent.dir);
+  ASSERT_EQ(chmod(agent.dir.path.c_str(), 0755), 0);
+  ASSERT_EQ(chown(switched.path.c_str(), 0, getgrnam("daemon")->gr_gid), 0);
+  {
+    const other_user nobody;
+    turn_agent_until([] { return false; }, 800);
+  }
+  EXPECT_EQ(log.lines, (std::vector<std::string>{denied(switched.path)}));
+  switched.subscribed();
+  switched.deliver(1, "x", 514);
+  EXPECT_EQ(switched.acknowledged(), 1U);
+  EXPECT_EQ(log.lines.back(), "switch_agent: notifications come again\n");
+}
+
+TEST(NotificationSubscription, WhoMayNotEnterTheRunDirectoryIsToldItsGroupEvenAfterAnotherReason) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can become another user";
+  }
+  loaded_agent agent;
+  const captured_log log;
+  turn_agent_until([&] { return !log.lines.empty(); });
+  fake_switch switched(agent.dir);
+  ASSERT_EQ(chown(agent.dir.path.c_str(), 0, getgrnam("daemon")->gr_gid), 0);
+  ASSERT_EQ(chmod(agent.dir.path.c_str(), 0750), 0);
+  {
+    const other_user nobody;
+    turn_agent_until([] { return false; }, 800);
+  }
+  ASSERT_EQ(log.lines.size(), 2U);
+  EXPECT_EQ(log.lines[1], denied(switched.path));
 }
 
 TEST(NotificationSubscription, SwitchThatStartsLaterIsFound) {

@@ -1,0 +1,72 @@
+# What `make install` and the Debian packages put where. The packages' lists are in debian/*.install.
+include(GNUInstallDirs)
+
+# The libraries promise no interface to others: they stand in a folder of their own, and the programs know the way.
+set(VSANMIB_LIBRARY_DIR ${CMAKE_INSTALL_FULL_LIBDIR}/vsanmib)
+# A distribution's packages may say another; not cached, so that it follows the prefix.
+set(VSANMIB_UNITS ${CMAKE_INSTALL_PREFIX}/lib/systemd/system)
+if(VSANMIB_UNIT_DIR)
+  set(VSANMIB_UNITS ${VSANMIB_UNIT_DIR})
+endif()
+
+install(TARGETS vsanmib LIBRARY DESTINATION ${VSANMIB_LIBRARY_DIR})
+set_target_properties(vsanmib PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(FILES mibs/VSAN-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
+
+# Of several files with one module net-snmp takes the last in the order of the names: these give way to all others.
+file(GLOB STANDARD_MIBS RELATIVE ${CMAKE_SOURCE_DIR}/mibs/standard mibs/standard/*.txt)
+foreach(mib IN LISTS STANDARD_MIBS)
+  install(FILES mibs/standard/${mib} DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs RENAME 00vsanmib-${mib})
+endforeach()
+
+# For those who write a platform or read the records: one folder to name to the compiler.
+install(DIRECTORY include/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib FILES_MATCHING PATTERN *.h)
+install(DIRECTORY protocol/records/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib FILES_MATCHING PATTERN *.h)
+install(FILES feature/vsan_manager/mib/vsan_mib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib)
+if(IS_DIRECTORY ${CMAKE_SOURCE_DIR}/examples)
+  install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/vsanmib)
+endif()
+
+if(VSANMIB_ONLY)
+  return()
+endif()
+
+# Every module beside its platform; the agent's optional ones too, where they are built.
+foreach(library switchagent switchplatform switchinterfaces)
+  if(TARGET ${library})
+    install(TARGETS ${library} LIBRARY DESTINATION ${VSANMIB_LIBRARY_DIR})
+    set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  endif()
+endforeach()
+
+foreach(program_and_folder switchd:${CMAKE_INSTALL_FULL_SBINDIR} vsanctl:${CMAKE_INSTALL_FULL_BINDIR})
+  string(REGEX MATCH "^([^:]+):(.+)$" matched ${program_and_folder})
+  set(program ${CMAKE_MATCH_1})
+  set(folder ${CMAKE_MATCH_2})
+  install(TARGETS ${program} RUNTIME DESTINATION ${folder})
+  file(RELATIVE_PATH way ${folder} ${VSANMIB_LIBRARY_DIR})
+  set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${way}")
+endforeach()
+
+file(READ packaging/units/hardening.conf HARDENING)
+foreach(unit switchd.service switchd@.service)
+  configure_file(packaging/units/${unit}.in ${CMAKE_BINARY_DIR}/packaging/${unit} @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/packaging/${unit} DESTINATION ${VSANMIB_UNITS})
+endforeach()
+configure_file(packaging/snmpd/vsanmib.conf.in ${CMAKE_BINARY_DIR}/packaging/vsanmib.conf @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/packaging/vsanmib.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)
+
+file(GLOB TOPOLOGIES packaging/topologies/*.toml)
+install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
+install(FILES docs/install.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd)
+foreach(section 1 5 8)
+  file(GLOB PAGES docs/man/*.${section})
+  install(FILES ${PAGES} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()
+if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/completion/vsanctl.bash)
+  install(FILES packaging/completion/vsanctl.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vsanctl)
+endif()
+if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/completion/_vsanctl)
+  install(FILES packaging/completion/_vsanctl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+endif()
