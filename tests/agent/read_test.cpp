@@ -125,6 +125,52 @@ TEST_F(Read, GoldenWalkByGetBulkOfEverySize) {
   }
 }
 
+// Clients that no one here wrote. Each prints a line a value.
+std::string as_printed(const std::vector<varbind> &walk) {
+  std::string text;
+  for (const varbind &v : walk) {
+    for (const unsigned long number : v.name) {
+      text += "." + std::to_string(number);
+    }
+    text += v.type == 0x04 ? " OCTETS " : v.type == 0x42 ? " Gauge32 " : v.type == 0x43 ? " TimeTicks " : " INTEGER ";
+    if (v.type != 0x04) {
+      text += std::to_string(v.integer);
+    }
+    for (const char octet : v.octets) {
+      char hex[3];
+      snprintf(hex, sizeof hex, "%02x", static_cast<unsigned char>(octet));
+      text += hex;
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+TEST_F(Read, GoldenWalkByNetSnmpsToolsPysnmpNodeAndPerl) {
+  const std::string here = LAB_SOURCE_DIR "/tests/agent/";
+  const std::string port = std::to_string(l.snmp_port);
+  std::string oid;
+  for (const unsigned long number : root()) {
+    oid += "." + std::to_string(number);
+  }
+  for (const std::vector<std::string> &client :
+       std::vector<std::vector<std::string>>{{"/usr/bin/python3", here + "python/walk.py"},
+                                             {"node", here + "npm/walk.js"},
+                                             {"perl", here + "perl/walk.pl"}}) {
+    std::vector<std::string> command = client;
+    command.insert(command.end(), {port, "public", oid});
+    EXPECT_EQ(lab::run(command).output, as_printed(golden())) << client[1];
+  }
+  const std::string tool =
+      lab::run(
+          {"/bin/sh", "-c",
+           "snmpbulkwalk -m '' -v2c -c public -On -Oe -OU -Ox " + lab::agent_address(l) + " " + oid +
+               R"( | sed -E 's/ = (INTEGER|Gauge32): / \1 /; s/ = Timeticks: \(([0-9]+)\).*/ TimeTicks \1/;)"
+               R"( s/ = (Hex-STRING|STRING): / OCTETS /; /OCTETS/{:a;s/(OCTETS [0-9A-F]*) /\1/;ta;s/OCTETS(.*)/OCTETS \L\1/;s/OCTETS ([0-9a-f])/OCTETS \1/}' )"})
+          .output;
+  EXPECT_EQ(tool, as_printed(golden()));
+}
+
 TEST_F(Read, GoldenWalkByGetNextARowAPduCostsOneMessageARow) {
   snmp::client c(l, snmp::community("public"));
   std::vector<name_t> at;
