@@ -71,6 +71,33 @@ TEST_F(Documents, TheSchemaIsWhatIsPrinted) {
   expect_schema("error", run({"--json", "vsan", "set", "77", "--mtu", "2000"}).err);
 }
 
+// Lines that start with `mark`, without it.
+std::string lines_with(const std::string &text, const std::string &mark) {
+  std::string lines;
+  for (const std::string &line : split(text, '\n')) {
+    if (line.starts_with(mark)) {
+      lines += line.substr(mark.size()) + "\n";
+    }
+  }
+  return lines;
+}
+
+TEST_F(Documents, TheExamplesOfTheManPageAndOfTheHelpWork) {
+  const std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
+  for (const std::string &examples : {lines_with(read_text(SOURCE "/docs/man/vsanctl.1"), ".Dl vsanctl "),
+                                      lines_with(run({"--help"}).out, "  vsanctl ")}) {
+    std::string script = "set -e; cd " + directory.path + "; vsanctl reset --yes\n";
+    for (const std::string &line : split(examples, '\n')) {
+      script += "vsanctl " + line + "\n";
+    }
+    EXPECT_GE(std::count(script.begin(), script.end(), '\n'), 7) << script;
+    const program_result result = run_program(
+        "/usr/bin/env",
+        {"SWITCHD_RUN_DIR=" + directory.path + "/run", "PATH=" + bin + ":/usr/bin:/bin", "/bin/bash", "-c", script});
+    EXPECT_EQ(result.code, 0) << result.err << script;
+  }
+}
+
 // Every command that completion knows, as its words.
 void collect_commands(const std::vector<std::string> &words, std::vector<std::vector<std::string>> &commands) {
   commands.push_back(words);

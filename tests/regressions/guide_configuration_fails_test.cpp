@@ -1,4 +1,4 @@
-// The lines of snmpd.conf in README.md failed when they were pasted.
+// The lines of snmpd.conf in the guide failed when they were pasted.
 #include "role_lab.h"
 
 namespace {
@@ -16,20 +16,20 @@ void replace(std::string &text, const std::string &what, const std::string &with
 }
 
 // The fenced block that loads the module.
-std::string readme_block() {
-  const std::string readme = lab::read_file(LAB_SOURCE_DIR "/README.md");
-  const size_t line = readme.find("\ndlmod switch_agent ");
-  const size_t end = readme.find("\n```", line);
+std::string guide_block() {
+  const std::string guide = lab::read_file(LAB_SOURCE_DIR "/docs/agent-configuration.md");
+  const size_t line = guide.find("\ndlmod switch_agent ");
+  const size_t end = guide.find("\n```", line);
   if (line == std::string::npos || end == std::string::npos) {
     return {};
   }
-  return readme.substr(line + 1, end - line);
+  return guide.substr(line + 1, end - line);
 }
 
-TEST(ReadmeConfiguration, WorksAsItStands) {
+TEST(GuideConfiguration, WorksAsItStands) {
   lab::lab l;
   lab::start(l);
-  std::string block = readme_block();
+  std::string block = guide_block();
   ASSERT_NO_FATAL_FAILURE(replace(block, "/usr/lib/...", LAB_LIB_DIR));
   ASSERT_NO_FATAL_FAILURE(replace(block, "switchRunDir /run/switchd", "switchRunDir " + l.dir + "/run"));
   const std::string conf = conf_of(l);
