@@ -21,16 +21,23 @@ void forget_old(std::map<pid_t, configuration_copy> &copies) {
   std::erase_if(copies, [now](const auto &each) { return now - each.second.touched > kCopyKept; });
 }
 
-// The client's copy, a new one when it starts over; null when too many have one.
-configuration_copy *copy_of(std::map<pid_t, configuration_copy> &copies, pid_t client, uint64_t offset) {
+// The client's copy into `copy`, an empty one when it starts over. Returns 0, or a status: kStatusBusy when too many have
+// one, kStatusMalformed when there is none that the offset could go on in.
+int take_copy(std::map<pid_t, configuration_copy> &copies, pid_t client, uint64_t offset, configuration_copy *&copy) {
   forget_old(copies);
-  const auto found = copies.find(client);
-  if (offset == 0 && found == copies.end() && copies.size() >= kCopiesMax) {
-    return nullptr;
+  const bool known = copies.contains(client);
+  if (offset != 0 && !known) {
+    return kStatusMalformed;
   }
-  configuration_copy &copy = copies[client];
-  copy.touched = monotonic_ms();
-  return &copy;
+  if (!known && copies.size() >= kCopiesMax) {
+    return kStatusBusy;
+  }
+  copy = &copies[client];
+  copy->touched = monotonic_ms();
+  if (offset == 0) {
+    copy->text.clear();
+  }
+  return 0;
 }
 
 bool is_number(const json &object, const char *key) {
@@ -70,9 +77,9 @@ int configuration_give(configuration_transfers &transfers, const switch_managers
     return kStatusMalformed;
   }
   const auto offset = asked["offset"].get<uint64_t>();
-  configuration_copy *copy = copy_of(transfers.out, client, offset);
-  if (copy == nullptr) {
-    return kStatusBusy;
+  configuration_copy *copy = nullptr;
+  if (const int status = take_copy(transfers.out, client, offset, copy); status != 0) {
+    return status;
   }
   if (offset == 0) {
     if (const std::string problem = unwritable_name(managers.state); !problem.empty()) {
@@ -112,19 +119,16 @@ int configuration_take(configuration_transfers &transfers, switch_managers &mana
   }
   const auto offset = piece["offset"].get<uint64_t>();
   const auto total = piece["total"].get<uint64_t>();
-  configuration_copy *copy = copy_of(transfers.in, client, offset);
-  if (copy == nullptr) {
-    return kStatusBusy;
+  configuration_copy *copy = nullptr;
+  if (const int status = take_copy(transfers.in, client, offset, copy); status != 0) {
+    return status;
   }
-  if (offset == 0) {
-    copy->text.clear();
-  }
-  copy->text += piece["text"].get<std::string>();
-  if (copy->text.size() - piece["text"].get<std::string>().size() != offset || total > kTopologyMax ||
-      copy->text.size() > total) {
+  const auto text = piece["text"].get<std::string>();
+  if (copy->text.size() != offset || total > kTopologyMax || offset + text.size() > total) {
     transfers.in.erase(client);
     return kStatusMalformed;
   }
+  copy->text += text;
   answer = json::object();
   if (copy->text.size() < total) {
     return 0;

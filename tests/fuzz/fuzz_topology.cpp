@@ -1,10 +1,12 @@
-// Topology files: an error names the file, and what is read without one is a configuration that the rules allow.
+// Topology files: an error names the file, and what is read without one is a configuration that the rules allow, and
+// that is the same when it is written and read again.
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <set>
 #include <string>
 
+#include "configuration.h"
 #include "fuzz_input.h"
 #include "rules/timer_rules.h"
 #include "rules/vsan_rules.h"
@@ -30,6 +32,16 @@ void check(const switch_change &change) {
   }
 }
 
+// What is written of a switch reads back as that switch.
+void check_round_trip(const switch_change &change) {
+  switch_state state;
+  state_apply(state, change);
+  switch_change again;
+  std::string error;
+  FUZZ_EXPECT(parse_topology(write_topology(state), "written", again, error) == 0);
+  FUZZ_EXPECT(configuration_extent(state, configuration_change(state, again)) == "nothing");
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -41,6 +53,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   std::string error;
   if (read_topology(path, change, error) == 0) {
     check(change);
+    check_round_trip(change);
   } else {
     FUZZ_EXPECT(error.find(path) != std::string::npos && error.size() > path.size());
   }
