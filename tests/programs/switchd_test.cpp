@@ -87,6 +87,33 @@ TEST_F(Switchd, AWrongCommandLineIsRefused) {
   EXPECT_EQ(exit_code(start({"--state", directory.path + "/s.db", "--log-level", "loud"})), 2);
 }
 
+TEST_F(Switchd, ALogFileInAFolderThatIsNotThereIsRefusedAndNoFolderIsMade) {
+  std::vector<std::string> arguments = options();
+  arguments.insert(arguments.end(), {"--log-file", directory.path + "/mistyped/deeper/log"});
+  const program_result result = run_program(SWITCHD, arguments);
+  EXPECT_EQ(result.code, 1);
+  EXPECT_NE(result.err.find("there is no folder " + directory.path + "/mistyped/deeper"), std::string::npos)
+      << result.err;
+  EXPECT_NE(access((directory.path + "/mistyped").c_str(), F_OK), 0);
+}
+
+TEST_F(Switchd, WithoutAStoreItSaysWhatIsMissing) {
+  const program_result result = run_program(SWITCHD, {"--run-dir", directory.path + "/run"});
+  EXPECT_EQ(result.code, 2);
+  EXPECT_NE(result.err.find("switchd: --state FILE is missing"), std::string::npos) << result.err;
+  EXPECT_EQ(run_program(SWITCHD, {"--version"}).out.find("switchd "), 0U);
+}
+
+TEST_F(Switchd, TakesItsRunDirectoryFromTheEnvironment) {
+  const std::string elsewhere = directory.path + "/elsewhere";
+  std::string line;
+  children.push_back(start_program("/usr/bin/env",
+                                   {"SWITCHD_RUN_DIR=" + elsewhere, SWITCHD, "--state", directory.path + "/s.db"},
+                                   directory.path + "/stderr", &line));
+  EXPECT_EQ(line, "ready\n");
+  EXPECT_EQ(access((elsewhere + "/control.sock").c_str(), F_OK), 0);
+}
+
 TEST_F(Switchd, AHangupReopensTheLogFile) {
   const std::string log = directory.path + "/log";
   std::vector<std::string> with_log = options();
