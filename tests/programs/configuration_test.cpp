@@ -1,39 +1,16 @@
 // The configuration of the whole switch as a file: out of the switch, into it, and what is wrong with it.
-#include <signal.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "programs.h"
-#include "switch_under_test.h"
+#include "running_switch.h"
 
 namespace {
 
 using nlohmann::json;
 
-struct Configuration : testing::Test {
-  temporary_directory directory;
-  pid_t switchd = -1;
-
-  void SetUp() override { start(); }
-  void TearDown() override { stop(); }
-  std::string path(const char *name) const { return directory.path + "/" + name; }
-  void start() {
-    std::string printed;
-    switchd = start_program(
-        SWITCHD, {"--run-dir", path("run"), "--state", path("s.db"), "--topology", TOPOLOGIES "/small-fabric.toml"},
-        path("stderr"), &printed);
-    ASSERT_EQ(printed, "ready\n");
-  }
-  void stop() {
-    kill(switchd, SIGTERM);
-    EXPECT_EQ(wait_for_exit(switchd), 0);
-  }
-  program_result run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--run-dir", path("run")});
-    return run_program(VSANCTL, arguments);
-  }
+struct Configuration : running_switch {
   std::string exported() const {
     const program_result result = run({"export"});
     EXPECT_EQ(result.code, 0) << result.err;
@@ -47,7 +24,7 @@ struct Configuration : testing::Test {
   std::string everything_shown() const {
     std::string all;
     for (const char *each : {"vsan", "interface", "membership", "timers", "kdx", "switch"}) {
-      json shown = json::parse(run({"--json", "show", each}).out, nullptr, false);
+      json shown = show({"show", each});
       shown.erase("table_changed");
       all += shown.dump();
     }
@@ -137,9 +114,7 @@ TEST_F(Configuration, IsNotImportedIntoAnOpenSession) {
 TEST_F(Configuration, ThatAnEditedTopologyFileHasIsNotAppliedAndThatIsTold) {
   stop();
   const std::string edited = written("[switch]\nname = \"other\"\n");
-  std::string printed;
-  switchd = start_program(SWITCHD, {"--run-dir", path("run"), "--state", path("s.db"), "--topology", edited},
-                          path("stderr"), &printed);
+  start(edited);
   std::ifstream log(path("stderr"));
   const std::string lines{std::istreambuf_iterator<char>(log), {}};
   EXPECT_NE(lines.find("warning"), std::string::npos) << lines;

@@ -1,34 +1,13 @@
 // What is written about vsanctl is what it does: the schema of its JSON, its man page, the completion scripts.
-#include <signal.h>
 
 #include <fstream>
 #include <iterator>
 
-#include "programs.h"
-#include "switch_under_test.h"
+#include "running_switch.h"
 
 namespace {
 
-struct Documents : testing::Test {
-  temporary_directory directory;
-  pid_t switchd = -1;
-
-  void SetUp() override {
-    std::string printed;
-    switchd = start_program(SWITCHD,
-                            {"--run-dir", directory.path + "/run", "--state", directory.path + "/s.db", "--topology",
-                             TOPOLOGIES "/small-fabric.toml"},
-                            directory.path + "/stderr", &printed);
-    ASSERT_EQ(printed, "ready\n");
-  }
-  void TearDown() override {
-    kill(switchd, SIGTERM);
-    EXPECT_EQ(wait_for_exit(switchd), 0);
-  }
-  program_result run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--run-dir", directory.path + "/run"});
-    return run_program(VSANCTL, arguments);
-  }
+struct Documents : running_switch {
   void expect_schema(const std::string &name, const std::string &text) const {
     const std::string file = directory.path + "/document.json";
     std::ofstream(file) << text;

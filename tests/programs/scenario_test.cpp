@@ -5,38 +5,18 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "programs.h"
-#include "switch_under_test.h"
+#include "running_switch.h"
 
 namespace {
 
 using nlohmann::json;
 
-struct Scenario : testing::Test {
-  temporary_directory directory;
-  pid_t switchd = -1;
-
-  void SetUp() override {
-    std::string printed;
-    switchd = start_program(SWITCHD,
-                            {"--run-dir", directory.path + "/run", "--state", directory.path + "/s.db", "--topology",
-                             TOPOLOGIES "/small-fabric.toml"},
-                            directory.path + "/stderr", &printed);
-    ASSERT_EQ(printed, "ready\n");
-  }
-  void TearDown() override {
-    kill(switchd, SIGTERM);
-    EXPECT_EQ(wait_for_exit(switchd), 0);
-  }
-  program_result run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--run-dir", directory.path + "/run"});
-    return run_program(VSANCTL, arguments);
-  }
+struct Scenario : running_switch {
   std::string written(const std::string &text) const {
-    std::ofstream(directory.path + "/s.toml") << text;
-    return directory.path + "/s.toml";
+    std::ofstream(path("s.toml")) << text;
+    return path("s.toml");
   }
-  json status() const { return json::parse(run({"--json", "show", "status"}).out, nullptr, false); }
+  json status() const { return show({"show", "status"}); }
 };
 
 TEST_F(Scenario, PlaysFaultsChangesAndBurstsAndTakesThemBack) {
@@ -48,7 +28,7 @@ TEST_F(Scenario, PlaysFaultsChangesAndBurstsAndTakesThemBack) {
   EXPECT_EQ(played.code, 0) << played.err;
   EXPECT_EQ(std::count(played.out.begin(), played.out.end(), '\n'), 8);
   EXPECT_EQ(status()["notifications_raised"], 6);  // VSAN 100 went down and up three times
-  EXPECT_EQ(json::parse(run({"--json", "fault", "list"}).out)["faults"].size(), 1U);
+  EXPECT_EQ(show({"fault", "list"})["faults"].size(), 1U);
   EXPECT_NE(run({"show", "vsan", "20"}).out.find("renamed"), std::string::npos);
 }
 
@@ -88,7 +68,7 @@ TEST_F(Scenario, OneThatIsBrokenOffUndoesWhatItDid) {
   kill(played, SIGINT);
   EXPECT_EQ(wait_for_exit(played), 1);
   EXPECT_EQ(status()["notifications_raised"], 2);
-  EXPECT_EQ(json::parse(run({"--json", "show", "vsan", "100"}).out)["vsans"][0]["oper"], "up");
+  EXPECT_EQ(show({"show", "vsan", "100"})["vsans"][0]["oper"], "up");
 }
 
 TEST_F(Scenario, TheExampleIsSound) {

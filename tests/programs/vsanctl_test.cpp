@@ -8,8 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/kdx.h"
-#include "programs.h"
-#include "switch_under_test.h"
+#include "running_switch.h"
 #include "switchplatform/run_dir.h"
 #include "switchplatform/shared_page.h"
 
@@ -17,36 +16,7 @@ namespace {
 
 using nlohmann::json;
 
-struct Vsanctl : testing::Test {
-  temporary_directory directory;
-  pid_t switchd = -1;
-
-  void SetUp() override {
-    std::string printed;
-    switchd = start_program(
-        SWITCHD,
-        {"--run-dir", run_dir(), "--state", directory.path + "/s.db", "--topology", TOPOLOGIES "/small-fabric.toml"},
-        directory.path + "/stderr", &printed);
-    ASSERT_EQ(printed, "ready\n");
-  }
-  void TearDown() override {
-    if (switchd > 0) {
-      kill(switchd, SIGTERM);
-      EXPECT_EQ(wait_for_exit(switchd), 0);
-    }
-  }
-  std::string run_dir() const { return directory.path + "/run"; }
-  program_result run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {"--run-dir", run_dir()});
-    return run_program(VSANCTL, arguments);
-  }
-  // What a command that must succeed shows, as JSON.
-  json show(std::vector<std::string> arguments) const {
-    arguments.push_back("--json");
-    const program_result result = run(arguments);
-    EXPECT_EQ(result.code, 0) << result.err;
-    return json::parse(result.out, nullptr, false);
-  }
+struct Vsanctl : running_switch {
   void expect_done(const std::vector<std::string> &arguments) const {
     const program_result result = run(arguments);
     EXPECT_EQ(result.code, 0) << result.err;
@@ -319,9 +289,7 @@ TEST_F(Vsanctl, FaultsHitOneObjectOneSideAndEndByThemselves) {
 }
 
 TEST_F(Vsanctl, WithoutASwitchItSaysSo) {
-  kill(switchd, SIGTERM);
-  EXPECT_EQ(wait_for_exit(switchd), 0);
-  switchd = -1;
+  stop();
   const program_result result = run({"show", "vsan"});
   EXPECT_EQ(result.code, 3);
   EXPECT_NE(result.err.find(run_dir()), std::string::npos) << result.err;
