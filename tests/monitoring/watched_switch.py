@@ -51,7 +51,8 @@ def wait_for(what, ask, seconds=20):
 
 def launch(lab, name, command):
     with open(lab.folder / f"{name}.log", "ab") as log:
-        lab.processes[name] = subprocess.Popen(command, cwd=lab.folder, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        # Nothing outlives a test that is killed.
+        lab.processes[name] = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], cwd=lab.folder, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
 
 
 def end(lab, name):

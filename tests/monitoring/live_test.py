@@ -1,0 +1,117 @@
+"""Prometheus watches a switch as the page has it set up: what breaks fires its alert, and the dashboard's queries answer."""
+import json
+import re
+import unittest
+
+import document
+import watched_switch
+from watched_switch import asked, vsanctl, wait_for
+
+
+def firing(lab):
+    """{name: alert} of what fires; of several of a name, one."""
+    return {alert["labels"]["alertname"]: alert for alert in asked(lab, "alerts")["alerts"] if alert["state"] == "firing"}
+
+
+def wait_for_alerts(lab, *names):
+    """The alerts, when all of them fire at once."""
+
+    def all_of_them():
+        now = firing(lab)
+        return now if set(names) <= now.keys() else None
+
+    return wait_for(f"alerts {names}", all_of_them, 30)
+
+
+def answers(lab, query):
+    return asked(lab, "query", query=query)["result"]
+
+
+def dashboard_queries(board):
+    """Every query of the dashboard, as Grafana asks it for all switches."""
+    queries = [target["expr"] for panel in board["panels"] for target in panel["targets"]]
+    return [query.replace("$__rate_interval", "60s").replace("$instance", ".*") for query in queries]
+
+
+class Live(unittest.TestCase):
+    def setUp(self):
+        self.lab = self.enterContext(watched_switch.running(with_prometheus=True))
+
+    def check_annotations(self, alert):
+        for name in ("summary", "description", "runbook"):
+            text = alert["annotations"][name]
+            self.assertTrue(text)
+            self.assertNotRegex(text, r"<no value>|<error|\{\{|%!")
+
+    def a_switch_that_is_well(self):
+        wait_for("scrapes of all jobs", lambda: len(answers(self.lab, "up == 1")) == 3)
+        wait_for("numbers of both modules", lambda: answers(self.lab, "vsanNumber") and answers(self.lab, "ifNumber"))
+        targets = {(t["labels"]["job"], t["labels"]["instance"]) for t in asked(self.lab, "targets")["activeTargets"]}
+        self.assertEqual(targets, {("vsan", self.lab.agent), ("vsan-interfaces", self.lab.agent),
+                                   ("snmp-exporter", self.lab.exporter)})
+        self.assertEqual(firing(self.lab), {})
+
+    def a_vsan_goes_down(self):
+        for interface in ("fc1/1", "fc1/2"):
+            vsanctl(self.lab, f"interface down {interface}")
+        vsanctl(self.lab, "vsan rename 10 größe")
+        alerts = wait_for_alerts(self.lab, "VsanDown", "VsanInterfaceLeft", "VsanTableChanged")
+        self.assertEqual(alerts.keys(), {"VsanDown", "VsanInterfaceLeft", "VsanTableChanged"})
+        labels = alerts["VsanDown"]["labels"]
+        self.assertEqual((labels["vsanIndex"], labels["vsanName"]), ("10", "größe"))
+        self.assertIn(alerts["VsanInterfaceLeft"]["labels"]["ifName"], {"fc1/1", "fc1/2"})
+        for alert in alerts.values():
+            self.check_annotations(alert)
+
+    def the_dashboard_shows_it(self):
+        board = json.loads((document.FILES / "dashboard.json").read_text())
+        queries = dashboard_queries(board)
+        self.assertGreater(len(queries), 30)
+        for query in queries:
+            with self.subTest(query=query):
+                # A rate takes two scrapes.
+                self.assertTrue(wait_for(query, lambda query=query: answers(self.lab, query)))
+        metrics = set(asked(self.lab, "label/__name__/values"))
+        named = {name for query in queries for name in re.findall(r"\b(?:vsan|fc|if|sys)[A-Z]\w+", re.sub(r"\([^()]*Index[^()]*\)", "", query))}
+        self.assertGreater(len(named), 25)
+        self.assertLessEqual(named, metrics)
+
+    def the_vsan_manager_hangs(self):
+        vsanctl(self.lab, "fault hang --service vsan-manager --spare-vsanctl")
+        alerts = wait_for_alerts(self.lab, "VsanSwitchSilent", "VsanScrapeSlow")
+        self.assertNotIn("VsanAgentDown", alerts)
+        self.assertNotIn("VsanDown", alerts)
+        for alert in alerts.values():
+            self.check_annotations(alert)
+        for block in document.blocks("sh")[2:]:
+            for line in block.splitlines():
+                printed = watched_switch.typed(self.lab, line)
+                if line == "vsanctl fault list":
+                    self.assertIn("hang", printed)
+
+    def the_agent_dies(self):
+        watched_switch.end(self.lab, "snmpd")
+        self.check_annotations(wait_for_alerts(self.lab, "VsanAgentDown")["VsanAgentDown"])
+        vsanctl(self.lab, "fault clear")
+        watched_switch.start_snmpd(self.lab)
+        alerts = wait_for_alerts(self.lab, "VsanAgentRestarted", "VsanDown")
+        self.check_annotations(alerts["VsanAgentRestarted"])
+        self.assertFalse({"VsanAgentDown", "VsanSwitchSilent"} & alerts.keys())
+
+    def the_exporter_dies(self):
+        watched_switch.end(self.lab, "exporter")
+        alerts = wait_for_alerts(self.lab, "VsanExporterDown")
+        self.assertFalse({"VsanAgentDown", "VsanSwitchSilent"} & alerts.keys())
+        self.check_annotations(alerts["VsanExporterDown"])
+
+    def test_what_breaks_is_told(self):
+        self.a_switch_that_is_well()
+        self.a_vsan_goes_down()
+        self.the_dashboard_shows_it()
+        self.the_vsan_manager_hangs()
+        self.the_agent_dies()
+        self.the_exporter_dies()
+
+
+if __name__ == "__main__":
+    unittest.main()
