@@ -5,13 +5,13 @@ BUILD := build/release
 DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
-  fuzz clean
+  fuzz monitoring monitoring-test clean
 
 all: build
 
 # Everything that any target needs.
 deps:
-	$(DEPS) build demo test clients check bench instructions flame-graph package
+	$(DEPS) build demo test clients check bench instructions flame-graph package monitoring
 
 # What ships: the module, the libraries beside it, switchd and vsanctl.
 build:
@@ -111,6 +111,16 @@ fuzz:
 	    { tail -50 build/fuzz/$$name.log; exit 1; }; \
 	  grep stat::number_of_executed_units build/fuzz/$$name.log; \
 	done
+
+# What the SNMP exporter asks for, made of our MIB files. See docs/monitoring.md.
+monitoring:
+	$(DEPS) monitoring
+	packaging/monitoring/generate.sh
+
+# That, the alerts and the dashboard with a Prometheus that watches a virtual switch.
+monitoring-test: build
+	$(DEPS) demo monitoring
+	cd tests/monitoring && VSANMIB_BUILD=$(abspath $(BUILD)) /usr/bin/python3 -B -m unittest files_test scrape_test live_test
 
 clean:
 	rm -rf build

@@ -3,7 +3,7 @@
 set -euo pipefail
 HERE=$(cd "$(dirname "$0")" && pwd)
 OUTPUT=$(realpath "${1:-$HERE/snmp.yml}")
-export MIBDIRS=$HERE/../../mibs:$HERE/../../demo/mibs MIBS=ALL
+export MIBDIRS=$HERE/../../mibs:$HERE/../../mibs/standard MIBS=ALL
 
 # It reads generator.yml where it stands.
 cd "$HERE"

@@ -107,8 +107,8 @@ def answered(lab, oid):
     """{index: value} of what the agent answers below an OID."""
     done = subprocess.run(["snmpbulkwalk", "-v2c", "-c", "public", "-On", "-Oq", "-Oe", "-Ot", lab.agent, oid],
                           capture_output=True, text=True, timeout=20, check=True, env=os.environ | {"MIBS": ""})
-    pairs = (line.split(" ", 1) for line in done.stdout.splitlines() if not line.endswith("at this OID"))
-    return {name[len(oid) + 2:]: float(value) for name, value in pairs}
+    rows = re.findall(rf"^\.{re.escape(oid)}\.(\S+) (-?\d+)$", done.stdout, re.M)
+    return {index: float(value) for index, value in rows}
 
 
 def index_of(labels):
