@@ -1,6 +1,8 @@
 """Prometheus watches a switch as the page says: what breaks fires its alert, and the dashboard's queries answer."""
+import http.server
 import json
 import re
+import threading
 import unittest
 
 import document
@@ -36,9 +38,30 @@ def dashboard_queries(board):
     return [query.replace("$__rate_interval", "60s").replace("$instance", ".*") for query in queries]
 
 
+class Receiver(http.server.BaseHTTPRequestHandler):
+    """Takes the messages for the operators; what came is in the server's `messages`."""
+
+    def do_POST(self):
+        self.server.messages.append(json.loads(self.rfile.read(int(self.headers["Content-Length"]))))
+        self.send_response(200)
+        self.end_headers()
+
+    def log_message(self, *_):
+        """Says nothing."""
+
+
 class Live(unittest.TestCase):
     def setUp(self):
         self.lab = self.enterContext(watched_switch.running(with_prometheus=True))
+        host, port = self.lab.operators.split(":")
+        self.operators = self.enterContext(http.server.ThreadingHTTPServer((host, int(port)), Receiver))
+        self.operators.messages = []
+        threading.Thread(target=self.operators.serve_forever, daemon=True).start()
+        self.addCleanup(self.operators.shutdown)
+
+    def told(self, name):
+        """Whether the operators were told of an alert."""
+        return any(alert["labels"]["alertname"] == name for m in self.operators.messages for alert in m["alerts"])
 
     def check_annotations(self, alert):
         for name in ("summary", "description", "runbook"):
@@ -66,6 +89,10 @@ class Live(unittest.TestCase):
         self.assertIn(alerts["VsanInterfaceLeft"]["labels"]["ifName"], {"fc1/1", "fc1/2"})
         for alert in alerts.values():
             self.check_annotations(alert)
+        wait_for("message", lambda: self.told("VsanDown"))
+        self.assertEqual({m["groupLabels"]["instance"] for m in self.operators.messages
+                          if m["groupLabels"]}, {self.lab.agent})
+        self.assertFalse(self.told("VsanTableChanged"))
 
     def the_dashboard_shows_it(self):
         board = json.loads((document.FILES / "dashboard.json").read_text())

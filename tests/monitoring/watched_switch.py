@@ -1,4 +1,4 @@
-"""A switch, its agent, the exporter and Prometheus on loopback, set up with what docs/monitoring.md says."""
+"""A switch, its agent, the exporter, Prometheus and Alertmanager on loopback, set up as docs/monitoring.md says."""
 import contextlib
 import dataclasses
 import json
@@ -27,6 +27,8 @@ class Lab:
     agent: str
     exporter: str
     prometheus: str
+    alertmanager: str
+    operators: str
     processes: dict = dataclasses.field(default_factory=dict)
 
 
@@ -65,6 +67,7 @@ def end(lab, name):
 def placed(lab, text):
     """A text of the page with the lab's addresses and folders for those of the page."""
     for theirs, ours in (("127.0.0.1:9116", lab.exporter), ("192.0.2.10", lab.agent),
+                         ("127.0.0.1:9093", lab.alertmanager), ("192.0.2.1/", f"{lab.operators}/"),
                          ("/etc/prometheus/", f"{lab.folder}/etc/"), ("/usr/lib/...", f"{BUILD}/lib")):
         text = text.replace(theirs, ours)
     return re.sub(r"^vsanctl ", f"{BUILD}/bin/vsanctl --run-dir {lab.folder}/run ", text, flags=re.M)
@@ -139,6 +142,14 @@ def start_prometheus(lab):
     wait_for("prometheus", lambda: fetch(f"http://{lab.prometheus}/-/ready"))
 
 
+def start_alertmanager(lab):
+    path = lab.folder / "etc/alertmanager.yml"
+    path.write_text(path.read_text().replace("group_wait: 30s", "group_wait: 1s"))
+    launch(lab, "alertmanager", ["prometheus-alertmanager", f"--config.file={path}", f"--storage.path={lab.folder}/sent",
+                                 f"--web.listen-address={lab.alertmanager}", "--cluster.listen-address="])
+    wait_for("alertmanager", lambda: fetch(f"http://{lab.alertmanager}/-/ready"))
+
+
 def install_packages(command):
     words = set(command.split()[3:])
     assert words == document.packages() - {"python3"}, f"{command} is not what packages.txt has"
@@ -147,6 +158,7 @@ def install_packages(command):
 def restart_services(lab, command):
     for unit in command.split()[2:]:
         assert pathlib.Path(f"/lib/systemd/system/{unit}.service").is_file(), f"{unit} is no unit"
+    start_alertmanager(lab)
     start_prometheus(lab)
 
 
@@ -165,14 +177,15 @@ def set_up(lab, lines):
 def running(with_prometheus):
     """A lab whose switch, agent and exporter run, and Prometheus if asked. All of it ends with the context."""
     lab = Lab(pathlib.Path(tempfile.mkdtemp(prefix="watched.")), free_port(socket.SOCK_DGRAM),
-              free_port(socket.SOCK_STREAM), free_port(socket.SOCK_STREAM))
+              *(free_port(socket.SOCK_STREAM) for _ in range(4)))
     try:
         for name in ("run", "agent", "etc"):
             (lab.folder / name).mkdir()
         (lab.folder / "snmpd.conf").write_text(
             f"dlmod switch_agent {BUILD}/lib/libswitchagent.so\nswitchRunDir {lab.folder}/run\n"
             f"dlmod vsan_mib {BUILD}/lib/libvsanmib.so\n{placed(lab, document.block('snmpd'))}")
-        (lab.folder / "etc/prometheus.yml").write_text(placed(lab, document.block("prometheus")))
+        for name in ("prometheus", "alertmanager"):
+            (lab.folder / f"etc/{name}.yml").write_text(placed(lab, document.block(name)))
         start_switchd(lab)
         start_snmpd(lab)
         before, after = document.blocks("sh")[:2]
