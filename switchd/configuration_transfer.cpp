@@ -7,6 +7,7 @@
 #include "plain_text.h"
 #include "requests.h"
 #include "statuses.h"
+#include "text_pieces.h"
 #include "topology.h"
 
 namespace {
@@ -21,8 +22,8 @@ void forget_old(std::map<pid_t, configuration_copy> &copies) {
   std::erase_if(copies, [now](const auto &each) { return now - each.second.touched > kCopyKept; });
 }
 
-// The client's copy into `copy`, an empty one when it starts over. Returns 0, or a status: kStatusBusy when too many have
-// one, kStatusMalformed when there is none that the offset could go on in.
+// The client's copy into `copy`, an empty one when it starts over. Returns 0, or a status: kStatusBusy when too many
+// have one, kStatusMalformed when there is none that the offset could go on in.
 int take_copy(std::map<pid_t, configuration_copy> &copies, pid_t client, uint64_t offset, configuration_copy *&copy) {
   forget_old(copies);
   const bool known = copies.contains(client);
@@ -60,15 +61,6 @@ std::string unwritable_name(const switch_state &state) {
   return is_plain_text(state.settings.name) ? "" : "the switch has a name that is no UTF-8 text: rename it first";
 }
 
-// The end of a piece that starts at `offset`: no character is cut in two.
-size_t piece_end(const std::string &text, size_t offset) {
-  size_t end = std::min(text.size(), offset + kConfigurationPiece);
-  while (end < text.size() && end > offset && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
-    --end;
-  }
-  return end;
-}
-
 }  // namespace
 
 int configuration_give(configuration_transfers &transfers, const switch_managers &managers, pid_t client,
@@ -92,7 +84,7 @@ int configuration_give(configuration_transfers &transfers, const switch_managers
   if (offset > copy->text.size()) {
     return kStatusMalformed;
   }
-  const size_t end = piece_end(copy->text, offset);
+  const size_t end = piece_end(copy->text, offset, kConfigurationPiece);
   answer = {{"text", copy->text.substr(offset, end - offset)}, {"total", copy->text.size()}};
   if (end == copy->text.size()) {
     transfers.out.erase(client);
@@ -104,8 +96,11 @@ namespace {
 
 // What a whole file comes to, applied when that is wanted.
 int take_file(switch_managers &managers, const switch_change &wanted, bool apply, json &answer) {
-  answer = {{"problems", ""},
-            {"extent", configuration_extent(managers.state, configuration_change(managers.state, wanted))}};
+  std::string extent = configuration_extent(managers.state, configuration_change(managers.state, wanted));
+  if (!apply && managers.state.settings.distribution.open != 0) {
+    extent += "; not now: a distribution session is open, commit or abort it first";
+  }
+  answer = {{"problems", ""}, {"extent", extent}};
   return apply ? configuration_apply(managers, wanted) : 0;
 }
 
@@ -124,7 +119,7 @@ int configuration_take(configuration_transfers &transfers, switch_managers &mana
     return status;
   }
   const auto text = piece["text"].get<std::string>();
-  if (copy->text.size() != offset || total > kTopologyMax || offset + text.size() > total) {
+  if (copy->text.size() != offset || total > kConfigurationMax || offset + text.size() > total) {
     transfers.in.erase(client);
     return kStatusMalformed;
   }

@@ -13,6 +13,7 @@
 #include "requests.h"
 #include "statuses.h"
 #include "vsan_values.h"
+#include "wwn_text.h"
 
 namespace {
 
@@ -54,15 +55,6 @@ std::string hexadecimal(const std::vector<uint8_t> &bytes) {
   for (const uint8_t byte : bytes) {
     text += kDigits[byte >> 4];
     text += kDigits[byte & 0xF];
-  }
-  return text;
-}
-
-std::string wwn_text(uint64_t wwn) {
-  std::string text;
-  for (int shift = 56; shift >= 0; shift -= 8) {
-    text += hexadecimal({static_cast<uint8_t>(wwn >> shift)});
-    text += shift > 0 ? ":" : "";
   }
   return text;
 }

@@ -115,14 +115,26 @@ host_result open_run_dir(switch_host &host, std::string &error) {
   return kHostOk;
 }
 
+// Whether the file was written after the VSAN table changed last: then it is what somebody wants, and not what the
+// switch was once filled from.
+bool is_newer(const std::string &file, const switch_settings &settings) {
+  struct stat found = {};
+  return stat(file.c_str(), &found) == 0 && found.st_mtime > static_cast<time_t>(settings.changed_seconds);
+}
+
 // An edited file must not be taken for what the switch is.
 void note_unapplied(const switch_host &host, const switch_change &topology) {
   const switch_state &state = host.managers.state;
   const std::string extent = configuration_extent(state, configuration_change(state, topology));
-  if (extent != "nothing") {
-    log_warn(host.topology_file + " is not applied, the store has a configuration already, which differs from it in " +
-             extent + "; \"vsanctl import " + host.topology_file + "\" applies the file");
+  const std::string text = host.topology_file + " is not applied: the store has a configuration";
+  if (extent == "nothing") {
+    return log_info(text + ", the same one");
   }
+  if (!is_newer(host.topology_file, state.settings)) {
+    return log_info(text + ", which was changed since, in " + extent);
+  }
+  log_warn(text + ", which is older and differs in " + extent + "; \"vsanctl import --check " + host.topology_file +
+           "\" shows what the file would change, \"vsanctl import\" applies it");
 }
 
 host_result open_store(switch_host &host, const std::string &state_file, switch_change &topology, bool has_topology,

@@ -16,8 +16,10 @@
 
 #include "plain_text.h"
 #include "platform/syserr.h"
+#include "requests.h"
 #include "rules/vsan_rules.h"
 #include "statuses.h"
+#include "text_pieces.h"
 #include "topology_keys.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
@@ -25,6 +27,7 @@
 namespace {
 
 constexpr size_t kProblemsTold = 50;
+constexpr size_t kProblemMax = 300;  // octets that are told of one
 
 // The problems of a file, by line.
 struct topology_reader {
@@ -45,7 +48,7 @@ std::string told(const topology_reader &reader) {
     if (left-- == 0) {
       return text + ": " + std::to_string(reader.problems.size() - kProblemsTold) + " problems more";
     }
-    text += ":" + std::to_string(line) + ": " + problem;
+    text += ":" + std::to_string(line) + ": " + problem.substr(0, piece_end(problem, 0, kProblemMax));
   }
   return text;
 }
@@ -231,18 +234,6 @@ void read_root(topology_reader &reader, const toml::table &root, switch_change &
   }
 }
 
-// The TOML library misjudges the characters U+FB26 to U+FEFE when one stands where a key or a value may start, with
-// undefined results. Returns the line of the first one, or 0.
-size_t line_of_misjudged_character(std::string_view text) {
-  for (size_t at = text.find('\xEF'); at != std::string::npos; at = text.find('\xEF', at + 1)) {
-    const std::string_view character = text.substr(at, 3);
-    if (character >= "\xEF\xAC\xA6" && character <= "\xEF\xBB\xBE") {
-      return 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n'));
-    }
-  }
-  return 0;
-}
-
 }  // namespace
 
 int parse_topology(const std::string &text, const std::string &name, switch_change &change, std::string &error) {
@@ -272,7 +263,7 @@ int read_topology(const std::string &path, switch_change &change, std::string &e
   std::string text;
   char part[65536];
   ssize_t got = -1;
-  while (fd >= 0 && text.size() <= kTopologyMax && (got = read(fd, part, sizeof part)) > 0) {
+  while (fd >= 0 && text.size() <= kConfigurationMax && (got = read(fd, part, sizeof part)) > 0) {
     text.append(part, static_cast<size_t>(got));
   }
   const int why = errno;
@@ -283,8 +274,8 @@ int read_topology(const std::string &path, switch_change &change, std::string &e
     error = path + ": " + strerror(why);
     return -1;
   }
-  if (text.size() > kTopologyMax) {
-    error = path + ": more than " + std::to_string(kTopologyMax) + " bytes";
+  if (text.size() > kConfigurationMax) {
+    error = path + ": more than " + std::to_string(kConfigurationMax) + " bytes";
     return -1;
   }
   return parse_topology(text, path, change, error);

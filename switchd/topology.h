@@ -12,8 +12,6 @@
 
 #include "state/switch_state.h"
 
-inline constexpr size_t kTopologyMax = 16 * 1024 * 1024;  // bytes of a file
-
 // The configuration of a switch without a topology file, as a change of an empty state.
 switch_change default_topology();
 

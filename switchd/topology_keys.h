@@ -2,9 +2,7 @@
 #ifndef SWITCHD_TOPOLOGY_KEYS_H
 #define SWITCHD_TOPOLOGY_KEYS_H
 
-#include <ctype.h>
 #include <stdint.h>
-#include <stdio.h>
 
 #include <toml++/toml.h>
 #include <algorithm>
@@ -17,6 +15,7 @@
 #include "value_words.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
+#include "wwn_text.h"
 
 // `take` takes one value into the target and returns an empty text, or what is wrong with the value. `give` returns the
 // value as the file has it; empty when the key is to be left out.
@@ -103,23 +102,9 @@ inline std::string take_word(const toml::node &node, const value_words &words, u
   return "";
 }
 
-// Eight octets in hexadecimal with colons between.
 inline std::string take_wwn(const toml::node &node, uint64_t &wwn) {
-  const std::string text = node.value_exact<std::string>().value_or("");
   uint64_t value = 0;
-  bool sound = text.size() == 23;
-  for (size_t i = 0; sound && i < text.size(); ++i) {
-    if (i % 3 == 2) {
-      sound = text[i] == ':';
-      continue;
-    }
-    sound = isxdigit(static_cast<unsigned char>(text[i])) != 0;
-    const int digit = isdigit(static_cast<unsigned char>(text[i])) != 0
-                          ? text[i] - '0'
-                          : tolower(static_cast<unsigned char>(text[i])) - 'a' + 10;
-    value = value << 4 | static_cast<unsigned>(digit & 0xF);
-  }
-  if (!sound || value == 0) {
+  if (!wwn_read(node.value_exact<std::string>().value_or(""), value) || value == 0) {
     return "a world wide name such as \"20:00:02:00:00:00:00:01\", not all zero, is wanted";
   }
   wwn = value;
@@ -127,13 +112,7 @@ inline std::string take_wwn(const toml::node &node, uint64_t &wwn) {
 }
 
 inline std::string give_wwn(uint64_t wwn) {
-  char text[26];
-  snprintf(text, sizeof text, "\"%02x:%02x:%02x:%02x:%02x:%02x:%02x:%02x\"", static_cast<unsigned>(wwn >> 56 & 0xFF),
-           static_cast<unsigned>(wwn >> 48 & 0xFF), static_cast<unsigned>(wwn >> 40 & 0xFF),
-           static_cast<unsigned>(wwn >> 32 & 0xFF), static_cast<unsigned>(wwn >> 24 & 0xFF),
-           static_cast<unsigned>(wwn >> 16 & 0xFF), static_cast<unsigned>(wwn >> 8 & 0xFF),
-           static_cast<unsigned>(wwn & 0xFF));
-  return text;
+  return '"' + wwn_text(wwn) + '"';
 }
 
 template <uint32_t Key>

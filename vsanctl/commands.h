@@ -15,7 +15,7 @@ void add_vsan_commands(CLI::App &app);
 void add_interface_commands(CLI::App &app);
 void add_timer_commands(CLI::App &app);
 void add_switch_commands(CLI::App &app);
-void add_configuration_commands(CLI::App &app);
+void add_configuration_commands(CLI::App &app, const common_options &common);
 void add_kdx_commands(CLI::App &app);
 void add_history_commands(CLI::App &app, const common_options &common);
 void add_debug_commands(CLI::App &app);

@@ -1,5 +1,6 @@
 // vsanctl: the operator's command for the switch that switchd plays.
 #include <errno.h>
+#include <fcntl.h>
 #include <locale.h>
 #include <string.h>
 
@@ -31,7 +32,7 @@ void add_commands(CLI::App &app, const common_options &common) {
   add_interface_commands(app);
   add_timer_commands(app);
   add_switch_commands(app);
-  add_configuration_commands(app);
+  add_configuration_commands(app, common);
   add_kdx_commands(app);
   add_history_commands(app, common);
   add_debug_commands(app);
@@ -79,9 +80,19 @@ int run(int argc, char **argv) {
   return kExitOk;
 }
 
+// A socket must not get the number of a stream that is closed. What is written there fails, and is told.
+void occupy_streams() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    if (fcntl(fd, F_GETFD) < 0) {
+      static_cast<void>(open("/dev/null", O_RDONLY));
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+  occupy_streams();
   setlocale(LC_CTYPE, "");  // names are shown as the terminal can show them
   platform_operator_requests();
   try {

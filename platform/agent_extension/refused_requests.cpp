@@ -52,7 +52,7 @@ void put_octets(const netsnmp_variable_list *value, char *text, size_t room) {
   size_t used = static_cast<size_t>(snprintf(text, room, "\""));
   for (size_t i = 0; i < value->val_len && used + 6 < room; ++i) {
     const unsigned char octet = value->val.string[i];
-    const bool plain = octet >= 0x20 && octet != 0x7F;
+    const bool plain = octet >= 0x20 && octet < 0x7F && octet != '"' && octet != '\\';
     used += static_cast<size_t>(snprintf(text + used, room - used, plain ? "%c" : "\\x%02x", octet));
   }
   snprintf(text + used, room - used, "\"");
@@ -79,7 +79,7 @@ void put_value(const netsnmp_variable_list *value, char *text, size_t room) {
 // Other objects than the switch's own have no name here.
 void put_object(const netsnmp_variable_list *varbind, platform_error *error) {
   error->object_length = 0;
-  if (!is_under_switch_root(varbind->name, varbind->name_length, nullptr, 0)) {
+  if (varbind->name_length < kRootLength || snmp_oid_compare(varbind->name, kRootLength, kRoot, kRootLength) != 0) {
     return;
   }
   for (size_t i = kRootLength; i < varbind->name_length && error->object_length < kErrorObjectMax; ++i) {

@@ -55,10 +55,10 @@ void record_mark() {
     uint32_t level;
     char text[kEventTextSize];
   } event = {kUserMarkLevel, {}};
-  const int length = snprintf(event.text, sizeof event.text, "requests of user \"%s\" at %s\n", get_snmp_username(0),
-                              get_snmp_sessionid(0));
+  snprintf(event.text, sizeof event.text, "requests of user \"%s\" at %s\n", get_snmp_username(0),
+           get_snmp_sessionid(0));
   if (sdwrap_hist_event_subtype_check(kUserMarkModule, kUserMarkLevel) == 0) {
-    sdwrap_hist_event(kUserMarkModule, static_cast<int>(sizeof event.level) + length + 1, &event);
+    sdwrap_hist_event(kUserMarkModule, static_cast<int>(sizeof event.level + strlen(event.text) + 1), &event);
   }
 }
 

@@ -18,11 +18,12 @@ constexpr int kTimeoutSeconds = 4;
 
 // Asks for an answer of `size` bytes. Returns 0 with them in `answer`, or a status, or -1. An empty request has no
 // bytes.
-int ask(int service, int opcode, int msg_type, void *request, uint32_t size, void *answer) {
+int ask(int service, int opcode, int msg_type, void *request, uint32_t size, void *answer,
+        int timeout = kTimeoutSeconds) {
   void *response = nullptr;
   uint32_t got = size;
-  const int status = cmi_req_resp(opcode, msg_type, request, &response, &got, nullptr, nullptr, service, mts_response_q,
-                                  kTimeoutSeconds);
+  const int status =
+      cmi_req_resp(opcode, msg_type, request, &response, &got, nullptr, nullptr, service, mts_response_q, timeout);
   const bool whole = status == 0 && response != nullptr && got == size;
   if (whole) {
     memcpy(answer, response, size);
@@ -31,11 +32,11 @@ int ask(int service, int opcode, int msg_type, void *request, uint32_t size, voi
   return status == 0 && !whole ? -1 : status;
 }
 
-interface_read ask_for_interface(int msg_type, uint32_t index, switch_interface *found) {
+interface_read ask_for_interface(int msg_type, uint32_t index, switch_interface *found, int timeout) {
   switch_interface asked = {index, 0, {}};
   record_swap(&asked);
   switch_interface answer;
-  const int status = ask(kServicePortManager, kOpInterface, msg_type, &asked, sizeof asked, &answer);
+  const int status = ask(kServicePortManager, kOpInterface, msg_type, &asked, sizeof asked, &answer, timeout);
   if (status != 0) {
     return status == kStatusNoEntry ? interface_read::absent : interface_read::no_answer;
   }
@@ -57,11 +58,11 @@ bool is_seen(uint32_t index) {
 }  // namespace
 
 interface_read read_interface(uint32_t index, switch_interface *found) {
-  return ask_for_interface(kMsgGet, index, found);
+  return ask_for_interface(kMsgGet, index, found, kTimeoutSeconds);
 }
 
-interface_read read_interface_after(uint32_t index, switch_interface *found) {
-  return ask_for_interface(kMsgGetNext, index, found);
+interface_read read_interface_after(uint32_t index, switch_interface *found, int timeout) {
+  return ask_for_interface(kMsgGetNext, index, found, timeout);
 }
 
 interface_read read_seen_interface(uint32_t index, switch_interface *found) {

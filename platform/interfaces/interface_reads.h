@@ -15,9 +15,9 @@ enum class interface_read {
   no_answer  // the port manager did not answer
 };
 
-// Reads the interface, or the first one after `index`.
+// Reads the interface, or the first one after `index`, for which the port manager has `timeout` seconds.
 interface_read read_interface(uint32_t index, switch_interface *found);
-interface_read read_interface_after(uint32_t index, switch_interface *found);
+interface_read read_interface_after(uint32_t index, switch_interface *found, int timeout = 4);
 
 // The same of those that the PDU's user may see.
 interface_read read_seen_interface(uint32_t index, switch_interface *found);

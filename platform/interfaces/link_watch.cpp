@@ -16,6 +16,7 @@
 
 namespace {
 
+constexpr int kLookTimeout = 1;  // seconds: nobody waits for a look, and a hung switch must not hold up the agent
 constexpr unsigned kLookEverySeconds = 1;
 // A look that asks whatever the page says: should the page ever be another switch's, traps come late and not never.
 constexpr unsigned kLooksBetweenQuestions = 60;
@@ -89,7 +90,7 @@ void tell(uint32_t index, link &changed) {
 bool note_all() {
   switch_interface interface = {};
   for (uint32_t read = 0; read <= kInterfacesMax; ++read) {
-    switch (read_interface_after(interface.index, &interface)) {
+    switch (read_interface_after(interface.index, &interface, kLookTimeout)) {
       case interface_read::absent:
         return true;
       case interface_read::no_answer:

@@ -54,7 +54,7 @@ enum {
   kOpFaults = 9202,
   // GET: counters of the notification queue, and its oldest entries.
   kOpNotificationQueue = 9203,
-  // The configuration of the whole switch as a topology file, in pieces of up to kConfigurationPiece bytes. GET with
+  // The configuration of the whole switch as a topology file, in pieces of up to kConfigurationPiece bytes, less when many of them are escaped. GET with
   // {"offset": N}: 0 takes a copy, which the pieces that follow are of; answers {"text": PIECE, "total": BYTES}. SET
   // with {"offset": N, "total": BYTES, "text": PIECE, "name": what errors call the file, "apply": true|false}: pieces
   // come in order, 0 first; the last one is answered with {"problems": lines, "extent": what changes}, and applied when
@@ -63,7 +63,7 @@ enum {
   kOpConfiguration = 9204,
 };
 
-enum { kConfigurationPiece = 24 * 1024 };
+enum { kConfigurationPiece = 24 * 1024, kConfigurationMax = 16 * 1024 * 1024 };  // bytes; of a whole file
 
 // Notifications; payloads in notification_payloads.h.
 enum { kNotifyPortMembership = 102, kNotifyVsanChange = 145 };

@@ -211,8 +211,8 @@ TEST_F(Interfaces, TrapsTellOfAnInterfaceByName) {
   start(std::string(kLoadIt) + "trap2sink 127.0.0.1:" + std::to_string(port) + " public\n");
   lab::write_file(l.dir + "/named.conf", "disableAuthorization yes\n");
   lab::process named =
-      lab::launch({"snmptrapd", "-f", "-n", "-C", "-c", l.dir + "/named.conf", "-M", LAB_SOURCE_DIR "/mibs/standard", "-m",
-                   "IF-MIB:SNMPv2-MIB", "--persistentDir=" + l.dir + "/traps", "-Lf", l.dir + "/named.log",
+      lab::launch({"snmptrapd", "-f", "-n", "-C", "-c", l.dir + "/named.conf", "-M", LAB_SOURCE_DIR "/mibs/standard",
+                   "-m", "IF-MIB:SNMPv2-MIB", "--persistentDir=" + l.dir + "/traps", "-Lf", l.dir + "/named.log",
                    "udp:127.0.0.1:" + std::to_string(port)},
                   l.dir + "/named.out");
   const auto hears = [&](const std::string &text) {

@@ -2,22 +2,17 @@
 
 #include <errno.h>
 #include <grp.h>
-#include <pwd.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
 
+#include "ask/user_name.h"
 #include "output/failure.h"
 #include "switchplatform/run_dir.h"
 
 namespace {
-
-std::string user_name() {
-  const passwd *entry = getpwuid(getuid());
-  return entry != nullptr ? entry->pw_name : std::to_string(getuid());
-}
 
 // The group whose members may use the switch: that of its files.
 std::string group_of(const std::string &path) {

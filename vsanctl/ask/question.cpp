@@ -1,7 +1,6 @@
 #include "ask/question.h"
 
 #include <errno.h>
-#include <pwd.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include <algorithm>
 
 #include "ask/no_switch.h"
+#include "ask/user_name.h"
 #include "output/failure.h"
 #include "platform/cmi.h"
 #include "platform/syserr.h"
@@ -49,15 +49,6 @@ constexpr status_field kStatusFields[] = {
     {kStatusSwitchName, "name"},
     {kStatusSwitchWwn, "wwn"},
 };
-
-}  // namespace
-
-namespace {
-
-std::string user_name() {
-  const passwd *entry = getpwuid(getuid());
-  return entry != nullptr ? entry->pw_name : std::to_string(getuid());
-}
 
 bool is_read(int msg_type) {
   return msg_type != kMsgSet && msg_type != kMsgDelete;

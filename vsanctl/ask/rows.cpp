@@ -88,13 +88,18 @@ std::vector<shown_interface> read_interfaces() {
 
 shown_interface find_interface_row(const std::string &name_or_index) {
   const std::vector<shown_interface> rows = read_interfaces();
-  const auto found = std::ranges::find_if(rows, [&](const shown_interface &row) {
-    return row.name == name_or_index || std::to_string(row.index) == name_or_index;
-  });
-  if (found == rows.end()) {
+  const auto named = std::ranges::find(rows, name_or_index, &shown_interface::name);
+  const auto numbered = std::ranges::find_if(
+      rows, [&](const shown_interface &row) { return std::to_string(row.index) == name_or_index; });
+  if (named == rows.end() && numbered == rows.end()) {
     fail(kExitRefused, "interface " + name_or_index + ": there is no interface of this name or index");
   }
-  return *found;
+  if (named != rows.end() && numbered != rows.end() && named != numbered) {
+    fail(kExitRefused, "interface " + name_or_index + ": it is the name of the one with index " +
+                           std::to_string(named->index) + " and the index of " + numbered->name +
+                           ": name the other way");
+  }
+  return named != rows.end() ? *named : *numbered;
 }
 
 int read_timer(uint32_t vsan, uint32_t key, int msg_type, uint32_t &value) {

@@ -1,6 +1,4 @@
 // vsanctl switch …
-#include <stdio.h>
-
 #include <algorithm>
 
 #include "ask/question.h"
@@ -15,6 +13,7 @@
 #include "value_words.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
+#include "wwn_text.h"
 
 namespace {
 
@@ -49,28 +48,22 @@ void set_name(const std::string &name) {
   ask_or_fail(what, {kServiceIdentity, kOpSwitchName, kMsgSet, request, 0}, values);
 }
 
-// Eight octets in hexadecimal with colons between.
 std::string wwn_problem(const std::string &text) {
-  unsigned octets[8] = {};
-  int length = 0;
-  const int read = sscanf(text.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x:%2x:%2x%n", &octets[0], &octets[1], &octets[2],
-                          &octets[3], &octets[4], &octets[5], &octets[6], &octets[7], &length);
-  return read == 8 && text.size() == 23 && length == 23
-             ? ""
-             : "\"" + text + "\": a world wide name such as 20:00:02:00:00:00:00:01 is wanted";
+  uint64_t unused = 0;
+  return wwn_read(text, unused) ? "" : "\"" + text + "\": a world wide name such as 20:00:02:00:00:00:00:01 is wanted";
 }
 
 void set_wwn(const std::string &text) {
+  uint64_t wwn = 0;
+  wwn_read(text, wwn);
   std::vector<uint8_t> request(8);
-  for (size_t i = 0; i < request.size(); ++i) {
-    request[i] = static_cast<uint8_t>(std::stoul(text.substr(3 * i, 2), nullptr, 16));
-  }
+  put_be64(request.data(), wwn);
   ask_or_fail("the world wide name was not set", {kServiceIdentity, kOpSwitchWwnChange, kMsgSet, request, 0},
               {{"wwn", text}});
 }
 
 void set_switch(const CLI::App &command, const switch_options &options) {
-  if (command.parsed() && command.get_options([](const CLI::Option *each) { return each->count() > 0; }).empty()) {
+  if (command.get_options([](const CLI::Option *each) { return each->count() > 0; }).empty()) {
     fail(kExitUsage,
          "switch set: nothing to set was given; there are --name, --wwn, --switch-latency, --network-latency, "
          "--inorder, --notifications");

@@ -1,20 +1,21 @@
 #include "command_line/arguments.h"
 
-#include <errno.h>
-#include <stdlib.h>
-
 #include <algorithm>
+#include <charconv>
 
 const choices kOnOff = {{"on", 1}, {"off", 0}};
 
 namespace {
 
-bool is_number(const std::string &text, const number_limits &limits) {
-  char *end = nullptr;
-  errno = 0;
-  const bool starts = !text.empty() && isdigit(static_cast<unsigned char>(text[0])) != 0;
-  const unsigned long long value = starts ? strtoull(text.c_str(), &end, 0) : 0;
-  return starts && *end == '\0' && errno == 0 && value >= limits.low && value <= limits.high;
+// The number that the text is, decimal or after 0x hexadecimal, in decimal; empty when it is none within the limits.
+std::string number_in(const std::string &text, const number_limits &limits) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  const size_t start = hexadecimal ? 2 : 0;
+  uint64_t value = 0;
+  const char *end = text.data() + text.size();
+  const auto read = std::from_chars(text.data() + start, end, value, hexadecimal ? 16 : 10);
+  const bool sound = read.ec == std::errc() && read.ptr == end && text.size() > start;
+  return sound && value >= limits.low && value <= limits.high ? std::to_string(value) : "";
 }
 
 std::string wanted(const number_limits &limits) {
@@ -27,9 +28,15 @@ CLI::Option *add_number(CLI::App &command, const std::string &name, uint32_t &va
                         number_limits limits) {
   CLI::Option *option = command.add_option(name, value, about);
   option->type_name("NUMBER");
-  return option->check([limits](const std::string &text) {
-    return is_number(text, limits) ? std::string() : "\"" + text + "\": " + wanted(limits);
-  });
+  const auto take = [limits](std::string &text) {
+    const std::string number = number_in(text, limits);
+    if (number.empty()) {
+      return "\"" + text + "\": " + wanted(limits);
+    }
+    text = number;
+    return std::string();
+  };
+  return option->transform(CLI::Validator(take, ""));
 }
 
 CLI::Option *add_vsan(CLI::App &command, uint32_t &value, const std::string &about) {

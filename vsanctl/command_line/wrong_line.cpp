@@ -62,8 +62,8 @@ std::string what_was_wrong(const CLI::App &app, const CLI::ParseError &error) {
   const std::vector<std::string> extra = app.remaining(true);
   if (!extra.empty()) {
     if (is_option(extra[0])) {
-      return "there is no option " + extra[0] + " here; there are " + options_of(reached) +
-             (&reached == &app ? "" : ", " + options_of(app));
+      const std::string own = &reached == &app ? "" : options_of(reached);
+      return "there is no option " + extra[0] + " here; there are " + own + (own.empty() ? "" : ", ") + options_of(app);
     }
     const std::string commands = commands_of(reached);
     return "\"" + extra[0] + "\" " +
@@ -75,7 +75,8 @@ std::string what_was_wrong(const CLI::App &app, const CLI::ParseError &error) {
   }
   if (error.get_name() == "ArgumentMismatch") {
     const std::string said = error.what();
-    return said.substr(0, said.find(':')) + ": a value is missing";
+    const bool twice = said.find("At Most") != std::string::npos;
+    return said.substr(0, said.find(':')) + (twice ? ": it is there more than once" : ": a value is missing");
   }
   return error.what();
 }

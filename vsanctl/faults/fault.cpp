@@ -94,6 +94,11 @@ std::string carried(const std::string &service, int64_t opcode) {
   return opcode == -1 ? "everything" : "opcode " + std::to_string(opcode);
 }
 
+// Milliseconds; people are shown seconds, as they typed them.
+cell ends_cell(int64_t milliseconds) {
+  return signed_cell(milliseconds, milliseconds == -1 ? "never" : std::to_string((milliseconds + 999) / 1000) + " s");
+}
+
 void list_faults(bool as_json) {
   const json object = ask_control("faults", kOpFaults, kMsgGet);
   const writer to = writer_open(as_json);
@@ -105,10 +110,10 @@ void list_faults(bool as_json) {
       return signed_cell(value, value == -1 ? none : "");
     };
     const auto service = fault.at("service").get<std::string>();
-    write_row(to,
-              {text_cell(service), text_cell(fault.at("kind")), signed_cell(fault.at("value").get<int64_t>()),
-               text_cell(carried(service, fault.at("opcode"))), number("opcode", "any"), text_cell(fault.at("side")),
-               number("count", "unlimited"), flag_cell(fault.at("spares_operator")), number("ends_in", "never")});
+    write_row(to, {text_cell(service), text_cell(fault.at("kind")), signed_cell(fault.at("value").get<int64_t>()),
+                   text_cell(carried(service, fault.at("opcode"))), number("opcode", "any"),
+                   text_cell(fault.at("side")), number("count", "unlimited"), flag_cell(fault.at("spares_operator")),
+                   ends_cell(fault.at("ends_in").get<int64_t>())});
   }
   writer_close(to);
 }
@@ -125,13 +130,13 @@ std::string not_among(const std::vector<std::string> &words, const std::string &
 }
 
 // A word out of a list, kept as it is.
-void add_word(CLI::App &command, const char *name, std::string &value, const std::vector<std::string> &words,
-              const char *about) {
+CLI::Option *add_word(CLI::App &command, const char *name, std::string &value, const std::vector<std::string> &words,
+                      const char *about) {
   std::string typed;
   for (const std::string &each : words) {
     typed += (typed.empty() ? "" : "|") + each;
   }
-  add_text(command, name, value, typed, about)
+  return add_text(command, name, value, typed, about)
       ->check([words](const std::string &word) { return not_among(words, word); })
       ->capture_default_str();
 }
@@ -143,7 +148,7 @@ void add_fault_options(CLI::App &command, fault_options &options) {
   for (const service_row &each : kServices) {
     services.emplace_back(each.name);
   }
-  add_word(command, "--service", options.service, services, "only exchanges with this service");
+  add_word(command, "--service", options.service, services, "only exchanges with this service")->excludes(object);
   add_number(command, "--opcode", options.opcode, "only this opcode", {0, INT32_MAX})->excludes(object);
   add_word(command, "--side", options.side, {"both", "reads", "writes"}, "only reads, or only writes");
   add_number(command, "--count", options.count, "only so many requests", {1, INT32_MAX});

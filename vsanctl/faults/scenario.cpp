@@ -8,6 +8,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <set>
+
 #include "command_line/arguments.h"
 #include "commands.h"
 #include "faults/scenario_file.h"
@@ -47,7 +49,11 @@ int run_command(const std::vector<std::string> &words) {
   arguments.push_back(nullptr);
   fflush(stdout);
   pid_t child = -1;
-  const int why = posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, arguments.data(), environ);
+  posix_spawnattr_t apart;  // Ctrl-C is for the scenario, which still has to undo
+  posix_spawnattr_init(&apart);
+  posix_spawnattr_setflags(&apart, POSIX_SPAWN_SETPGROUP);
+  const int why = posix_spawn(&child, "/proc/self/exe", nullptr, &apart, arguments.data(), environ);
+  posix_spawnattr_destroy(&apart);
   if (why != 0) {
     fail(kExitOutput, std::string("a command cannot be started: ") + strerror(why));
   }
@@ -75,11 +81,13 @@ void play(const std::vector<scenario_event> &events) {
   signal(SIGPIPE, SIG_IGN);  // what was to be undone is undone although nobody reads any more
   const double start = now();
   size_t failed = 0;
+  std::set<size_t> made;
   for (const scenario_event &event : events) {
     wait_until(start + event.at);
-    if (stopped != 0 && !event.undoes) {
+    if (stopped != 0 && !(event.undoes && made.contains(event.change))) {
       continue;
     }
+    made.insert(event.change);
     printf("%8.2f s  %s\n", now() - start, joined_words(event.words).c_str());
     failed += run_command(event.words) != 0 ? 1 : 0;
   }
@@ -87,7 +95,8 @@ void play(const std::vector<scenario_event> &events) {
     fail(kExitRefused, std::to_string(failed) + " of " + std::to_string(events.size()) + " commands failed");
   }
   if (stopped != 0) {
-    fail(kExitRefused, "the scenario was broken off; what was to be undone is undone");
+    fail(kExitRefused,
+         "the scenario was broken off; the changes that it made are undone, faults end when their time is over");
   }
 }
 

@@ -1,11 +1,18 @@
 #include "faults/scenario_file.h"
 
+#include "ask/text_file.h"
+#include "text_pieces.h"
+
 #include <toml++/toml.h>
 
 #include <algorithm>
 #include <iterator>
 
 namespace {
+
+// What a step may do.
+constexpr std::string_view kCommands[] = {"show",  "vsan", "interface", "timer", "switch", "export",  "import",
+                                          "reset", "kdx",  "history",   "debug", "fault",  "topology"};
 
 constexpr size_t kEventsMax = 100000;
 constexpr double kSecondsMax = 7 * 86400;
@@ -14,6 +21,7 @@ struct scenario_reader {
   std::string file;
   std::string problems;
   std::vector<scenario_event> events;
+  size_t changes = 0;
 };
 
 struct step {
@@ -46,7 +54,12 @@ std::string take_words(const toml::node &node, std::vector<std::string> &words) 
     words.assign(std::istream_iterator<std::string>(parts), {});
   } else if (const toml::array *list = node.as_array()) {
     for (const toml::node &each : *list) {
-      words.push_back(each.value_or<std::string>(""));
+      const auto word = each.value_exact<std::string>();
+      if (!word) {
+        words.clear();
+        break;
+      }
+      words.push_back(*word);
     }
   }
   return words.empty() ? "a command of vsanctl is wanted, such as \"interface down fc1/1\"" : "";
@@ -84,6 +97,14 @@ std::string step_problem(const step &taken) {
   if (taken.words[0] == "scenario") {
     return "do: a scenario cannot play another one";
   }
+  for (const std::vector<std::string> *words : {&taken.words, &taken.undo}) {
+    if (!words->empty() && std::ranges::find(kCommands, words->front()) == std::end(kCommands)) {
+      return "\"" + words->front() + "\" is no command of vsanctl";
+    }
+  }
+  if (taken.lasts > 0 && is_fault(taken) && std::ranges::find(taken.words, "--for") != taken.words.end()) {
+    return "for: it is there in do, too";
+  }
   if (taken.lasts > 0 && !is_fault(taken) && taken.undo.empty()) {
     return "for: undo is missing, the command that takes \"" + taken.words[0] + " ...\" back";
   }
@@ -99,9 +120,10 @@ void add_events(scenario_reader &reader, step taken) {
   }
   for (int64_t i = 0; i < taken.times; ++i) {
     const double at = taken.at + static_cast<double>(i) * taken.every;
-    reader.events.push_back({at, taken.words, false});
+    const size_t change = reader.changes++;
+    reader.events.push_back({at, taken.words, change, false});
     if (!taken.undo.empty()) {
-      reader.events.push_back({at + taken.lasts, taken.undo, true});
+      reader.events.push_back({at + taken.lasts, taken.undo, change, true});
     }
   }
 }
@@ -145,9 +167,20 @@ void read_steps(scenario_reader &reader, const toml::table &root) {
 
 int read_scenario(const std::string &file, std::vector<scenario_event> &events, std::string &problems) {
   scenario_reader reader{file, "", {}};
-  const toml::parse_result parsed = toml::parse_file(file);
+  std::string text;
+  if (read_text_file(file, text, problems) != 0) {
+    return -1;
+  }
+  if (const size_t line = line_of_misjudged_character(text); line != 0) {
+    problems = file + ":" + std::to_string(line) + ": a character from U+FB26 to U+FEFE cannot be used here";
+    return -1;
+  }
+  const toml::parse_result parsed = toml::parse(text, file);
   if (parsed) {
     read_steps(reader, parsed.table());
+    if (parsed.table().empty()) {
+      reader.problems = file + ": there is no [[step]] in it";
+    }
   } else {
     const auto line = parsed.error().source().begin.line;
     reader.problems =

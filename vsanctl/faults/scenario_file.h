@@ -17,7 +17,8 @@
 struct scenario_event {
   double at;  // seconds from the start
   std::vector<std::string> words;
-  bool undoes;  // it takes back an earlier one: run even when the scenario is broken off
+  size_t change;  // which change it makes or takes back, counted from 0
+  bool undoes;    // it takes it back: run, when the change was made, even after the scenario was broken off
 };
 
 // Reads the file into events in order of time. Returns 0, or -1 with every problem of the file in `problems`, one a

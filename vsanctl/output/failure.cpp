@@ -32,6 +32,7 @@ void fail(int exit_code, const std::string &text, int status) {
 void check_output() {
   errno = 0;
   if (fflush(stdout) != 0 || ferror(stdout) != 0) {
-    fail(kExitOutput, std::string("standard output: ") + strerror(errno != 0 ? errno : EIO));
+    fail(kExitOutput,
+         std::string("standard output") + (errno != 0 ? std::string(": ") + strerror(errno) : " was lost"));
   }
 }

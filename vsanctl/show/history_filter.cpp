@@ -24,10 +24,15 @@ bool is_mark(const platform_event &event) {
   return event.module_id == kUserMarkModule && event.level == kUserMarkLevel;
 }
 
-// Whether the text names the VSAN: its number behind a word that ends in "vsan", "vsanIndex", "Index", or the like.
+// Whether the text names the VSAN: its number right behind "vsan", "vsanIndex", "vsan_id", or "Index" alone.
 bool names_vsan(const std::string &text, uint32_t vsan) {
-  const std::regex named("(vsan|index)[a-z_]*[^0-9a-z]{0,4}" + std::to_string(vsan) + "(?![0-9])", std::regex::icase);
-  return std::regex_search(text, named);
+  static std::map<uint32_t, std::regex> expressions;
+  const auto [found, is_new] = expressions.try_emplace(vsan);
+  if (is_new) {
+    found->second.assign("(vsan(index|_?id)?|(^|[^a-z])index)[^0-9a-z]{0,4}" + std::to_string(vsan) + "(?![0-9])",
+                         std::regex::icase);
+  }
+  return std::regex_search(text, found->second);
 }
 
 }  // namespace

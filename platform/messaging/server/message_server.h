@@ -78,12 +78,12 @@ enum class fault_side { both, reads, writes };
 
 struct message_fault {
   fault_kind kind;
-  int opcode = -1;                 // -1: every opcode
-  int count = -1;                  // how many requests it hits; -1: until it is cleared
-  int value = 0;                   // delay: milliseconds; status: the status; short_answer: bytes of payload left
+  int opcode = -1;  // -1: every opcode
+  int count = -1;   // how many requests it hits; -1: until it is cleared
+  int value = 0;    // delay: milliseconds; status: the status; short_answer: bytes of payload left
   fault_side side = fault_side::both;
-  bool spares_operator = false;    // requests that say they are an operator's command are not hit
-  int64_t ends = 0;                // monotonic milliseconds; 0: when it is cleared
+  bool spares_operator = false;  // requests that say they are an operator's command are not hit
+  int64_t ends = 0;              // monotonic milliseconds; 0: when it is cleared
 };
 
 // Faults are tried in the order they were added; the first that matches a request is applied to it.

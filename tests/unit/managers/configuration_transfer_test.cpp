@@ -48,7 +48,7 @@ TEST_F(ConfigurationTransfer, PiecesComeInOrder) {
   EXPECT_EQ(take(1, piece("b", 5, 6)), kStatusMalformed) << "a gap";
   EXPECT_EQ(take(1, piece("bcd", 3, 6)), kStatusMalformed) << "the file was given up";
   EXPECT_EQ(take(1, piece("# a", 0, 2)), kStatusMalformed) << "more than announced";
-  EXPECT_EQ(take(1, piece("", 0, kTopologyMax + 1)), kStatusMalformed);
+  EXPECT_EQ(take(1, piece("", 0, kConfigurationMax + 1)), kStatusMalformed);
   EXPECT_EQ(give(1, {{"offset", 5U}}), kStatusMalformed) << "nothing was asked for yet";
 }
 
