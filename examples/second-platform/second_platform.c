@@ -1,4 +1,6 @@
 /* A platform in memory: every function that the module calls, with no switch behind them. Loaded before the module. */
+#define _GNU_SOURCE /* dladdr */
+
 #include <net-snmp/net-snmp-config.h>
 
 #include <net-snmp/net-snmp-includes.h>
@@ -7,6 +9,7 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <errno.h>
 #include <limits.h>
 #include <stdarg.h>
@@ -781,7 +784,17 @@ netsnmp_variable_list *build_varbind(netsnmp_variable_list *list, const void *va
 
 /* ---- As the agent loads it: `dlmod second_platform FILE` ---- */
 
+/* The agent loads each library for itself alone: without this, the module would not find what is defined here. A module
+   that was linked to its platform needs it not. */
+static void show_to_later_libraries(void) {
+  Dl_info self;
+  if (dladdr(&mts_response_q, &self) == 0 || dlopen(self.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD) == NULL) {
+    snmp_log(LOG_ERR, "second_platform: libraries that are loaded later will not find it\n");
+  }
+}
+
 void init_second_platform(void) {
+  show_to_later_libraries();
   fill_switch();
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID, on_registered, NULL);
 }
