@@ -18,14 +18,15 @@ def free_port():
 class Agent:
     """Starts with entering, is ended with leaving. `preload` is loaded before it, bound as calls come."""
 
-    def __init__(self, folder, platform, module, preload=(), words=(), traps_to=9):
+    def __init__(self, folder, platform, module, preload=(), words=(), traps_to=9, module_first=False):
         self.folder, self.port, self.words, self.preload = folder, free_port(), list(words), list(preload)
         os.makedirs(folder, exist_ok=True)
         self.log_file = os.path.join(folder, "snmpd.log")
         self.configuration = os.path.join(folder, "snmpd.conf")
         with open(self.configuration, "w", encoding="utf-8") as text:
+            lines = [f"dlmod second_platform {platform}\n", f"dlmod vsan_mib {module}\n"]
             text.write(f"rocommunity public\nrwcommunity private\ntrap2sink 127.0.0.1:{traps_to} public\n"
-                       f"dlmod second_platform {platform}\ndlmod vsan_mib {module}\n")
+                       + "".join(reversed(lines) if module_first else lines))
 
     def __enter__(self):
         environment = {**os.environ, "MIBS": "", "LD_PRELOAD": ":".join(self.preload)}

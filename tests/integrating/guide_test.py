@@ -1,4 +1,4 @@
-"""docs/integrating.md typed as it stands in a copy of the source; then the same platform and module, looked at closer."""
+"""docs/integrating.md typed as it stands in a copy of the source; then platform and module looked at closer."""
 import json
 import os
 import re
@@ -41,7 +41,8 @@ def compile_commands(folder):
 
 def values_below(text, numbers):
     """The instances of a walk's lines below an object, and their values."""
-    return dict(re.findall(rf"^{re.escape(agents.ROOT)}\.{re.escape(numbers)}\.([\d.]+) = \S+ (.*?)\s*$", text, re.MULTILINE))
+    prefix = re.escape(f"{agents.ROOT}.{numbers}.")
+    return dict(re.findall(rf"^{prefix}([\d.]+) = \S+ (.*?)\s*$", text, re.MULTILINE))
 
 
 class Guide(unittest.TestCase):
@@ -59,6 +60,15 @@ class Guide(unittest.TestCase):
             self.assertFalse([c for c in compile_commands(os.path.join(COPY, folder)) if "-Werror" in c], folder)
         self.assertTrue(os.path.exists(os.path.join(COPY, "my-switch/build/vsanmib/lib/libvsanmib.so")))
         self.assertTrue(all("-O2" in c for c in compile_commands(os.path.join(COPY, "build/module"))))
+
+    def test_boundary_is_plain_c(self):
+        folder = os.path.join(PREFIX, "include/vsanmib")
+        headers = ["platform/" + name for name in os.listdir(os.path.join(folder, "platform")) if name.endswith(".h")]
+        self.assertEqual(len(headers), 11)
+        for header in [*headers, "requests.h", "statuses.h", "switch_root.h", "vsan_records.h"]:
+            done = subprocess.run(["cc", "-std=gnu99", "-Wall", "-Werror", "-fsyntax-only", "-I", folder,
+                                   "-include", header, "-x", "c", "/dev/null"], stderr=subprocess.PIPE, text=True, check=False, timeout=60)
+            self.assertEqual(done.returncode, 0, header + ": " + done.stderr)
 
     def test_warnings_can_be_asked_for(self):
         folder = os.path.join(WORK, "warnings")
@@ -134,6 +144,15 @@ class Platform(unittest.TestCase):
             self.assertEqual(len(re.findall("INTEGER|STRING", self.agent.ask("get", *cells))), 3)
             found = len(re.findall("found the entry for vsan 10 in the cache", self.agent.log())) - before
             self.assertEqual(found, 2 * pdus, "the first column asks in every PDU, the others find its row")
+
+    def test_module_comes_second_unless_it_names_its_platform(self):
+        folder = os.path.join(WORK, "order")
+        with agents.Agent(folder, PLATFORM, MODULE, module_first=True) as agent:
+            self.assertIn("No Such Object", agent.ask("walk", agents.ROOT))
+            self.assertIn("undefined symbol", agent.log())
+        linked = os.path.join(COPY, "build/module/lib/libvsanmib.so")
+        with agents.Agent(folder, PLATFORM, linked, module_first=True) as agent:
+            self.assertEqual(len(values_below(agent.ask("walk", agents.ROOT), "1.1.3.1.2")), 3)
 
     def test_traps_are_sent(self):
         with agents.Traps(os.path.join(WORK, "traps")) as traps, agents.Agent(
