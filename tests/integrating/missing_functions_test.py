@@ -65,8 +65,8 @@ def bound_by_call(library):
         if not agent.is_running():
             return "at its start"
         for what, words in STEPS:
-            answered = "Timeout" not in agent.ask(*words, timeout="1")
-            if not agent.outlives(0.1):
+            answered = "Timeout" not in agent.ask(*words)
+            if not agent.outlives_its_alarms():
                 return f"when it {'sends a trap' if answered else what}"
         return "at its end" if agent.stop() != 0 else "not in this test"
 
