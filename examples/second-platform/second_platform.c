@@ -235,7 +235,7 @@ int vsan_range_config_change_get_attr_values(void *payload, uint32_t size, int k
 
 static void vsan_changed(const vsanEntry *row, int created, uint32_t oper_state) {
   gettimeofday(&changed, NULL);
-  notify(kNotifyVsanChange, row->vsanIndex, created, row->vsanAdminState, oper_state, 16);
+  notify(kNotifyVsanChange, row->vsanIndex, (uint32_t)created, row->vsanAdminState, oper_state, 16);
 }
 
 /* ---- The exchanges: see platform/exchanges.md ---- */
