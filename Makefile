@@ -94,7 +94,7 @@ check:
 	cmake --preset clang >/dev/null
 	cmake --build --preset clang --target product
 	@test -n "$(SOURCES)" || { echo "no sources: git ls-files says nothing here" >&2; exit 1; }
-	git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+	git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run -Werror
 	printf '%s\n' $(SOURCES) | xargs -n 4 -P 2 clang-tidy --quiet -p build/clang
 
 # Each fuzzer for FUZZ_SECONDS, under the sanitizers, from the seeds in the tree. What it finds stays in build/fuzz/found.

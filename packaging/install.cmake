@@ -14,18 +14,32 @@ set_target_properties(vsanmib PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(FILES mibs/VSAN-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
 
 # Of several files with one module net-snmp takes the last in the order of the names: these give way to all others.
-file(GLOB STANDARD_MIBS RELATIVE ${CMAKE_SOURCE_DIR}/mibs/standard mibs/standard/*.txt)
+file(GLOB STANDARD_MIBS RELATIVE ${PROJECT_SOURCE_DIR}/mibs/standard mibs/standard/*.txt)
 foreach(mib IN LISTS STANDARD_MIBS)
   install(FILES mibs/standard/${mib} DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs RENAME 00vsanmib-${mib})
 endforeach()
 
 # For those who write a platform or read the records: one folder to name to the compiler.
-install(DIRECTORY include/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib FILES_MATCHING PATTERN *.h)
+install(DIRECTORY include/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib FILES_MATCHING PATTERN *.h PATTERN *.md)
 install(DIRECTORY protocol/records/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib FILES_MATCHING PATTERN *.h)
 install(FILES feature/vsan_manager/mib/vsan_mib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib)
-if(IS_DIRECTORY ${CMAKE_SOURCE_DIR}/examples)
+if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/examples)
   install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/vsanmib)
 endif()
+install(FILES docs/integrating.md DESTINATION ${CMAKE_INSTALL_DATADIR}/vsanmib)
+
+# How their builds find the headers and the module.
+include(CMakePackageConfigHelpers)
+set(VSANMIB_PACKAGE_DIR ${CMAKE_INSTALL_FULL_LIBDIR}/cmake/vsanmib)
+set(VSANMIB_HEADERS ${CMAKE_INSTALL_FULL_INCLUDEDIR}/vsanmib)
+configure_package_config_file(packaging/finding/vsanmibConfig.cmake.in ${PROJECT_BINARY_DIR}/packaging/vsanmibConfig.cmake
+  INSTALL_DESTINATION ${VSANMIB_PACKAGE_DIR} PATH_VARS VSANMIB_HEADERS VSANMIB_LIBRARY_DIR)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/packaging/vsanmibConfigVersion.cmake
+  VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/vsanmibConfig.cmake
+  ${PROJECT_BINARY_DIR}/packaging/vsanmibConfigVersion.cmake DESTINATION ${VSANMIB_PACKAGE_DIR})
+configure_file(packaging/finding/libvsanmib.pc.in ${PROJECT_BINARY_DIR}/packaging/libvsanmib.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/libvsanmib.pc DESTINATION ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 
 if(VSANMIB_ONLY)
   return()
@@ -50,11 +64,11 @@ endforeach()
 
 file(READ packaging/units/hardening.conf HARDENING)
 foreach(unit switchd.service switchd@.service)
-  configure_file(packaging/units/${unit}.in ${CMAKE_BINARY_DIR}/packaging/${unit} @ONLY)
-  install(FILES ${CMAKE_BINARY_DIR}/packaging/${unit} DESTINATION ${VSANMIB_UNITS})
+  configure_file(packaging/units/${unit}.in ${PROJECT_BINARY_DIR}/packaging/${unit} @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/packaging/${unit} DESTINATION ${VSANMIB_UNITS})
 endforeach()
-configure_file(packaging/snmpd/vsanmib.conf.in ${CMAKE_BINARY_DIR}/packaging/vsanmib.conf @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/packaging/vsanmib.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)
+configure_file(packaging/snmpd/vsanmib.conf.in ${PROJECT_BINARY_DIR}/packaging/vsanmib.conf @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/vsanmib.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)
 
 file(GLOB TOPOLOGIES packaging/topologies/*.toml)
 install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
@@ -63,10 +77,10 @@ foreach(section 1 5 8)
   file(GLOB PAGES docs/man/*.${section})
   install(FILES ${PAGES} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
 endforeach()
-if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/completion/vsanctl.bash)
+if(EXISTS ${PROJECT_SOURCE_DIR}/packaging/completion/vsanctl.bash)
   install(FILES packaging/completion/vsanctl.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vsanctl)
 endif()
-if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/completion/_vsanctl)
+if(EXISTS ${PROJECT_SOURCE_DIR}/packaging/completion/_vsanctl)
   install(FILES packaging/completion/_vsanctl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 endif()

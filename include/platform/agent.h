@@ -20,8 +20,9 @@ typedef struct {
 } snmp_error_record_t;
 
 // Turns one notification message into a trap: returns the trap's varbinds, to be freed by the caller, fills `trap_oid`
-// (room for MAX_OID_LEN) and its length, and sets `*send` to 1; or returns null with `*send` 0 when no trap is to be
-// sent.
+// (room for MAX_OID_LEN) and its length, in sub-identifiers, and sets `*send` to 1; or returns null with `*send` 0 when
+// no trap is to be sent. The varbinds lack sysUpTime and snmpTrapOID. It is called on the agent's thread and outside a
+// PDU, since it may ask the switch; `msg` stays the caller's and is read with mts_payload_get and mts_payload_size.
 typedef netsnmp_variable_list *(*notification_handler_t)(void *msg, oid *trap_oid, size_t *trap_oid_len, int *send);
 
 // Both return 0 on success. A second registration of an id replaces the first; unregistering an id that has no handler
@@ -36,6 +37,12 @@ const char *get_snmp_sessionid(int unused);
 
 // A number unique to the PDU (never a client's own request id, which clients repeat), positive. Outside a PDU a number
 // that no other call and no PDU gets: what is kept by the number is kept for nobody then.
+//
+// The row that a PDU read is kept for its other columns under this number: one that two PDUs share answers the second
+// with the first one's row, one that changes within a PDU costs an exchange a column. net-snmp gives each PDU such a
+// number, `transid` of netsnmp_pdu, but does not tell the module's functions, which are of the agent's old interface,
+// the PDU that they serve: a handler that is injected in front of each registration knows it (`asp->pdu` of its
+// netsnmp_agent_request_info).
 int get_pdu_reqid(void);
 
 // Roles close, they never open: the answers below are those of a user who may use nothing when a line of the user's

@@ -1,4 +1,5 @@
-// Synchronous request/response exchanges with the managers of the switch.
+// Synchronous request/response exchanges with the managers of the switch. exchanges.md, beside this file, lists every
+// one that the module makes: receiver, opcode, type, request, answer, and the statuses that mean something to it.
 #ifndef PLATFORM_CMI_H
 #define PLATFORM_CMI_H
 
@@ -18,7 +19,9 @@ extern "C" {
 //   response          where to put the answer's payload, `malloc`ed, for the caller to `free`; null when none is
 //                     wanted. Set it to a null pointer before the call. It may be set on a refused request too.
 //   size              in: the request's size (the expected answer's size when `request` is null, and then no payload is
-//                     sent); out: the answer's payload size. Left as it was when no response was wanted or none came.
+//                     sent); out: the answer's payload size, in bytes. Left as it was when no response was wanted or
+//                     none came. The module drops an answer that says fewer bytes than it needs, and the object is
+//                     silently not there; of a size that was left as it was it believes that the answer is whole.
 //   user, session     who asks; null for a read
 //   service           the receiver
 //   queue             `mts_response_q`

@@ -6,7 +6,8 @@
 extern "C" {
 #endif
 
-// Whether distribution is on for `application`. Returns 0, or -1 when the state is not known (no page, an application
+// Whether distribution is on for `application`; the module asks for "fctimer". A platform without distribution says
+// 0, and is never sent a KDX_GET. Returns 0, or -1 when the state is not known (no page, an application
 // that is not distributed); `*enabled` is then left as it was.
 int is_kdx_enabled(const char *application, int *enabled);
 

@@ -1,4 +1,6 @@
-// The two readers of notification 145, a change of a range of VSANs.
+// The two readers of notification 145, a change of a range of VSANs. Nobody else reads its payload, so that its format
+// is the platform's own. The trap needs the VSAN and the attributes 1 (admin state: 1 active, 2 suspended) and 19
+// (operational state: 1 up, 2 down); without one of them none is sent.
 #ifndef PLATFORM_VSAN_RANGE_H
 #define PLATFORM_VSAN_RANGE_H
 

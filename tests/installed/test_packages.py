@@ -34,6 +34,16 @@ def test_every_header_is_enough_for_the_compiler(tmp_path):
         assert done.returncode == 0, header + ": " + done.stderr
 
 
+def test_second_platform_is_built_with_what_is_installed(tmp_path):
+    subprocess.run(["dpkg-deb", "-x", built("vsanmib-dev_*.deb"), str(tmp_path)], check=True, timeout=60)
+    found = glob.glob(str(tmp_path / "usr/lib/*/pkgconfig"))
+    assert len(found) == 1 and (tmp_path / "usr/share/vsanmib/integrating.md").exists()
+    environment = {**os.environ, "PKG_CONFIG_PATH": found[0], "PKG_CONFIG_SYSROOT_DIR": str(tmp_path)}
+    example = tmp_path / "usr/share/vsanmib/examples/second-platform"
+    subprocess.run(["make", "-s", "-C", str(example)], check=True, env=environment, timeout=120)
+    assert (example / "libsecond_platform.so").exists()
+
+
 def test_what_the_build_needs_is_said_once():
     with open(os.path.join(machines.SOURCE, "packaging/packages.txt"), encoding="utf-8") as text:
         listed = re.search(r"\[build\]\n([^\[]*)", text.read())[1].split()

@@ -101,6 +101,9 @@ struct platform {
 platform &the();
 void reset();
 
+// What the faked managers answer to a request, for tests that change it.
+reply answer_of_managers(const exchange &e);
+
 // A row as the faked manager answers it.
 vsanEntry make_row(uint32_t vsan);
 // Adds such a row.
