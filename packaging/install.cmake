@@ -72,7 +72,12 @@ install(FILES ${PROJECT_BINARY_DIR}/packaging/vsanmib.conf DESTINATION ${CMAKE_I
 
 file(GLOB TOPOLOGIES packaging/topologies/*.toml)
 install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
-install(FILES docs/install.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd)
+install(DIRECTORY examples/scenarios DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
+install(DIRECTORY packaging/monitoring DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd
+  FILES_MATCHING PATTERN *.yml PATTERN *.json)
+foreach(page install.md operating.md agent-configuration.md monitoring.md testing-an-nms.md vsanctl.schema.json)
+  install(FILES docs/${page} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd)
+endforeach()
 foreach(section 1 5 8)
   file(GLOB PAGES docs/man/*.${section})
   install(FILES ${PAGES} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})

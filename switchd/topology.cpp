@@ -28,6 +28,7 @@ namespace {
 
 constexpr size_t kProblemsTold = 50;
 constexpr size_t kProblemMax = 300;  // octets that are told of one
+constexpr size_t kKeyMax = 100;      // and of its key
 
 // The problems of a file, by line.
 struct topology_reader {
@@ -36,7 +37,8 @@ struct topology_reader {
 };
 
 void complain(topology_reader &reader, const toml::node &where, const std::string &key, const std::string &what) {
-  reader.problems.emplace(where.source().begin.line, key + ": " + what);
+  const std::string shown = key.size() <= kKeyMax ? key : key.substr(0, piece_end(key, 0, kKeyMax)) + "...";
+  reader.problems.emplace(where.source().begin.line, shown + ": " + what);
 }
 
 // One line a problem.

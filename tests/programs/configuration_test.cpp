@@ -1,4 +1,7 @@
 // The configuration of the whole switch as a file: out of the switch, into it, and what is wrong with it.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -101,10 +104,23 @@ TEST_F(Configuration, FilesThatAreNoneAreNamed) {
   EXPECT_EQ(run_program(SWITCHD, {"--check", "--topology", TOPOLOGIES "/small-fabric.toml"}).code, 0);
 }
 
+TEST_F(Configuration, ErrorsOfAnySizeAreTold) {
+  EXPECT_NE(run({"import", written(std::string(200'000, 'k') + " = 1\n")}).err.find("unknown section"),
+            std::string::npos);
+  std::string many;
+  for (int i = 0; i < 60; ++i) {
+    many += std::string(3000, 'k') + std::to_string(i) + " = 1\n";
+  }
+  EXPECT_NE(run({"import", written(many)}).err.find("10 problems more"), std::string::npos);
+  EXPECT_NE(run({"import", written(std::string(200'000, '\x01'))}).err.find("import.toml:1: "), std::string::npos);
+  EXPECT_NE(run({"import", "/dev/zero"}).err.find("/dev/zero: more than 16777216 bytes"), std::string::npos);
+}
+
 TEST_F(Configuration, IsNotImportedIntoAnOpenSession) {
   ASSERT_EQ(run({"kdx", "enable"}).code, 0);
   ASSERT_EQ(run({"timer", "set", "e_d_tov", "1500"}).code, 0);
   const std::string before = everything_shown();
+  EXPECT_NE(run({"import", "--check", TOPOLOGIES "/small-fabric.toml"}).out.find("not now"), std::string::npos);
   const program_result result = run({"import", TOPOLOGIES "/small-fabric.toml"});
   EXPECT_EQ(result.code, 1);
   EXPECT_NE(result.err.find("commit or abort it first"), std::string::npos) << result.err;
@@ -114,11 +130,21 @@ TEST_F(Configuration, IsNotImportedIntoAnOpenSession) {
 TEST_F(Configuration, ThatAnEditedTopologyFileHasIsNotAppliedAndThatIsTold) {
   stop();
   const std::string edited = written("[switch]\nname = \"other\"\n");
+  const timespec later[] = {{time(nullptr) + 5, 0}, {time(nullptr) + 5, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, edited.c_str(), later, 0), 0);
   start(edited);
-  std::ifstream log(path("stderr"));
-  const std::string lines{std::istreambuf_iterator<char>(log), {}};
-  EXPECT_NE(lines.find("warning"), std::string::npos) << lines;
-  EXPECT_NE(lines.find("vsanctl import " + edited), std::string::npos) << lines;
+  const std::string lines = file_text(path("stderr"));
+  EXPECT_NE(lines.find("warning " + edited + " is not applied"), std::string::npos) << lines;
+  EXPECT_NE(lines.find("vsanctl import --check " + edited), std::string::npos) << lines;
+}
+
+TEST_F(Configuration, OfASwitchThatWasChangedSinceIsNoWarning) {
+  ASSERT_EQ(run({"vsan", "create", "77"}).code, 0);
+  stop();
+  start();
+  const std::string lines = file_text(path("stderr"));
+  EXPECT_EQ(lines.find("warning"), std::string::npos) << lines;
+  EXPECT_NE(lines.find("which was changed since, in 1 VSAN"), std::string::npos) << lines;
 }
 
 TEST_F(Configuration, ASwapOfNamesIsOneChange) {

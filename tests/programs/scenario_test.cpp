@@ -71,6 +71,29 @@ TEST_F(Scenario, OneThatIsBrokenOffUndoesWhatItDid) {
   EXPECT_EQ(show({"show", "vsan", "100"})["vsans"][0]["oper"], "up");
 }
 
+TEST_F(Scenario, OneThatIsBrokenOffUndoesNothingThatItDidNotDo) {
+  ASSERT_EQ(run({"vsan", "set", "20", "--state", "suspended"}).code, 0);
+  const std::string file = written(
+      "[[step]]\ndo = \"show vsan\"\n[[step]]\nat = 30\ndo = \"vsan set 20 --state suspended\"\nfor = 5\n"
+      "undo = \"vsan set 20 --state active\"\n");
+  std::string printed;
+  const pid_t played =
+      start_program(VSANCTL, {"--run-dir", run_dir(), "scenario", file}, path("scenario.err"), &printed);
+  usleep(300'000);
+  kill(played, SIGINT);
+  EXPECT_EQ(wait_for_exit(played), 1);
+  EXPECT_EQ(show({"show", "vsan", "20"})["vsans"][0]["admin"], "suspended");
+}
+
+TEST_F(Scenario, FilesThatAreNoneAndCommandsThatAreNoneAreTold) {
+  EXPECT_NE(run({"scenario", "--check", directory.path}).err.find("Is a directory"), std::string::npos);
+  EXPECT_NE(run({"scenario", "--check", "/dev/null"}).err.find("there is no [[step]] in it"), std::string::npos);
+  EXPECT_NE(run({"scenario", "--check", written("[[step]]\ndo = \"frobnicate x\"\n")})
+                .err.find("\"frobnicate\" is no command"),
+            std::string::npos);
+  EXPECT_EQ(run({"scenario", "--check", written("[[step]]\ndo = [\"vsan\", 20]\n")}).code, 2);
+}
+
 TEST_F(Scenario, TheExampleIsSound) {
   const program_result planned = run({"scenario", "--check", EXAMPLES "/scenarios/bad-evening.toml"});
   EXPECT_EQ(planned.code, 0) << planned.err;

@@ -53,7 +53,8 @@ TEST_F(Vsanctl, ShowsInterfacesMembershipsTimersAndStatus) {
   EXPECT_EQ(show({"show", "interface"})["interfaces"].size(), 12U);
   const json memberships = show({"show", "membership"})["memberships"];
   ASSERT_EQ(memberships.size(), 7U);
-  for (const json &each : show({"show", "interface"})["interfaces"]) {
+  const json interfaces = show({"show", "interface"})["interfaces"];
+  for (const json &each : interfaces) {
     for (const json &pair : memberships) {
       EXPECT_EQ(pair["interface"] == each["index"], pair["name"] == each["name"]);
     }
@@ -121,6 +122,10 @@ TEST_F(Vsanctl, WrongCommandLinesNameTheWordAndWhatCouldStandThere) {
       {{"vsan", "set", "20"}, {"nothing to change was given; there are --name", "--drop-latency"}},
       {{"switch", "set"}, {"nothing to set was given", "--network-latency"}},
       {{"switch", "set", "--wwn", "20:00"}, {"\"20:00\"", "20:00:02:00:00:00:00:01"}},
+      {{"switch", "set", "--wwn", "0x:00:02:5a:10:3c:00:01"}, {"0x:00:02"}},
+      {{"fault", "hang", "--for", "3", "--for", "2"}, {"--for: it is there more than once"}},
+      {{"fault", "hang", "--object", "vsanName", "--service", "identity"}, {"--service", "--object"}},
+      {{"show", "errors", "--bogus"}, {"no option --bogus here; there are --version"}},
       {{"timer", "set", "edtov", "2000"}, {"\"edtov\": e_d_tov, r_a_tov, d_s_tov, f_s_tov are the choices"}},
       {{"fault", "explode"}, {"\"explode\"", "delay, status, drop"}},
       {{"fault", "delay", "999999999"}, {"milliseconds: \"999999999\"", "0 to 600000"}},
@@ -157,6 +162,24 @@ TEST_F(Vsanctl, OutputThatIsLostIsAnError) {
       run_program("/bin/sh", {"-c", VSANCTL " --run-dir " + run_dir() + " show vsan >/dev/full"});
   EXPECT_EQ(result.code, 4);
   EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
+}
+
+TEST_F(Vsanctl, AClosedStreamIsAnErrorAndDoesNotReachTheSwitch) {
+  const program_result result = run_program("/bin/sh", {"-c", VSANCTL " --run-dir " + run_dir() + " export >&-"});
+  EXPECT_EQ(result.code, 4) << result.err;
+  EXPECT_EQ(file_text(path("stderr")).find("no frame"), std::string::npos);
+}
+
+TEST_F(Vsanctl, NumbersAreDecimalUnlessTheySayThatTheyAreHexadecimal) {
+  EXPECT_EQ(show({"show", "vsan", "020"})["vsans"][0]["vsan"], 20);
+  EXPECT_EQ(show({"show", "vsan", "0x14"})["vsans"][0]["vsan"], 20);
+  EXPECT_EQ(run({"show", "vsan", "0x"}).code, 2);
+  EXPECT_EQ(run({"show", "vsan", "+20"}).code, 2);
+}
+
+TEST_F(Vsanctl, ANameThatIsAnotherInterfacesIndexIsAskedBack) {
+  expect_done({"interface", "create", "16781312", "--index", "5"});
+  expect_refused({"interface", "down", "16781312"}, {"the name of the one with index 5", "the index of fc1/2"});
 }
 
 TEST_F(Vsanctl, FindsTheSwitchThatTheEnvironmentNames) {
