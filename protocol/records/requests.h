@@ -54,12 +54,12 @@ enum {
   kOpFaults = 9202,
   // GET: counters of the notification queue, and its oldest entries.
   kOpNotificationQueue = 9203,
-  // The configuration of the whole switch as a topology file, in pieces of up to kConfigurationPiece bytes, less when many of them are escaped. GET with
-  // {"offset": N}: 0 takes a copy, which the pieces that follow are of; answers {"text": PIECE, "total": BYTES}. SET
-  // with {"offset": N, "total": BYTES, "text": PIECE, "name": what errors call the file, "apply": true|false}: pieces
-  // come in order, 0 first; the last one is answered with {"problems": lines, "extent": what changes}, and applied when
-  // that is wanted and there is no problem. The others are answered with {}. Pieces are kept per client process, a
-  // minute long. DELETE makes the switch what a new store would be filled with.
+  // The configuration of the whole switch as a topology file, in pieces of up to kConfigurationPiece bytes, less when
+  // many of them are escaped. GET with {"offset": N}: 0 takes a copy, which the pieces that follow are of; answers
+  // {"text": PIECE, "total": BYTES}. SET with {"offset": N, "total": BYTES, "text": PIECE, "name": what errors call the
+  // file, "apply": true|false}: pieces come in order, 0 first; the last one is answered with {"problems": lines,
+  // "extent": what changes}, and applied when that is wanted and there is no problem. The others are answered with {}.
+  // Pieces are kept per client process, a minute long. DELETE makes the switch what a new store would be filled with.
   kOpConfiguration = 9204,
 };
 
