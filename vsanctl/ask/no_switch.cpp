@@ -28,7 +28,7 @@ std::string group_of(const std::string &path) {
 std::string closed_folder() {
   const std::string run_dir = platform_run_dir();
   for (size_t end = run_dir.find('/', 1);; end = run_dir.find('/', end + 1)) {
-    const std::string folder = run_dir.substr(0, end);
+    std::string folder = run_dir.substr(0, end);
     if (access(folder.c_str(), X_OK) != 0) {
       return folder;
     }

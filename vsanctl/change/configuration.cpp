@@ -47,7 +47,7 @@ json piece_of(const std::string &text, size_t offset, const std::string &name, b
                {"text", text.substr(offset, end - offset)},
                {"name", name == "-" ? "standard input" : name},
                {"apply", apply}};
-    if (piece.dump().size() <= 2 * kConfigurationPiece) {
+    if (piece.dump().size() <= size_t{2} * kConfigurationPiece) {
       return piece;
     }
   }

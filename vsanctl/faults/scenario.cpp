@@ -43,6 +43,7 @@ int run_command(const std::vector<std::string> &words) {
   std::vector<std::string> line{"vsanctl", "--run-dir", platform_run_dir()};
   line.insert(line.end(), words.begin(), words.end());
   std::vector<char *> arguments;
+  arguments.reserve(line.size() + 1);
   for (std::string &each : line) {
     arguments.push_back(each.data());
   }
