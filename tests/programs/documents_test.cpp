@@ -188,12 +188,12 @@ std::string commands_of(const std::string &guide) {
 TEST(Guides, OfTestersDoesWhatItSays) {
   const temporary_directory directory;
   const std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
-  std::string script = "set -e\ntrap 'kill %1' EXIT\nPATH=" + bin + ":$PATH\ncd " SOURCE "\n" +
-                       commands_of(SOURCE "/docs/testing-an-nms.md");
-  for (size_t at = 0; (at = script.find("/tmp/", at)) != std::string::npos;) {
-    script.replace(at, 5, directory.path + "/");
+  std::string commands = commands_of(SOURCE "/docs/testing-an-nms.md");
+  for (size_t at = 0; (at = commands.find("/tmp/", at)) != std::string::npos;) {
+    commands.replace(at, 5, directory.path + "/");
     at += directory.path.size();
   }
+  const std::string script = "set -e\ntrap 'kill %1' EXIT\nPATH=" + bin + ":$PATH\ncd " SOURCE "\n" + commands;
   std::ofstream(directory.path + "/script") << script;
   const program_result result = run_program("/usr/bin/timeout", {"60", "/bin/bash", directory.path + "/script"});
   EXPECT_EQ(result.code, 0) << result.err << result.out;
