@@ -47,6 +47,8 @@ TEST_F(Documents, TheSchemaIsWhatIsPrinted) {
     words.emplace_back("--json");
     expect_schema(command, run(words).out);
   }
+  ASSERT_EQ(run({"kdx", "abort"}).code, 0);
+  expect_schema("import", run({"--json", "import", "--check", TOPOLOGIES "/small-fabric.toml"}).out);
   expect_schema("error", run({"--json", "vsan", "set", "77", "--mtu", "2000"}).err);
 }
 
