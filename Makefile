@@ -34,7 +34,7 @@ package:
 
 # The packages looked through, and installed, used, upgraded and purged on a small Debian machine of their own.
 package-test: package
-	$(DEPS) demo clients
+	$(DEPS) demo clients monitoring
 	/usr/bin/python3 -B -m pytest -q -p no:cacheprovider tests/installed
 
 demo: build

@@ -12,11 +12,13 @@
 #include <systemd/sd-daemon.h>
 #endif
 
+#include "arguments.h"
 #include "event_ptr.h"
 #include "host.h"
 #include "log.h"
 #include "switchplatform/run_dir.h"
 #include "topology.h"
+#include "wrong_line.h"
 
 namespace {
 
@@ -48,7 +50,7 @@ long group_id(const std::string &group) {
 }
 
 std::string group_problem(const std::string &group) {
-  return group_id(group) < 0 ? "no such group: " + group : "";
+  return group_id(group) < 0 ? "\"" + group + "\": there is no such group" : "";
 }
 
 void on_stop(evutil_socket_t signal_number, short, void *context) {
@@ -137,20 +139,18 @@ int parse_and_run(int argc, char **argv) {
   options chosen;
   CLI::App app("The managers of one switch: VSANs, interfaces, timers, distribution, notifications.", "switchd");
   app.set_version_flag("--version", std::string("switchd ") + VSANMIB_VERSION, "print the version and exit");
-  app.add_option("--run-dir", chosen.run_dir, "where the sockets and the shared page are")
+  add_text(app, "--run-dir", chosen.run_dir, "DIR", "where the sockets and the shared page are")
       ->envname("SWITCHD_RUN_DIR")
       ->capture_default_str();
-  CLI::Option *state = app.add_option("--state", chosen.state_file, "the store; made when it is absent");
+  CLI::Option *state = add_text(app, "--state", chosen.state_file, "FILE", "the store; made when it is absent");
   CLI::Option *topology =
-      app.add_option("--topology", chosen.topology_file, "TOML file that a new store is filled from");
+      add_text(app, "--topology", chosen.topology_file, "FILE", "TOML file that a new store is filled from");
   app.add_flag("--check", chosen.check, "only check the topology file; print its errors")->needs(topology);
-  app.add_option("--log-level", chosen.log_level, "debug, info, warn or error")
-      ->check(CLI::IsMember(std::vector<std::string>(std::begin(kLogLevels), std::end(kLogLevels))))
-      ->capture_default_str();
-  app.add_option("--log-file", chosen.log_file, "log to this file instead of standard error");
-  app.add_option("--group", chosen.group,
-                 "the group, by name or number, whose members may connect besides root and this user; this process's "
-                 "own unless said otherwise")
+  add_word(app, "--log-level", chosen.log_level, {std::begin(kLogLevels), std::end(kLogLevels)}, "what is logged");
+  add_text(app, "--log-file", chosen.log_file, "FILE", "log to this file instead of standard error");
+  add_text(app, "--group", chosen.group, "GROUP",
+           "the group, by name or number, whose members may connect besides root and this user; this process's own "
+           "unless said otherwise")
       ->check(group_problem);
   app.footer(kFooter);
   try {
@@ -158,7 +158,7 @@ int parse_and_run(int argc, char **argv) {
   } catch (const CLI::Success &asked) {  // help, version
     return app.exit(asked);
   } catch (const CLI::ParseError &error) {
-    fprintf(stderr, "switchd: %s\n  switchd --help says more\n", error.what());
+    fprintf(stderr, "switchd: %s\n", wrong_line_text(app, error).c_str());
     return kHostUsage;
   }
   if (chosen.check) {

@@ -20,6 +20,6 @@ void add_kdx_commands(CLI::App &app);
 void add_history_commands(CLI::App &app, const common_options &common);
 void add_debug_commands(CLI::App &app);
 void add_fault_commands(CLI::App &app, const common_options &common);
-void add_scenario_commands(CLI::App &app);
+void add_scenario_commands(CLI::App &app, const common_options &common);
 
 #endif

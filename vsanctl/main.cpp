@@ -6,17 +6,18 @@
 
 #include <exception>
 
-#include "command_line/completion.h"
-#include "command_line/wrong_line.h"
 #include "commands.h"
+#include "help/completion.h"
+#include "help/examples.h"
 #include "output/failure.h"
 #include "switchplatform/operator_requests.h"
 #include "switchplatform/run_dir.h"
+#include "wrong_line.h"
 
 namespace {
 
 constexpr char kFooter[] =
-    "\nExamples:\n"
+    "Examples:\n"
     "  vsanctl show vsan\n"
     "  vsanctl vsan create 50 --name edge\n"
     "  vsanctl interface move fc1/3 50\n"
@@ -37,7 +38,7 @@ void add_commands(CLI::App &app, const common_options &common) {
   add_history_commands(app, common);
   add_debug_commands(app);
   add_fault_commands(app, common);
-  add_scenario_commands(app);
+  add_scenario_commands(app, common);
 }
 
 int run(int argc, char **argv) {
@@ -56,13 +57,14 @@ int run(int argc, char **argv) {
   // Commands run while the line is parsed, after its options: the run directory must be known by then.
   app.parse_complete_callback([&] {
     if (common.json) {
-      failures_as_json();
+      messages_as_json();
     }
     if (platform_set_run_dir(run_dir.c_str()) != 0) {
       fail(kExitUsage, "--run-dir " + run_dir + ": " + strerror(errno));
     }
   });
   add_commands(app, common);
+  add_examples(app);
   if (is_completion(argc, argv)) {
     complete(app, argc, argv);
     return kExitOk;
@@ -73,7 +75,7 @@ int run(int argc, char **argv) {
     return app.exit(asked);
   } catch (const CLI::ParseError &error) {
     if (app.count("--json") > 0) {
-      failures_as_json();
+      messages_as_json();
     }
     fail(kExitUsage, wrong_line_text(app, error));
   }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -265,6 +266,24 @@ TEST_F(Interfaces, AHungSwitchDoesNotHoldTheAgentWhenNobodyAsks) {
   }
   lab::signal(l.switchd, SIGCONT);
   EXPECT_EQ(got(cell(8, kFirst)).integer, 1);
+}
+
+TEST_F(Interfaces, ASwitchThatHangsBehindAChangeHoldsTheAgentForOneLookOfASecond) {
+  start();
+  EXPECT_TRUE(lab::wait_until([&] { return got(kSysUpTime).integer > 400; }));
+  ASSERT_EQ(lab::ctl(l, {"interface", "down", "fc1/1"}).status, 0);
+  lab::signal(l.switchd, SIGSTOP);
+  snmp::client c(l, snmp::community("public"), 2.5);  // a question of a station's would wait for 4 s
+  int held = 0;
+  for (int i = 0; i < 30; ++i) {
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_TRUE(snmp::get(c, {kSysUpTime}).sent_back) << i;
+    held += std::chrono::steady_clock::now() - before > std::chrono::milliseconds(500) ? 1 : 0;
+    usleep(100'000);
+  }
+  lab::signal(l.switchd, SIGCONT);
+  EXPECT_LE(held, 1);
+  EXPECT_TRUE(lab::wait_until([&] { return got(cell(8, kFirst)).integer == 2; }));
 }
 
 TEST_F(Interfaces, TheirLineMayStandFirst) {

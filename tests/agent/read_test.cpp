@@ -125,14 +125,18 @@ TEST_F(Read, GoldenWalkByGetBulkOfEverySize) {
   }
 }
 
-// Clients that no one here wrote. Each prints a line a value.
-std::string as_printed(const std::vector<varbind> &walk) {
+// Clients that no one here wrote. Each prints a line a value, all but one with its type.
+std::string as_printed(const std::vector<varbind> &walk, bool with_types = true) {
   std::string text;
   for (const varbind &v : walk) {
     for (const unsigned long number : v.name) {
       text += "." + std::to_string(number);
     }
-    text += v.type == 0x04 ? " OCTETS " : v.type == 0x42 ? " Gauge32 " : v.type == 0x43 ? " TimeTicks " : " INTEGER ";
+    const char *type = v.type == 0x04   ? " OCTETS "
+                       : v.type == 0x42 ? " Gauge32 "
+                       : v.type == 0x43 ? " TimeTicks "
+                                        : " INTEGER ";
+    text += with_types ? type : " ";
     if (v.type != 0x04) {
       text += std::to_string(v.integer);
     }
@@ -146,21 +150,26 @@ std::string as_printed(const std::vector<varbind> &walk) {
   return text;
 }
 
-TEST_F(Read, GoldenWalkByNetSnmpsToolsPysnmpNodeAndPerl) {
-  const std::string here = LAB_SOURCE_DIR "/tests/agent/";
+struct foreign_client {
+  const char *interpreter;
+  const char *script;
+  bool tells_types = true;
+};
+constexpr foreign_client kForeignClients[] = {
+    {"/bin/sh", "shell/walk.sh"}, {"/usr/bin/python3", "python/walk.py"},          {"node", "npm/walk.js"},
+    {"perl", "perl/walk.pl"},     {"/usr/bin/python3", "exporter/walk.py", false},
+};
+
+TEST_F(Read, GoldenWalkByNetSnmpsToolsPysnmpNodePerlAndThePrometheusExporter) {
   const std::string port = std::to_string(l.snmp_port);
   std::string oid;
   for (const unsigned long number : root()) {
     oid += "." + std::to_string(number);
   }
-  for (const std::vector<std::string> &client :
-       std::vector<std::vector<std::string>>{{"/bin/sh", here + "shell/walk.sh"},
-                                             {"/usr/bin/python3", here + "python/walk.py"},
-                                             {"node", here + "npm/walk.js"},
-                                             {"perl", here + "perl/walk.pl"}}) {
-    std::vector<std::string> command = client;
-    command.insert(command.end(), {port, "public", oid});
-    EXPECT_EQ(lab::run(command).output, as_printed(golden())) << client[1];
+  for (const foreign_client &each : kForeignClients) {
+    const std::string script = std::string(LAB_SOURCE_DIR "/tests/agent/") + each.script;
+    EXPECT_EQ(lab::run({each.interpreter, script, port, "public", oid}).output, as_printed(golden(), each.tells_types))
+        << each.script;
   }
 }
 

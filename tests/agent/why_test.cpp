@@ -113,6 +113,23 @@ TEST_F(Why, TheHistoryInWordsTellsWhatHappened) {
   EXPECT_EQ(told.find("get_vsanEntry"), std::string::npos);
 }
 
+TEST_F(Why, ErrorsAndHistoryAreAsTheSchemaSays) {
+  EXPECT_SET(set({integer(if_vsan(16777216), 77)}), kInconsistentName, 1);
+  EXPECT_SET(set({admin_state(20, 7)}), kWrongValue, 1);
+  ASSERT_EQ(errors().size(), 2U);
+  const std::pair<const char *, std::vector<std::string>> commands[] = {
+      {"show errors", {"--json", "show", "errors"}},
+      {"history", {"--json", "history"}},
+  };
+  for (const auto &[shown, words] : commands) {
+    const std::string file = l.dir + "/document.json";
+    lab::write_file(file, lab::ctl(l, words).output);
+    const lab::result matched = lab::run({"/usr/bin/python3", LAB_SOURCE_DIR "/tests/programs/matches_schema.py",
+                                          LAB_SOURCE_DIR "/docs/vsanctl.schema.json", shown, file});
+    EXPECT_EQ(matched.status, 0) << matched.output;
+  }
+}
+
 // The names that vsanctl takes and shows are those of the MIB file.
 TEST_F(Why, TheNamesThatAreShownAreThoseOfTheMibFile) {
   mib_file::load();

@@ -1,9 +1,11 @@
 """The guides, followed to the letter on a machine that has nothing of ours, to the purge that leaves nothing."""
+import contextlib
 import os
 import re
 
 import machine as machines
 import units
+import watcher
 
 INSTALL = os.path.join(machines.SOURCE, "docs/install.md")
 SNMPTRAPDS_OWN = " /var/lib/snmp/snmptrapd.conf"  # it writes that wherever it runs
@@ -79,12 +81,27 @@ def test_every_command_does_what_the_guide_says(bare):
     assert not left, left
 
 
-def test_an_operators_evening(bare):
+def follow_watched(machine, guide, folder):
+    """Runs the lines of the guide, the switch being watched once its fault is near. Returns (line, what it printed)s."""
+    shown = []
+    with contextlib.ExitStack() as stack:
+        for command in guide:
+            breaks, mends = command.startswith("vsanctl fault hang"), command == "vsanctl fault clear"
+            if breaks:
+                stack.enter_context(watcher.watching(machine, folder))
+                watcher.wait_for(machine, set())
+            shown.append((command, follow(machine, command)))
+            if breaks or mends:
+                watcher.wait_for(machine, {"VsanSwitchSilent"} if breaks else set())
+    return shown
+
+
+def test_an_operators_evening(bare, tmp_path):
     machines.run(bare, "adduser --quiet --disabled-password --gecos '' alice")
     units.start(bare, "snmpd.service")
     units.stop(bare, "snmpd.service")
     before = machines.files(bare)
-    shown = [(command, follow(bare, command)) for command in commands(OPERATING)]
+    shown = follow_watched(bare, commands(OPERATING), tmp_path)
 
     def of(start, place=0):
         return [text for command, text in shown if command.startswith(start)][place]

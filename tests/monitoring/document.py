@@ -27,3 +27,17 @@ def packages():
     """The packages of the part [monitoring] in packages.txt."""
     text = (SOURCE / "packaging/packages.txt").read_text()
     return set(text.split("[monitoring]\n", 1)[1].split("\n[", 1)[0].split())
+
+
+def quick_configuration(text):
+    """Prometheus' configuration of the page with times that a test can wait for."""
+    for slow, fast in (("scrape_interval: 30s", "scrape_interval: 6s"), ("scrape_timeout: 20s", "scrape_timeout: 6s"),
+                       ("evaluation_interval: 30s", "evaluation_interval: 1s")):
+        assert slow in text, slow
+        text = text.replace(slow, fast)
+    return text
+
+
+def quick_rules(text):
+    """The rules with times that a test can wait for."""
+    return re.sub(r"\bfor: \d+m$", "for: 1s", text, flags=re.M)

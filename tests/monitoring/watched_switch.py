@@ -129,14 +129,9 @@ def start_exporter(lab):
 def start_prometheus(lab):
     """Prometheus by the page's configuration, which checked it, with times that a test can wait for."""
     path = lab.folder / "etc/prometheus.yml"
-    quick = path.read_text()
-    for slow, fast in (("scrape_interval: 30s", "scrape_interval: 6s"), ("scrape_timeout: 20s", "scrape_timeout: 6s"),
-                       ("evaluation_interval: 30s", "evaluation_interval: 1s")):
-        assert slow in quick, slow
-        quick = quick.replace(slow, fast)
-    path.write_text(quick)
+    path.write_text(document.quick_configuration(path.read_text()))
     rules = lab.folder / "etc/vsan-alerts.yml"
-    rules.write_text(re.sub(r"\bfor: \d+m$", "for: 1s", rules.read_text(), flags=re.M))
+    rules.write_text(document.quick_rules(rules.read_text()))
     launch(lab, "prometheus", ["prometheus", f"--config.file={path}", f"--storage.tsdb.path={lab.folder}/data",
                                f"--web.listen-address={lab.prometheus}"])
     wait_for("prometheus", lambda: fetch(f"http://{lab.prometheus}/-/ready"))

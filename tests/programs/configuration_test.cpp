@@ -104,6 +104,17 @@ TEST_F(Configuration, FilesThatAreNoneAreNamed) {
   EXPECT_EQ(run_program(SWITCHD, {"--check", "--topology", TOPOLOGIES "/small-fabric.toml"}).code, 0);
 }
 
+TEST_F(Configuration, OfAFileWhoseNameIsNoTextIsImported) {
+  const std::string file = path("n\xFF.toml");
+  std::ofstream(file) << run({"export"}).out;
+  const program_result checked = run({"import", "--check", file});
+  EXPECT_EQ(checked.code, 0) << checked.err;
+  std::ofstream(file) << "[switch]\nnmae = 1\n";
+  const program_result refused = run({"import", "--json", file});
+  EXPECT_EQ(refused.code, 1) << refused.err;
+  EXPECT_NE(refused.err.find("n\xEF\xBF\xBD.toml:2"), std::string::npos) << refused.err;
+}
+
 TEST_F(Configuration, ErrorsOfAnySizeAreTold) {
   EXPECT_NE(run({"import", written(std::string(200'000, 'k') + " = 1\n")}).err.find("unknown section"),
             std::string::npos);

@@ -1,7 +1,10 @@
 // What is written about vsanctl is what it does: the schema of its JSON, its man page, the completion scripts.
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <set>
 
 #include "running_switch.h"
 
@@ -48,6 +51,9 @@ TEST_F(Documents, TheSchemaIsWhatIsPrinted) {
     expect_schema(command, run(words).out);
   }
   ASSERT_EQ(run({"kdx", "abort"}).code, 0);
+  std::ofstream(path("s.toml")) << "[[step]]\ndo = \"vsan delete 30\"\n";
+  expect_schema("scenario", run({"scenario", "--json", "--check", path("s.toml")}).out);
+  expect_schema("scenario", run({"scenario", "--json", path("s.toml")}).out);
   expect_schema("import", run({"--json", "import", "--check", TOPOLOGIES "/small-fabric.toml"}).out);
   expect_schema("error", run({"--json", "vsan", "set", "77", "--mtu", "2000"}).err);
 }
@@ -63,20 +69,12 @@ std::string lines_with(const std::string &text, const std::string &mark) {
   return lines;
 }
 
-TEST_F(Documents, TheExamplesOfTheManPageAndOfTheHelpWork) {
-  const std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
-  for (const std::string &examples : {lines_with(read_text(SOURCE "/docs/man/vsanctl.1"), ".Dl vsanctl "),
-                                      lines_with(run({"--help"}).out, "  vsanctl ")}) {
-    std::string script = "set -e; cd " + directory.path + "; vsanctl reset --yes\n";
-    for (const std::string &line : split(examples, '\n')) {
-      script += "vsanctl " + line + "\n";
-    }
-    EXPECT_GE(std::count(script.begin(), script.end(), '\n'), 7) << script;
-    const program_result result = run_program(
-        "/usr/bin/env",
-        {"SWITCHD_RUN_DIR=" + directory.path + "/run", "PATH=" + bin + ":/usr/bin:/bin", "/bin/bash", "-c", script});
-    EXPECT_EQ(result.code, 0) << result.err << script;
+std::string words_of(const std::vector<std::string> &command) {
+  std::string text;
+  for (const std::string &word : command) {
+    text += (text.empty() ? "" : " ") + word;
   }
+  return text;
 }
 
 // Every command that completion knows, as its words.
@@ -101,17 +99,80 @@ void collect_commands(const std::vector<std::string> &words, std::vector<std::ve
   }
 }
 
+// Those that are no group of others.
+std::vector<std::string> single_commands(const std::vector<std::vector<std::string>> &commands) {
+  std::vector<std::string> single;
+  for (const std::vector<std::string> &each : commands) {
+    const bool is_group = std::ranges::any_of(
+        commands, [&](const auto &other) { return words_of(other).starts_with(words_of(each) + " "); });
+    if (!is_group && !each.empty()) {
+      single.push_back(words_of(each));
+    }
+  }
+  return single;
+}
+
+struct ExamplesWork : Documents {
+  // Types the lines on a new switch, as an operator would in a folder of files.
+  void expect_work(const std::string &examples) const {
+    const std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
+    std::ofstream(path("evening.toml")) << "[[step]]\ndo = \"show vsan\"\n";
+    std::string script = "set -e; cd " + directory.path + "; vsanctl reset --yes; vsanctl export >switch.toml\n";
+    for (const std::string &line : split(examples, '\n')) {
+      // A session to be ended; and a reader that goes on until it is stopped.
+      script += line == "kdx commit" || line == "kdx abort" ? "vsanctl timer set e_d_tov 1500\n" : "";
+      script += line.find("--follow") != std::string::npos ? "timeout 1 vsanctl " + line + " || [ $? = 124 ]\n"
+                                                           : "vsanctl " + line + "\n";
+    }
+    const program_result result = run_program(
+        "/usr/bin/env", {"SWITCHD_RUN_DIR=" + run_dir(), "PATH=" + bin + ":/usr/bin:/bin", "/bin/bash", "-c", script});
+    EXPECT_EQ(result.code, 0) << result.err << script;
+  }
+};
+
+TEST_F(ExamplesWork, OfTheManPageAndOfTheHelp) {
+  for (const std::string &examples : {lines_with(read_text(SOURCE "/docs/man/vsanctl.1"), ".Dl vsanctl "),
+                                      lines_with(run({"--help"}).out, "  vsanctl ")}) {
+    EXPECT_GE(std::ranges::count(examples, '\n'), 6) << examples;
+    expect_work(examples);
+  }
+}
+
+TEST_F(ExamplesWork, OfTheHelpOfEachCommand) {
+  std::vector<std::vector<std::string>> commands;
+  collect_commands({}, commands);
+  for (const std::string &command : single_commands(commands)) {
+    std::vector<std::string> words = split(command, ' ');
+    words.emplace_back("--help");
+    const std::string examples = lines_with(run(words).out, "  vsanctl ");
+    EXPECT_TRUE(examples.starts_with(command)) << command << " has no example of its own, but " << examples;
+  }
+  // Those of a group, one after the other.
+  for (const std::string &group : split(run_program(VSANCTL, {"--complete", ""}).out, '\n')) {
+    expect_work(lines_with(run({group, "--help"}).out, "  vsanctl "));
+  }
+}
+
+void expect_described(const std::string &titles, const std::string &command) {
+  const size_t blank = command.find(' ');
+  const std::string first = command.substr(0, blank);
+  const std::string second = blank == std::string::npos ? "" : command.substr(blank + 1);
+  // "kdx enable | disable" has two.
+  const std::regex title("(^|\n)" + first + (second.empty() ? "" : " (\\w+ \\| )?" + second) + "(?![\\w-])");
+  EXPECT_TRUE(std::regex_search(titles, title)) << command;
+}
+
 TEST_F(Documents, TheManPageHasEveryCommandAndOption) {
   const std::string page = read_text(SOURCE "/docs/man/vsanctl.1");
   std::vector<std::vector<std::string>> commands;
   collect_commands({}, commands);
   EXPECT_GT(commands.size(), 40U);
+  for (const std::string &command : single_commands(commands)) {
+    expect_described(lines_with(page, ".It Cm "), command);
+  }
   for (const std::vector<std::string> &words : commands) {
     std::vector<std::string> arguments{"--complete"};
     arguments.insert(arguments.end(), words.begin(), words.end());
-    for (const std::string &word : words) {
-      EXPECT_NE(page.find(word), std::string::npos) << word;
-    }
     arguments.emplace_back("--");
     for (const std::string &option : split(run_program(VSANCTL, arguments).out, '\n')) {
       const std::string name = option.substr(2);
@@ -129,50 +190,78 @@ TEST(ManPages, AreSoundForTheirFormatter) {
   }
 }
 
-TEST(ManPages, OfTheTopologyFileHasEveryKeyAndItsExampleIsSound) {
+TEST_F(Documents, TheManPageOfTheTopologyFileHasEveryKeyAndItsExampleIsSound) {
   const std::string page = read_text(SOURCE "/docs/man/switchd.toml.5");
-  for (const char *key : {"name",
-                          "wwn",
-                          "inorder_delivery",
-                          "switch_latency",
-                          "network_latency",
-                          "notifications",
-                          "e_d_tov",
-                          "r_a_tov",
-                          "d_s_tov",
-                          "f_s_tov",
-                          "enabled",
-                          "show_running",
-                          "kept_out",
-                          "id",
-                          "state",
-                          "media",
-                          "mtu",
-                          "load_balancing",
-                          "interop",
-                          "drop_latency",
-                          "timers",
-                          "index",
-                          "vsan",
-                          "up"}) {
-    EXPECT_NE(page.find(key), std::string::npos) << key;
+  const std::string described = lines_with(page, ".It Li ");
+  // A switch that is exported has every key.
+  const std::string exported = run({"export"}).out;
+  std::set<std::string> keys;
+  const std::regex key("(?:^|\n|\\{ ?|, )(\\w+) = ");
+  for (std::sregex_iterator at(exported.begin(), exported.end(), key); at != std::sregex_iterator(); ++at) {
+    keys.insert((*at)[1]);
+  }
+  EXPECT_GT(keys.size(), 20U) << exported;
+  for (const std::string &each : keys) {
+    EXPECT_TRUE(std::regex_search(described, std::regex("\\b" + each + "\\b"))) << each;
   }
   const size_t start = page.rfind("[switch]\n");
-  const temporary_directory directory;
   std::ofstream(directory.path + "/e.toml") << page.substr(start, page.find(".Ed", start) - start);
   const program_result result = run_program(SWITCHD, {"--check", "--topology", directory.path + "/e.toml"});
   EXPECT_EQ(result.code, 0) << result.err;
 }
 
-TEST(Completion, OfBashOffersWhatTheProgramKnows) {
-  const std::string vsanctl = VSANCTL;
-  const program_result result = run_program(
-      "/bin/bash",
-      {"-c", "PATH=" + vsanctl.substr(0, vsanctl.rfind('/')) +
-                 ":$PATH; . " SOURCE
-                 "/packaging/completion/vsanctl.bash; COMP_WORDS=(vsanctl vsan set 20 --state ''); COMP_CWORD=5; "
-                 "_vsanctl; echo \"${COMPREPLY[@]}\""});
-  EXPECT_EQ(result.out, "active suspended\n") << result.err;
+struct Completion : running_switch {
+  std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
+  // What bash offers for words, the last of which is being typed.
+  std::string bash(const std::string &words) const {
+    return run_shell("/bin/bash", ". " SOURCE "/packaging/completion/vsanctl.bash; COMP_WORDS=(vsanctl " + words +
+                                      "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _vsanctl; echo \"${COMPREPLY[@]}\"");
+  }
+  // And zsh, whose two functions only print here.
+  std::string zsh(const std::string &words) const {
+    return run_shell("/bin/zsh", "compadd() { shift; print -- $@ }; _files() { print files }; words=(vsanctl " + words +
+                                     "); CURRENT=$#words; . " SOURCE "/packaging/completion/_vsanctl");
+  }
+  std::string run_shell(const char *shell, const std::string &script) const {
+    const program_result result = run_program(
+        "/usr/bin/env", {"SWITCHD_RUN_DIR=" + run_dir(), "PATH=" + bin + ":/usr/bin:/bin", shell, "-c", script});
+    EXPECT_EQ(result.err, "");
+    return result.out;
+  }
+};
+
+TEST_F(Completion, OfBashOffersWhatTheProgramKnows) {
+  EXPECT_EQ(bash("vsan set 20 --state ''"), "active suspended\n");
+  EXPECT_EQ(bash("vsan set 20 --state = s"), "suspended\n");
+  EXPECT_EQ(bash("vsan set 20 --state ="), "active suspended\n");
+  EXPECT_EQ(bash("vsan delete ''"), "1 10 20 30 100 900\n");
+  EXPECT_EQ(bash("import ''"), "\n");
+}
+
+TEST_F(Completion, OfZshOffersWhatTheProgramKnows) {
+  EXPECT_EQ(zsh("vsan set 20 --state ''"), "active suspended\n");
+  EXPECT_EQ(zsh("vsan set 20 --state=s"), "--state=suspended\n");
+  EXPECT_EQ(zsh("interface up fc2"), "fc2/1 fc2/2 fc2/3 fc2/4\n");
+  EXPECT_EQ(zsh("import ''"), "files\n");
+}
+
+TEST_F(Completion, AsksTheSwitchThatTheLineIsAbout) {
+  const auto offered = [](std::vector<std::string> words) {
+    words.insert(words.begin(), "--complete");
+    return run_program(VSANCTL, words);
+  };
+  for (const std::vector<std::string> &run_dir_words : std::vector<std::vector<std::string>>{
+           {"--run-dir", run_dir()}, {"--run-dir", "=", run_dir()}, {"--run-dir=" + run_dir()}}) {
+    std::vector<std::string> words = run_dir_words;
+    words.insert(words.end(), {"show", "vsan", "1"});
+    EXPECT_EQ(offered(words).out, "1\n10\n100\n");
+  }
+  EXPECT_EQ(offered({"--run-dir", run_dir(), "vsan", "create", ""}).out, "");
+  EXPECT_EQ(offered({"--run-dir", path("none"), "vsan", "delete", ""}).code, 3);
+  ASSERT_EQ(run({"fault", "hang", "--opcode", "149"}).code, 0);
+  const program_result hung = offered({"--run-dir", run_dir(), "vsan", "delete", ""});
+  EXPECT_EQ(hung.code, 3);
+  EXPECT_EQ(hung.err, "");
 }
 
 // The lines of every block of a guide, in order.
@@ -195,7 +284,7 @@ TEST(Guides, OfTestersDoesWhatItSays) {
     commands.replace(at, 5, directory.path + "/");
     at += directory.path.size();
   }
-  const std::string script = "set -e\ntrap 'kill %1' EXIT\nPATH=" + bin + ":$PATH\ncd " SOURCE "\n" + commands;
+  const std::string script = "set -e\ntrap 'kill %1; wait' EXIT\nPATH=" + bin + ":$PATH\ncd " SOURCE "\n" + commands;
   std::ofstream(directory.path + "/script") << script;
   const program_result result = run_program("/usr/bin/timeout", {"60", "/bin/bash", directory.path + "/script"});
   EXPECT_EQ(result.code, 0) << result.err << result.out;

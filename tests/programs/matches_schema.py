@@ -10,8 +10,9 @@ with open(schema_file, encoding="utf-8") as file:
 with open(document_file, encoding="utf-8") as file:
     text = file.read()
 jsonschema.Draft202012Validator.check_schema(schema)
-lines = text.splitlines() if name in ("history", "error") else [text]
+lines = text.splitlines() if name in ("history", "scenario", "error", "warning") else [text]
 if not lines:
     sys.exit("nothing was printed")
 for line in lines:
     jsonschema.validate(json.loads(line), schema["$defs"][name])
+    jsonschema.validate(json.loads(line), schema)

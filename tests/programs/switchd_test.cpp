@@ -82,9 +82,27 @@ TEST_F(Switchd, ATopologyErrorNamesFileLineAndKey) {
   EXPECT_FALSE(std::filesystem::exists(directory.path + "/s.db"));
 }
 
-TEST_F(Switchd, AWrongCommandLineIsRefused) {
-  EXPECT_EQ(exit_code(start({"--run-dir", directory.path + "/run"})), 2);
-  EXPECT_EQ(exit_code(start({"--state", directory.path + "/s.db", "--log-level", "loud"})), 2);
+struct wrong_switchd_line {
+  std::vector<std::string> words;
+  std::string told;
+};
+
+TEST_F(Switchd, AWrongCommandLineIsRefusedWithTheWordThatWasWrong) {
+  const wrong_switchd_line lines[] = {
+      {{"--log-level", "loud"}, "--log-level: \"loud\": debug, info, warn, error are the choices"},
+      {{"--group", "nobodys"}, "--group: \"nobodys\": there is no such group"},
+      {{"--topolgy", "x"}, "there is no option --topolgy here; there are --version, --run-dir, --state, --topology"},
+      {{"start"}, "\"start\" is one word too many"},
+      {{"--state"}, "--state: a value is missing"},
+      {{"--check"}, "--check requires --topology"},
+  };
+  for (const wrong_switchd_line &line : lines) {
+    const program_result result = run_program(SWITCHD, line.words);
+    EXPECT_EQ(result.code, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(result.err.starts_with("switchd: " + line.told)) << result.err;
+    EXPECT_TRUE(result.err.ends_with("\n  switchd --help says more\n")) << result.err;
+  }
 }
 
 TEST_F(Switchd, ALogFileInAFolderThatIsNotThereIsRefusedAndNoFolderIsMade) {

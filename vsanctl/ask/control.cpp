@@ -9,7 +9,8 @@ std::vector<uint8_t> request_of(const nlohmann::json &object) {
   if (object.is_null()) {
     return {};
   }
-  const std::string text = object.dump();
+  // A file's name need not be text.
+  const std::string text = object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   return {text.begin(), text.end()};
 }
 

@@ -3,9 +3,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "arguments.h"
 #include "ask/control.h"
 #include "ask/text_file.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "output/failure.h"
 #include "requests.h"
@@ -47,7 +47,7 @@ json piece_of(const std::string &text, size_t offset, const std::string &name, b
                {"text", text.substr(offset, end - offset)},
                {"name", name == "-" ? "standard input" : name},
                {"apply", apply}};
-    if (piece.dump().size() <= size_t{2} * kConfigurationPiece) {
+    if (piece.dump(-1, ' ', false, json::error_handler_t::replace).size() <= size_t{2} * kConfigurationPiece) {
       return piece;
     }
   }

@@ -1,9 +1,9 @@
 // vsanctl interface …
 #include <string.h>
 
+#include "arguments.h"
 #include "ask/question.h"
 #include "ask/rows.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "port_records.h"
 #include "record_words.h"

@@ -1,6 +1,6 @@
 // vsanctl kdx …: distribution of the timers.
+#include "arguments.h"
 #include "ask/question.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "distribution_records.h"
 #include "record_words.h"

@@ -1,6 +1,6 @@
 // vsanctl timer …
+#include "arguments.h"
 #include "ask/question.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "record_words.h"
 #include "requests.h"

@@ -2,9 +2,9 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "arguments.h"
 #include "ask/question.h"
 #include "ask/rows.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "output/failure.h"
 #include "requests.h"
@@ -166,6 +166,7 @@ void add_vsan_commands(CLI::App &app) {
   CLI::App *vsan = app.add_subcommand("vsan", "create, delete or change a VSAN")->require_subcommand(1);
   CLI::App *create = vsan->add_subcommand("create", "create a VSAN; what is not given has its default");
   add_row_options(*create, options);
+  create->get_option("vsan")->type_name("NUMBER");  // a new one: completion must not offer those that exist
   create->callback([create] { create_vsan(*create, options); });
   CLI::App *set = vsan->add_subcommand("set", "change a VSAN; what is not given stays");
   add_row_options(*set, options);

@@ -1,9 +1,9 @@
 // vsanctl switch …
 #include <algorithm>
 
+#include "arguments.h"
 #include "ask/question.h"
 #include "big_endian.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "output/failure.h"
 #include "record_words.h"

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "arguments.h"
 #include "ask/control.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "mib_names.h"
 #include "output/failure.h"
@@ -116,29 +116,6 @@ void list_faults(bool as_json) {
                    ends_cell(fault.at("ends_in").get<int64_t>())});
   }
   writer_close(to);
-}
-
-std::string not_among(const std::vector<std::string> &words, const std::string &word) {
-  if (std::ranges::find(words, word) != words.end()) {
-    return "";
-  }
-  std::string text;
-  for (const std::string &each : words) {
-    text += (text.empty() ? "" : ", ") + each;
-  }
-  return "\"" + word + "\": " + text + " are the choices";
-}
-
-// A word out of a list, kept as it is.
-CLI::Option *add_word(CLI::App &command, const char *name, std::string &value, const std::vector<std::string> &words,
-                      const char *about) {
-  std::string typed;
-  for (const std::string &each : words) {
-    typed += (typed.empty() ? "" : "|") + each;
-  }
-  return add_text(command, name, value, typed, about)
-      ->check([words](const std::string &word) { return not_among(words, word); })
-      ->capture_default_str();
 }
 
 void add_fault_options(CLI::App &command, fault_options &options) {

@@ -8,9 +8,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
 #include <set>
 
-#include "command_line/arguments.h"
+#include "arguments.h"
 #include "commands.h"
 #include "faults/scenario_file.h"
 #include "output/failure.h"
@@ -30,17 +31,21 @@ double now() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-std::string joined_words(const std::vector<std::string> &words) {
-  std::string text;
-  for (const std::string &each : words) {
-    text += (text.empty() ? "" : " ") + each;
+void print_event(double at, const scenario_event &event, bool as_json) {
+  if (as_json) {
+    const nlohmann::ordered_json line{{"at", at}, {"command", event.words}};
+    printf("%s\n", line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  } else {
+    printf("%8.2f s  %s\n", at, joined(event.words, " ").c_str());
   }
-  return text;
 }
 
 // Runs one command of this program. Returns its exit code.
-int run_command(const std::vector<std::string> &words) {
+int run_command(const std::vector<std::string> &words, bool as_json) {
   std::vector<std::string> line{"vsanctl", "--run-dir", platform_run_dir()};
+  if (as_json) {
+    line.emplace_back("--json");
+  }
   line.insert(line.end(), words.begin(), words.end());
   std::vector<char *> arguments;
   arguments.reserve(line.size() + 1);
@@ -74,7 +79,7 @@ void wait_until(double when) {
   }
 }
 
-void play(const std::vector<scenario_event> &events) {
+void play(const std::vector<scenario_event> &events, bool as_json) {
   struct sigaction action = {};
   action.sa_handler = on_stop;
   sigaction(SIGINT, &action, nullptr);
@@ -89,8 +94,8 @@ void play(const std::vector<scenario_event> &events) {
       continue;
     }
     made.insert(event.change);
-    printf("%8.2f s  %s\n", now() - start, joined_words(event.words).c_str());
-    failed += run_command(event.words) != 0 ? 1 : 0;
+    print_event(now() - start, event, as_json);
+    failed += run_command(event.words, as_json) != 0 ? 1 : 0;
   }
   if (failed > 0) {
     fail(kExitRefused, std::to_string(failed) + " of " + std::to_string(events.size()) + " commands failed");
@@ -101,29 +106,29 @@ void play(const std::vector<scenario_event> &events) {
   }
 }
 
-void play_file(const std::string &file, bool check) {
+void play_file(const std::string &file, bool check, bool as_json) {
   std::vector<scenario_event> events;
   std::string problems;
   if (read_scenario(file, events, problems) != 0) {
     fail(kExitUsage, problems);
   }
   if (!check) {
-    play(events);
+    play(events, as_json);
     return;
   }
   for (const scenario_event &event : events) {
-    printf("%8.2f s  %s\n", event.at, joined_words(event.words).c_str());
+    print_event(event.at, event, as_json);
   }
 }
 
 }  // namespace
 
-void add_scenario_commands(CLI::App &app) {
+void add_scenario_commands(CLI::App &app, const common_options &common) {
   static std::string file;
   static bool check = false;
   CLI::App *scenario =
       app.add_subcommand("scenario", "play faults, changes and bursts from a file; Ctrl-C breaks it off");
   add_text(*scenario, "file", file, "FILE", "the scenario, in TOML")->required();
   scenario->add_flag("--check", check, "only print what would be done, and when");
-  scenario->callback([] { play_file(file, check); });
+  scenario->callback([&common] { play_file(file, check, common.json); });
 }

@@ -13,7 +13,7 @@ bool as_json;
 
 }  // namespace
 
-void failures_as_json() {
+void messages_as_json() {
   as_json = true;
 }
 
@@ -27,6 +27,14 @@ void fail(int exit_code, const std::string &text, int status) {
     fprintf(stderr, "vsanctl: %s\n", text.c_str());
   }
   exit(exit_code);
+}
+
+void warn(const std::string &text) {
+  if (as_json) {
+    fprintf(stderr, "%s\n", nlohmann::json{{"warning", {{"text", text}}}}.dump().c_str());
+  } else {
+    fprintf(stderr, "vsanctl: %s\n", text.c_str());
+  }
 }
 
 void check_output() {

@@ -8,8 +8,8 @@
 #include <deque>
 #include <nlohmann/json.hpp>
 
+#include "arguments.h"
 #include "ask/no_switch.h"
-#include "command_line/arguments.h"
 #include "commands.h"
 #include "output/failure.h"
 #include "output/time_text.h"
@@ -88,7 +88,7 @@ void print_kept(kept_events &kept, const history_options &options) {
 
 void tell_lost(uint32_t now, uint32_t &told) {
   if (now != told) {
-    fprintf(stderr, "vsanctl: %u events were lost\n", now - told);
+    warn(std::to_string(now - told) + " events were lost");
     told = now;
   }
 }

@@ -48,3 +48,18 @@ bool history_shows(const history_filter &filter, history_users &users, const pla
          (filter.object.empty() || lower(text).find(lower(filter.object)) != std::string::npos) &&
          (filter.vsan == 0 || names_vsan(text, filter.vsan));
 }
+
+std::set<std::string> users_in_history() {
+  std::set<std::string> users;
+  platform_event_reader reader = {};
+  platform_event event = {};
+  if (platform_events_open(&reader, UINT32_MAX) != 0) {
+    return users;
+  }
+  while (platform_events_next(&reader, &event) == 1) {
+    if (is_mark(event)) {
+      users.insert(marked_user(event));
+    }
+  }
+  return users;
+}

@@ -5,6 +5,7 @@
 #include <stdint.h>
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,5 +27,8 @@ struct history_users {
 
 // Takes notice of the event, and tells whether it is to be shown. Marks themselves are shown when the user is.
 bool history_shows(const history_filter &filter, history_users &users, const platform_event &event);
+
+// The users whom the history names; none when there is no history.
+std::set<std::string> users_in_history();
 
 #endif

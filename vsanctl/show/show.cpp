@@ -1,7 +1,7 @@
 // vsanctl show …
 #include <iterator>
 
-#include "command_line/arguments.h"
+#include "arguments.h"
 #include "commands.h"
 #include "output/writer.h"
 #include "show/shows.h"

@@ -1,6 +1,6 @@
-// Arguments of commands: taken as people type them, refused with the word that was wrong and what it may be.
-#ifndef VSANCTL_COMMAND_LINE_ARGUMENTS_H
-#define VSANCTL_COMMAND_LINE_ARGUMENTS_H
+// Arguments of the programs: taken as people type them, refused with the word that was wrong and what it may be.
+#ifndef COMMAND_LINE_ARGUMENTS_H
+#define COMMAND_LINE_ARGUMENTS_H
 
 #include <stdint.h>
 
@@ -31,8 +31,12 @@ choices choices_of(const value_words &words);
 // The words "on" and "off", as 1 and 0.
 extern const choices kOnOff;
 
-// The words of a choice, for help and completion: "a|b|c".
-std::string joined(const choices &words, const char *between = "|");
+// One of some words, kept as it is.
+CLI::Option *add_word(CLI::App &command, const std::string &name, std::string &value,
+                      const std::vector<std::string> &words, const std::string &about);
+
+// The words with something between them: "a, b, c".
+std::string joined(const std::vector<std::string> &words, const char *between = ", ");
 
 // A text as it is; `typed` is what stands for it in the help.
 CLI::Option *add_text(CLI::App &command, const std::string &name, std::string &value, const std::string &typed,

@@ -1,6 +1,8 @@
-#include "command_line/wrong_line.h"
+#include "wrong_line.h"
 
 #include <vector>
+
+#include "arguments.h"
 
 const CLI::App &command_reached(const CLI::App &app) {
   const CLI::App *reached = &app;
@@ -21,20 +23,12 @@ std::string command_words(const CLI::App &app) {
 
 namespace {
 
-std::string listed(const std::vector<std::string> &words) {
-  std::string text;
-  for (const std::string &each : words) {
-    text += (text.empty() ? "" : ", ") + each;
-  }
-  return text;
-}
-
 std::string commands_of(const CLI::App &command) {
   std::vector<std::string> names;
   for (const CLI::App *each : command.get_subcommands({})) {
     names.push_back(each->get_name());
   }
-  return listed(names);
+  return joined(names);
 }
 
 std::string options_of(const CLI::App &command) {
@@ -44,7 +38,7 @@ std::string options_of(const CLI::App &command) {
       names.push_back(each->get_name());
     }
   }
-  return listed(names);
+  return joined(names);
 }
 
 bool is_option(const std::string &word) {
@@ -85,6 +79,6 @@ std::string what_was_wrong(const CLI::App &app, const CLI::ParseError &error) {
 
 std::string wrong_line_text(const CLI::App &app, const CLI::ParseError &error) {
   const std::string words = command_words(app);
-  return (words.empty() ? "" : words + ": ") + what_was_wrong(app, error) + "\n  vsanctl " + words +
+  return (words.empty() ? "" : words + ": ") + what_was_wrong(app, error) + "\n  " + app.get_name() + " " + words +
          (words.empty() ? "" : " ") + "--help says more";
 }

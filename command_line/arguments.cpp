@@ -1,4 +1,4 @@
-#include "command_line/arguments.h"
+#include "arguments.h"
 
 #include <algorithm>
 #include <charconv>
@@ -43,27 +43,45 @@ CLI::Option *add_vsan(CLI::App &command, uint32_t &value, const std::string &abo
   return add_number(command, "vsan", value, about)->required()->type_name("VSAN");
 }
 
-std::string joined(const choices &words, const char *between) {
+std::string joined(const std::vector<std::string> &words, const char *between) {
   std::string text;
-  for (const auto &[word, number] : words) {
-    text += (text.empty() ? "" : between) + word;
+  for (const std::string &each : words) {
+    text += (text.empty() ? "" : between) + each;
   }
   return text;
 }
 
+namespace {
+
+std::string not_among(const std::vector<std::string> &words, const std::string &word) {
+  return "\"" + word + "\": " + joined(words) + " are the choices";
+}
+
+}  // namespace
+
 CLI::Option *add_choice(CLI::App &command, const std::string &name, uint32_t &value, const choices &words,
                         const std::string &about) {
-  CLI::Option *option = command.add_option(name, value, about);
-  option->type_name(joined(words));
-  const auto take = [words](std::string &text) {
+  std::vector<std::string> typed;
+  for (const auto &[word, number] : words) {
+    typed.push_back(word);
+  }
+  const auto take = [words, typed](std::string &text) {
     const auto found = std::ranges::find(words, text, &choices::value_type::first);
     if (found == words.end()) {
-      return "\"" + text + "\": " + joined(words, ", ") + " are the choices";
+      return not_among(typed, text);
     }
     text = std::to_string(found->second);
     return std::string();
   };
-  return option->transform(CLI::Validator(take, ""));
+  return command.add_option(name, value, about)->type_name(joined(typed, "|"))->transform(CLI::Validator(take, ""));
+}
+
+CLI::Option *add_word(CLI::App &command, const std::string &name, std::string &value,
+                      const std::vector<std::string> &words, const std::string &about) {
+  const auto check = [words](const std::string &word) {
+    return std::ranges::find(words, word) != words.end() ? "" : not_among(words, word);
+  };
+  return add_text(command, name, value, joined(words, "|"), about)->check(check)->capture_default_str();
 }
 
 choices choices_of(const value_words &words) {

@@ -1,6 +1,6 @@
 // A command line that is none: what was wrong with it, and what could stand there.
-#ifndef VSANCTL_COMMAND_LINE_WRONG_LINE_H
-#define VSANCTL_COMMAND_LINE_WRONG_LINE_H
+#ifndef COMMAND_LINE_WRONG_LINE_H
+#define COMMAND_LINE_WRONG_LINE_H
 
 #include <CLI/CLI.hpp>
 #include <string>

@@ -1,0 +1,207 @@
+#include "help/completion.h"
+
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "ask/rows.h"
+#include "mib_names.h"
+#include "output/failure.h"
+#include "show/history_filter.h"
+#include "switchplatform/run_dir.h"
+
+namespace {
+
+// What the line says so far.
+struct typed_line {
+  const CLI::App *command;            // the command that it got to
+  const CLI::Option *open = nullptr;  // an option whose value is being typed
+  size_t positionals = 0;             // arguments of the command that are there already
+};
+
+const CLI::Option *find_option(const CLI::App &app, const CLI::App &command, const std::string &word) {
+  const CLI::Option *found = command.get_option_no_throw(word);
+  return found != nullptr ? found : app.get_option_no_throw(word);
+}
+
+const CLI::App *find_command(const CLI::App &command, const std::string &word) {
+  for (const CLI::App *each : command.get_subcommands({})) {
+    if (each->get_name() == word) {
+      return each;
+    }
+  }
+  return nullptr;
+}
+
+typed_line read_line(const CLI::App &app, const std::vector<std::string> &words) {
+  typed_line line{.command = &app};
+  for (const std::string &word : words) {
+    if (line.open != nullptr) {
+      // bash gives "--option=value" as three words.
+      line.open = word == "=" ? line.open : nullptr;
+      continue;
+    }
+    if (word.starts_with("-")) {
+      const CLI::Option *option = find_option(app, *line.command, word);
+      line.open = option != nullptr && option->get_items_expected_max() > 0 ? option : nullptr;
+      continue;
+    }
+    const CLI::App *next = find_command(*line.command, word);
+    if (next != nullptr) {
+      line.command = next;
+      line.positionals = 0;
+    } else {
+      ++line.positionals;
+    }
+  }
+  return line;
+}
+
+// Words that are offered if they start as the word that is typed does, with what stands before each.
+struct offer {
+  std::string before;  // "--state=", where a shell takes it for part of the word
+  std::string start;
+};
+
+void print_if(const offer &to, const std::string &word) {
+  if (word.starts_with(to.start)) {
+    printf("%s%s\n", to.before.c_str(), word.c_str());
+  }
+}
+
+void offer_objects(const offer &to) {
+  for (const mib_name &each : kMibNames) {
+    print_if(to, each.name);
+  }
+}
+
+void offer_vsans(const offer &to) {
+  for (const vsanEntry &row : read_vsans()) {
+    print_if(to, std::to_string(row.vsanIndex));
+  }
+}
+
+void offer_interfaces(const offer &to) {
+  for (const shown_interface &row : read_interfaces()) {
+    print_if(to, row.name);
+  }
+}
+
+void offer_users(const offer &to) {
+  for (const std::string &user : users_in_history()) {
+    print_if(to, user);
+  }
+}
+
+// What stands for a value in the help says what could be typed. The switch is asked for what it has.
+struct offered_values {
+  const char *typed;
+  void (*offer_them)(const offer &to);
+};
+constexpr offered_values kOfferedValues[] = {
+    {"OBJECT", offer_objects},
+    {"VSAN", offer_vsans},
+    {"INTERFACE", offer_interfaces},
+    {"USER", offer_users},
+};
+
+// The switch that the line is about.
+void choose_switch(const std::vector<std::string> &words) {
+  static const std::string kOption = "--run-dir";
+  const char *environment = getenv("SWITCHD_RUN_DIR");
+  std::string run_dir = environment != nullptr ? environment : platform_run_dir();
+  for (size_t i = 0; i + 1 < words.size(); ++i) {
+    if (words[i] == kOption) {
+      run_dir = words[i + 1] == "=" && i + 2 < words.size() ? words[i + 2] : words[i + 1];
+    }
+  }
+  for (const std::string &word : words) {
+    run_dir = word.starts_with(kOption + "=") ? word.substr(kOption.size() + 1) : run_dir;
+  }
+  if (platform_set_run_dir(run_dir.c_str()) != 0) {
+    fail(kExitUsage, run_dir);
+  }
+}
+
+// Who presses a key does not wait for a switch that hangs.
+void give_up_soon() {
+  fflush(stdout);
+  signal(SIGALRM, [](int) { _exit(kExitNoSwitch); });
+  alarm(1);
+}
+
+void offer_values(const CLI::Option &option, const offer &to) {
+  const std::string typed = option.get_type_name();
+  const auto known = std::ranges::find(kOfferedValues, typed, &offered_values::typed);
+  if (known != std::end(kOfferedValues)) {
+    give_up_soon();
+    return known->offer_them(to);
+  }
+  if (typed.find('|') == std::string::npos) {
+    return;
+  }
+  for (size_t at = 0; at <= typed.size();) {
+    const size_t end = std::min(typed.find('|', at), typed.size());
+    print_if(to, typed.substr(at, end - at));
+    at = end + 1;
+  }
+}
+
+void offer_options(const CLI::App &command, const offer &to) {
+  for (const CLI::Option *each : command.get_options()) {
+    for (const std::string &name : each->get_lnames()) {
+      print_if(to, "--" + name);
+    }
+  }
+}
+
+void offer_positional(const typed_line &line, const offer &to) {
+  size_t at = 0;
+  for (const CLI::Option *each : line.command->get_options()) {
+    if (each->get_positional() && at++ == line.positionals) {
+      offer_values(*each, to);
+    }
+  }
+}
+
+// The value of "--option=val".
+void offer_value_after_equals(const CLI::App &app, const typed_line &line, const std::string &word) {
+  const size_t equals = word.find('=');
+  const CLI::Option *option = find_option(app, *line.command, word.substr(0, equals));
+  if (option != nullptr) {
+    offer_values(*option, {word.substr(0, equals + 1), word.substr(equals + 1)});
+  }
+}
+
+}  // namespace
+
+bool is_completion(int argc, char **argv) {
+  return argc >= 3 && strcmp(argv[1], "--complete") == 0;
+}
+
+void complete(const CLI::App &app, int argc, char **argv) {
+  const std::vector<std::string> words(argv + 2, argv + argc - 1);
+  const std::string start = argv[argc - 1];
+  choose_switch(words);
+  const typed_line line = read_line(app, words);
+  if (line.open != nullptr) {
+    return offer_values(*line.open, {"", start == "=" ? "" : start});
+  }
+  if (start.starts_with("--") && start.find('=') != std::string::npos) {
+    return offer_value_after_equals(app, line, start);
+  }
+  if (start.starts_with("-")) {
+    offer_options(*line.command, {"", start});
+    return line.command == &app ? void() : offer_options(app, {"", start});
+  }
+  for (const CLI::App *each : line.command->get_subcommands({})) {
+    print_if({"", start}, each->get_name());
+  }
+  offer_positional(line, {"", start});
+}
