@@ -10,7 +10,6 @@
 
 #include "if_mib_values.h"
 #include "interface_reads.h"
-#include "monotonic_clock.h"
 #include "platform/agent.h"
 #include "switchplatform/published_change.h"
 #include "vsan_values.h"
@@ -21,8 +20,6 @@ constexpr int kLookTimeout = 1;  // seconds: nobody waits for a look, and a hung
 constexpr unsigned kLookEverySeconds = 1;
 // A look that asks whatever the page says: should the page ever be another switch's, traps come late and not never.
 constexpr unsigned kLooksBetweenQuestions = 60;
-// Looks that are left out behind one that waited in vain: a switch that hangs takes a small part of the agent's time.
-constexpr unsigned kLooksLeftOut = 10;
 
 struct link {
   bool up;
@@ -141,16 +138,9 @@ bool may_have_changed() {
 
 void on_alarm(unsigned, void *) {
   static unsigned unasked;
-  static unsigned left_out;
-  if (left_out > 0) {
-    --left_out;
-    return;
-  }
   if (may_have_changed() || ++unasked >= kLooksBetweenQuestions) {
     unasked = 0;
-    const int64_t start = monotonic_ms();
     look();
-    left_out = monotonic_ms() - start >= kLookTimeout * 1000 ? kLooksLeftOut : 0;
   }
 }
 

@@ -7,8 +7,7 @@
 #include "port_records.h"
 
 // Looks at the interfaces every second from now on, and sends linkUp and linkDown for what has changed. The first look
-// sends nothing. What was seen before a stop is remembered. A look waits one second for a switch that hangs, the next
-// one is eleven seconds later.
+// sends nothing. What was seen before a stop is remembered.
 void link_watch_start();
 void link_watch_stop();
 

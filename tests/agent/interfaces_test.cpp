@@ -268,7 +268,7 @@ TEST_F(Interfaces, AHungSwitchDoesNotHoldTheAgentWhenNobodyAsks) {
   EXPECT_EQ(got(cell(8, kFirst)).integer, 1);
 }
 
-TEST_F(Interfaces, ASwitchThatHangsBehindAChangeHoldsTheAgentForOneLookOfASecond) {
+TEST_F(Interfaces, ASwitchThatHangsBehindAChangeHoldsTheAgentForOneLookAndNoLonger) {
   start();
   EXPECT_TRUE(lab::wait_until([&] { return got(kSysUpTime).integer > 400; }));
   ASSERT_EQ(lab::ctl(l, {"interface", "down", "fc1/1"}).status, 0);
