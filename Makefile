@@ -88,7 +88,7 @@ flame-graph:
 	python3 -B bench/record_flames.py --build $(BUILD) --out build/bench
 
 # What the compilers' warnings do not see: the other compiler, the format, and clang-tidy over what ships.
-SOURCES = $(shell git ls-files 'feature/*.cpp' 'platform/*.cpp' 'command_line/*.cpp' 'switchd/*.cpp' 'vsanctl/*.cpp')
+SOURCES = $(shell git ls-files 'feature/*.cpp' 'platform/*.cpp' 'operator_input/*.cpp' 'switchd/*.cpp' 'vsanctl/*.cpp')
 check:
 	$(DEPS) build check
 	cmake --preset clang >/dev/null

@@ -239,10 +239,6 @@ void read_root(topology_reader &reader, const toml::table &root, switch_change &
 }  // namespace
 
 int parse_topology(const std::string &text, const std::string &name, switch_change &change, std::string &error) {
-  if (const size_t line = line_of_misjudged_character(text); line != 0) {
-    error = name + ":" + std::to_string(line) + ": a character from U+FB26 to U+FEFE cannot be used here";
-    return -1;
-  }
   toml::parse_result parsed = toml::parse(text, name);
   if (!parsed) {
     error = name + ":" + std::to_string(parsed.error().source().begin.line) + ": " +

@@ -4,7 +4,6 @@
 
 #include <stdint.h>
 
-#include <toml++/toml.h>
 #include <algorithm>
 #include <sstream>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "plain_text.h"
 #include "state/switch_state.h"
+#include "toml_library.h"
 #include "value_words.h"
 #include "vsan_records.h"
 #include "vsan_values.h"

@@ -25,7 +25,7 @@ endforeach()
 
 # Every header of the product lies in one of the folders.
 file(GLOB_RECURSE all ${SOURCE}/feature/*.h ${SOURCE}/include/*.h ${SOURCE}/platform/*.h ${SOURCE}/protocol/*.h
-  ${SOURCE}/command_line/*.h ${SOURCE}/switchd/*.h ${SOURCE}/vsanctl/*.h)
+  ${SOURCE}/operator_input/*.h ${SOURCE}/switchd/*.h ${SOURCE}/vsanctl/*.h)
 foreach(header IN LISTS all)
   if(NOT header IN_LIST headers)
     message(SEND_ERROR "${header} is in no include directory")
@@ -45,7 +45,7 @@ foreach(header IN LISTS all)
   endif()
 endforeach()
 
-file(GLOB_RECURSE sources ${SOURCE}/feature/*.cpp ${SOURCE}/platform/*.cpp ${SOURCE}/command_line/*.cpp
+file(GLOB_RECURSE sources ${SOURCE}/feature/*.cpp ${SOURCE}/platform/*.cpp ${SOURCE}/operator_input/*.cpp
   ${SOURCE}/switchd/*.cpp ${SOURCE}/vsanctl/*.cpp)
 foreach(file IN LISTS all sources)
   file(STRINGS ${file} climbing REGEX "#include \"([^\"]*/)?\\.\\./")

@@ -1,9 +1,7 @@
 #include "faults/scenario_file.h"
 
 #include "ask/text_file.h"
-#include "text_pieces.h"
-
-#include <toml++/toml.h>
+#include "toml_library.h"
 
 #include <algorithm>
 #include <iterator>
@@ -169,10 +167,6 @@ int read_scenario(const std::string &file, std::vector<scenario_event> &events, 
   scenario_reader reader{file, "", {}};
   std::string text;
   if (read_text_file(file, text, problems) != 0) {
-    return -1;
-  }
-  if (const size_t line = line_of_misjudged_character(text); line != 0) {
-    problems = file + ":" + std::to_string(line) + ": a character from U+FB26 to U+FEFE cannot be used here";
     return -1;
   }
   const toml::parse_result parsed = toml::parse(text, file);

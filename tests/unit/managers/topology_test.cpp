@@ -30,6 +30,11 @@ TEST_F(Topology, WithoutAFileThereIsTheDefaultVsanAlone) {
   EXPECT_EQ(standard.timers.size(), 4U);
 }
 
+TEST_F(Topology, LettersOfAnyLanguageAreSoundInAText) {
+  ASSERT_EQ(read("# \xD0\x9B\n[switch]\nname = \"\"\"\\\n  \xC3\xB6\xEF\xBA\xBF \\\n  \xD0\x9B\"\"\"\n"), 0) << error;
+  EXPECT_EQ(change.settings.name, "\xC3\xB6\xEF\xBA\xBF \xD0\x9B");
+}
+
 TEST_F(Topology, EveryKeyReachesItsPlace) {
   ASSERT_EQ(read(R"(
 [switch]
@@ -138,7 +143,9 @@ INSTANTIATE_TEST_SUITE_P(
         topology_error{"InterfaceIndexRange", "[[interface]]\nname = \"a\"\nindex = 4294967295\n",
                        "3: interface.index: "},
         topology_error{"InterfaceWithoutName", "[[interface]]\nindex = 4\n", "1: interface.name: "},
-        topology_error{"CharacterThatTheLibraryMisjudges", "[switch]\nss\xEF\xBA\xBFwni = 1\n", "2: a character"},
+        topology_error{"LetterInAKey", "[switch]\nss\xEF\xBA\xBFwni = 1\n", "2: "},
+        topology_error{"LetterBehindAHeading", "[switch]\xC3\xB6\n", "1: "},
+        topology_error{"LetterBehindAValue", "[switch]\ninorder_delivery = true \xCF\x8A\n", "2: "},
         topology_error{"InterfaceTwice",
                        "[[interface]]\nname = \"a\"\nindex = 4\n[[interface]]\nname = \"b\"\nindex = 4\n",
                        "6: interface.index: 4 is there twice"},

@@ -1,6 +1,6 @@
 // Arguments of the programs: taken as people type them, refused with the word that was wrong and what it may be.
-#ifndef COMMAND_LINE_ARGUMENTS_H
-#define COMMAND_LINE_ARGUMENTS_H
+#ifndef OPERATOR_INPUT_ARGUMENTS_H
+#define OPERATOR_INPUT_ARGUMENTS_H
 
 #include <stdint.h>
 

@@ -1,6 +1,6 @@
 // A command line that is none: what was wrong with it, and what could stand there.
-#ifndef COMMAND_LINE_WRONG_LINE_H
-#define COMMAND_LINE_WRONG_LINE_H
+#ifndef OPERATOR_INPUT_WRONG_LINE_H
+#define OPERATOR_INPUT_WRONG_LINE_H
 
 #include <CLI/CLI.hpp>
 #include <string>
