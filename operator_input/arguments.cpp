@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "vsan_values.h"
+
 const choices kOnOff = {{"on", 1}, {"off", 0}};
 
 namespace {
@@ -39,8 +41,8 @@ CLI::Option *add_number(CLI::App &command, const std::string &name, uint32_t &va
   return option->transform(CLI::Validator(take, ""));
 }
 
-CLI::Option *add_vsan(CLI::App &command, uint32_t &value, const std::string &about) {
-  return add_number(command, "vsan", value, about)->required()->type_name("VSAN");
+CLI::Option *add_vsan(CLI::App &command, const std::string &name, uint32_t &value, const std::string &about) {
+  return add_number(command, name, value, about, {kVsanFirst, kVsanLast})->type_name("VSAN");
 }
 
 std::string joined(const std::vector<std::string> &words, const char *between) {

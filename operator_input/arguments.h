@@ -19,8 +19,9 @@ struct number_limits {
 CLI::Option *add_number(CLI::App &command, const std::string &name, uint32_t &value, const std::string &about,
                         number_limits limits = {});
 
-// The VSAN that a command is about. The manager knows which ones may be.
-CLI::Option *add_vsan(CLI::App &command, uint32_t &value, const std::string &about = "the VSAN, 1 to 4094");
+// The VSAN that a command is about.
+CLI::Option *add_vsan(CLI::App &command, const std::string &name, uint32_t &value,
+                      const std::string &about = "the VSAN, 1 to 4094");
 
 // One of some words, each of which stands for a number.
 using choices = std::vector<std::pair<std::string, uint32_t>>;

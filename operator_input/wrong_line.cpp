@@ -1,5 +1,7 @@
 #include "wrong_line.h"
 
+#include <string.h>
+
 #include <vector>
 
 #include "arguments.h"
@@ -51,6 +53,22 @@ std::string missing_argument(const std::string &said) {
   return end == std::string::npos ? said : said.substr(0, end) + " is missing";
 }
 
+struct reworded {
+  const char *library;
+  const char *ours;
+};
+
+// The library's text with our words in it.
+std::string in_our_words(std::string said, std::initializer_list<reworded> words) {
+  for (const reworded &each : words) {
+    const size_t at = said.find(each.library);
+    if (at != std::string::npos) {
+      said.replace(at, strlen(each.library), each.ours);
+    }
+  }
+  return said;
+}
+
 std::string what_was_wrong(const CLI::App &app, const CLI::ParseError &error) {
   const CLI::App &reached = command_reached(app);
   const std::vector<std::string> extra = app.remaining(true);
@@ -72,7 +90,7 @@ std::string what_was_wrong(const CLI::App &app, const CLI::ParseError &error) {
     const bool twice = said.find("At Most") != std::string::npos;
     return said.substr(0, said.find(':')) + (twice ? ": it is there more than once" : ": a value is missing");
   }
-  return error.what();
+  return in_our_words(error.what(), {{" requires ", " needs "}, {" excludes ", " cannot stand with "}});
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "configuration_transfer.h"
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "configuration.h"
 #include "monotonic_clock.h"
@@ -104,6 +105,18 @@ int take_file(switch_managers &managers, const switch_change &wanted, bool apply
   return apply ? configuration_apply(managers, wanted) : 0;
 }
 
+// Only blanks and comments. An export that failed leaves such a file, and nobody means to lose all by it.
+bool says_nothing(const std::string &text) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const size_t start = line.find_first_not_of(" \t\r");
+    if (start != std::string::npos && line[start] != '#') {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 int configuration_take(configuration_transfers &transfers, switch_managers &managers, pid_t client, const json &piece,
@@ -130,7 +143,12 @@ int configuration_take(configuration_transfers &transfers, switch_managers &mana
   }
   switch_change wanted;
   std::string problems;
-  const int parsed = parse_topology(copy->text, piece["name"].get<std::string>(), wanted, problems);
+  const auto name = piece["name"].get<std::string>();
+  int parsed = parse_topology(copy->text, name, wanted, problems);
+  if (parsed == 0 && says_nothing(copy->text)) {
+    problems = name + ": there is nothing in it; \"vsanctl reset\" makes the switch what it was when it was new";
+    parsed = -1;
+  }
   transfers.in.erase(client);
   if (parsed != 0) {
     answer = {{"problems", problems}};

@@ -79,7 +79,7 @@ json service_counters(const switch_host &host) {
     services.push_back({{"service", kHostedServices[i].name},
                         {"requests", counters.requests},
                         {"refused", counters.refused},
-                        {"malformed", counters.malformed},
+                        {"bad_frames", counters.malformed},
                         {"connections", counters.connections},
                         {"peers_refused", counters.peers_refused},
                         {"faults", message_server_faults(host.servers[i]).size()}});
@@ -108,7 +108,7 @@ int get_status(switch_host &host, const message_request &, message_reply &reply)
           {"interfaces", state.interfaces.size()},
           {"active_memberships", count_active_memberships(state)},
           {"table_changed", state.settings.changed_seconds},
-          {"malformed", host.managers.malformed},
+          {"bad_requests", host.managers.malformed},
           {"notifications", queue_counters(host)},
           {"services", service_counters(host)}},
          reply);

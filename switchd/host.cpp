@@ -94,6 +94,10 @@ void on_changed(void *context) {
 
 // A directory that the agent's user can enter; what is in it has modes of its own.
 host_result open_run_dir(switch_host &host, std::string &error) {
+  if (platform_set_run_dir(host.run_dir.c_str()) != 0) {
+    error = "run directory " + host.run_dir + ": " + strerror(errno) + ": its sockets could not be named";
+    return kHostFailed;
+  }
   if (mkdir(host.run_dir.c_str(), 0755) != 0 && errno != EEXIST) {
     error = host.run_dir + ": " + strerror(errno);
     return kHostFailed;
@@ -107,10 +111,6 @@ host_result open_run_dir(switch_host &host, std::string &error) {
   if (flock(host.lock, LOCK_EX | LOCK_NB) != 0) {
     error = host.run_dir + ": another switchd uses this run directory";
     return kHostSecondInstance;
-  }
-  if (platform_set_run_dir(host.run_dir.c_str()) != 0) {
-    error = host.run_dir + ": " + strerror(errno);
-    return kHostFailed;
   }
   return kHostOk;
 }

@@ -156,7 +156,8 @@ int parse_and_run(int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &asked) {  // help, version
-    return app.exit(asked);
+    app.exit(asked);
+    return fflush(stdout) == 0 && ferror(stdout) == 0 ? kHostOk : kHostFailed;
   } catch (const CLI::ParseError &error) {
     fprintf(stderr, "switchd: %s\n", wrong_line_text(app, error).c_str());
     return kHostUsage;

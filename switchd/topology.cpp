@@ -55,17 +55,21 @@ std::string told(const topology_reader &reader) {
   return text;
 }
 
+// Returns the keys whose values could not be taken.
 template <typename Target>
-void read_keys(topology_reader &reader, const toml::table &table, const std::string &section,
-               std::span<const key_row<Target>> rows, Target &target) {
+std::set<std::string_view> read_keys(topology_reader &reader, const toml::table &table, const std::string &section,
+                                     std::span<const key_row<Target>> rows, Target &target) {
+  std::set<std::string_view> refused;
   for (const auto &[key, node] : table) {
     const auto row = std::ranges::find(rows, key.str(), &key_row<Target>::name);
     const std::string path = section + "." + std::string(key.str());
     const std::string problem = row == rows.end() ? "unknown key" : row->take(node, target);
     if (!problem.empty()) {
       complain(reader, node, path, problem);
+      refused.insert(key.str());
     }
   }
+  return refused;
 }
 
 template <typename Target>
@@ -115,24 +119,36 @@ struct seen_values {
   std::set<std::string> names;
 };
 
+// What is wrong with the name alone; empty when nothing is.
+std::string vsan_name_problem(const std::string &name, seen_values &seen) {
+  vsan_record named;
+  named.id = kDefaultVsan;
+  named.name = name;
+  if (const int problem = vsan_problem(named); problem != 0) {
+    return syserr2str(problem);
+  }
+  return name.empty() || seen.names.insert(name).second ? "" : "\"" + name + "\" is the name of another VSAN";
+}
+
+// Each check is made whatever the others say, so that all of a row's problems are told.
 void read_vsan(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
   vsan_section section;
-  const size_t problems = reader.problems.size();
-  read_keys<vsan_section>(reader, table, "vsan", kVsanKeys, section);
-  const bool sound = reader.problems.size() == problems;  // else a problem would be told twice
+  const auto refused = read_keys<vsan_section>(reader, table, "vsan", kVsanKeys, section);
   vsan_record &vsan = section.vsan;
-  if (!section.has_name) {
-    vsan.name = default_vsan_name(vsan.id);
-  }
   vsan.interop = vsan.interop == 0 ? uint32_t{kVsanInteropDefault} : vsan.interop;
+  const bool has_id = table.get("id") != nullptr && !refused.contains("id");
+  const bool is_new = has_id && seen.ids.insert(vsan.id).second;
   if (table.get("id") == nullptr) {
     complain(reader, table, "vsan.id", "is missing");
-  } else if (sound && !seen.ids.insert(vsan.id).second) {
+  } else if (has_id && !is_new) {
     complain(reader, blame(table, "id"), "vsan.id", "VSAN " + std::to_string(vsan.id) + " is there twice");
-  } else if (const int problem = sound ? vsan_problem(vsan) : 0; problem != 0) {
-    complain(reader, blame(table, "name"), "vsan.name", syserr2str(problem));
-  } else if (!vsan.name.empty() && !seen.names.insert(vsan.name).second) {
-    complain(reader, blame(table, "name"), "vsan.name", "\"" + vsan.name + "\" is the name of another VSAN");
+  }
+  if (!section.has_name && is_new) {
+    vsan.name = default_vsan_name(vsan.id);
+  }
+  const std::string problem = refused.contains("name") ? "" : vsan_name_problem(vsan.name, seen);
+  if (!problem.empty()) {
+    complain(reader, blame(table, "name"), "vsan.name", problem);
   }
   for (const auto &[key, value] : section.timers) {
     change.timers[{vsan.id, key.second}] = value;
@@ -140,35 +156,33 @@ void read_vsan(topology_reader &reader, const toml::table &table, seen_values &s
   change.vsans.push_back(std::move(vsan));
 }
 
-// An interface whose keys are sound, beside those before it.
-void check_interface(topology_reader &reader, const toml::table &table, const interface_record &interface,
-                     seen_values &seen, const switch_change &change) {
-  const auto in_vsan = [&](const vsan_record &vsan) { return vsan.id == interface.vsan; };
-  if (!seen.ids.insert(interface.index).second) {
-    complain(reader, blame(table, "index"), "interface.index", std::to_string(interface.index) + " is there twice");
-  } else if (interface.name.empty() || interface.name.size() > kInterfaceNameMax || !is_plain_text(interface.name)) {
-    complain(reader, blame(table, "name"), "interface.name", syserr2str(kStatusInterfaceName));
-  } else if (!seen.names.insert(interface.name).second) {
-    complain(reader, blame(table, "name"), "interface.name", "\"" + interface.name + "\" is there twice");
-  } else if (std::ranges::none_of(change.vsans, in_vsan)) {
-    complain(reader, blame(table, "vsan"), "interface.vsan", "there is no VSAN " + std::to_string(interface.vsan));
+std::string interface_name_problem(const std::string &name, seen_values &seen) {
+  if (name.empty() || name.size() > kInterfaceNameMax || !is_plain_text(name)) {
+    return syserr2str(kStatusInterfaceName);
   }
+  return seen.names.insert(name).second ? "" : "\"" + name + "\" is there twice";
 }
 
 void read_interface(topology_reader &reader, const toml::table &table, seen_values &seen, switch_change &change) {
-  interface_section section;
-  const size_t problems = reader.problems.size();
-  read_keys<interface_section>(reader, table, "interface", kInterfaceKeys, section);
-  const bool sound = reader.problems.size() == problems;  // else a problem would be told twice
-  if (!section.has_index) {
+  interface_record interface;
+  const auto refused = read_keys<interface_record>(reader, table, "interface", kInterfaceKeys, interface);
+  if (table.get("index") == nullptr) {
     complain(reader, table, "interface.index", "is missing");
-  } else if (sound) {
-    check_interface(reader, table, section.interface, seen, change);
+  } else if (!refused.contains("index") && !seen.ids.insert(interface.index).second) {
+    complain(reader, blame(table, "index"), "interface.index", std::to_string(interface.index) + " is there twice");
+  }
+  const std::string name_problem = refused.contains("name") ? "" : interface_name_problem(interface.name, seen);
+  if (!name_problem.empty()) {
+    complain(reader, blame(table, "name"), "interface.name", name_problem);
+  }
+  const auto in_vsan = [&](const vsan_record &vsan) { return vsan.id == interface.vsan; };
+  if (!refused.contains("vsan") && std::ranges::none_of(change.vsans, in_vsan)) {
+    complain(reader, blame(table, "vsan"), "interface.vsan", "there is no VSAN " + std::to_string(interface.vsan));
   }
   if (change.interfaces.size() == kInterfacesMax) {
     complain(reader, table, "interface", "more than " + std::to_string(kInterfacesMax) + " interfaces");
   }
-  change.interfaces.push_back(std::move(section.interface));
+  change.interfaces.push_back(std::move(interface));
 }
 
 void check_sections(topology_reader &reader, const toml::table &root) {
@@ -269,7 +283,7 @@ int read_topology(const std::string &path, switch_change &change, std::string &e
     close(fd);
   }
   if (got < 0) {
-    error = path + ": " + strerror(why);
+    error = "topology file " + path + ": " + strerror(why);
     return -1;
   }
   if (text.size() > kConfigurationMax) {

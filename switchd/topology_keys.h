@@ -44,11 +44,6 @@ inline std::string give_text(const std::string &text) {
   return quoted.str();
 }
 
-struct interface_section {
-  interface_record interface;
-  bool has_index = false;
-};
-
 inline std::string take_number(const toml::node &node, uint32_t low, uint32_t high, uint32_t &number) {
   const auto value = node.value_exact<int64_t>();
   if (!value || *value < int64_t{low} || *value > int64_t{high}) {
@@ -264,23 +259,19 @@ inline constexpr key_row<vsan_section> kVsanKeys[] = {
     {"timers", take_vsan_timers, give_vsan_timers},
 };
 
-inline constexpr key_row<interface_section> kInterfaceKeys[] = {
-    {"name", [](const toml::node &node, interface_section &s) { return take_text(node, s.interface.name); },
-     [](const interface_section &s) { return give_text(s.interface.name); }},
-    {"index",
-     [](const toml::node &node, interface_section &s) {
-       s.has_index = true;
-       return take_number(node, 1, UINT32_MAX - 1, s.interface.index);
-     },
-     [](const interface_section &s) { return give_number(s.interface.index); }},
+inline constexpr key_row<interface_record> kInterfaceKeys[] = {
+    {"name", [](const toml::node &node, interface_record &s) { return take_text(node, s.name); },
+     [](const interface_record &s) { return give_text(s.name); }},
+    {"index", [](const toml::node &node, interface_record &s) { return take_number(node, 1, UINT32_MAX - 1, s.index); },
+     [](const interface_record &s) { return give_number(s.index); }},
     {"vsan",
-     [](const toml::node &node, interface_section &s) {
-       s.interface.is_static = true;
-       return take_number(node, kVsanFirst, kVsanLast, s.interface.vsan);
+     [](const toml::node &node, interface_record &s) {
+       s.is_static = true;
+       return take_number(node, kVsanFirst, kVsanLast, s.vsan);
      },
-     [](const interface_section &s) { return s.interface.is_static ? give_number(s.interface.vsan) : std::string(); }},
-    {"up", [](const toml::node &node, interface_section &s) { return take_bool(node, 1, 0, s.interface.up); },
-     [](const interface_section &s) { return give_bool(s.interface.up); }},
+     [](const interface_record &s) { return s.is_static ? give_number(s.vsan) : std::string(); }},
+    {"up", [](const toml::node &node, interface_record &s) { return take_bool(node, 1, 0, s.up); },
+     [](const interface_record &s) { return give_bool(s.up); }},
 };
 
 #endif

@@ -49,8 +49,7 @@ std::string write_topology(const switch_state &state) {
                                 {.vsan = vsan, .timers = timers_of(state, id), .has_name = true});
   }
   for (const auto &[index, interface] : state.interfaces) {
-    write_section<interface_section>(text, "[[interface]]", kInterfaceKeys,
-                                     {.interface = interface, .has_index = true});
+    write_section<interface_record>(text, "[[interface]]", kInterfaceKeys, interface);
   }
   return text;
 }

@@ -66,8 +66,7 @@ int run(int argc, char **argv) {
   add_commands(app, common);
   add_examples(app);
   if (is_completion(argc, argv)) {
-    complete(app, argc, argv);
-    return kExitOk;
+    return complete(app, argc, argv);
   }
   try {
     app.parse(argc, argv);

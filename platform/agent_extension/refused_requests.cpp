@@ -87,8 +87,31 @@ void put_object(const netsnmp_variable_list *varbind, platform_error *error) {
   }
 }
 
+struct own_refusal {
+  long snmp_error;
+  const char *why;
+};
+constexpr own_refusal kOwnRefusals[] = {
+    {SNMP_ERR_WRONGVALUE, "the value is none that the MIB allows; the manager was not asked"},
+    {SNMP_ERR_INCONSISTENTNAME, "there is no such row, and this SET does not create it"},
+    {SNMP_ERR_INCONSISTENTVALUE, "the value does not fit the state of the row"},
+};
+
+// Why the module refuses what no manager refused, by what the client is told.
+const char *own_reason(const netsnmp_variable_list *varbind, long snmp_error) {
+  if (snmp_error == SNMP_ERR_WRONGVALUE && varbind->type == ASN_OCTET_STR) {
+    return "a name may have no blank; the manager was not asked";
+  }
+  for (const own_refusal &each : kOwnRefusals) {
+    if (each.snmp_error == snmp_error) {
+      return each.why;
+    }
+  }
+  return "the manager was not asked";
+}
+
 // Why a request fails: what the module said, else the exchange that came to nothing, else what the client is told.
-platform_error reason(long snmp_error) {
+platform_error reason(const netsnmp_variable_list *varbind, long snmp_error) {
   if (call.reported) {
     return call.error;
   }
@@ -100,14 +123,13 @@ platform_error reason(long snmp_error) {
     error.code = static_cast<uint32_t>(-1);
     snprintf(error.text, sizeof error.text, "no answer from the manager: %s", strerror(failures.why));
   } else {
-    snprintf(error.text, sizeof error.text, "%sthe manager was not asked",
-             snmp_error == SNMP_ERR_WRONGVALUE ? "the value is none that the MIB allows; " : "");
+    snprintf(error.text, sizeof error.text, "%s", own_reason(varbind, snmp_error));
   }
   return error;
 }
 
 void keep(int mode, const netsnmp_request_info *request, long snmp_error) {
-  platform_error error = reason(snmp_error);
+  platform_error error = reason(request->requestvb, snmp_error);
   error.snmp_error = static_cast<uint32_t>(snmp_error);
   error.phase = phase_of(mode);
   put_object(request->requestvb, &error);

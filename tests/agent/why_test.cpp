@@ -45,7 +45,15 @@ TEST_F(Why, AValueThatTheModuleRefusesAtOnceIsToldToo) {
   EXPECT_EQ(newest(), why("vsanAdminState", "20", "7", "RESERVE1", "wrongValue", "",
                           "the value is none that the MIB allows; the manager was not asked"));
   EXPECT_SET(set({name(20, "two words")}), kWrongValue, 1);
-  EXPECT_EQ(newest()["value"], "\"two words\"");
+  const json error = newest();
+  EXPECT_EQ(error["value"], "\"two words\"");
+  EXPECT_EQ(error["text"], "a name may have no blank; the manager was not asked");
+}
+
+TEST_F(Why, ARowThatIsNotThereIsTold) {
+  EXPECT_SET(set({admin_state(777, 1)}), kInconsistentName, 1);
+  EXPECT_EQ(newest(), why("vsanAdminState", "777", "1", "RESERVE2", "inconsistentName", "",
+                          "there is no such row, and this SET does not create it"));
 }
 
 TEST_F(Why, AZeroThatMeansNotWrittenIsToldByItsStatus) {

@@ -4,6 +4,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -100,7 +101,7 @@ TEST_F(Configuration, FilesThatAreNoneAreNamed) {
   EXPECT_NE(run({"import", path("none.toml")}).err.find("none.toml: No such file"), std::string::npos);
   EXPECT_NE(run({"import", directory.path}).err.find(directory.path + ": Is a directory"), std::string::npos);
   EXPECT_NE(run({"import", written("a = \"\xFF\"\n")}).err.find("import.toml: it is no UTF-8 text"), std::string::npos);
-  EXPECT_EQ(run_program(SWITCHD, {"--check", "--topology", "."}).err, ".: Is a directory\n");
+  EXPECT_EQ(run_program(SWITCHD, {"--check", "--topology", "."}).err, "topology file .: Is a directory\n");
   EXPECT_EQ(run_program(SWITCHD, {"--check", "--topology", TOPOLOGIES "/small-fabric.toml"}).code, 0);
 }
 
@@ -113,6 +114,30 @@ TEST_F(Configuration, OfAFileWhoseNameIsNoTextIsImported) {
   const program_result refused = run({"import", "--json", file});
   EXPECT_EQ(refused.code, 1) << refused.err;
   EXPECT_NE(refused.err.find("n\xEF\xBF\xBD.toml:2"), std::string::npos) << refused.err;
+}
+
+TEST_F(Configuration, OfNothingIsNotImported) {
+  const std::string before = everything_shown();
+  for (const char *text : {"", "\n", "# a comment\n  \t# another\r\n"}) {
+    const program_result refused = run({"import", written(text)});
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_NE(refused.err.find("import.toml: there is nothing in it; \"vsanctl reset\""), std::string::npos)
+        << refused.err;
+  }
+  EXPECT_EQ(everything_shown(), before);
+}
+
+TEST_F(Configuration, EveryErrorOfARowIsTold) {
+  const program_result refused =
+      run({"import", written("[[vsan]]\nid = 50\nname = \"a b\"\nmtu = 1\n[[vsan]]\nid = 50\nname = \"c\"\n"
+                             "[[interface]]\nindex = 7\nname = \"x\"\nvsan = 50\n"
+                             "[[interface]]\nindex = 7\nname = \"x\"\nvsan = 51\n")});
+  for (const char *told : {":3: vsan.name: ", ":4: vsan.mtu: ", ":6: vsan.id: VSAN 50 is there twice",
+                           ":13: interface.index: 7 is there twice", ":14: interface.name: \"x\" is there twice",
+                           ":15: interface.vsan: there is no VSAN 51"}) {
+    EXPECT_NE(refused.err.find(told), std::string::npos) << told << " in " << refused.err;
+  }
+  EXPECT_EQ(std::ranges::count(refused.err, '\n'), 6) << refused.err;
 }
 
 TEST_F(Configuration, ErrorsOfAnySizeAreTold) {

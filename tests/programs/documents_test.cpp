@@ -1,12 +1,18 @@
 // What is written about vsanctl is what it does: the schema of its JSON, its man page, the completion scripts.
 
+#include <signal.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <regex>
 #include <set>
 
+#include "platform/sdwrap.h"
 #include "running_switch.h"
+#include "switchplatform/run_dir.h"
+#include "switchplatform/shared_page.h"
 
 namespace {
 
@@ -56,6 +62,7 @@ TEST_F(Documents, TheSchemaIsWhatIsPrinted) {
   expect_schema("scenario", run({"scenario", "--json", path("s.toml")}).out);
   expect_schema("import", run({"--json", "import", "--check", TOPOLOGIES "/small-fabric.toml"}).out);
   expect_schema("error", run({"--json", "vsan", "set", "77", "--mtu", "2000"}).err);
+  expect_schema("export", run({"--json", "export"}).out);
 }
 
 // Lines that start with `mark`, without it.
@@ -182,6 +189,56 @@ TEST_F(Documents, TheManPageHasEveryCommandAndOption) {
   }
 }
 
+struct History : Documents {
+  // As the agent's module does.
+  void write_event(const std::string &text) const {
+    struct {
+      uint32_t level = 101;
+      char text[64] = {};
+    } record;
+    text.copy(record.text, sizeof record.text - 1);
+    ASSERT_EQ(sdwrap_hist_event(7, static_cast<int>(sizeof record.level + text.size() + 1), &record), 0);
+  }
+  void SetUp() override {
+    running_switch::SetUp();
+    ASSERT_EQ(platform_set_run_dir(run_dir().c_str()), 0);
+    write_event("first");
+  }
+  void TearDown() override {
+    platform_page_close();
+    running_switch::TearDown();
+  }
+};
+
+TEST_F(History, ThatIsLostOnItsWayIsAnError) {
+  const program_result result =
+      run_program("/usr/bin/timeout", {"20", "/bin/sh", "-c", "exec " VSANCTL " --json --run-dir " + run_dir() +
+                                                                  " history --follow >/dev/full"});
+  EXPECT_EQ(result.code, 4);
+  expect_schema("error", result.err);
+}
+
+TEST_F(History, ThatIsOverwrittenBeforeItIsReadIsWarnedOf) {
+  std::string printed;
+  const pid_t reader = start_program(VSANCTL, {"--json", "--run-dir", run_dir(), "history", "--follow"},
+                                     path("warning"), &printed);
+  expect_schema("history", printed);
+  ASSERT_EQ(kill(reader, SIGSTOP), 0);
+  for (int i = 0; i < 20000; ++i) {
+    write_event("event " + std::to_string(i));
+  }
+  ASSERT_EQ(kill(reader, SIGCONT), 0);
+  std::string warning;
+  for (int i = 0; i < 200 && warning.empty(); ++i) {
+    usleep(50'000);
+    warning = file_text(path("warning"));
+  }
+  kill(reader, SIGKILL);
+  wait_for_exit(reader);
+  expect_schema("warning", warning);
+  EXPECT_NE(warning.find("events were lost"), std::string::npos);
+}
+
 TEST(ManPages, AreSoundForTheirFormatter) {
   for (const char *page : {"vsanctl.1", "switchd.8", "switchd.toml.5", "vsanmib.conf.5"}) {
     const program_result result =
@@ -210,42 +267,60 @@ TEST_F(Documents, TheManPageOfTheTopologyFileHasEveryKeyAndItsExampleIsSound) {
   EXPECT_EQ(result.code, 0) << result.err;
 }
 
-struct Completion : running_switch {
-  std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
-  // What bash offers for words, the last of which is being typed.
-  std::string bash(const std::string &words) const {
-    return run_shell("/bin/bash", ". " SOURCE "/packaging/completion/vsanctl.bash; COMP_WORDS=(vsanctl " + words +
-                                      "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _vsanctl; echo \"${COMPREPLY[@]}\"");
-  }
-  // And zsh, whose two functions only print here.
-  std::string zsh(const std::string &words) const {
-    return run_shell("/bin/zsh", "compadd() { shift; print -- $@ }; _files() { print files }; words=(vsanctl " + words +
-                                     "); CURRENT=$#words; . " SOURCE "/packaging/completion/_vsanctl");
-  }
-  std::string run_shell(const char *shell, const std::string &script) const {
-    const program_result result = run_program(
-        "/usr/bin/env", {"SWITCHD_RUN_DIR=" + run_dir(), "PATH=" + bin + ":/usr/bin:/bin", shell, "-c", script});
-    EXPECT_EQ(result.err, "");
-    return result.out;
-  }
+struct completed_line {
+  const char *typed;  // behind "vsanctl "
+  std::vector<std::string> words;
 };
 
-TEST_F(Completion, OfBashOffersWhatTheProgramKnows) {
-  EXPECT_EQ(bash("vsan set 20 --state ''"), "active suspended\n");
-  EXPECT_EQ(bash("vsan set 20 --state = s"), "suspended\n");
-  EXPECT_EQ(bash("vsan set 20 --state ="), "active suspended\n");
-  EXPECT_EQ(bash("vsan delete ''"), "1 10 20 30 100 900\n");
-  EXPECT_EQ(bash("import ''"), "\n");
+struct Completion : running_switch, testing::WithParamInterface<const char *> {};
+
+TEST_P(Completion, InAShellGivesTheWordsThatFit) {
+  for (const char *name : {"a b", "x*y", "q\"q"}) {
+    ASSERT_EQ(run({"interface", "create", name, "--index", std::to_string(900 + name[0])}).code, 0);
+  }
+  std::ofstream(path("switch.toml")) << "";
+  const std::string quoted = "--run-dir \"" + run_dir() + "\" show vsan 9";
+  const completed_line lines[] = {
+      {"vsan set 20 --state a", {"vsan", "set", "20", "--state", "active"}},
+      {"vsan set 20 --state \"a", {"vsan", "set", "20", "--state", "active"}},
+      {"vsan set 20 --state 'a", {"vsan", "set", "20", "--state", "active"}},
+      {"vsan set 20 --state=a", {"vsan", "set", "20", "--state=active"}},
+      {"vsan delete 9", {"vsan", "delete", "900"}},
+      {"vsan create 9", {"vsan", "create", "9"}},
+      {"interface delete a", {"interface", "delete", "a b"}},
+      {"interface delete \"a", {"interface", "delete", "a b"}},
+      {"interface delete x", {"interface", "delete", "x*y"}},
+      {"interface delete q", {"interface", "delete", "q\"q"}},
+      {"import sw", {"import", "switch.toml"}},
+      {"import --ch", {"import", "--check"}},
+      {"--run-dir ~/run show vsan 9", {"--run-dir", run_dir(), "show", "vsan", "900"}},
+      {quoted.c_str(), {"--run-dir", run_dir(), "show", "vsan", "900"}},
+  };
+  const std::string bin = std::string(VSANCTL).substr(0, std::string(VSANCTL).rfind('/'));
+  std::vector<std::string> command = {"-C",
+                                      directory.path,
+                                      "HOME=" + directory.path,
+                                      "SWITCHD_RUN_DIR=" + run_dir(),
+                                      "PATH=" + bin + ":/usr/bin:/bin",
+                                      "/usr/bin/python3",
+                                      SOURCE "/tests/programs/press_tab.py",
+                                      GetParam()};
+  for (const completed_line &line : lines) {
+    command.push_back(std::string("vsanctl ") + line.typed);
+  }
+  const program_result result = run_program("/usr/bin/env", command);
+  ASSERT_EQ(result.code, 0) << result.err;
+  std::istringstream out(result.out);
+  for (const completed_line &line : lines) {
+    std::string words;
+    std::getline(out, words);
+    EXPECT_EQ(nlohmann::json::parse(words, nullptr, false), nlohmann::json(line.words)) << line.typed;
+  }
 }
 
-TEST_F(Completion, OfZshOffersWhatTheProgramKnows) {
-  EXPECT_EQ(zsh("vsan set 20 --state ''"), "active suspended\n");
-  EXPECT_EQ(zsh("vsan set 20 --state=s"), "--state=suspended\n");
-  EXPECT_EQ(zsh("interface up fc2"), "fc2/1 fc2/2 fc2/3 fc2/4\n");
-  EXPECT_EQ(zsh("import ''"), "files\n");
-}
+INSTANTIATE_TEST_SUITE_P(Shells, Completion, testing::Values("bash", "zsh"));
 
-TEST_F(Completion, AsksTheSwitchThatTheLineIsAbout) {
+TEST_F(Documents, CompletionAsksTheSwitchThatTheLineIsAbout) {
   const auto offered = [](std::vector<std::string> words) {
     words.insert(words.begin(), "--complete");
     return run_program(VSANCTL, words);

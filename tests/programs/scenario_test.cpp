@@ -58,6 +58,26 @@ TEST_F(Scenario, EveryErrorOfAFileIsTold) {
   }
 }
 
+TEST_F(Scenario, WhatWasRefusedIsNotUndone) {
+  const program_result played = run(
+      {"scenario", written("[[step]]\ndo = \"vsan create 10 --name mine\"\nfor = 0.1\nundo = \"vsan delete 10\"\n")});
+  EXPECT_EQ(played.code, 1);
+  EXPECT_EQ(played.out.find("delete"), std::string::npos) << played.out;
+  EXPECT_EQ(run({"show", "vsan", "10"}).code, 0);
+}
+
+TEST_F(Scenario, ACommandThatWouldNotEndIsRefused) {
+  for (const char *command : {"history --follow", "history -f", "history -fn3"}) {
+    const program_result refused =
+        run({"scenario", "--check", written(std::string("[[step]]\ndo = \"") + command + "\"\n")});
+    EXPECT_EQ(refused.code, 2) << command;
+    EXPECT_NE(refused.err.find("does not end"), std::string::npos) << refused.err;
+  }
+  const program_result played = run({"scenario", written("[[step]]\ndo = \"import -\"\n")});
+  EXPECT_EQ(played.code, 1);
+  EXPECT_NE(played.err.find("there is nothing in it"), std::string::npos) << played.err;
+}
+
 TEST_F(Scenario, OneThatIsBrokenOffUndoesWhatItDid) {
   const std::string file =
       written("[[step]]\ndo = \"interface down fc1/8\"\nfor = 60\nundo = \"interface up fc1/8\"\n");

@@ -94,7 +94,7 @@ TEST_F(Switchd, AWrongCommandLineIsRefusedWithTheWordThatWasWrong) {
       {{"--topolgy", "x"}, "there is no option --topolgy here; there are --version, --run-dir, --state, --topology"},
       {{"start"}, "\"start\" is one word too many"},
       {{"--state"}, "--state: a value is missing"},
-      {{"--check"}, "--check requires --topology"},
+      {{"--check"}, "--check needs --topology"},
   };
   for (const wrong_switchd_line &line : lines) {
     const program_result result = run_program(SWITCHD, line.words);
@@ -103,6 +103,18 @@ TEST_F(Switchd, AWrongCommandLineIsRefusedWithTheWordThatWasWrong) {
     EXPECT_TRUE(result.err.starts_with("switchd: " + line.told)) << result.err;
     EXPECT_TRUE(result.err.ends_with("\n  switchd --help says more\n")) << result.err;
   }
+}
+
+TEST_F(Switchd, ARunDirectoryWhoseSocketsCannotBeNamedIsNotMade) {
+  const std::string far = directory.path + "/" + std::string(200, 'a');
+  const program_result result = run_program(SWITCHD, {"--run-dir", far, "--state", directory.path + "/s.db"});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_NE(result.err.find("run directory " + far + ": File name too long"), std::string::npos) << result.err;
+  EXPECT_FALSE(std::filesystem::exists(far));
+}
+
+TEST_F(Switchd, HelpThatIsLostIsAnError) {
+  EXPECT_EQ(run_program("/bin/sh", {"-c", SWITCHD " --help >/dev/full"}).code, 1);
 }
 
 TEST_F(Switchd, ALogFileInAFolderThatIsNotThereIsRefusedAndNoFolderIsMade) {

@@ -84,7 +84,6 @@ TEST_F(Vsanctl, CreatesChangesAndDeletesAVsan) {
 
 TEST_F(Vsanctl, RefusalsNameTheFieldAndTheValue) {
   expect_refused({"vsan", "create", "20"}, {"vsan 20", "exists"});
-  expect_refused({"vsan", "create", "4095"}, {"vsan 4095", "reserved"});
   expect_refused({"vsan", "create", "77", "--name", "backup"}, {"name \"backup\"", "in use"});
   expect_refused({"vsan", "set", "20", "--mtu", "99999"}, {"mtu 99999", "256 to 2112"});
   expect_refused({"vsan", "set", "20", "--name", "two words"}, {"name \"two words\"", "blank"});
@@ -97,7 +96,7 @@ TEST_F(Vsanctl, RefusalsNameTheFieldAndTheValue) {
   expect_refused({"interface", "down", "fc7/7"}, {"fc7/7"});
   expect_refused({"timer", "set", "e_d_tov", "4001"}, {"E_D_TOV", "value 4001", "1000 to 4000"});
   expect_refused({"timer", "set", "e_d_tov", "3000", "--vsan", "20"}, {"vsan 20", "forced"});
-  expect_refused({"kdx", "commit"}, {"no distribution session"});
+  expect_refused({"kdx", "commit"}, {"no distribution session", "vsanctl kdx enable"});
   expect_refused({"kdx", "keep-out", "77"}, {"vsan 77"});
 }
 
@@ -110,7 +109,13 @@ TEST_F(Vsanctl, WrongCommandLinesNameTheWordAndWhatCouldStandThere) {
   const wrong_line lines[] = {
       {{}, {"a command is missing; there are show, vsan", "vsanctl --help"}},
       {{"show"}, {"show: a command is missing; there are vsan, interface", "vsanctl show --help"}},
-      {{"show", "vsan", "ten"}, {"\"ten\"", "1 to 4095"}},
+      {{"show", "vsan", "ten"}, {"\"ten\"", "1 to 4094"}},
+      {{"vsan", "create", "4095"}, {"vsan: \"4095\"", "1 to 4094"}},
+      {{"kdx", "keep-out", "0"}, {"\"0\"", "1 to 4094"}},
+      {{"timer", "set", "e_d_tov", "abc"}, {"\"abc\"", "1000 to 10000"}},
+      {{"switch", "set", "--name", "x", "--network-latency", "60001"}, {"--network-latency: \"60001\"", "0 to 60000"}},
+      {{"history", "--object", "vsanNme"}, {"\"vsanNme\"", "vsanNumber, vsanTableLastChange, vsanName"}},
+      {{"fault", "hang", "--object", "vsanName", "--opcode", "1"}, {"cannot stand with"}},
       {{"show", "vsan", "-1"}, {"-1"}},
       {{"show", "switches"}, {"\"switches\" is no command; there are vsan", "switch,"}},
       {{"show", "switch", "x"}, {"\"x\" is one word too many"}},
@@ -162,6 +167,11 @@ TEST_F(Vsanctl, OutputThatIsLostIsAnError) {
       run_program("/bin/sh", {"-c", VSANCTL " --run-dir " + run_dir() + " show vsan >/dev/full"});
   EXPECT_EQ(result.code, 4);
   EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
+  const program_result followed = run_program(
+      "/usr/bin/timeout",
+      {"20", "/bin/sh", "-c",
+       VSANCTL " --help >/dev/full; exec " VSANCTL " --json --run-dir " + run_dir() + " export >/dev/full"});
+  EXPECT_EQ(followed.code, 4);
 }
 
 TEST_F(Vsanctl, AClosedStreamIsAnErrorAndDoesNotReachTheSwitch) {

@@ -39,6 +39,7 @@ constexpr status_field kStatusFields[] = {
     {kStatusInteropRange, "interop"},
     {kStatusInorderRange, "inorder"},
     {kStatusLatencyRange, "drop-latency"},
+    {kStatusNoSession, "", "; \"vsanctl kdx enable\", and then a timer that is set, opens one"},
     {kStatusTimerType, "timer"},
     {kStatusTimerRange, "value"},
     {kStatusTimerMustForce, "vsan", "; --force sets it all the same"},

@@ -15,7 +15,7 @@ namespace {
 
 using nlohmann::json;
 
-void export_configuration() {
+void export_configuration(bool as_json) {
   std::string text;
   uint64_t total = 0;
   do {
@@ -27,6 +27,9 @@ void export_configuration() {
     text += piece.at("text").get<std::string>();
     total = piece.at("total").get<uint64_t>();
   } while (text.size() < total);
+  if (as_json) {
+    text = json{{"toml", text}}.dump(2) + "\n";
+  }
   fwrite(text.data(), 1, text.size(), stdout);
 }
 
@@ -116,7 +119,8 @@ void add_configuration_commands(CLI::App &app, const common_options &common) {
   static bool check = false;
   static bool sure = false;
   const char *about = "the file; - is standard input";
-  app.add_subcommand("export", "print the configuration of the whole switch, as TOML")->callback(export_configuration);
+  CLI::App *exported = app.add_subcommand("export", "print the configuration of the whole switch, as TOML");
+  exported->callback([&common] { export_configuration(common.json); });
   CLI::App *imported = app.add_subcommand("import", "make the switch what a file says, in one step or not at all");
   add_text(*imported, "file", file, "FILE", about)->required();
   imported->add_flag("--check", check, "change nothing; say what would change, or what is wrong in the file");

@@ -85,7 +85,8 @@ void add_interface_commands(CLI::App &app) {
     command->callback(run);
     return command;
   };
-  add_vsan(*add_command("move", "put an interface into another VSAN", [] { move_interface(options); }), options.vsan);
+  CLI::App *move = add_command("move", "put an interface into another VSAN", [] { move_interface(options); });
+  add_vsan(*move, "vsan", options.vsan)->required();
   add_command("up", "take an interface up", [] { set_interface(options, true); });
   add_command("down", "take an interface down", [] { set_interface(options, false); });
   add_command("delete", "take an interface away", [] { delete_interface(options); });
@@ -93,8 +94,8 @@ void add_interface_commands(CLI::App &app) {
   add_text(*rename, "name", options.name, "NAME", "1 to 31 octets")->required();
   CLI::App *create = interface->add_subcommand("create", "make an interface");
   add_text(*create, "name", options.interface, "NAME", "its name, 1 to 31 octets, such as fc1/9")->required();
-  add_number(*create, "--index", options.index, "its ifIndex, 1 to 4294967294")->required();
-  add_number(*create, "--vsan", options.vsan, "the VSAN that it is in")->type_name("VSAN")->capture_default_str();
+  add_number(*create, "--index", options.index, "its ifIndex, 1 to 4294967294", {1, UINT32_MAX - 1})->required();
+  add_vsan(*create, "--vsan", options.vsan, "the VSAN that it is in")->capture_default_str();
   create->add_flag("--down", options.down, "it is down at first");
   create->callback([] { create_interface(options); });
 }

@@ -43,7 +43,7 @@ void add_kdx_commands(CLI::App &app) {
   for (const kdx_row &row : kCommands) {
     CLI::App *command = kdx->add_subcommand(row.name, row.about);
     if (row.argument == kdx_argument::vsan) {
-      add_vsan(*command, argument);
+      add_vsan(*command, "vsan", argument)->required();
     } else if (row.argument == kdx_argument::on_off) {
       add_choice(*command, "switch", argument, kOnOff, "on or off")->required();
     }

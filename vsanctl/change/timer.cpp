@@ -1,4 +1,6 @@
 // vsanctl timer …
+#include <algorithm>
+
 #include "arguments.h"
 #include "ask/question.h"
 #include "commands.h"
@@ -15,6 +17,12 @@ struct timer_options {
   uint32_t vsan = 0;
   bool force = false;
 };
+
+// What one timer or another may be; the manager knows which.
+number_limits any_timer() {
+  return {std::ranges::min(kTimerRanges, {}, &timer_range::low).low,
+          std::ranges::max(kTimerRanges, {}, &timer_range::high).high};
+}
 
 void set_timer(const CLI::App &command, const timer_options &options) {
   const bool of_vsan = command.count("--vsan") > 0;
@@ -44,8 +52,8 @@ void add_timer_commands(CLI::App &app) {
   CLI::App *timer = app.add_subcommand("timer", "set a timer")->require_subcommand(1);
   CLI::App *set = timer->add_subcommand("set", "set a timer of the switch, or of one VSAN");
   add_choice(*set, "timer", options.key, words, "which timer")->required();
-  add_number(*set, "value", options.value, "milliseconds")->required();
-  add_number(*set, "--vsan", options.vsan, "of this VSAN only")->type_name("VSAN");
+  add_number(*set, "value", options.value, "milliseconds", any_timer())->required();
+  add_vsan(*set, "--vsan", options.vsan, "of this VSAN only");
   set->add_flag("--force", options.force, "although the VSAN is operational");
   set->callback([set] { set_timer(*set, options); });
 }

@@ -37,7 +37,7 @@ constexpr row_option kRowOptions[] = {
 };
 
 void add_row_options(CLI::App &command, vsan_options &options) {
-  add_vsan(command, options.id);
+  add_vsan(command, "vsan", options.id)->required();
   add_text(command, "--name", options.name, "NAME", "name, at most 32 octets, without a blank");
   for (const row_option &each : kRowOptions) {
     if (each.words != nullptr) {
@@ -172,10 +172,10 @@ void add_vsan_commands(CLI::App &app) {
   add_row_options(*set, options);
   set->callback([set] { set_vsan(*set, options); });
   CLI::App *rename = vsan->add_subcommand("rename", "give a VSAN another name");
-  add_vsan(*rename, options.id);
+  add_vsan(*rename, "vsan", options.id)->required();
   add_text(*rename, "name", options.name, "NAME", "at most 32 octets, without a blank")->required();
   rename->callback([] { rename_vsan(options); });
   CLI::App *remove = vsan->add_subcommand("delete", "delete a VSAN; its interfaces return to VSAN 1");
-  add_vsan(*remove, options.id);
+  add_vsan(*remove, "vsan", options.id)->required();
   remove->callback([] { delete_vsan(options); });
 }

@@ -97,8 +97,8 @@ void add_switch_commands(CLI::App &app) {
   add_text(*set, "--name", options.name, "NAME", "its name, at most 255 octets; sysName where IF-MIB is served");
   add_text(*set, "--wwn", options.wwn, "WWN", "its world wide name, eight octets, such as 20:00:02:00:00:00:00:01")
       ->check(wwn_problem);
-  add_number(*set, "--switch-latency", options.switch_latency, "milliseconds, 0 to 60000");
-  add_number(*set, "--network-latency", options.network_latency, "milliseconds, 0 to 60000");
+  add_number(*set, "--switch-latency", options.switch_latency, "milliseconds, 0 to 60000", {0, kLatencyMax});
+  add_number(*set, "--network-latency", options.network_latency, "milliseconds, 0 to 60000", {0, kLatencyMax});
   add_choice(*set, "--inorder", options.inorder, choices_of(kSwitchWords), "in-order delivery");
   add_choice(*set, "--notifications", options.notifications, choices_of(kSwitchWords),
              "whether changes raise notifications");

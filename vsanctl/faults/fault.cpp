@@ -4,8 +4,8 @@
 
 #include "arguments.h"
 #include "ask/control.h"
+#include "ask/object_name.h"
 #include "commands.h"
-#include "mib_names.h"
 #include "output/failure.h"
 #include "output/writer.h"
 #include "requests.h"
@@ -51,18 +51,6 @@ constexpr fault_row kFaults[] = {
     {"hang", "never answer", nullptr, nullptr, {}},
 };
 
-const mib_exchange &exchange_of(const std::string &object) {
-  const auto found = std::ranges::find(kMibNames, object, &mib_name::name);
-  if (found == std::end(kMibNames)) {
-    std::string names;
-    for (const mib_name &each : kMibNames) {
-      names += (names.empty() ? "" : ", ") + std::string(each.name);
-    }
-    fail(kExitUsage, "fault: --object \"" + object + "\": there is no object of this name; there are " + names);
-  }
-  return *found->exchange;
-}
-
 const char *service_name(int service) {
   return std::ranges::find(kServices, service, &service_row::service)->name;
 }
@@ -77,7 +65,7 @@ void set_fault(const CLI::App &command, const fault_row &row, const fault_option
               {"spares_operator", options.spare_vsanctl},
               {"lasts", uint64_t{options.seconds} * 1000}};
   if (!options.object.empty()) {
-    const mib_exchange &exchange = exchange_of(options.object);
+    const mib_exchange &exchange = *object_named(options.object).exchange;
     object["service"] = service_name(exchange.service);
     object["opcode"] = exchange.opcode;
   }
@@ -119,8 +107,8 @@ void list_faults(bool as_json) {
 }
 
 void add_fault_options(CLI::App &command, fault_options &options) {
-  CLI::Option *object = add_text(command, "--object", options.object, "OBJECT",
-                                 "only exchanges that carry this object of the MIB, such as vsanName");
+  CLI::Option *object =
+      add_object(command, options.object, "only exchanges that carry this object of the MIB, such as vsanName");
   std::vector<std::string> services;
   for (const service_row &each : kServices) {
     services.emplace_back(each.name);

@@ -1,5 +1,6 @@
 // vsanctl scenario …: plays a scenario file, one command after the other.
 #include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdio.h>
@@ -8,6 +9,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -33,7 +35,7 @@ double now() {
 
 void print_event(double at, const scenario_event &event, bool as_json) {
   if (as_json) {
-    const nlohmann::ordered_json line{{"at", at}, {"command", event.words}};
+    const nlohmann::ordered_json line{{"at", std::round(at * 1000) / 1000}, {"command", event.words}};
     printf("%s\n", line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
   } else {
     printf("%8.2f s  %s\n", at, joined(event.words, " ").c_str());
@@ -58,7 +60,11 @@ int run_command(const std::vector<std::string> &words, bool as_json) {
   posix_spawnattr_t apart;  // Ctrl-C is for the scenario, which still has to undo
   posix_spawnattr_init(&apart);
   posix_spawnattr_setflags(&apart, POSIX_SPAWN_SETPGROUP);
-  const int why = posix_spawn(&child, "/proc/self/exe", nullptr, &apart, arguments.data(), environ);
+  posix_spawn_file_actions_t no_input;  // nobody types: a command that asked would wait for ever
+  posix_spawn_file_actions_init(&no_input);
+  posix_spawn_file_actions_addopen(&no_input, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  const int why = posix_spawn(&child, "/proc/self/exe", &no_input, &apart, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&no_input);
   posix_spawnattr_destroy(&apart);
   if (why != 0) {
     fail(kExitOutput, std::string("a command cannot be started: ") + strerror(why));
@@ -90,12 +96,16 @@ void play(const std::vector<scenario_event> &events, bool as_json) {
   std::set<size_t> made;
   for (const scenario_event &event : events) {
     wait_until(start + event.at);
-    if (stopped != 0 && !(event.undoes && made.contains(event.change))) {
+    // What was refused, or not done any more, is not undone: it is somebody else's.
+    if (event.undoes ? !made.contains(event.change) : stopped != 0) {
       continue;
     }
-    made.insert(event.change);
     print_event(now() - start, event, as_json);
-    failed += run_command(event.words, as_json) != 0 ? 1 : 0;
+    if (run_command(event.words, as_json) == 0) {
+      made.insert(event.change);
+    } else {
+      ++failed;
+    }
   }
   if (failed > 0) {
     fail(kExitRefused, std::to_string(failed) + " of " + std::to_string(events.size()) + " commands failed");

@@ -87,6 +87,13 @@ bool is_fault(const step &taken) {
   return taken.words[0] == "fault";
 }
 
+bool goes_on(const std::vector<std::string> &words) {
+  return !words.empty() && words[0] == "history" && std::ranges::any_of(words, [](const std::string &word) {
+    const bool is_short = word.size() > 1 && word[0] == '-' && word[1] != '-';
+    return word.starts_with("--follow") || (is_short && word.find('f') != std::string::npos);
+  });
+}
+
 // What is wrong with the step as a whole; empty when nothing is.
 std::string step_problem(const step &taken) {
   if (taken.words.empty()) {
@@ -99,6 +106,9 @@ std::string step_problem(const step &taken) {
     if (!words->empty() && std::ranges::find(kCommands, words->front()) == std::end(kCommands)) {
       return "\"" + words->front() + "\" is no command of vsanctl";
     }
+  }
+  if (goes_on(taken.words) || goes_on(taken.undo)) {
+    return "history --follow does not end, and the scenario would not go on";
   }
   if (taken.lasts > 0 && is_fault(taken) && std::ranges::find(taken.words, "--for") != taken.words.end()) {
     return "for: it is there in do, too";

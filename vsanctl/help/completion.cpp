@@ -1,5 +1,6 @@
 #include "help/completion.h"
 
+#include <errno.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -115,7 +116,7 @@ constexpr offered_values kOfferedValues[] = {
 void choose_switch(const std::vector<std::string> &words) {
   static const std::string kOption = "--run-dir";
   const char *environment = getenv("SWITCHD_RUN_DIR");
-  std::string run_dir = environment != nullptr ? environment : platform_run_dir();
+  std::string run_dir = environment != nullptr && *environment != '\0' ? environment : platform_run_dir();
   for (size_t i = 0; i + 1 < words.size(); ++i) {
     if (words[i] == kOption) {
       run_dir = words[i + 1] == "=" && i + 2 < words.size() ? words[i + 2] : words[i + 1];
@@ -125,7 +126,7 @@ void choose_switch(const std::vector<std::string> &words) {
     run_dir = word.starts_with(kOption + "=") ? word.substr(kOption.size() + 1) : run_dir;
   }
   if (platform_set_run_dir(run_dir.c_str()) != 0) {
-    fail(kExitUsage, run_dir);
+    fail(kExitUsage, "--run-dir " + run_dir + ": " + strerror(errno));
   }
 }
 
@@ -136,47 +137,69 @@ void give_up_soon() {
   alarm(1);
 }
 
-void offer_values(const CLI::Option &option, const offer &to) {
+// Returns what to exit with.
+int offer_values(const CLI::Option &option, const offer &to) {
   const std::string typed = option.get_type_name();
+  if (typed == "FILE" || typed == "DIR") {
+    return kCompletesToFile;
+  }
   const auto known = std::ranges::find(kOfferedValues, typed, &offered_values::typed);
   if (known != std::end(kOfferedValues)) {
     give_up_soon();
-    return known->offer_them(to);
+    known->offer_them(to);
+    return kExitOk;
   }
-  if (typed.find('|') == std::string::npos) {
-    return;
-  }
-  for (size_t at = 0; at <= typed.size();) {
+  for (size_t at = 0; typed.find('|') != std::string::npos && at <= typed.size();) {
     const size_t end = std::min(typed.find('|', at), typed.size());
     print_if(to, typed.substr(at, end - at));
     at = end + 1;
   }
+  return kExitOk;
 }
 
 void offer_options(const CLI::App &command, const offer &to) {
   for (const CLI::Option *each : command.get_options()) {
     for (const std::string &name : each->get_lnames()) {
-      print_if(to, "--" + name);
+      if (name != "help") {
+        print_if(to, "--" + name);
+      }
     }
   }
 }
 
-void offer_positional(const typed_line &line, const offer &to) {
+int offer_positional(const typed_line &line, const offer &to) {
   size_t at = 0;
   for (const CLI::Option *each : line.command->get_options()) {
     if (each->get_positional() && at++ == line.positionals) {
-      offer_values(*each, to);
+      return offer_values(*each, to);
     }
   }
+  return kExitOk;
 }
 
 // The value of "--option=val".
-void offer_value_after_equals(const CLI::App &app, const typed_line &line, const std::string &word) {
+int offer_value_after_equals(const CLI::App &app, const typed_line &line, const std::string &word) {
   const size_t equals = word.find('=');
   const CLI::Option *option = find_option(app, *line.command, word.substr(0, equals));
-  if (option != nullptr) {
-    offer_values(*option, {word.substr(0, equals + 1), word.substr(equals + 1)});
+  return option == nullptr ? kExitOk : offer_values(*option, {word.substr(0, equals + 1), word.substr(equals + 1)});
+}
+
+// A word as the shell would pass it, but for what it would substitute: the shells give it as it is typed.
+std::string as_passed(const std::string &typed) {
+  std::string word;
+  char quote = 0;
+  for (size_t i = 0; i < typed.size(); ++i) {
+    const bool is_quote = typed[i] == '"' || typed[i] == '\'';
+    if (is_quote && (quote == 0 || quote == typed[i])) {
+      quote = quote == 0 ? typed[i] : '\0';
+    } else if (typed[i] == '\\' && quote != '\'' && i + 1 < typed.size()) {
+      word += typed[++i];
+    } else {
+      word += typed[i];
+    }
   }
+  const char *home = getenv("HOME");
+  return home != nullptr && typed.starts_with("~/") ? home + word.substr(1) : word;
 }
 
 }  // namespace
@@ -185,9 +208,11 @@ bool is_completion(int argc, char **argv) {
   return argc >= 3 && strcmp(argv[1], "--complete") == 0;
 }
 
-void complete(const CLI::App &app, int argc, char **argv) {
-  const std::vector<std::string> words(argv + 2, argv + argc - 1);
-  const std::string start = argv[argc - 1];
+int complete(const CLI::App &app, int argc, char **argv) {
+  std::vector<std::string> words(argv + 2, argv + argc);
+  std::ranges::transform(words, words.begin(), as_passed);
+  const std::string start = words.back();
+  words.pop_back();
   choose_switch(words);
   const typed_line line = read_line(app, words);
   if (line.open != nullptr) {
@@ -198,10 +223,13 @@ void complete(const CLI::App &app, int argc, char **argv) {
   }
   if (start.starts_with("-")) {
     offer_options(*line.command, {"", start});
-    return line.command == &app ? void() : offer_options(app, {"", start});
+    if (line.command != &app) {
+      offer_options(app, {"", start});
+    }
+    return kExitOk;
   }
   for (const CLI::App *each : line.command->get_subcommands({})) {
     print_if({"", start}, each->get_name());
   }
-  offer_positional(line, {"", start});
+  return offer_positional(line, {"", start});
 }

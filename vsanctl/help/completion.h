@@ -8,7 +8,11 @@
 // Whether this is the call of a shell: `vsanctl --complete WORD...`, the last word being the one that is typed.
 bool is_completion(int argc, char **argv);
 
-// Prints the words, one a line. Ends the program without all of them when the switch does not answer.
-void complete(const CLI::App &app, int argc, char **argv);
+// What the program exits with when a file's name could stand there, which the shell knows better.
+inline constexpr int kCompletesToFile = 5;
+
+// Prints the words, one a line. Ends the program without all of them when the switch does not answer. Returns what to
+// exit with.
+int complete(const CLI::App &app, int argc, char **argv);
 
 #endif

@@ -5,7 +5,8 @@
 
 namespace {
 
-// Without the program's name. One after the other, those of a group work on a new switch.
+// Without the program's name. Those of a group work one after the other on a new switch, but that a commit and an abort
+// need a timer that was set before.
 constexpr std::string_view kExamples[] = {
     "show vsan",
     "show vsan 20 --json",
@@ -48,7 +49,7 @@ constexpr std::string_view kExamples[] = {
     "kdx disable",
     "history -n 20 --explain",
     "history --user tenant --vsan 50",
-    "history --object vsanName --text refused",
+    "history --object vsanName --explain",
     "history --follow --json",
     "debug on",
     "debug on --level 7 --record",

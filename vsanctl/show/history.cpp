@@ -10,6 +10,7 @@
 
 #include "arguments.h"
 #include "ask/no_switch.h"
+#include "ask/object_name.h"
 #include "commands.h"
 #include "output/failure.h"
 #include "output/time_text.h"
@@ -93,11 +94,12 @@ void tell_lost(uint32_t now, uint32_t &told) {
   }
 }
 
-// Waits for more; ends the program when the reader of its output went away.
+// Waits for more. Who does not read any more is no error, a full disk is.
 void wait_for_events() {
-  if (fflush(stdout) != 0) {
+  if (fflush(stdout) != 0 && errno == EPIPE) {
     exit(kExitOk);
   }
+  check_output();
   usleep(kFollowEvery);
 }
 
@@ -118,7 +120,7 @@ void show_history(const history_options &options) {
     }
     tell_lost(reader.lost, lost);
     if (got == 1) {
-      if (history_shows(options.filter, users, event)) {
+      if (history_shows(options.filter, users, event, options.explain ? explained(event.text) : event.text)) {
         const std::string &user = users.of_process[event.pid];
         caught_up ? print_event(event, user, options) : keep(kept, event, user, options.last);
       }
@@ -155,8 +157,8 @@ void add_history_commands(CLI::App &app, const common_options &common) {
   add_number(*history, "-n,--last", options.last, "only the last N events of those that are shown");
   history->add_flag("-f,--follow", options.follow, "go on with new events");
   add_text(*history, "--user", filter.user, "USER", "only events of this SNMP user's requests");
-  add_number(*history, "--vsan", filter.vsan, "only events that name this VSAN")->type_name("VSAN");
-  add_text(*history, "--object", filter.object, "OBJECT", "only events that name this object, such as vsanName");
+  add_vsan(*history, "--vsan", filter.vsan, "only events that name this VSAN");
+  add_object(*history, filter.object, "only events that name this object, such as vsanName");
   add_text(*history, "--text", filter.text, "TEXT", "only events with this in their text");
   history->add_option("--level", filter.levels, "only events of these levels")
       ->type_name("LEVEL")

@@ -37,14 +37,15 @@ bool names_vsan(const std::string &text, uint32_t vsan) {
 
 }  // namespace
 
-bool history_shows(const history_filter &filter, history_users &users, const platform_event &event) {
+bool history_shows(const history_filter &filter, history_users &users, const platform_event &event,
+                   const std::string &shown) {
   if (is_mark(event)) {
     users.of_process[event.pid] = marked_user(event);
   }
   const std::string text = event.text;
   return (filter.user.empty() || users.of_process[event.pid] == filter.user) &&
          (filter.levels.empty() || std::ranges::find(filter.levels, event.level) != filter.levels.end()) &&
-         (filter.text.empty() || text.find(filter.text) != std::string::npos) &&
+         (filter.text.empty() || shown.find(filter.text) != std::string::npos) &&
          (filter.object.empty() || lower(text).find(lower(filter.object)) != std::string::npos) &&
          (filter.vsan == 0 || names_vsan(text, filter.vsan));
 }

@@ -15,7 +15,7 @@
 struct history_filter {
   std::string user;              // empty: any
   std::string object;            // of the MIB, such as vsanName; empty: any
-  std::string text;              // part of the event's text; empty: any
+  std::string text;              // part of what is shown of the event; empty: any
   uint32_t vsan = 0;             // 0: any
   std::vector<uint32_t> levels;  // empty: any
 };
@@ -25,8 +25,10 @@ struct history_users {
   std::map<uint32_t, std::string> of_process;
 };
 
-// Takes notice of the event, and tells whether it is to be shown. Marks themselves are shown when the user is.
-bool history_shows(const history_filter &filter, history_users &users, const platform_event &event);
+// Takes notice of the event, and tells whether it is to be shown, with the text `shown`. Marks themselves are shown when
+// the user is.
+bool history_shows(const history_filter &filter, history_users &users, const platform_event &event,
+                   const std::string &shown);
 
 // The users whom the history names; none when there is no history.
 std::set<std::string> users_in_history();

@@ -36,7 +36,7 @@ void add_show_commands(CLI::App &app, const common_options &common) {
   for (const show_row &row : kShows) {
     CLI::App *command = show->add_subcommand(row.name, row.about);
     if (row.takes_vsan) {
-      add_number(*command, "vsan", options.vsan, "only this VSAN", {kVsanFirst, kVsanReserved})->type_name("VSAN");
+      add_vsan(*command, "vsan", options.vsan, "only this VSAN");
     }
     if (row.show == show_timers) {
       command->add_flag("--pending", options.pending, "as a commit of the distribution session would leave them");

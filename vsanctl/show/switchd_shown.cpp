@@ -52,10 +52,11 @@ void write_array(const writer &to, const char *name, const json &rows, const std
 }  // namespace
 
 void show_status(const writer &to, const show_options &) {
-  const json status = ask_control("status", kOpStatus, kMsgGet);
+  json status = ask_control("status", kOpStatus, kMsgGet);
+  status["table_changed"] = time_text(status.at("table_changed").get<time_t>());
   write_object(to, "", status);
   write_array(to, "services", status.at("services"),
-              {"service", "requests", "refused", "malformed", "connections", "peers_refused", "faults"});
+              {"service", "requests", "refused", "bad_frames", "connections", "peers_refused", "faults"});
 }
 
 void show_notifications(const writer &to, const show_options &) {
