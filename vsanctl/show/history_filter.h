@@ -25,7 +25,7 @@ struct history_users {
   std::map<uint32_t, std::string> of_process;
 };
 
-// Takes notice of the event, and tells whether it is to be shown, with the text `shown`. Marks themselves are shown when
+// Takes notice of the event, and tells whether it is to be shown, with the text `shown`. Marks are shown when
 // the user is.
 bool history_shows(const history_filter &filter, history_users &users, const platform_event &event,
                    const std::string &shown);
