@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -12,57 +11,13 @@
 #include <vector>
 
 #include "ask/rows.h"
+#include "help/typed_line.h"
 #include "mib_names.h"
 #include "output/failure.h"
 #include "show/history_filter.h"
 #include "switchplatform/run_dir.h"
 
 namespace {
-
-// What the line says so far.
-struct typed_line {
-  const CLI::App *command;            // the command that it got to
-  const CLI::Option *open = nullptr;  // an option whose value is being typed
-  size_t positionals = 0;             // arguments of the command that are there already
-};
-
-const CLI::Option *find_option(const CLI::App &app, const CLI::App &command, const std::string &word) {
-  const CLI::Option *found = command.get_option_no_throw(word);
-  return found != nullptr ? found : app.get_option_no_throw(word);
-}
-
-const CLI::App *find_command(const CLI::App &command, const std::string &word) {
-  for (const CLI::App *each : command.get_subcommands({})) {
-    if (each->get_name() == word) {
-      return each;
-    }
-  }
-  return nullptr;
-}
-
-typed_line read_line(const CLI::App &app, const std::vector<std::string> &words) {
-  typed_line line{.command = &app};
-  for (const std::string &word : words) {
-    if (line.open != nullptr) {
-      // bash gives "--option=value" as three words.
-      line.open = word == "=" ? line.open : nullptr;
-      continue;
-    }
-    if (word.starts_with("-")) {
-      const CLI::Option *option = find_option(app, *line.command, word);
-      line.open = option != nullptr && option->get_items_expected_max() > 0 ? option : nullptr;
-      continue;
-    }
-    const CLI::App *next = find_command(*line.command, word);
-    if (next != nullptr) {
-      line.command = next;
-      line.positionals = 0;
-    } else {
-      ++line.positionals;
-    }
-  }
-  return line;
-}
 
 // Words that are offered if they start as the word that is typed does, with what stands before each.
 struct offer {
@@ -111,24 +66,6 @@ constexpr offered_values kOfferedValues[] = {
     {"INTERFACE", offer_interfaces},
     {"USER", offer_users},
 };
-
-// The switch that the line is about.
-void choose_switch(const std::vector<std::string> &words) {
-  static const std::string kOption = "--run-dir";
-  const char *environment = getenv("SWITCHD_RUN_DIR");
-  std::string run_dir = environment != nullptr && *environment != '\0' ? environment : platform_run_dir();
-  for (size_t i = 0; i + 1 < words.size(); ++i) {
-    if (words[i] == kOption) {
-      run_dir = words[i + 1] == "=" && i + 2 < words.size() ? words[i + 2] : words[i + 1];
-    }
-  }
-  for (const std::string &word : words) {
-    run_dir = word.starts_with(kOption + "=") ? word.substr(kOption.size() + 1) : run_dir;
-  }
-  if (platform_set_run_dir(run_dir.c_str()) != 0) {
-    fail(kExitUsage, "--run-dir " + run_dir + ": " + strerror(errno));
-  }
-}
 
 // Who presses a key does not wait for a switch that hangs.
 void give_up_soon() {
@@ -184,24 +121,6 @@ int offer_value_after_equals(const CLI::App &app, const typed_line &line, const 
   return option == nullptr ? kExitOk : offer_values(*option, {word.substr(0, equals + 1), word.substr(equals + 1)});
 }
 
-// A word as the shell would pass it, but for what it would substitute: the shells give it as it is typed.
-std::string as_passed(const std::string &typed) {
-  std::string word;
-  char quote = 0;
-  for (size_t i = 0; i < typed.size(); ++i) {
-    const bool is_quote = typed[i] == '"' || typed[i] == '\'';
-    if (is_quote && (quote == 0 || quote == typed[i])) {
-      quote = quote == 0 ? typed[i] : '\0';
-    } else if (typed[i] == '\\' && quote != '\'' && i + 1 < typed.size()) {
-      word += typed[++i];
-    } else {
-      word += typed[i];
-    }
-  }
-  const char *home = getenv("HOME");
-  return home != nullptr && typed.starts_with("~/") ? home + word.substr(1) : word;
-}
-
 }  // namespace
 
 bool is_completion(int argc, char **argv) {
@@ -213,7 +132,10 @@ int complete(const CLI::App &app, int argc, char **argv) {
   std::ranges::transform(words, words.begin(), as_passed);
   const std::string start = words.back();
   words.pop_back();
-  choose_switch(words);
+  const std::string run_dir = run_dir_of(words);
+  if (platform_set_run_dir(run_dir.c_str()) != 0) {
+    fail(kExitUsage, "--run-dir " + run_dir + ": " + strerror(errno));
+  }
   const typed_line line = read_line(app, words);
   if (line.open != nullptr) {
     return offer_values(*line.open, {"", start == "=" ? "" : start});
