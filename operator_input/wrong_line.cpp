@@ -54,16 +54,16 @@ std::string missing_argument(const std::string &said) {
 }
 
 struct reworded {
-  const char *library;
+  const char *theirs;
   const char *ours;
 };
 
 // The library's text with our words in it.
 std::string in_our_words(std::string said, std::initializer_list<reworded> words) {
   for (const reworded &each : words) {
-    const size_t at = said.find(each.library);
+    const size_t at = said.find(each.theirs);
     if (at != std::string::npos) {
-      said.replace(at, strlen(each.library), each.ours);
+      said.replace(at, strlen(each.theirs), each.ours);
     }
   }
   return said;

@@ -218,6 +218,18 @@ TEST_F(History, ThatIsLostOnItsWayIsAnError) {
   expect_schema("error", result.err);
 }
 
+TEST_F(History, InWordsCountsAndFiltersWhatIsShown) {
+  write_event("set_vsanName(3) : In the RESERVE1 phase");
+  write_event("found the entry for vsan 20 in the cache");
+  write_event("says nothing to an operator");
+  const std::string last = run({"history", "--explain", "-n", "1"}).out;
+  EXPECT_NE(last.find("VSAN 20 is known from this request already"), std::string::npos) << last;
+  EXPECT_EQ(std::ranges::count(last, '\n'), 1) << last;
+  EXPECT_NE(run({"history", "--explain", "--text", "checks the value"}).out.find("set to vsanName"), std::string::npos);
+  EXPECT_EQ(run({"history", "--explain", "--text", "RESERVE1"}).out, "");
+  EXPECT_NE(run({"history", "--text", "RESERVE1"}).out.find("RESERVE1 phase"), std::string::npos);
+}
+
 TEST_F(History, ThatIsOverwrittenBeforeItIsReadIsWarnedOf) {
   std::string printed;
   const pid_t reader =

@@ -50,12 +50,9 @@ std::string one_line(std::string text) {
   return text;
 }
 
-// One line an event, also as JSON, so that a reader can follow.
-void print_event(const platform_event &event, const std::string &user, const history_options &options) {
-  const std::string words = options.explain ? explained(event.text) : event.text;
-  if (options.explain && words.empty()) {
-    return;
-  }
+// One line an event, also as JSON, so that a reader can follow. `words` are what is told of it.
+void print_event(const platform_event &event, const std::string &user, const std::string &words,
+                 const history_options &options) {
   if (options.json) {
     print_json(event, user, words);
     return;
@@ -68,23 +65,27 @@ void print_event(const platform_event &event, const std::string &user, const his
   }
 }
 
-// What was read and is to be printed when all has been read: with filters the last N are of those that are shown.
-struct kept_events {
-  std::deque<std::pair<platform_event, std::string>> events;
+struct kept_event {
+  platform_event event;
+  std::string user;
+  std::string words;
 };
 
-void keep(kept_events &kept, const platform_event &event, const std::string &user, uint32_t last) {
-  kept.events.emplace_back(event, user);
-  if (kept.events.size() > last) {
-    kept.events.pop_front();
+// What was read and is to be printed when all has been read: with filters the last N are of those that are shown.
+using kept_events = std::deque<kept_event>;
+
+void keep(kept_events &kept, kept_event event, uint32_t last) {
+  kept.push_back(std::move(event));
+  if (kept.size() > last) {
+    kept.pop_front();
   }
 }
 
 void print_kept(kept_events &kept, const history_options &options) {
-  for (const auto &[event, user] : kept.events) {
-    print_event(event, user, options);
+  for (const kept_event &each : kept) {
+    print_event(each.event, each.user, each.words, options);
   }
-  kept.events.clear();
+  kept.clear();
 }
 
 void tell_lost(uint32_t now, uint32_t &told) {
@@ -120,9 +121,11 @@ void show_history(const history_options &options) {
     }
     tell_lost(reader.lost, lost);
     if (got == 1) {
-      if (history_shows(options.filter, users, event, options.explain ? explained(event.text) : event.text)) {
+      const std::string words = options.explain ? explained(event.text) : event.text;
+      // In words, what says nothing to an operator has none.
+      if (history_shows(options.filter, users, event, words) && (!options.explain || !words.empty())) {
         const std::string &user = users.of_process[event.pid];
-        caught_up ? print_event(event, user, options) : keep(kept, event, user, options.last);
+        caught_up ? print_event(event, user, words, options) : keep(kept, {event, user, words}, options.last);
       }
       continue;
     }
