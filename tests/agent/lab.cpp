@@ -114,7 +114,7 @@ std::string agent_conf(const lab &l) {
   conf << "dlmod switch_agent " LAB_LIB_DIR "/libswitchagent.so\n"
        << "switchRunDir " << l.dir << "/run\n"
        << "vsanRole tenants 10,20\n"
-       << "dlmod vsan_mib " LAB_LIB_DIR "/libvsanmib.so\n"
+       << "dlmod vsan_mib " << (l.how.module.empty() ? LAB_LIB_DIR "/libvsanmib.so" : l.how.module) << "\n"
        << l.how.agent_lines;
   return conf.str();
 }

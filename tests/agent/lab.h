@@ -15,6 +15,7 @@ struct options {
   std::string topology{};                 // TOML; empty: the lab's own small one (see kSmallTopology)
   std::string topology_file{};            // instead of `topology`
   std::string agent_lines{};              // further lines of snmpd.conf
+  std::string module{};                   // instead of the module as it ships
   bool traps = false;                     // start snmptrapd and send v2c traps to it
   std::string agent_modules_off{"smux"};  // what the agent is to leave out of what it has itself, as "a,b"
   std::string agent_user{};  // the account that snmpd runs under, and the group whose members switchd serves
