@@ -89,7 +89,7 @@ int check_number(const rule (&rules)[Size], unsigned long column, const varbind 
 bool is_read_only(const place &at) {
   switch (at.kind) {
     case place::vsan_cell:
-      return at.column == kMediaType || at.column == kMtu || at.column == kOperState;
+      return at.column == kMediaType || at.column == kMtu;
     case place::interface_cell:
       return at.column != kIfVsan;
     case place::timer_cell:
@@ -203,6 +203,9 @@ int reserve_cell(serving &s, const place &at, const varbind &v) {
     return reserve_row_status(s, at, v);
   }
   fetch(s, at.index);
+  if (at.column == kOperState) {
+    return kNotWritable;  // said to be writable, but nothing writes it
+  }
   forget_finished(s.a, at.index);
   const int error = check_cell(at, v);
   return error == kNoError && !may_use_vsan(s.who, at.index) ? kGenErr : error;
@@ -405,8 +408,8 @@ int act(serving &s, const varbind &v) {
 
 int finish(serving &s, const varbind &v) {
   const place at = place_of(v.name);
-  // The module is not called for what was refused in front of it.
-  if (at.kind == place::vsan_cell && refused_in_front(s, at) == kNoError) {
+  // The module is not called for what was refused in front of it, nor for what nothing writes.
+  if (at.kind == place::vsan_cell && at.column != kOperState && refused_in_front(s, at) == kNoError) {
     drop_both(s.a, at.index);
   }
   return kNoError;

@@ -26,8 +26,9 @@ const user &random_user(model::dice &random) {
   return model::once_in(random, 2) ? model_lab::users()[0] : model::one_of(random, model_lab::users());
 }
 
-// One PDU, perhaps with a write of it refused. Returns what differs.
-std::string step(model_lab::pair &p, model::dice &random, const std::vector<unsigned long> &interfaces, counters &c) {
+// One PDU, perhaps with a write of it refused. Returns what differs, and then the last events.
+std::string step(model_lab::pair &p, model::dice &random, const std::vector<unsigned long> &interfaces, counters &c,
+                 std::string &history) {
   const user &who = random_user(random);
   const bool struck = model::once_in(random, 10);
   const int opcode = model::one_of<int>(random, {149, 149, 149, 149, 124, 127, 136, 140});
@@ -45,6 +46,7 @@ std::string step(model_lab::pair &p, model::dice &random, const std::vector<unsi
     if (struck) {
       out += "\nwith write " + std::to_string(nth) + " of opcode " + std::to_string(opcode) + " refused\n";
     }
+    history = lab::ctl(p.l, {"history", "-n", "400"}).output;
   }
   if (struck && !model_lab::clear_refusals(p)) {
     out += "the switch keeps its fault\n";
@@ -68,8 +70,10 @@ TEST(WholeModel, AfterEveryRandomPduAgentAndSwitchAreWhatTheModelSays) {
     interfaces.push_back(index);
   }
   counters c;
+  std::string history;
   for (unsigned long i = 0; i < pdus; ++i) {
-    ASSERT_EQ(step(p, random, interfaces, c), "") << "PDU " << i << " of MODEL_SEED=" << seed;
+    ASSERT_EQ(step(p, random, interfaces, c, history), "") << "PDU " << i << " of MODEL_SEED=" << seed << "\n"
+                                                           << history;
   }
   printf("%lu PDUs: %lu accepted, %lu refused; %lu of restricted users, %lu with a refusal by the switch in wait\n",
          pdus, c.accepted, c.refused, c.of_restricted, c.struck);
