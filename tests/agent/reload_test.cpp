@@ -112,8 +112,9 @@ TEST(Exports, TheModuleExportsItsNamesAndNoOther) {
   std::istringstream lines(nm.output);
   std::string address, kind, name;
   while (lines >> address >> kind >> name) {
-    // The sanitizers' instrumentation and versioned symbols of the C++ runtime are not ours.
-    if (name.rfind("__odr_asan", 0) != 0 && name.rfind("_ZTI", 0) != 0) {
+    // The sanitizers' instrumentation is not ours; without optimisation some compilers show what std's templates make.
+    const bool is_of_template = LAB_PRELOAD[0] != '\0' && (kind == "W" || kind == "V");
+    if (name.rfind("__odr_asan", 0) != 0 && name.rfind("_ZTI", 0) != 0 && !is_of_template) {
       found.insert(name);
     }
   }

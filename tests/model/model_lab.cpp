@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "mib_objects.h"
 #include "platform/cmi.h"
@@ -148,7 +149,8 @@ std::string lists_text(snmp::client &c) {
 }
 
 // It goes on, and only when a VSAN changed.
-std::string compare_last_change(pair &p, const varbind &now, bool changed) {
+std::string compare_last_change(pair &p, const varbind &now) {
+  const bool changed = std::exchange(p.changed, false);
   const long before = p.changed_last.integer;
   p.changed_last = now;
   return now.integer < before               ? "the time of the last change went back\n"
@@ -223,7 +225,8 @@ bool clear_refusals(pair &p) {
   return tell_control(p, kMsgDelete, nullptr);
 }
 
-std::string compare_set(pair &p, const user &who, const std::vector<varbind> &pdu, model::outcome &expected) {
+std::string compare_set(pair &p, const user &who, const std::vector<varbind> &pdu, bool walks,
+                        model::outcome &expected) {
   const auto of_user = static_cast<size_t>(&who - users().data());
   const unsigned long changes = p.model.switch_side.vsan_changes;
   expected = model::serve(p.model, who.role, pdu);
@@ -234,9 +237,13 @@ std::string compare_set(pair &p, const user &who, const std::vector<varbind> &pd
   std::string out = difference("answer", text_of(model::outcome{answer.status, answer.index}), text_of(expected));
   out += difference("store", store_text(p.store), model::text_of(p.model.switch_side));
   out += difference("lists", lists_text(*p.clients[0]), model::lists_of(p.model));
+  p.changed |= p.model.switch_side.vsan_changes != changes;
+  if (!walks) {
+    return out;
+  }
   const shown now = walk_as(*p.clients[0]);
   out += difference("walk", text_of(now.values), text_of(model::walk_of(p.model, users()[0].role)));
-  out += compare_last_change(p, now.changed, p.model.switch_side.vsan_changes != changes);
+  out += compare_last_change(p, now.changed);
   if (of_user != 0) {
     const shown of_him = walk_as(*p.clients[of_user]);
     out += difference("walk of the user", text_of(of_him.values), text_of(model::walk_of(p.model, who.role)));

@@ -28,6 +28,7 @@ struct pair {
   sqlite3 *store = nullptr;
   std::vector<std::unique_ptr<snmp::client>> clients;  // by user
   mib::varbind changed_last;                           // the time of the last change, as the operator saw it last
+  bool changed = false;                                // whether a VSAN changed since
 
   pair() = default;
   pair(const pair &) = delete;
@@ -44,7 +45,9 @@ bool clear_refusals(pair &p);
 
 // Sends the PDU as the user to both. Returns "" when all is the same afterwards: the answer, the store, the module's lists,
 // the operator's walk and the user's; otherwise what differs.
-std::string compare_set(pair &p, const user &who, const std::vector<mib::varbind> &pdu, model::outcome &expected);
+// Without `walks` the last two are left out, so that what the module keeps of one PDU meets the next.
+std::string compare_set(pair &p, const user &who, const std::vector<mib::varbind> &pdu, bool walks,
+                        model::outcome &expected);
 
 }  // namespace model_lab
 

@@ -111,7 +111,7 @@ TEST_F(LineWriter, RowOfEveryNumberAndText) {
   for (const int number : kNumbers) {
     TRACE_ROW(row, "name", number, number);
     expect_as_printed();
-    TRACE_ROW(hex, number, -number / 2);
+    TRACE_ROW(hex, number, ~number / 2);
     expect_as_printed();
   }
   for (size_t length = 0; length <= 530; ++length) {

@@ -48,7 +48,7 @@ char *put_hex(char *at, unsigned number);
 template <line_conversion conversion>
 [[gnu::always_inline]] inline char *put_argument(char *at, const char *end, const char *text) {
   static_assert(conversion == line_conversion::text);
-  if (__builtin_constant_p(strlen(text)) && strlen(text) <= kKnownTextMax) {
+  if (text != nullptr && __builtin_constant_p(strlen(text)) && strlen(text) <= kKnownTextMax) {
     const size_t size = strlen(text);
     std::copy_n(text, size, at);  // without its end: the line goes on
     return at + size;
