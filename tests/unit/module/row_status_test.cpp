@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include "memory_ledger.h"
 #include "module_test.h"
 #include "vsan_records.h"
 
@@ -347,6 +348,29 @@ TEST_F(RowStatus, ARestrictedUsersDestroyOfAHiddenVsanDeletesNothing) {
   EXPECT_EQ(fake::the().vsans.count(10), 1u);
 }
 
+TEST_F(RowStatus, ADestroyWhoseLookUpBrokeIsUndoneByTheRowThatActionRead) {
+  const vsanEntry before = fake::the().vsans[10];
+  EXPECT_EQ(run(RESERVE1, 10, 6), 0);
+  EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u);
+  EXPECT_EQ(run(ACTION, 10, 6), 0);
+  EXPECT_EQ(fake::the().vsans.count(10), 0u);
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  ASSERT_EQ(fake::the().vsans.count(10), 1u);
+  EXPECT_EQ(memcmp(&fake::the().vsans[10], &before, sizeof before), 0);
+}
+
+TEST_F(RowStatus, WhatCannotBeSavedInActionIsNotSent) {
+  for (const long request : {1, 6}) {
+    EXPECT_EQ(run(RESERVE1, 10, request), 0);
+    fake::the().exchanges.clear();
+    fake::fail_calloc(1);
+    EXPECT_EQ(run(ACTION, 10, request), SNMP_ERR_GENERR);
+    fake::fail_calloc(0);
+    ASSERT_EQ(fake::the().exchanges.size(), 1u) << "the read alone";
+    release(10);
+  }
+}
+
 TEST_F(RowStatus, ARowThatCannotBeListedIsGenErr) {
   u_char *current = look_up(10);
   fake::the().failable_calls = 0;
@@ -360,10 +384,9 @@ TEST_F(RowStatus, ARowThatCannotBeListedIsGenErr) {
 TEST_F(RowStatus, ARowThatCannotBeAllocatedIsGenErr) {
   u_char *current = look_up(10);
   for (const auto &[vsan, request] : {std::pair<oid, long>{10, 6}, {11, 4}}) {
-    fake::the().callocs = 0;
-    fake::the().fail_calloc_at = 1;
+    fake::fail_calloc(1);
     EXPECT_EQ(run(RESERVE1, vsan, request, vsan == 10 ? current : nullptr), SNMP_ERR_GENERR);
-    fake::the().fail_calloc_at = 0;
+    fake::fail_calloc(0);
   }
 }
 

@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include "memory_ledger.h"
 #include "module_test.h"
 #include "objects/object_magic.h"
 #include "vsan_records.h"
@@ -189,10 +190,9 @@ TEST_F(SetLists, AFailedFetchIntoARowThatIsSavedAlreadyUnlistsIt) {
 TEST_F(SetLists, AllocationsThatFailAreGenErrRecordedAndListNothing) {
   for (int nth : {1, 2}) {
     fake::the().set_errors.clear();
-    fake::the().callocs = 0;
-    fake::the().fail_calloc_at = nth;
+    fake::fail_calloc(nth);
     EXPECT_EQ(gather(kVsanName, 10, "new", 3), SNMP_ERR_GENERR) << nth;
-    fake::the().fail_calloc_at = 0;
+    fake::fail_calloc(0);
     EXPECT_EQ(fake::the().set_errors, (std::vector<std::pair<int, int>>{{1, 584}})) << nth;
     EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << nth;
     EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << nth;
