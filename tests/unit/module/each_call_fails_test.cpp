@@ -41,17 +41,20 @@ bool disarm() {
   return failed;
 }
 
-// Who asks, and what configuration distribution says.
+// Who asks, what configuration distribution says, and which sinks want trace lines.
 struct circumstance {
   const char *name;
   bool restricted;
   int distributed;
   int show_running;
+  bool history_on = true;
+  bool debug_on = false;
 };
 constexpr circumstance kCircumstances[] = {
     {"anybody", false, 0, 0},
-    {"anybody, with pending timers", false, 1, 0},
+    {"anybody, with pending timers, debugging", false, 1, 0, true, true},
     {"a restricted user, with running timers shown", true, 1, 1},
+    {"a restricted user, untraced", true, 1, 0, false, false},
 };
 
 // Pending timers are told from running ones by their value.
@@ -83,7 +86,10 @@ void make_world(const circumstance &given) {
   platform.overrule = answer_pending;
   platform.exchanges.clear();
   platform.calls.clear();
+  platform.history_on = given.history_on;
+  platform.debug_on = given.debug_on;
   platform.history.clear();
+  platform.debug.clear();
 }
 
 class EachCallFails : public ModuleTest {

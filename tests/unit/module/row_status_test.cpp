@@ -361,6 +361,7 @@ TEST_F(RowStatus, ADestroyWhoseLookUpBrokeIsUndoneByTheRowThatActionRead) {
 
 TEST_F(RowStatus, WhatCannotBeSavedInActionIsNotSent) {
   for (const long request : {1, 6}) {
+    ++fake::the().pdu;
     EXPECT_EQ(run(RESERVE1, 10, request), 0);
     fake::the().exchanges.clear();
     fake::fail_calloc(1);
