@@ -293,6 +293,13 @@ using fake::world;
 // Lists: a sorted vector.
 namespace {
 
+// What every caller owes the platform.
+void expect_contract(bool kept) {
+  if (!kept) {
+    abort();
+  }
+}
+
 struct element {
   void *key;
   void *data;
@@ -429,11 +436,13 @@ int unregister_for_notification(int id) {
   world.handlers.erase(id);
   return 0;
 }
-const char *get_snmp_username(int) {
+const char *get_snmp_username(int unused) {
+  expect_contract(unused == 0);
   world.calls.push_back("get_snmp_username");
   return world.user.c_str();
 }
-const char *get_snmp_sessionid(int) {
+const char *get_snmp_sessionid(int unused) {
+  expect_contract(unused == 0);
   world.calls.push_back("get_snmp_sessionid");
   return world.session.c_str();
 }
@@ -582,7 +591,8 @@ int sdwrap_hist_event(int module, int length, const void *record) {
   errno = EBADF;
   return fake::fails_unheeded(__func__) ? -1 : 0;
 }
-int sdwrap_chk_int(int, int, int, int) {
+int sdwrap_chk_int(int level, int second, int third, int fourth) {
+  expect_contract((level == 100 || level == 101) && second == 0 && third == 0 && fourth == 1);
   errno = EBADF;
   return world.debug_on ? 1 : 0;
 }

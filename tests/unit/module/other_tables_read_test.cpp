@@ -1,4 +1,5 @@
 // Interface membership, per-VSAN timers, membership summary, and the rule of who may see what.
+#include <arpa/inet.h>
 #include <errno.h>
 #include <string.h>
 
@@ -542,6 +543,149 @@ TEST_F(SummaryRead, ARestrictedGetOfAPairInAnAllowedVsanAnswersNothingUnlessVsan
   EXPECT_EQ(fake::the().calls.back(), "snmp_is_vsan_allowed_in_list 0");
   fake::the().allowed = {0};
   EXPECT_TRUE(mini::get(summary(10, 400)).has_value()) << "VSAN 0 is what is tested";
+}
+
+// What the exported functions answer that the agent does not ask.
+
+// A variable of a column with another magic number.
+struct variable column_with_magic(const name_t &column, int magic) {
+  struct variable vp = {};
+  vp.magic = static_cast<u_char>(magic);
+  vp.namelen = static_cast<u_char>(column.size());
+  std::copy(column.begin(), column.end(), vp.name);
+  return vp;
+}
+
+class ForeignOids : public ModuleTest {
+ protected:
+  void SetUp() override {
+    ModuleTest::SetUp();
+    for (const uint32_t vsan : {5, 7}) {
+      fake::add_vsan(vsan);
+    }
+    fake::add_interface(100, 5);
+  }
+};
+
+TEST_F(ForeignOids, MagicOfNoColumnAnswersNothing) {
+  const struct {
+    FindVarMethod *find;
+    name_t column;
+    name_t instance;
+  } tables[] = {{get_vsanIfEntry, if_column(kIfVsan), if_vsan(100)},
+                {get_vsanFcTimerEntry, timer_column(kRatov), timer_cell(kRatov, 5)},
+                {get_vsanMembershipSummaryEntry, summary_column(), summary(5, 100)}};
+  for (const auto &table : tables) {
+    struct variable vp = column_with_magic(table.column, 7);
+    name_t name = table.instance;
+    name.resize(MAX_OID_LEN);
+    size_t length = table.instance.size();
+    size_t var_len = 0;
+    WriteMethod *method = nullptr;
+    EXPECT_EQ(table.find(&vp, name.data(), &length, 1, &var_len, &method), nullptr) << text(table.column);
+    EXPECT_EQ(method, nullptr);
+  }
+  WriteMethod *method = nullptr;
+  set_fctimer_table_set_methods(7, &method);
+  EXPECT_EQ(method, nullptr);
+}
+
+TEST_F(ForeignOids, OfAnotherColumnOrShorterThanTheColumnStartAtTheTablesBegin) {
+  name_t other = timer_cell(kEdtov, 5);
+  name_t column = timer_column(kRatov);
+  for (const size_t given : {size_t{15}, size_t{14}, size_t{9}}) {
+    name_t name = other;
+    name.resize(MAX_OID_LEN);
+    size_t length = given;
+    vsanFcTimerEntry record;
+    EXPECT_EQ(get_vsanFcTimerEntry_instance(column.data(), column.size(), name.data(), &length, 0, &record), 0);
+    EXPECT_EQ(uint32_t{record.vsan_id}, 5u) << given;
+  }
+  name_t interface = if_vsan(100);
+  name_t deny_column = if_column(kIfDenyList);
+  interface.resize(MAX_OID_LEN);
+  size_t length = 15;
+  vsanIfEntry row;
+  EXPECT_EQ(header_vsanIfEntry(deny_column.data(), 14, interface.data(), &length, 0, &row), 0);
+  EXPECT_EQ(row.ifIndex, 100u);
+  name_t vsan_name = vsan_cell(kName, 5);
+  name_t mtu_column = vsan_column(kMtu);
+  vsan_name.resize(MAX_OID_LEN);
+  length = 15;
+  vsanEntry vsan;
+  EXPECT_EQ(header_vsanEntry(mtu_column.data(), 14, vsan_name.data(), &length, 0, &vsan), 0);
+  EXPECT_EQ(vsan.vsanIndex, 5u);
+}
+
+TEST_F(ForeignOids, AGetnextThatIsPastItsOwnColumnsEndOfTheTimerTableEndsIt) {
+  // The column's own length with the column's own OID is its begin.
+  name_t column = timer_column(kRatov);
+  name_t name = timer_cell(kRatov, 4096);
+  name.resize(MAX_OID_LEN);
+  size_t length = 14;
+  vsanFcTimerEntry record;
+  EXPECT_EQ(get_vsanFcTimerEntry_instance(column.data(), 14, name.data(), &length, 0, &record), 0);
+  EXPECT_EQ(uint32_t{record.vsan_id}, 5u);
+}
+
+TEST_F(ForeignOids, AReadForAWriteThatIsAnsweredIsNotSentAgain) {
+  fake::the().kdx_enabled = 1;
+  vsanFcTimerEntry record;
+  EXPECT_EQ(read_for_set(7, &record), 0);
+  EXPECT_EQ(fake::the().sent(127).size(), 1u);
+}
+
+TEST_F(ForeignOids, AReadForAWriteOfARunningValueIsNotSentAgainUnderARemoteLock) {
+  fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
+    if (e.opcode != 127) {
+      return {};
+    }
+    return fake::reply{0x40190028, 0, {}, {}};
+  };
+  vsanFcTimerEntry record;
+  EXPECT_EQ(read_for_set(7, &record), 0x40190028);
+  EXPECT_EQ(fake::the().sent(127).size(), 1u);
+}
+
+TEST_F(ForeignOids, VsansThatDoNotRiseEndTheSearchForADistributedTimer) {
+  fake::the().kdx_enabled = 1;
+  fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
+    if (e.opcode == 127) {
+      return fake::reply{0x40190002, 0, {}, {}};
+    }
+    fake::exchange from_the_begin = e;
+    std::fill(from_the_begin.request.begin(), from_the_begin.request.end(), uint8_t{0});
+    return fake::answer_of_managers(from_the_begin);
+  };
+  struct variable vp = column_with_magic(timer_column(kRatov), 39);
+  name_t name = timer_column(kRatov);
+  name.resize(MAX_OID_LEN);
+  size_t length = 14;
+  vsanFcTimerEntry record;
+  EXPECT_EQ(header_vsanFcTimerEntry(&vp, name.data(), &length, 0, &record, 0), 0x40490002);
+  EXPECT_EQ(fake::the().sent(127).size(), 2u) << "the VSAN that came twice";
+}
+
+TEST_F(ForeignOids, ARestrictedWalkOfMembershipsEndsWithoutAnAllowedVsanLeft) {
+  fake::the().restricted = true;
+  fake::the().allowed = {3};
+  EXPECT_FALSE(under(mini::getnext(summary_column()), summary_column()));
+}
+
+TEST_F(ForeignOids, AForceFlagOfAVsanThatThereIsNotReadsAsNone) {
+  for (const uint32_t vsan : {4096u, 0xf0000000u}) {
+    fake::the().overrule = [vsan](const fake::exchange &e) -> std::optional<fake::reply> {
+      fake::reply reply = fake::answer_of_managers(e);
+      if (e.opcode == 127) {
+        const uint32_t word = htonl(vsan);
+        memcpy(reply.payload->data() + 10, &word, sizeof word);
+      }
+      return reply;
+    };
+    const auto answer = mini::find_alone(vsan_mib_variables[23], timer_cell(kForceFlag, 5), 1);
+    ASSERT_TRUE(answer.has_value());
+    EXPECT_EQ(answer->octets, std::string(1, '\0'));
+  }
 }
 
 }  // namespace

@@ -356,4 +356,15 @@ TEST_F(SetLists, RowsOfSeveralVsansAreKeptApart) {
   EXPECT_STREQ(fake::row_of(writes()[1].request).vsanName, "ten");
 }
 
+TEST_F(SetLists, ARowWhoseActionWasNeverCalledIsNotSentByTheNextPdu) {
+  gather(kVsanName, 10, "old", 3);
+  const varbind name = octets(name_of(10), "");
+  EXPECT_EQ(mini::phase(set_vsanName, UNDO, name), 0);
+  EXPECT_EQ(fake::listed(vsanEntry_list), 1u);
+  gather_word(kVsanAdminState, 10, 2);
+  EXPECT_EQ(send(10), 0);
+  ASSERT_EQ(writes().size(), 1u);
+  EXPECT_STREQ(fake::row_of(writes()[0].request).vsanName, "VSAN0010");
+}
+
 }  // namespace
