@@ -672,5 +672,10 @@ int __real_register_mib(const char *, const struct variable *, size_t, size_t, c
   }
   return __real_register_mib(module, rows, width, count, root, root_len);
 }
+int __real_unregister_mib(oid *, size_t);
+[[gnu::visibility("default")]] int __wrap_unregister_mib(oid *name, size_t length) {
+  world.unregistered.emplace_back(name, name + length);
+  return __real_unregister_mib(name, length);
+}
 
 }  // extern "C"

@@ -99,6 +99,7 @@ struct platform {
   std::vector<snmp_error_record_t> error_records;
   std::vector<std::pair<int, int>> set_errors;
   std::map<int, notification_handler_t> handlers;
+  std::vector<std::vector<oid>> unregistered;  // from the agent
 
   // Exchanges of one opcode, in order.
   std::vector<exchange> sent(int opcode) const;

@@ -1,5 +1,6 @@
 #include "mini_agent.h"
 
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -59,6 +60,9 @@ varbind value_of(const struct variable &vp, const found &f) {
     v.octets.assign(reinterpret_cast<const char *>(f.value), f.length);
   } else {
     int32_t word = 0;
+    if (f.length != sizeof word) {
+      abort();  // the agent would read that many octets
+    }
     memcpy(&word, f.value, sizeof word);
     v.integer = vp.type == ASN_INTEGER ? word : static_cast<long>(static_cast<uint32_t>(word));
   }
