@@ -12,9 +12,7 @@ void set_table_set_methods(int magic, WriteMethod **write_method) {
   if (column == nullptr || column->write_method == nullptr) {
     return;
   }
-  if (column->handed_out.format != nullptr) {
-    TRACE_ROW(column->handed_out, __func__, __LINE__);
-  }
+  TRACE_ROW(column->handed_out, __func__, __LINE__);
   *write_method = column->write_method;
 }
 

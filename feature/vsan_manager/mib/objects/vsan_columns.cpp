@@ -25,7 +25,6 @@ constexpr vsan_column kColumns[] = {
                .kind = value_kind::name,
                .wrong_type = {.trace = "%s(%d)write to vsanName not ASN_OCTET_STR\n"},
                .bad_length = {.standard_error = "write to vsanName: bad length\n"}},
-     .no_instance = "%s(%d) get vsanEntry instance! \n",
      .phases = {.reserve1 = "%s(%d) : In the RESERVE1 phase \n"}},
     {.magic = kVsanMediaType,
      .field = offsetof(vsanEntry, vsanMediaType),
@@ -91,7 +90,6 @@ constexpr vsan_column kColumns[] = {
                               .standard_error = "write to vsanInterOperType: bad length\n"},
                .wrong_value = {.trace = "%s(%d) Wrong Value! \n"}},
      .value_passed = "%s(%d) RESERVE1 \n",
-     .no_instance = "%s(%d) ***Return Inconsistname! ***\n",
      .right_passed = "%s(%d) tmp_entry.vsanIndex:%d \n",
      .phases = {.reserve2 = "%s(%d) VSANINTEROPTYPE RESERVE2! \n",
                 .action = "%s(%d) ACTION! \n",
@@ -122,6 +120,16 @@ constexpr vsan_column kColumns[] = {
                .wrong_type = {.standard_error = "write to vsanNetworkDropLatency not ASN_INTEGER\n"},
                .bad_length = {.standard_error = "write to vsanNetworkDropLatency: bad length\n"}}},
 };
+
+constexpr bool each_write_method_has_its_text() {
+  for (const vsan_column &column : kColumns) {
+    if (column.write_method != nullptr && column.handed_out.format == nullptr) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(each_write_method_has_its_text());
 
 }  // namespace
 
