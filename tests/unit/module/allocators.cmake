@@ -1,9 +1,9 @@
 # Which functions the module's OBJECTS ask for memory with, as NM tells: calloc and no other.
+set(ALLOCATORS "malloc|calloc|realloc|reallocarray|aligned_alloc|posix_memalign|v?asprintf|getline|strn?dup|_Zn[aw][a-zA-Z0-9_]*")
 set(found "")
 foreach(object ${OBJECTS})
   execute_process(COMMAND ${NM} -u ${object} OUTPUT_VARIABLE undefined COMMAND_ERROR_IS_FATAL ANY)
-  string(REGEX MATCHALL "U (malloc|calloc|realloc|reallocarray|aligned_alloc|posix_memalign|strdup|strndup|asprintf|getline|_Zn[aw][A-Za-z0-9_]*)\n"
-    used "${undefined}")
+  string(REGEX MATCHALL "U (${ALLOCATORS})\n" used "${undefined}")
   list(APPEND found ${used})
 endforeach()
 string(REGEX MATCHALL "[^ \n;]+\n" found "${found}")

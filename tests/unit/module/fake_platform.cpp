@@ -514,7 +514,8 @@ netsnmp_variable_list *build_varbind(netsnmp_variable_list *varbinds, const void
   return added == nullptr ? nullptr : head;
 }
 
-int indxobj_create(indxobj_t *object, int, int, indxobj_comp_t comp, int) {
+int indxobj_create(indxobj_t *object, int second, int third, indxobj_comp_t comp, int fifth) {
+  expect_contract(second == 0 && third == 1 && fifth == 1);
   world.calls.push_back("indxobj_create");
   if ((world.fail_create_at > 0 && --world.fail_create_at == 0) || fake::fails(__func__)) {
     return 0;
@@ -535,7 +536,8 @@ int indxobj_add(indxobj_t *object, void *key, void *data) {
   l->elements.push_back({key, data});
   return 1;
 }
-void *indxobj_find(indxobj_t *object, const void *key, int) {
+void *indxobj_find(indxobj_t *object, const void *key, int third) {
+  expect_contract(third == 0);
   for (const element &e : list_in(object)->elements) {
     if (list_in(object)->comp(e.key, key) == 0) {
       return e.data;
@@ -667,6 +669,7 @@ int vsan_range_config_change_get_attr_values(void *payload, uint32_t size, int k
 int __real_register_mib(const char *, const struct variable *, size_t, size_t, const oid *, size_t);
 [[gnu::visibility("default")]] int __wrap_register_mib(const char *module, const struct variable *rows, size_t width,
                                                        size_t count, const oid *root, size_t root_len) {
+  expect_contract(count == kVsanMibObjects && root_len == kVsanMibRootLen);
   if (fake::fails(__func__)) {
     return MIB_REGISTRATION_FAILED;
   }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "memory_ledger.h"
 #include "module_frame/trace.h"
 #include "module_test.h"
 #include "objects/object_magic.h"
@@ -227,6 +228,16 @@ TEST_F(Loading, RegistersObjectsHandlersAndListsInThisOrder) {
   EXPECT_EQ(fake::the().calls,
             (std::vector<std::string>{"indxobj_destroy", "indxobj_destroy", "unregister_for_notification 145",
                                       "unregister_for_notification 102"}));
+}
+
+TEST_F(Loading, UnloadingFreesTheRowsThatAPduLeftListed) {
+  output_of(init_vsan_mib);
+  fake::add_vsan(10);
+  const varbind name = octets(vsan_cell(kName, 10), "left");
+  EXPECT_EQ(mini::phase(set_vsanName, RESERVE2, name), 0);
+  EXPECT_EQ(fake::not_given_back().rows, 2);
+  output_of(deinit_vsan_mib);
+  EXPECT_EQ(fake::not_given_back().rows, 0);
 }
 
 TEST_F(Loading, UnregistersTheRootAndEveryRow) {

@@ -359,6 +359,22 @@ TEST_F(RowStatus, ADestroyWhoseLookUpBrokeIsUndoneByTheRowThatActionRead) {
   EXPECT_EQ(memcmp(&fake::the().vsans[10], &before, sizeof before), 0);
 }
 
+TEST_F(RowStatus, ADestroyTellsThatItsVsanIsValidatedAndAnActiveDoesNot) {
+  for (const long request : {6, 1}) {
+    fake::the().history.clear();
+    EXPECT_EQ(run(RESERVE1, 10, request), 0);
+    EXPECT_EQ(fake::the().traced("set_vsanRowStatus(#) : set Rowstatus Validate Vsan_id \n"), request == 6);
+    EXPECT_EQ(fake::the().traced("get_vsanEntry_instance(#) * entry->vsanIndex:10 *\n"), request == 6);
+  }
+}
+
+TEST_F(RowStatus, OfVsan4095IsTaken) {
+  EXPECT_EQ(run(RESERVE1, 4095, 4), 0);
+  release(4095);
+  EXPECT_EQ(run(RESERVE1, 4096, 4), SNMP_ERR_WRONGVALUE);
+  EXPECT_EQ(run(RESERVE1, 0, 4), SNMP_ERR_WRONGVALUE);
+}
+
 TEST_F(RowStatus, WhatCannotBeSavedInActionIsNotSent) {
   for (const long request : {1, 6}) {
     ++fake::the().pdu;

@@ -367,4 +367,57 @@ TEST_F(SetLists, ARowWhoseActionWasNeverCalledIsNotSentByTheNextPdu) {
   EXPECT_STREQ(fake::row_of(writes()[0].request).vsanName, "VSAN0010");
 }
 
+TEST_F(SetLists, ANameThatIsLongerThanItsFieldIsCutToIt) {
+  const std::string name(40, 'n');
+  EXPECT_EQ(gather(kVsanName, 10, name.data(), name.size()), 0);
+  EXPECT_EQ(fake::in_list(vsanEntry_list, 10)->vsanName, std::string(35, 'n'));
+}
+
+TEST_F(SetLists, AnAnswerForAnotherVsanUnlistsTheRowThatWasSavedAlready) {
+  save_by_hand(10);
+  fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
+    fake::exchange other = e;
+    other.request[523] = 20;
+    return fake::answer_of_managers(other);
+  };
+  EXPECT_EQ(gather(kVsanName, 10, "new", 3), SNMP_ERR_GENERR);
+  EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u);
+}
+
+int undo_name(oid vsan) {
+  return mini::phase(set_vsanName, UNDO, octets(vsan_cell(kName, vsan), ""));
+}
+
+TEST_F(SetLists, UndoKeepsTheRowsOfEveryVsanThatThereCanBeForItsRowStatus) {
+  for (const uint32_t vsan : {1u, 63u, 64u, 455u, 456u, 4095u}) {
+    fake::add_vsan(vsan);
+    EXPECT_EQ(gather(kVsanName, vsan, "new", 3), 0);
+    EXPECT_EQ(undo_name(vsan), 0);
+    EXPECT_EQ(fake::listed(vsanEntry_list), 1u) << vsan;
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 1u) << vsan;
+    forget_finished_pdu(name_of(vsan).data(), 15);
+    EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << vsan;
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << vsan;
+  }
+}
+
+TEST_F(SetLists, UndoDropsTheRowsOfANumberAboveThemAtOnce) {
+  for (const uint32_t vsan : {4096u, 4103u, 4500u, 1000000u}) {
+    fake::add_vsan(vsan);
+    EXPECT_EQ(gather(kVsanName, vsan, "new", 3), 0);
+    EXPECT_EQ(undo_name(vsan), 0);
+    EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << vsan;
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << vsan;
+  }
+}
+
+TEST_F(SetLists, UnloadingDropsWhatColumnsOfEveryVsanLeft) {
+  for (const uint32_t vsan : {1u, 2048u, 4095u}) {
+    fake::add_vsan(vsan);
+    EXPECT_EQ(gather(kVsanName, vsan, "new", 3), 0);
+  }
+  drop_all_rows_of_columns();
+  EXPECT_EQ(fake::not_given_back().rows, 0);
+}
+
 }  // namespace

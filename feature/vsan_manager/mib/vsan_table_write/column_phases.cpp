@@ -81,14 +81,12 @@ int no_memory() {
 }
 
 // The row could not be fetched: nothing is listed, and a saved row that was to be refreshed is dropped with the rest.
-int fetch_failed(int status, const vsanEntry &key, vsanEntry *pending) {
+int fetch_failed(int status, const vsanEntry &key) {
   const char *self = "handle_onepdu_undo_vsanEntryList";
   const char *text = failure_text(status);
-  pending->vsanIndex = key.vsanIndex;
-  vsanEntry_defaults(pending);
   TRACE("%s(%d) Ret_Code:%s \n", self, __LINE__, text);
   TRACE("%s(%d) : No instance returned for UNDO (vsanIndex =%d,(row status = %d )\n", self, __LINE__,
-        static_cast<int>(pending->vsanIndex), static_cast<int>(pending->vsanRowStatus));
+        static_cast<int>(key.vsanIndex), static_cast<int>(key.vsanRowStatus));
   take_saved(key);
   return to_snmp_error_code(status, kMsgSet);
 }
@@ -117,7 +115,7 @@ int save_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsa
   if (status != 0) {
     // The list is searched by this key, which a wrong answer may have overwritten.
     target->vsanIndex = key.vsanIndex;
-    return fetch_failed(status, key, pending);
+    return fetch_failed(status, key);
   }
   copy_for_writing(*target, pending);
   if (fresh == nullptr) {
