@@ -851,6 +851,19 @@ TEST_F(TimerTableRead, TracesOfANextReadOfAPendingValueInTheirOrder) {
             }));
 }
 
+TEST_F(TimerTableRead, TheBareColumnMatchesItself) {
+  mini::getnext(timer_column(kRatov));
+  EXPECT_TRUE(fake::the().traced("get_vsanFcTimerEntry_instance : oid comapre matched "));
+}
+
+TEST_F(TimerTableRead, AVsanThatThereCannotBeIsNoEntry) {
+  struct variable vp = r_a_tov_column();
+  name_t name = timer_cell(kRatov, 4096);
+  size_t length = name.size();
+  vsanFcTimerEntry record;
+  EXPECT_EQ(header_vsanFcTimerEntry(&vp, name.data(), &length, 1, &record, 0), 0x40490002);
+}
+
 TEST_F(TimerTableRead, TracesOfAReadWithoutAnInstanceInTheirOrder) {
   mini::get(timer_cell(kRatov, 0));
   EXPECT_EQ(lines_now(), (std::vector<std::string>{

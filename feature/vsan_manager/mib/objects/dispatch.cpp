@@ -9,7 +9,7 @@ using namespace vsan_mib;
 
 void set_table_set_methods(int magic, WriteMethod **write_method) {
   const vsan_column *column = find_vsan_column(magic);
-  if (column == nullptr || column->write_method == nullptr) {
+  if (column == nullptr || column->handed_out.format == nullptr) {
     return;
   }
   TRACE_ROW(column->handed_out, __func__, __LINE__);

@@ -121,16 +121,6 @@ constexpr vsan_column kColumns[] = {
                .bad_length = {.standard_error = "write to vsanNetworkDropLatency: bad length\n"}}},
 };
 
-constexpr bool each_write_method_has_its_text() {
-  for (const vsan_column &column : kColumns) {
-    if (column.write_method != nullptr && column.handed_out.format == nullptr) {
-      return false;
-    }
-  }
-  return true;
-}
-static_assert(each_write_method_has_its_text());
-
 }  // namespace
 
 const vsan_column *find_vsan_column(int magic) {
