@@ -368,9 +368,11 @@ TEST_F(SetLists, ARowWhoseActionWasNeverCalledIsNotSentByTheNextPdu) {
 }
 
 TEST_F(SetLists, ANameThatIsLongerThanItsFieldIsCutToIt) {
-  const std::string name(40, 'n');
-  EXPECT_EQ(gather(kVsanName, 10, name.data(), name.size()), 0);
-  EXPECT_EQ(fake::in_list(vsanEntry_list, 10)->vsanName, std::string(35, 'n'));
+  for (const size_t size : {35, 36, 37, 40}) {
+    const std::string name(size, 'n');
+    EXPECT_EQ(gather(kVsanName, 10, name.data(), name.size()), 0);
+    EXPECT_EQ(fake::in_list(vsanEntry_list, 10)->vsanName, std::string(35, 'n')) << size;
+  }
 }
 
 TEST_F(SetLists, AnAnswerForAnotherVsanUnlistsTheRowThatWasSavedAlready) {

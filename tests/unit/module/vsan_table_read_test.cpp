@@ -314,7 +314,7 @@ TEST_F(VsanTableRead, SuccessWithoutARowLeavesTheIndexAskedForAndZerosAndTheOid)
 }
 
 TEST_F(VsanTableRead, SuccessWithoutARowIsNotAnsweredByTheRowBefore) {
-  mini::get(vsan_cell(kName, 5));
+  mini::get(vsan_cell(kInterop, 5));  // which is answered from a copy
   fake::the().overrule = [](const fake::exchange &) { return fake::reply{}; };
   EXPECT_EQ(mini::get(vsan_cell(kName, 7)), octets(vsan_cell(kName, 7), ""));
   EXPECT_EQ(mini::get(vsan_cell(kAdminState, 7)), integer(vsan_cell(kAdminState, 7), 0));
@@ -325,12 +325,14 @@ TEST_F(VsanTableRead, TheAnswerStaysWhileAnotherRowIsFetched) {
   mini::get(vsan_cell(kInterop, 5));
   EXPECT_STREQ(vsan_mib::vsan_answer_row->vsanName, "VSAN0005") << "the whole row, not the interop mode alone";
   mini::get(vsan_cell(kName, 7));
+  const vsanEntry *cached = vsan_mib::vsan_answer_row;
   name_t name = vsan_cell(kName, 20);
   vsanEntry row;
   size_t length = 15;
   ++fake::the().pdu;
   EXPECT_EQ(header_vsanEntry(vsan_column(kName).data(), 14, name.data(), &length, 1, &row), 0);
   EXPECT_EQ(row.vsanIndex, 20u);
+  EXPECT_NE(vsan_mib::vsan_answer_row, cached) << "freed";
   EXPECT_EQ(vsan_mib::vsan_answer_row->vsanIndex, 7u);
 }
 
