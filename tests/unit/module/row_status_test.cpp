@@ -368,9 +368,19 @@ TEST_F(RowStatus, ADestroyTellsThatItsVsanIsValidatedAndAnActiveDoesNot) {
   }
 }
 
-TEST_F(RowStatus, OfVsan4095IsTaken) {
-  EXPECT_EQ(run(RESERVE1, 4095, 4), 0);
-  release(4095);
+TEST_F(RowStatus, AnUndoThatIsNotAnsweredTellsWhy) {
+  u_char *current = look_up(10);
+  EXPECT_EQ(run(RESERVE1, 10, 6, current), 0);
+  fake::the().overrule = [](const fake::exchange &) { return fake::reply{-1, ETIMEDOUT, {}, {}}; };
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ret_code:" + std::string(strerror(ETIMEDOUT)) + " \n"));
+}
+
+TEST_F(RowStatus, OfTheFirstAndTheLastVsanIsTaken) {
+  for (const oid vsan : {1, 4095}) {
+    EXPECT_EQ(run(RESERVE1, vsan, 4), 0);
+    release(vsan);
+  }
   EXPECT_EQ(run(RESERVE1, 4096, 4), SNMP_ERR_WRONGVALUE);
   EXPECT_EQ(run(RESERVE1, 0, 4), SNMP_ERR_WRONGVALUE);
 }
