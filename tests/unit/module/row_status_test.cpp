@@ -376,6 +376,19 @@ TEST_F(RowStatus, AnUndoThatIsNotAnsweredTellsWhy) {
   EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ret_code:" + std::string(strerror(ETIMEDOUT)) + " \n"));
 }
 
+TEST_F(RowStatus, ActionTellsThatTheLookUpSucceededAndUndoNothingOfASendThatDid) {
+  u_char *current = look_up(10);
+  EXPECT_EQ(run(RESERVE1, 10, 6, current), 0);
+  fake::the().history.clear();
+  EXPECT_EQ(run(ACTION, 10, 6), 0);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ret_code:str-0 \n"));
+  fake::the().history.clear();
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  for (const auto &[level, line] : fake::the().history) {
+    EXPECT_EQ(line.find("ret_code"), line.npos) << line;
+  }
+}
+
 TEST_F(RowStatus, OfTheFirstAndTheLastVsanIsTaken) {
   for (const oid vsan : {1, 4095}) {
     EXPECT_EQ(run(RESERVE1, vsan, 4), 0);
