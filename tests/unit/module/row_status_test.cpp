@@ -389,6 +389,38 @@ TEST_F(RowStatus, ActionTellsThatTheLookUpSucceededAndUndoNothingOfASendThatDid)
   }
 }
 
+TEST_F(RowStatus, UndoFindsTheRowThatAColumnOfThePduSavedAlsoAfterTheColumnsUndo) {
+  const varbind name = octets(vsan_cell(kName, 10), "new");
+  EXPECT_EQ(run(RESERVE1, 10, 6), 0);
+  EXPECT_EQ(mini::phase(set_vsanName, RESERVE2, name), 0);
+  EXPECT_EQ(run(ACTION, 10, 6), 0);
+  EXPECT_EQ(mini::phase(set_vsanName, UNDO, name), 0);
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  EXPECT_EQ(fake::the().vsans.count(10), 1u);
+}
+
+TEST_F(RowStatus, StepsAreTracedAsLogsAreSearchedFor) {
+  u_char *current = look_up(10);
+  run(RESERVE1, 10, 4, current);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ***InconsistantName! ***\n"));
+  run(RESERVE1, 10, 1, current);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) indexobj_Add to undo_list \n"));
+  run(ACTION, 10, 1);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) make SET_REQ \n"));
+  run(ACTION, 10, 6);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) make DELTE_REQ \n"));
+  run(UNDO, 10, 6);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) UNDO Back out any Changes! \n"));
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) SET with old Values! Removing from undo_list!\n"));
+  ++fake::the().pdu;
+  run(ACTION, 10, 4);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) Long_ret:4 ***SNMP_ERROR INCONSISTANTVALUE*** \n"));
+  run(ACTION, 99, 1);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) SNMP_ERR_INCONSISTENTVALUE \n"));
+  release(10);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) FREE \n"));
+}
+
 TEST_F(RowStatus, OfTheFirstAndTheLastVsanIsTaken) {
   for (const oid vsan : {1, 4095}) {
     EXPECT_EQ(run(RESERVE1, vsan, 4), 0);

@@ -384,6 +384,8 @@ TEST_F(SetLists, AnAnswerForAnotherVsanUnlistsTheRowThatWasSavedAlready) {
   };
   EXPECT_EQ(gather(kVsanName, 10, "new", 3), SNMP_ERR_GENERR);
   EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u);
+  const std::string why = strerror(EPROTO);
+  EXPECT_TRUE(fake::the().traced("handle_onepdu_undo_vsanEntryList(#) Ret_Code:" + why + " \n"));
 }
 
 int undo_name(oid vsan) {
