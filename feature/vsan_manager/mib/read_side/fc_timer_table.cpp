@@ -124,7 +124,8 @@ int read_value(int msg_type, int get_for_set, vsanFcTimerEntry *record, outcome 
   return 0;
 }
 
-// One look at one VSAN's timer. Returns the status; `*brought` stays where nothing came. A success without a value leaves the OID as it was.
+// One look at one VSAN's timer. Returns the status; `*brought` stays where nothing came. A success without a value
+// leaves the OID as it was.
 int read_timer(struct variable *vp, oid *name, size_t *length, int exact, vsanFcTimerEntry *record, int get_for_set,
                outcome *brought) {
   const char *self = "header_vsanFcTimerEntry";

@@ -7,7 +7,8 @@
 
 namespace vsan_mib {
 
-// The key of the row that `name` ends in, told in the trace. An OID that names none reads as VSAN 0, which there is not.
+// The key of the row that `name` ends in, told in the trace. An OID that names none reads as VSAN 0, which there is
+// not.
 vsanEntry parse_key(oid *name, size_t name_len);
 
 // The same without a trace line, for steps that are not a parse of their own.
