@@ -5,7 +5,7 @@ BUILD := build/release
 DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
-  fuzz model model-defects monitoring monitoring-test clean
+  fuzz model model-defects monitoring monitoring-test coverage mutate clean
 
 all: build
 
@@ -136,6 +136,21 @@ monitoring:
 monitoring-test: build
 	$(DEPS) demo monitoring
 	cd tests/monitoring && VSANMIB_BUILD=$(abspath $(BUILD)) /usr/bin/python3 -B -m unittest files_test scrape_test live_test
+
+# How much of the code the tests reach: the module's branches by its unit tests alone, the lines of the rest by all.
+coverage:
+	$(DEPS) build demo test clients coverage
+	cmake --preset coverage >/dev/null
+	cmake --build --preset coverage
+	tests/coverage/coverage.sh build/coverage
+
+# Whether the unit tests notice what is wrong: each small change of the module, by itself. Half an hour; ONLY names a
+# file or a text of the mutants to try.
+mutate:
+	$(DEPS) build test mutation
+	cmake --preset mutation >/dev/null
+	cmake --build --preset mutation
+	nice -n 10 tests/mutation/mutate.py --build build/mutation --only "$(ONLY)"
 
 clean:
 	rm -rf build

@@ -134,12 +134,13 @@ void start_snmptrapd(lab &l) {
   }
 }
 
+// In order, so that what counts which ways were taken writes that down.
 void end(process &p) {
   if (p.pid == 0) {
     return;
   }
   kill(p.pid, SIGCONT);
-  stop(p, SIGKILL);
+  stop(p, SIGTERM);
 }
 
 }  // namespace

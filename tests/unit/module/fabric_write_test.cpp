@@ -488,6 +488,11 @@ TEST_F(InterfaceSetter, ARowThatCannotBeReadIsMappedAndNotLogged) {
   EXPECT_EQ(fake::the().exchanges.size(), 1u);
 }
 
+TEST_F(InterfaceSetter, ARowThatTheManagerDoesNotKnowIsAnInconsistentName) {
+  fake::the().overrule = [](const fake::exchange &) { return fake::reply{0x40190001, 0, {}, {}}; };
+  EXPECT_EQ(mini::phase(set_vsanIfVsan, ACTION, integer(if_vsan(100), 7)), SNMP_ERR_INCONSISTENTNAME);
+}
+
 TEST_F(InterfaceSetter, ARefusedMoveIsRecordedAndMapped) {
   refuse_writes(0x40190001);
   EXPECT_EQ(run(ACTION, 7), SNMP_ERR_INCONSISTENTNAME);
@@ -524,6 +529,35 @@ TEST_F(InterfaceSetter, TheTwoIdleEntryPoints) {
   EXPECT_EQ(check_valid_ifindex(), 1);
   for (int action = 0; action <= 5; ++action) {
     EXPECT_EQ(set_vsanIfDenyList(action, nullptr, 2, 4, nullptr, nullptr, 0), 2);
+  }
+}
+
+TEST_F(ForceFlag, IsKeptForTheLastVsanToo) {
+  fake::add_vsan(4095);
+  const varbind flag = octets(timer_cell(kForceFlag, 4095), "\x40");
+  EXPECT_EQ(mini::set_pdu({flag}).status, 0);
+  EXPECT_EQ(mini::get(flag.name), flag);
+  EXPECT_EQ(mini::set_pdu({octets(flag.name, std::string(1, '\0'))}).status, 0);
+}
+
+TEST_F(ForceFlag, OfNoTimerChangesNoBit) {
+  EXPECT_EQ(set_mib_vsanFcTimerForceFlag(0x12, 99, 1), 0x12u);
+}
+
+TEST_P(TimerSetters, TracesAFailedSendOnlyWhenItFailedAndNoEmptyLine) {
+  for (const bool refused : {false, true}) {
+    fake::the().history.clear();
+    if (refused) {
+      refuse_writes(-1, ETIMEDOUT);
+    }
+    mini::phase(GetParam().method, ACTION,
+                gauge(timer_cell(GetParam().column, 7), static_cast<unsigned long>(GetParam().low)));
+    size_t failures = 0;
+    for (const auto &[level, line] : fake::the().history) {
+      EXPECT_FALSE(line.empty());
+      failures += line.find("set REq failed") != line.npos ? 1 : 0;
+    }
+    EXPECT_EQ(failures, refused && GetParam().method == set_vsanFcTimerRatov ? 1u : 0u);
   }
 }
 

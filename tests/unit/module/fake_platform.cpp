@@ -8,8 +8,8 @@
 #include <string.h>
 
 #include <algorithm>
-#include <regex>
 
+#include "memory_ledger.h"
 #include "platform/cmi.h"
 #include "platform/kdx.h"
 #include "platform/port_manager.h"
@@ -162,12 +162,33 @@ reply answer(const exchange &e) {
 }
 
 // Whether this call is the one that was to fail.
-bool fails() {
-  return ++world.failable_calls == world.fail_at;
+bool fails(const char *call) {
+  if (++world.failable_calls != world.fail_at) {
+    return false;
+  }
+  world.failed_call = call;
+  world.failed_phase = world.phase;
+  return true;
 }
 
+// The same for a call whose failure changes nothing.
+bool fails_unheeded(const char *call) {
+  return world.fail_unheeded && fails(call);
+}
+
+constexpr const char *kNameLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789";
+
+// "name(12)" and "name : name(12)" at a line's begin with "#" for the number.
 std::string without_line_numbers(const std::string &text) {
-  return std::regex_replace(text, std::regex("^([A-Za-z_0-9]+( : [A-Za-z_0-9]+)?)\\([0-9]+\\)"), "$1(#)");
+  const size_t open = text.find('(');
+  const size_t close = text.find_first_not_of("0123456789", open == text.npos ? open : open + 1);
+  if (close == text.npos || close == open + 1 || text[close] != ')') {
+    return text;
+  }
+  const size_t blank = text.find_first_not_of(kNameLetters);
+  const bool one_name = blank == open;
+  const bool two_names = text.compare(blank, 3, " : ") == 0 && text.find_first_not_of(kNameLetters, blank + 3) == open;
+  return one_name || two_names ? text.substr(0, open) + "(#" + text.substr(close) : text;
 }
 
 }  // namespace
@@ -272,6 +293,13 @@ using fake::world;
 // Lists: a sorted vector.
 namespace {
 
+// What every caller owes the platform.
+void expect_contract(bool kept) {
+  if (!kept) {
+    abort();
+  }
+}
+
 struct element {
   void *key;
   void *data;
@@ -331,12 +359,14 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
   e.service = service;
   e.queue = queue;
   e.timeout = timeout;
+  e.phase = world.phase;
   world.exchanges.push_back(e);
   world.calls.push_back("cmi_req_resp " + std::to_string(opcode) + " " + std::to_string(msg_type));
   if (response != nullptr && *response != nullptr) {
     abort();  // the pointer must be null before an exchange
   }
-  if (fake::fails()) {
+  const bool fails = fake::fails(world.calls.back().c_str());
+  if (fails && !world.lose_answers) {
     errno = ECONNRESET;
     return -1;
   }
@@ -345,8 +375,12 @@ int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint3
     overruled = world.overrule(e);
   }
   const fake::reply reply = overruled ? *overruled : fake::answer(e);
+  if (fails) {
+    errno = ETIMEDOUT;
+    return -1;
+  }
   if (response != nullptr && reply.payload) {
-    *response = malloc(reply.payload->size());
+    *response = fake::make_answer(reply.payload->size());
     if (!reply.payload->empty()) {
       memcpy(*response, reply.payload->data(), reply.payload->size());
     }
@@ -360,7 +394,7 @@ int pm_cmi_get_active_vsan_port_membership(mts_queue_t, int operation, uint32_t 
                                            uint8_t *is_static, const char *user, const char *session, int timeout) {
   world.calls.push_back("pm " + std::to_string(operation) + " " + std::to_string(*vsan) + "." +
                         std::to_string(*interface) + " " + user + " " + session + " " + std::to_string(timeout));
-  if (fake::fails()) {
+  if (fake::fails(__func__)) {
     errno = ETIMEDOUT;
     return -1;
   }
@@ -376,6 +410,9 @@ int pm_cmi_get_active_vsan_port_membership(mts_queue_t, int operation, uint32_t 
 }
 
 void *mts_payload_get(void *msg) {
+  if (fake::fails(__func__)) {
+    return nullptr;
+  }
   auto &payload = static_cast<fake::message *>(msg)->payload;
   return payload.empty() ? nullptr : payload.data();
 }
@@ -385,19 +422,27 @@ uint32_t mts_payload_size(void *msg) {
 
 int register_for_notification(int id, notification_handler_t handler) {
   world.calls.push_back("register_for_notification " + std::to_string(id));
+  if (fake::fails_unheeded(__func__)) {
+    return -1;
+  }
   world.handlers[id] = handler;
   return 0;
 }
 int unregister_for_notification(int id) {
   world.calls.push_back("unregister_for_notification " + std::to_string(id));
+  if (fake::fails_unheeded(__func__)) {
+    return -1;
+  }
   world.handlers.erase(id);
   return 0;
 }
-const char *get_snmp_username(int) {
+const char *get_snmp_username(int unused) {
+  expect_contract(unused == 0);
   world.calls.push_back("get_snmp_username");
   return world.user.c_str();
 }
-const char *get_snmp_sessionid(int) {
+const char *get_snmp_sessionid(int unused) {
+  expect_contract(unused == 0);
   world.calls.push_back("get_snmp_sessionid");
   return world.session.c_str();
 }
@@ -442,6 +487,10 @@ int snmp_is_vsan_allowed_subtree(uint32_t vsan, const oid *, size_t, int pdu_typ
 }
 int intf_chk_vsan_role_allowed(uint32_t interface, int mode, vsan_set_t *) {
   world.calls.push_back("intf_chk_vsan_role_allowed " + std::to_string(interface) + " " + std::to_string(mode));
+  if (fake::fails(__func__)) {
+    errno = ETIMEDOUT;
+    return -1;
+  }
   return world.interface_refusal;
 }
 void log_snmp_error(snmp_error_record_t *record) {
@@ -454,24 +503,28 @@ void log_set_error(int code, int detail) {
 }
 netsnmp_variable_list *build_varbind(netsnmp_variable_list *varbinds, const void *value, u_char type, size_t length,
                                      const oid *name, size_t name_len) {
-  if (fake::fails()) {
+  if (fake::fails(__func__)) {
     return nullptr;
   }
   netsnmp_variable_list *head = varbinds;
   const netsnmp_variable_list *added = snmp_varlist_add_variable(&head, name, name_len, type, value, length);
+  if (varbinds == nullptr && added != nullptr) {
+    fake::note_varbind_list(head);
+  }
   return added == nullptr ? nullptr : head;
 }
 
-int indxobj_create(indxobj_t *object, int, int, indxobj_comp_t comp, int) {
+int indxobj_create(indxobj_t *object, int second, int third, indxobj_comp_t comp, int fifth) {
+  expect_contract(second == 0 && third == 1 && fifth == 1);
   world.calls.push_back("indxobj_create");
-  if (world.fail_create_at > 0 && --world.fail_create_at == 0) {
+  if ((world.fail_create_at > 0 && --world.fail_create_at == 0) || fake::fails(__func__)) {
     return 0;
   }
   object->opaque[0] = new list{comp, {}};
   return world.list_created;
 }
 int indxobj_add(indxobj_t *object, void *key, void *data) {
-  if (fake::fails()) {
+  if (fake::fails(__func__)) {
     return 0;
   }
   list *l = list_in(object);
@@ -483,7 +536,8 @@ int indxobj_add(indxobj_t *object, void *key, void *data) {
   l->elements.push_back({key, data});
   return 1;
 }
-void *indxobj_find(indxobj_t *object, const void *key, int) {
+void *indxobj_find(indxobj_t *object, const void *key, int third) {
+  expect_contract(third == 0);
   for (const element &e : list_in(object)->elements) {
     if (list_in(object)->comp(e.key, key) == 0) {
       return e.data;
@@ -537,9 +591,10 @@ int sdwrap_hist_event(int module, int length, const void *record) {
   }
   world.history.emplace_back(static_cast<int>(level), text);
   errno = EBADF;
-  return 0;
+  return fake::fails_unheeded(__func__) ? -1 : 0;
 }
-int sdwrap_chk_int(int, int, int, int) {
+int sdwrap_chk_int(int level, int second, int third, int fourth) {
+  expect_contract((level == 100 || level == 101) && second == 0 && third == 0 && fourth == 1);
   errno = EBADF;
   return world.debug_on ? 1 : 0;
 }
@@ -557,13 +612,13 @@ void buginf(int, void *name, int, const char *format, ...) {
 }
 int sysmgr_heartbeat(int blocking) {
   world.calls.push_back("sysmgr_heartbeat " + std::to_string(blocking));
-  return 0;
+  return fake::fails_unheeded(__func__) ? -1 : 0;
 }
 int is_kdx_enabled(const char *application, int *enabled) {
   if (strcmp(application, "fctimer") != 0) {
     abort();
   }
-  if (fake::fails()) {
+  if (fake::fails(__func__)) {
     return -1;
   }
   *enabled = world.kdx_enabled;
@@ -573,7 +628,7 @@ int get_kdx_show_run_mode(const char *application, int *mode) {
   if (strcmp(application, "fctimer") != 0) {
     abort();
   }
-  if (fake::fails()) {
+  if (fake::fails(__func__)) {
     return -1;
   }
   *mode = world.kdx_show_running;
@@ -583,7 +638,7 @@ int get_kdx_show_run_mode(const char *application, int *mode) {
 // The faked format of notification 145: VSAN, created, first, then pairs of key and value, all big-endian words.
 int vsan_range_config_change_get_info(void *payload, uint32_t size, int *first, int *, uint32_t *vsan, int *created,
                                       int *, int *, int *) {
-  if (payload == nullptr || size < 12 || fake::fails()) {
+  if (payload == nullptr || size < 12 || fake::fails(__func__)) {
     return -1;
   }
   uint32_t head[3];
@@ -594,7 +649,7 @@ int vsan_range_config_change_get_info(void *payload, uint32_t size, int *first, 
   return 0;
 }
 int vsan_range_config_change_get_attr_values(void *payload, uint32_t size, int key, uint32_t *value, uint32_t *length) {
-  if (fake::fails()) {
+  if (fake::fails(__func__)) {
     return -1;
   }
   for (uint32_t at = 12; at + 8 <= size; at += 8) {
@@ -610,13 +665,20 @@ int vsan_range_config_change_get_attr_values(void *payload, uint32_t size, int k
   return -1;
 }
 
-// The linker sends the module's allocations here.
-void *__real_calloc(size_t, size_t);
-void *__wrap_calloc(size_t count, size_t size) {
-  if (world.fail_calloc_at > 0 && ++world.callocs == world.fail_calloc_at) {
-    return nullptr;
+// The linker sends the module's registrations here.
+int __real_register_mib(const char *, const struct variable *, size_t, size_t, const oid *, size_t);
+[[gnu::visibility("default")]] int __wrap_register_mib(const char *module, const struct variable *rows, size_t width,
+                                                       size_t count, const oid *root, size_t root_len) {
+  expect_contract(count == kVsanMibObjects && root_len == kVsanMibRootLen);
+  if (fake::fails(__func__)) {
+    return MIB_REGISTRATION_FAILED;
   }
-  return __real_calloc(count, size);
+  return __real_register_mib(module, rows, width, count, root, root_len);
+}
+int __real_unregister_mib(oid *, size_t);
+[[gnu::visibility("default")]] int __wrap_unregister_mib(oid *name, size_t length) {
+  world.unregistered.emplace_back(name, name + length);
+  return __real_unregister_mib(name, length);
 }
 
 }  // extern "C"

@@ -20,6 +20,9 @@ namespace fake {
 
 using bytes = std::vector<uint8_t>;
 
+// Where a call belongs to no phase of a SET: a read, the look-up before the first phase, a notification.
+enum { kNoPhase = -1 };
+
 // One exchange as the module asked for it.
 struct exchange {
   int opcode;
@@ -33,6 +36,7 @@ struct exchange {
   int service;
   mts_queue_t queue;
   int timeout;
+  int phase;  // of the SET that is served, or kNoPhase
 };
 
 // What is answered. With `payload`, a heap buffer of exactly that size is handed out.
@@ -77,9 +81,15 @@ struct platform {
   // The N-th platform call that can fail does; 0: none. `failable_calls` counts them.
   int fail_at = 0;
   int failable_calls = 0;
-  // The N-th calloc of the module fails; 0: none.
-  int fail_calloc_at = 0;
-  int callocs = 0;
+  // Whether calls whose failure changes nothing fail, and count, too: records, heartbeats, registrations.
+  bool fail_unheeded = false;
+  // An exchange that fails reached the manager, and its answer is lost; else it does not get there.
+  bool lose_answers = false;
+  // What failed last, and in which phase.
+  std::string failed_call;
+  int failed_phase = kNoPhase;
+  // Of the SET that the small agent serves.
+  int phase = kNoPhase;
 
   // What was called.
   std::vector<std::string> calls;  // names with their telling arguments, in order
@@ -89,6 +99,7 @@ struct platform {
   std::vector<snmp_error_record_t> error_records;
   std::vector<std::pair<int, int>> set_errors;
   std::map<int, notification_handler_t> handlers;
+  std::vector<std::vector<oid>> unregistered;  // from the agent
 
   // Exchanges of one opcode, in order.
   std::vector<exchange> sent(int opcode) const;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "memory_ledger.h"
 #include "module_frame/trace.h"
 #include "module_test.h"
 #include "objects/object_magic.h"
@@ -229,6 +230,24 @@ TEST_F(Loading, RegistersObjectsHandlersAndListsInThisOrder) {
                                       "unregister_for_notification 102"}));
 }
 
+TEST_F(Loading, UnloadingFreesTheRowsThatAPduLeftListed) {
+  output_of(init_vsan_mib);
+  fake::add_vsan(10);
+  const varbind name = octets(vsan_cell(kName, 10), "left");
+  EXPECT_EQ(mini::phase(set_vsanName, RESERVE2, name), 0);
+  EXPECT_EQ(fake::not_given_back().rows, 2);
+  output_of(deinit_vsan_mib);
+  EXPECT_EQ(fake::not_given_back().rows, 0);
+}
+
+TEST_F(Loading, UnregistersTheRootAndEveryRow) {
+  output_of(init_vsan_mib);
+  fake::the().unregistered.clear();
+  output_of(deinit_vsan_mib);
+  ASSERT_EQ(fake::the().unregistered.size(), size_t{1 + kVsanMibObjects});
+  EXPECT_EQ(fake::the().unregistered[0], root());
+}
+
 TEST_F(Loading, UnloadingAndLoadingAgainLeavesNothingBehind) {
   for (int i = 0; i < 50; ++i) {
     output_of(init_vsan_mib);
@@ -295,7 +314,8 @@ TEST_F(Loading, FailedRegistrationIsToldOnlyWhileTheAgentDebugsAndStopsNothing) 
   snmp_set_do_debugging(1);
   EXPECT_EQ(output_of(init_vsan_mib), "DEBUG : ENTER init_vsan_mib \nDEBUG : EXIT init_vsan_mib \n");
   snmp_set_do_debugging(0);
-  EXPECT_NE(debug_lines.find("vsan_mib registration failed\n"), std::string::npos) << debug_lines;
+  EXPECT_NE(debug_lines.find("register_mib: vsan_mib registration failed\n"), std::string::npos) << debug_lines;
+  EXPECT_NE(debug_lines.find("trace: init_vsan_mib(): "), std::string::npos) << debug_lines;
   EXPECT_NE(debug_lines.find("init_vsan_mib(): feature/vsan_manager/mib/vsan_mib, "), std::string::npos) << debug_lines;
   EXPECT_EQ(fake::the().handlers.size(), 2u);
   snmp_disable_calllog();

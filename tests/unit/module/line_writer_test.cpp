@@ -163,4 +163,23 @@ TEST_F(LineWriter, ErrnoIsForTheArgumentsAndSurvivesTheLine) {
   EXPECT_EQ(errno, ETIMEDOUT);
 }
 
+TEST_F(LineWriter, TextGoesNoFurtherThanItsEnd) {
+  char line[8] = "1234567";
+  EXPECT_EQ(put_text(line + 1, line + 4, "abcdef"), line + 4);
+  EXPECT_STREQ(line, "1abc567");
+  EXPECT_EQ(put_text(line + 4, line + 4, "x"), line + 4);
+  EXPECT_EQ(put_text(line + 6, line + 4, "x"), line + 6) << "a line that is too long already";
+  EXPECT_STREQ(line, "1abc567");
+}
+
+TEST_F(LineWriter, EveryNumberOfDigitsAtItsEnds) {
+  for (unsigned tens = 1; tens != 0 && tens <= 1000000000u; tens = tens == 1000000000u ? 0 : tens * 10) {
+    for (const unsigned number : {tens - 1, tens, tens + 1}) {
+      char digits[kNumberMax + 1] = {};
+      *put_natural(digits, number) = '\0';
+      EXPECT_EQ(digits, std::to_string(number));
+    }
+  }
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 #include "mini_agent.h"
 
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -41,6 +42,7 @@ name_t name_of(const struct variable &vp) {
 }
 
 found find(struct variable &vp, const name_t &name, int exact) {
+  fake::the().phase = fake::kNoPhase;
   oid buffer[MAX_OID_LEN] = {};
   std::copy(name.begin(), name.end(), buffer);
   size_t length = name.size();
@@ -58,6 +60,9 @@ varbind value_of(const struct variable &vp, const found &f) {
     v.octets.assign(reinterpret_cast<const char *>(f.value), f.length);
   } else {
     int32_t word = 0;
+    if (f.length != sizeof word) {
+      abort();  // the agent would read that many octets
+    }
     memcpy(&word, f.value, sizeof word);
     v.integer = vp.type == ASN_INTEGER ? word : static_cast<long>(static_cast<uint32_t>(word));
   }
@@ -129,7 +134,7 @@ std::vector<pending_write> group_by_column(const std::vector<varbind> &varbinds,
     }
     if (row == kVsanMibObjects || vsan_mib_variables[row].acl != RWRITE) {
       if (result->status == 0) {
-        *result = {SNMP_ERR_NOTWRITABLE, i + 1};
+        *result = {SNMP_ERR_NOTWRITABLE, i + 1, RESERVE1};
       }
       continue;
     }
@@ -142,6 +147,7 @@ std::vector<pending_write> group_by_column(const std::vector<varbind> &varbinds,
 int call(const pending_write &w, int action) {
   fake::bytes value = host_value(*w.v);
   name_t name = w.v->name;
+  fake::the().phase = action;
   return w.at.write_method(action, value.data(), static_cast<u_char>(w.v->type), host_length(*w.v), w.at.value,
                            name.data(), name.size());
 }
@@ -153,7 +159,7 @@ void run_phase(const std::vector<pending_write> &writes, int action, set_result 
     }
     const int status = call(w, action);
     if (status != 0 && result->status == 0) {
-      *result = {status, w.index};
+      *result = {status, w.index, action};
     }
   }
 }
@@ -163,6 +169,16 @@ void run_phase(const std::vector<pending_write> &writes, int action, set_result 
 std::optional<varbind> get(const name_t &name) {
   ++fake::the().pdu;
   return serve_get(name);
+}
+
+std::optional<varbind> find_alone(const struct variable7 &row, const name_t &name, int exact) {
+  ++fake::the().pdu;
+  struct variable vp = as_variable(row);
+  const found f = find(vp, name, exact);
+  if (f.value == nullptr) {
+    return {};
+  }
+  return value_of(vp, f);
 }
 
 std::optional<varbind> getnext(const name_t &name) {
@@ -212,19 +228,19 @@ set_result set_pdu(const std::vector<varbind> &varbinds) {
     }
     const int status = w.at.write_method == nullptr ? SNMP_ERR_NOTWRITABLE : call(w, RESERVE1);
     if (status != 0 && result.status == 0) {
-      result = {status, w.index};
+      result = {status, w.index, RESERVE1};
     }
   }
   if (result.status == 0) {
     run_phase(writes, RESERVE2, &result);
   }
   if (result.status != 0) {
-    set_result ignored = {1, 1};
+    set_result ignored = {1, 1, COMMIT};
     run_phase(writes, FREE, &ignored);
     return result;
   }
   run_phase(writes, ACTION, &result);
-  set_result ignored = {1, 1};
+  set_result ignored = {1, 1, COMMIT};
   run_phase(writes, result.status == 0 ? COMMIT : UNDO, &ignored);
   return result;
 }

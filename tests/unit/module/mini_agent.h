@@ -21,14 +21,17 @@ void make_set_lists();
 
 std::optional<varbind> get(const name_t &name);
 std::optional<varbind> getnext(const name_t &name);
+// One call of an object's own find function, whose answer is not compared with what was asked for.
+std::optional<varbind> find_alone(const struct variable7 &object, const name_t &name, int exact);
 // One PDU each.
 std::vector<std::optional<varbind>> getnext_pdu(const std::vector<name_t> &names);
 std::vector<std::vector<std::optional<varbind>>> getbulk_pdu(const std::vector<name_t> &names, int repetitions);
 
-// What a SET PDU came to: the status of the first varbind refused and its 1-based place, or 0 and 0.
+// What a SET PDU came to: the status of the first varbind refused, its 1-based place and the phase, or 0, 0 and COMMIT.
 struct set_result {
   int status = 0;
   size_t index = 0;
+  int phase = COMMIT;
 };
 set_result set_pdu(const std::vector<varbind> &varbinds);
 

@@ -14,6 +14,7 @@ class ModuleTest : public ::testing::Test {
     fake::reset();
     mini::make_set_lists();
     fake::the().calls.clear();
+    fake::the().failable_calls = 0;
   }
   void TearDown() override {
     drop_refused();

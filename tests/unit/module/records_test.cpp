@@ -19,6 +19,13 @@ TEST(Records, DefaultsNameVsan1Vsan0001) {
   EXPECT_EQ(row.vsanLoadBalancingType, 2u);
 }
 
+TEST(Records, DefaultsLeaveInOrderDeliveryToTheManager) {
+  vsanEntry row = {};
+  row.vsanInorderDelivery = 1;
+  vsanEntry_defaults(&row);
+  EXPECT_EQ(row.vsanInorderDelivery, 0u);
+}
+
 TEST(Records, DefaultsNameIsAMinimumNotACut) {
   vsanEntry row = {};
   row.vsanIndex = 12345;

@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include "memory_ledger.h"
 #include "module_test.h"
 #include "vsan_records.h"
 
@@ -347,6 +348,101 @@ TEST_F(RowStatus, ARestrictedUsersDestroyOfAHiddenVsanDeletesNothing) {
   EXPECT_EQ(fake::the().vsans.count(10), 1u);
 }
 
+TEST_F(RowStatus, ADestroyWhoseLookUpBrokeIsUndoneByTheRowThatActionRead) {
+  const vsanEntry before = fake::the().vsans[10];
+  EXPECT_EQ(run(RESERVE1, 10, 6), 0);
+  EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u);
+  EXPECT_EQ(run(ACTION, 10, 6), 0);
+  EXPECT_EQ(fake::the().vsans.count(10), 0u);
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  ASSERT_EQ(fake::the().vsans.count(10), 1u);
+  EXPECT_EQ(memcmp(&fake::the().vsans[10], &before, sizeof before), 0);
+}
+
+TEST_F(RowStatus, ADestroyTellsThatItsVsanIsValidatedAndAnActiveDoesNot) {
+  for (const long request : {6, 1}) {
+    fake::the().history.clear();
+    EXPECT_EQ(run(RESERVE1, 10, request), 0);
+    EXPECT_EQ(fake::the().traced("set_vsanRowStatus(#) : set Rowstatus Validate Vsan_id \n"), request == 6);
+    EXPECT_EQ(fake::the().traced("get_vsanEntry_instance(#) * entry->vsanIndex:10 *\n"), request == 6);
+  }
+}
+
+TEST_F(RowStatus, AnUndoThatIsNotAnsweredTellsWhy) {
+  u_char *current = look_up(10);
+  EXPECT_EQ(run(RESERVE1, 10, 6, current), 0);
+  fake::the().overrule = [](const fake::exchange &) { return fake::reply{-1, ETIMEDOUT, {}, {}}; };
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ret_code:" + std::string(strerror(ETIMEDOUT)) + " \n"));
+}
+
+TEST_F(RowStatus, ActionTellsThatTheLookUpSucceededAndUndoNothingOfASendThatDid) {
+  u_char *current = look_up(10);
+  EXPECT_EQ(run(RESERVE1, 10, 6, current), 0);
+  fake::the().history.clear();
+  EXPECT_EQ(run(ACTION, 10, 6), 0);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ret_code:str-0 \n"));
+  fake::the().history.clear();
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  for (const auto &[level, line] : fake::the().history) {
+    EXPECT_EQ(line.find("ret_code"), line.npos) << line;
+  }
+}
+
+TEST_F(RowStatus, UndoFindsTheRowThatAColumnOfThePduSavedAlsoAfterTheColumnsUndo) {
+  const varbind name = octets(vsan_cell(kName, 10), "new");
+  EXPECT_EQ(run(RESERVE1, 10, 6), 0);
+  EXPECT_EQ(mini::phase(set_vsanName, RESERVE2, name), 0);
+  EXPECT_EQ(run(ACTION, 10, 6), 0);
+  EXPECT_EQ(mini::phase(set_vsanName, UNDO, name), 0);
+  EXPECT_EQ(run(UNDO, 10, 6), 0);
+  EXPECT_EQ(fake::the().vsans.count(10), 1u);
+}
+
+TEST_F(RowStatus, StepsAreTracedAsLogsAreSearchedFor) {
+  u_char *current = look_up(10);
+  run(RESERVE1, 10, 4, current);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) ***InconsistantName! ***\n"));
+  run(RESERVE1, 10, 1, current);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) indexobj_Add to undo_list \n"));
+  run(ACTION, 10, 1);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) make SET_REQ \n"));
+  run(ACTION, 10, 6);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) make DELTE_REQ \n"));
+  run(UNDO, 10, 6);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) UNDO Back out any Changes! \n"));
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) SET with old Values! Removing from undo_list!\n"));
+  ++fake::the().pdu;
+  run(ACTION, 10, 4);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) Long_ret:4 ***SNMP_ERROR INCONSISTANTVALUE*** \n"));
+  run(ACTION, 99, 1);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) SNMP_ERR_INCONSISTENTVALUE \n"));
+  release(10);
+  EXPECT_TRUE(fake::the().traced("set_vsanRowStatus(#) FREE \n"));
+}
+
+TEST_F(RowStatus, OfTheFirstAndTheLastVsanIsTaken) {
+  for (const oid vsan : {1, 4095}) {
+    EXPECT_EQ(run(RESERVE1, vsan, 4), 0);
+    release(vsan);
+  }
+  EXPECT_EQ(run(RESERVE1, 4096, 4), SNMP_ERR_WRONGVALUE);
+  EXPECT_EQ(run(RESERVE1, 0, 4), SNMP_ERR_WRONGVALUE);
+}
+
+TEST_F(RowStatus, WhatCannotBeSavedInActionIsNotSent) {
+  for (const long request : {1, 6}) {
+    ++fake::the().pdu;
+    EXPECT_EQ(run(RESERVE1, 10, request), 0);
+    fake::the().exchanges.clear();
+    fake::fail_calloc(1);
+    EXPECT_EQ(run(ACTION, 10, request), SNMP_ERR_GENERR);
+    fake::fail_calloc(0);
+    ASSERT_EQ(fake::the().exchanges.size(), 1u) << "the read alone";
+    release(10);
+  }
+}
+
 TEST_F(RowStatus, ARowThatCannotBeListedIsGenErr) {
   u_char *current = look_up(10);
   fake::the().failable_calls = 0;
@@ -360,10 +456,9 @@ TEST_F(RowStatus, ARowThatCannotBeListedIsGenErr) {
 TEST_F(RowStatus, ARowThatCannotBeAllocatedIsGenErr) {
   u_char *current = look_up(10);
   for (const auto &[vsan, request] : {std::pair<oid, long>{10, 6}, {11, 4}}) {
-    fake::the().callocs = 0;
-    fake::the().fail_calloc_at = 1;
+    fake::fail_calloc(1);
     EXPECT_EQ(run(RESERVE1, vsan, request, vsan == 10 ? current : nullptr), SNMP_ERR_GENERR);
-    fake::the().fail_calloc_at = 0;
+    fake::fail_calloc(0);
   }
 }
 

@@ -241,4 +241,22 @@ TEST_F(Scalars, KdxStateThatIsNotKnownReadsRunningValues) {
   EXPECT_EQ(fake::the().exchanges.back().msg_type, 1);
 }
 
+TEST_F(Scalars, LastChangeIsCountedInHundredthsOfASecondWhateverItsSize) {
+  struct timeval start = {1000, 600000};
+  netsnmp_set_agent_starttime(&start);
+  const struct {
+    uint32_t seconds;
+    uint32_t microseconds;
+    unsigned long ticks;
+  } changes[] = {{1001, 500000, 90}, {1000, 600000, 0}, {1000, 609999, 0},           {1000, 610000, 1},
+                 {1000, 599999, 0},  {900, 0, 0},       {1001000, 600000, 100000000}};
+  for (const auto &change : changes) {
+    fake::the().change_seconds = change.seconds;
+    fake::the().change_microseconds = change.microseconds;
+    EXPECT_EQ(static_cast<unsigned long>(mini::get(last_change())->integer), change.ticks)
+        << change.seconds << " " << change.microseconds;
+  }
+  netsnmp_set_agent_starttime(nullptr);
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include "memory_ledger.h"
 #include "module_test.h"
 #include "objects/object_magic.h"
 #include "vsan_records.h"
@@ -189,10 +190,9 @@ TEST_F(SetLists, AFailedFetchIntoARowThatIsSavedAlreadyUnlistsIt) {
 TEST_F(SetLists, AllocationsThatFailAreGenErrRecordedAndListNothing) {
   for (int nth : {1, 2}) {
     fake::the().set_errors.clear();
-    fake::the().callocs = 0;
-    fake::the().fail_calloc_at = nth;
+    fake::fail_calloc(nth);
     EXPECT_EQ(gather(kVsanName, 10, "new", 3), SNMP_ERR_GENERR) << nth;
-    fake::the().fail_calloc_at = 0;
+    fake::fail_calloc(0);
     EXPECT_EQ(fake::the().set_errors, (std::vector<std::pair<int, int>>{{1, 584}})) << nth;
     EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << nth;
     EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << nth;
@@ -354,6 +354,74 @@ TEST_F(SetLists, RowsOfSeveralVsansAreKeptApart) {
   EXPECT_STREQ(fake::row_of(writes()[0].request).vsanName, "twenty");
   EXPECT_EQ(send(10), 0);
   EXPECT_STREQ(fake::row_of(writes()[1].request).vsanName, "ten");
+}
+
+TEST_F(SetLists, ARowWhoseActionWasNeverCalledIsNotSentByTheNextPdu) {
+  gather(kVsanName, 10, "old", 3);
+  const varbind name = octets(name_of(10), "");
+  EXPECT_EQ(mini::phase(set_vsanName, UNDO, name), 0);
+  EXPECT_EQ(fake::listed(vsanEntry_list), 1u);
+  gather_word(kVsanAdminState, 10, 2);
+  EXPECT_EQ(send(10), 0);
+  ASSERT_EQ(writes().size(), 1u);
+  EXPECT_STREQ(fake::row_of(writes()[0].request).vsanName, "VSAN0010");
+}
+
+TEST_F(SetLists, ANameThatIsLongerThanItsFieldIsCutToIt) {
+  for (const size_t size : {35, 36, 37, 40}) {
+    const std::string name(size, 'n');
+    EXPECT_EQ(gather(kVsanName, 10, name.data(), name.size()), 0);
+    EXPECT_EQ(fake::in_list(vsanEntry_list, 10)->vsanName, std::string(35, 'n')) << size;
+  }
+}
+
+TEST_F(SetLists, AnAnswerForAnotherVsanUnlistsTheRowThatWasSavedAlready) {
+  save_by_hand(10);
+  fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
+    fake::exchange other = e;
+    other.request[523] = 20;
+    return fake::answer_of_managers(other);
+  };
+  EXPECT_EQ(gather(kVsanName, 10, "new", 3), SNMP_ERR_GENERR);
+  EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u);
+  const std::string why = strerror(EPROTO);
+  EXPECT_TRUE(fake::the().traced("handle_onepdu_undo_vsanEntryList(#) Ret_Code:" + why + " \n"));
+}
+
+int undo_name(oid vsan) {
+  return mini::phase(set_vsanName, UNDO, octets(vsan_cell(kName, vsan), ""));
+}
+
+TEST_F(SetLists, UndoKeepsTheRowsOfEveryVsanThatThereCanBeForItsRowStatus) {
+  for (const uint32_t vsan : {1u, 63u, 64u, 455u, 456u, 4095u}) {
+    fake::add_vsan(vsan);
+    EXPECT_EQ(gather(kVsanName, vsan, "new", 3), 0);
+    EXPECT_EQ(undo_name(vsan), 0);
+    EXPECT_EQ(fake::listed(vsanEntry_list), 1u) << vsan;
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 1u) << vsan;
+    forget_finished_pdu(name_of(vsan).data(), 15);
+    EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << vsan;
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << vsan;
+  }
+}
+
+TEST_F(SetLists, UndoDropsTheRowsOfANumberAboveThemAtOnce) {
+  for (const uint32_t vsan : {4096u, 4103u, 4500u, 1000000u}) {
+    fake::add_vsan(vsan);
+    EXPECT_EQ(gather(kVsanName, vsan, "new", 3), 0);
+    EXPECT_EQ(undo_name(vsan), 0);
+    EXPECT_EQ(fake::listed(vsanEntry_list), 0u) << vsan;
+    EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u) << vsan;
+  }
+}
+
+TEST_F(SetLists, UnloadingDropsWhatColumnsOfEveryVsanLeft) {
+  for (const uint32_t vsan : {1u, 2048u, 4095u}) {
+    fake::add_vsan(vsan);
+    EXPECT_EQ(gather(kVsanName, vsan, "new", 3), 0);
+  }
+  drop_all_rows_of_columns();
+  EXPECT_EQ(fake::not_given_back().rows, 0);
 }
 
 }  // namespace

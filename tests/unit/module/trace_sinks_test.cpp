@@ -175,4 +175,106 @@ TEST_F(TraceSinks, OfSets) {
   }
 }
 
+// Lines of calls that the agent makes seldom or never: told to both sinks, and to none when none wants them.
+class RareTraces : public TraceSinks {
+ protected:
+  static void in_and_out_of_sight(void (*procedure)()) {
+    fake::the().history_on = false;
+    fake::the().debug_on = false;
+    procedure();
+    EXPECT_TRUE(fake::the().debug.empty());
+    fake::the().history_on = true;
+    fake::the().debug_on = true;
+    procedure();
+    EXPECT_FALSE(fake::the().debug.empty());
+  }
+};
+
+void read_timer_for_a_write() {
+  struct variable vp = {};
+  name_t name = timer_cell(kRatov, 9);
+  vp.magic = 39;
+  vp.namelen = 14;
+  std::copy(name.begin(), name.begin() + 14, vp.name);
+  name.resize(MAX_OID_LEN);
+  size_t length = 15;
+  vsanFcTimerEntry record;
+  header_vsanFcTimerEntry(&vp, name.data(), &length, 1, &record, 1);
+}
+
+TEST_F(RareTraces, OfAReadForAWriteUnderARemoteLock) {
+  fake::the().kdx_enabled = 1;
+  fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
+    if (e.opcode != kOpFcTimer || e.msg_type != kMsgKdxGet) {
+      return {};
+    }
+    return fake::reply{static_cast<int>(kStatusRemoteLock), 0, {}, {}};
+  };
+  in_and_out_of_sight(read_timer_for_a_write);
+}
+
+TEST_F(RareTraces, OfAVsanThatIsKeptOutOfDistribution) {
+  fake::the().kdx_enabled = 1;
+  fake::the().overrule = [](const fake::exchange &e) -> std::optional<fake::reply> {
+    if (e.opcode != kOpFcTimer) {
+      return {};
+    }
+    return fake::reply{static_cast<int>(kStatusNotInDistribution), 0, {}, {}};
+  };
+  in_and_out_of_sight([] { mini::getnext(timer_column(kRatov)); });
+}
+
+TEST_F(RareTraces, OfIndexesPastTheTables) {
+  in_and_out_of_sight([] {
+    mini::getnext(timer_cell(kRatov, 4096));
+    mini::getnext(vsan_cell(kName, 4097));
+  });
+}
+
+TEST_F(RareTraces, OfARowThatIsSentBackAndOneThatIsNot) {
+  in_and_out_of_sight([] {
+    name_t name = vsan_cell(kName, 9);
+    for (const bool refused : {true, false}) {
+      ++fake::the().pdu;
+      handle_onepdu_undo_vsanEntryList(3, name.data(), name.size(), "x", 1);
+      fake::the().fail_at = refused ? fake::the().failable_calls + 1 : 0;
+      handle_undo_vsanEntryList(name.data(), name.size());
+    }
+    handle_undo_vsanEntryList(name.data(), name.size());
+  });
+}
+
+TEST_F(RareTraces, OfAColumnThatThereIsNot) {
+  in_and_out_of_sight([] {
+    name_t name = vsan_cell(kName, 9);
+    ++fake::the().pdu;
+    EXPECT_EQ(handle_onepdu_undo_vsanEntryList(99, name.data(), name.size(), "x", 1), SNMP_ERR_INCONSISTENTVALUE);
+    handle_free_vsanEntryList(name.data(), name.size());
+  });
+}
+
+TEST_F(RareTraces, OfARowStatusOfAnotherTypeAndOfACreationThatNobodyReserved) {
+  in_and_out_of_sight([] {
+    capture();
+    mini::phase_raw(set_vsanRowStatus, RESERVE1, vsan_cell(kRowStatus, 30), ASN_OCTET_STR, mini::word(4), 4);
+    captured();
+    ++fake::the().pdu;
+    EXPECT_EQ(mini::phase(set_vsanRowStatus, ACTION, integer(vsan_cell(kRowStatus, 30), kCreateAndGo)),
+              SNMP_ERR_INCONSISTENTNAME);
+  });
+}
+
+TEST_F(RareTraces, OfNotificationsAndTheirControl) {
+  in_and_out_of_sight([] {
+    fake::message change = {fake::to_hex_bytes("0000012c 00000001 00000000 00000001 00000002 00000013 00000001")};
+    oid name[MAX_OID_LEN];
+    size_t length = 0;
+    int send = 0;
+    snmp_free_varbind(handle_notifications(&change, name, &length, &send));
+    EXPECT_EQ(send, 1);
+    fake::the().fail_at = fake::the().failable_calls + 1;
+    EXPECT_EQ(vsan_trap_vsan_set(1), -1);
+  });
+}
+
 }  // namespace

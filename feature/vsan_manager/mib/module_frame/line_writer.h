@@ -48,12 +48,14 @@ char *put_hex(char *at, unsigned number);
 template <line_conversion conversion>
 [[gnu::always_inline]] inline char *put_argument(char *at, const char *end, const char *text) {
   static_assert(conversion == line_conversion::text);
+  // GCOVR_EXCL_BR_START: here the compiler decides
   if (text != nullptr && __builtin_constant_p(strlen(text)) && strlen(text) <= kKnownTextMax) {
     const size_t size = strlen(text);
     std::copy_n(text, size, at);  // without its end: the line goes on
     return at + size;
   }
   return put_text(at, end, text);
+  // GCOVR_EXCL_BR_STOP
 }
 
 template <line_conversion conversion>
@@ -62,8 +64,10 @@ template <line_conversion conversion>
   if (conversion == line_conversion::hex) {
     return put_hex(at, static_cast<unsigned>(number));
   }
+  // GCOVR_EXCL_BR_START: here the compiler decides
   return __builtin_constant_p(number) && number >= 0 && number < 10'000 ? put_known(at, number)
                                                                         : put_integer(at, number);
+  // GCOVR_EXCL_BR_STOP
 }
 
 template <line_conversion conversion>

@@ -9,12 +9,10 @@ using namespace vsan_mib;
 
 void set_table_set_methods(int magic, WriteMethod **write_method) {
   const vsan_column *column = find_vsan_column(magic);
-  if (column == nullptr || column->write_method == nullptr) {
+  if (column == nullptr || column->handed_out.format == nullptr) {
     return;
   }
-  if (column->handed_out.format != nullptr) {
-    TRACE_ROW(column->handed_out, __func__, __LINE__);
-  }
+  TRACE_ROW(column->handed_out, __func__, __LINE__);
   *write_method = column->write_method;
 }
 

@@ -38,14 +38,13 @@ struct vsan_column {
   column_read read = column_read::word;
   column_store store = column_store::unknown;
   row_format<const char *, int, int, int> answered = {};  // GET: the answer's length and the field's word
-  WriteMethod *write_method = nullptr;                    // what the agent is handed; null: nothing
-  row_format<const char *, int> handed_out = {};          // told with the write method
+  WriteMethod *write_method = nullptr;                    // what the agent is handed, or null
+  row_format<const char *, int> handed_out = {};          // told with the write method, which has one
 
   // What the write method checks and traces.
   value_rule value = {};
   vsan_text entered = {};       // every phase
   vsan_text value_passed = {};  // RESERVE1, after the value check
-  vsan_text no_instance = "%s(%d) ***InconsistantName! ***\n";
   denial_text denied = "%s(%d) : vsan restricted user -- not allowed in this vsan\n";
   vsan_text right_passed = {};  // RESERVE1, after the restriction check: the VSAN
   phase_texts<vsan_text> phases = {};

@@ -124,11 +124,11 @@ int read_value(int msg_type, int get_for_set, vsanFcTimerEntry *record, outcome 
   return 0;
 }
 
-// One look at one VSAN's timer. Returns the status. A success without a value leaves the OID as it was.
+// One look at one VSAN's timer. Returns the status; `*brought` stays where nothing came. A success without a value
+// leaves the OID as it was.
 int read_timer(struct variable *vp, oid *name, size_t *length, int exact, vsanFcTimerEntry *record, int get_for_set,
                outcome *brought) {
   const char *self = "header_vsanFcTimerEntry";
-  *brought = outcome::nothing;
   const distribution_mode mode = ask_distribution();
   TRACE("%s : calling timer_instance() ", self);
   int status = get_vsanFcTimerEntry_instance(vp->name, vp->namelen, name, length, exact, record);
@@ -213,7 +213,7 @@ int header_vsanFcTimerEntry(struct variable *vp, oid *name, size_t *length, int 
                             int get_for_set) {
   uint32_t previous = 0;
   for (;;) {
-    outcome brought;
+    outcome brought = outcome::nothing;
     const int status = read_timer(vp, name, length, exact, record, get_for_set, &brought);
     if (brought != outcome::skip) {
       return status;
@@ -232,7 +232,6 @@ int header_vsanFcTimerEntry(struct variable *vp, oid *name, size_t *length, int 
 u_char *get_vsanFcTimerEntry(struct variable *vp, oid *name, size_t *length, int exact, size_t *var_len,
                              WriteMethod **write_method) {
   set_fctimer_table_set_methods(vp->magic, write_method);
-  timer_answer.record = {};
   if (!find_timer(vp, name, length, exact)) {
     return nullptr;
   }

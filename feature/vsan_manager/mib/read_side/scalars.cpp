@@ -19,13 +19,13 @@ namespace {
 uint32_t count_result;
 uint32_t value_result;
 
-// The agent's uptime at a time since the epoch, in hundredths of a second; negative before the agent's start. In 64
-// bits, because a `long` of 32 wraps after 249 days.
+// The agent's uptime at a time since the epoch, in hundredths of a second; not above 0 before the agent's start. In
+// 64 bits, because a `long` of 32 wraps after 249 days.
 int64_t uptime_at(uint32_t seconds, uint32_t microseconds) {
   const auto *start = static_cast<const struct timeval *>(netsnmp_get_agent_starttime());
   const int64_t started_at = static_cast<uint32_t>(start->tv_sec);
   const int64_t since_start = (int64_t{seconds} - started_at) * 1'000'000 + int64_t{microseconds} - start->tv_usec;
-  return since_start < 0 ? -1 : since_start / 10'000;
+  return since_start / 10'000;
 }
 
 // The time of the last change as agent uptime: 0 for one before the agent's start.

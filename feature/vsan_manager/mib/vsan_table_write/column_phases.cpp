@@ -81,14 +81,12 @@ int no_memory() {
 }
 
 // The row could not be fetched: nothing is listed, and a saved row that was to be refreshed is dropped with the rest.
-int fetch_failed(int status, const vsanEntry &key, vsanEntry *pending) {
+int fetch_failed(int status, const vsanEntry &key) {
   const char *self = "handle_onepdu_undo_vsanEntryList";
   const char *text = failure_text(status);
-  pending->vsanIndex = key.vsanIndex;
-  vsanEntry_defaults(pending);
   TRACE("%s(%d) Ret_Code:%s \n", self, __LINE__, text);
   TRACE("%s(%d) : No instance returned for UNDO (vsanIndex =%d,(row status = %d )\n", self, __LINE__,
-        static_cast<int>(pending->vsanIndex), static_cast<int>(pending->vsanRowStatus));
+        static_cast<int>(key.vsanIndex), static_cast<int>(key.vsanRowStatus));
   take_saved(key);
   return to_snmp_error_code(status, kMsgSet);
 }
@@ -117,7 +115,7 @@ int save_current_row(const oid *name, size_t name_len, const vsanEntry &key, vsa
   if (status != 0) {
     // The list is searched by this key, which a wrong answer may have overwritten.
     target->vsanIndex = key.vsanIndex;
-    return fetch_failed(status, key, pending);
+    return fetch_failed(status, key);
   }
   copy_for_writing(*target, pending);
   if (fresh == nullptr) {
@@ -176,11 +174,7 @@ void trace_sent(const char *procedure, const vsanEntry &key) {
 }  // namespace
 
 int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, const void *value, size_t value_len) {
-  vsanEntry key;
-  if (!parse_key(name, name_len, &key)) {
-    TRACE("%s(%d) ***Return Inconsistname! ***\n", __func__, __LINE__);
-    return SNMP_ERR_INCONSISTENTNAME;
-  }
+  const vsanEntry key = parse_key(name, name_len);
   forget_finished_pdu(name, name_len);
   vsanEntry *pending = find_pending(key);
   if (pending == nullptr) {
@@ -197,11 +191,7 @@ int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, con
 }
 
 int handle_set_vsanEntryList(oid *name, size_t name_len) {
-  vsanEntry key;
-  if (!parse_key(name, name_len, &key)) {
-    TRACE("%s(%d) *** InconsistantNAME! ***\n", __func__, __LINE__);
-    return SNMP_ERR_INCONSISTENTNAME;
-  }
+  const vsanEntry key = parse_key(name, name_len);
   if (is_left_to_row_status(name, name_len, key)) {
     TRACE("%s(%d) Don't Create vsan %d yet! \n", __func__, __LINE__, static_cast<int>(key.vsanIndex));
     return SNMP_ERR_NOERROR;
@@ -231,11 +221,7 @@ int handle_set_vsanEntryList(oid *name, size_t name_len) {
 }
 
 int handle_undo_vsanEntryList(oid *name, size_t name_len) {
-  vsanEntry key;
-  if (!parse_key(name, name_len, &key)) {
-    TRACE("%s(%d) *** Return InConsistantname! *** \n", __func__, __LINE__);
-    return SNMP_ERR_INCONSISTENTNAME;
-  }
+  const vsanEntry key = parse_key(name, name_len);
   take_pending(key);
   const row_ptr saved = take_saved(key);
   if (saved == nullptr) {
@@ -262,11 +248,7 @@ int handle_undo_vsanEntryList(oid *name, size_t name_len) {
 }
 
 int handle_free_vsanEntryList(oid *name, size_t name_len) {
-  vsanEntry key;
-  if (!parse_key(name, name_len, &key)) {
-    TRACE("%s(%d) ***Return Inconsistantname! ***\n", __func__, __LINE__);
-    return SNMP_ERR_INCONSISTENTNAME;
-  }
+  const vsanEntry key = parse_key(name, name_len);
   take_pending(key);
   take_saved(key);
   return SNMP_ERR_NOERROR;

@@ -7,11 +7,12 @@
 //                UNDO      DELETE of the VSAN, row dropped           (a saved row is dropped, nothing sent)
 //
 //   active       RESERVE1  passes                                    old row saved
-//                ACTION    inconsistentValue                         SET of the current row
+//                ACTION    inconsistentValue                         SET of the current row, which is saved if RESERVE1
+//                                                                    did not see it
 //                UNDO      nothing                                   SET of the saved row
 //
 //   destroy      RESERVE1  passes                                    old row saved
-//                ACTION    nothing to delete: no error               DELETE of the row
+//                ACTION    nothing to delete: no error               DELETE of the row, saved likewise
 //                UNDO      nothing                                   SET of the saved row
 //
 //   COMMIT and FREE drop whatever of the VSAN is still listed. All other values are refused in RESERVE1.
@@ -50,15 +51,15 @@ int check_row_right(const vsan_column &column, uint32_t vsan, const written &w) 
   return check_right(w, vsan, kStatusRowDenied, column.denied, kSelf);
 }
 
-// Keeps the row that the find function has just looked up.
-int save_row() {
+// Keeps the row for UNDO.
+int save_row(const vsanEntry &row) {
   row_ptr saved = new_row();
   if (saved == nullptr) {
     return SNMP_ERR_GENERR;
   }
-  *saved = *vsan_answer_row;
+  *saved = row;
   if (!list_saved(std::move(saved), lister::row_status)) {
-    TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(vsan_answer_row->vsanIndex));
+    TRACE("%s(%d) undo_list %d \n", kSelf, __LINE__, static_cast<int>(row.vsanIndex));
     return SNMP_ERR_GENERR;
   }
   TRACE("%s(%d) indexobj_Add to undo_list \n", kSelf, __LINE__);
@@ -72,10 +73,7 @@ int list_new_row(const vsan_column &column, const written &w) {
     return SNMP_ERR_GENERR;
   }
   TRACE("%s(%d)set_vsanRowStatus  RS_CREATEANDGO! \n", kSelf, __LINE__);
-  if (!parse_key(w.name, w.name_len, row.get())) {
-    TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
-    return SNMP_ERR_INCONSISTENTNAME;
-  }
+  *row = parse_key(w.name, w.name_len);
   TRACE("%s(%d) Validate Vsan_id\n", kSelf, __LINE__);
   const int status = check_row_right(column, row->vsanIndex, w);
   if (status != SNMP_ERR_NOERROR) {
@@ -92,10 +90,7 @@ int list_new_row(const vsan_column &column, const written &w) {
 int check_named_row(const vsan_column &column, uint32_t requested, const written &w) {
   vsanEntry key = key_of(w.name, w.name_len);
   if (requested == RS_DESTROY) {
-    if (!parse_key(w.name, w.name_len, &key)) {
-      TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
-      return SNMP_ERR_INCONSISTENTNAME;
-    }
+    key = parse_key(w.name, w.name_len);
     TRACE("%s(%d) : set Rowstatus Validate Vsan_id \n", kSelf, __LINE__);
   }
   return check_row_right(column, key.vsanIndex, w);
@@ -134,7 +129,7 @@ int reserve1(const vsan_column &column, const written &w) {
     return SNMP_ERR_INCONSISTENTVALUE;
   }
   if (w.current != nullptr) {
-    status = save_row();
+    status = save_row(*vsan_answer_row);  // that the find function has just looked up
     if (status != SNMP_ERR_NOERROR) {
       return status;
     }
@@ -221,6 +216,14 @@ int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
   }
 }
 
+// RESERVE1 saved the row unless its look-up broke, which makes the VSAN look absent. UNDO needs it all the same.
+int apply_saved(int msg_type, const vsanEntry &row) {
+  if (find_saved(row) == nullptr && save_row(row) != SNMP_ERR_NOERROR) {
+    return SNMP_ERR_GENERR;
+  }
+  return apply(msg_type, row);
+}
+
 int act_on_present(uint32_t requested, const vsanEntry &row) {
   TRACE("%s(%d) ret_code:%s \n", kSelf, __LINE__, syserr2str(0));
   switch (requested) {
@@ -231,10 +234,10 @@ int act_on_present(uint32_t requested, const vsanEntry &row) {
       return SNMP_ERR_INCONSISTENTVALUE;
     case RS_ACTIVE:
       TRACE("%s(%d) make SET_REQ \n", kSelf, __LINE__);
-      return apply(kMsgSet, row);
+      return apply_saved(kMsgSet, row);
     case RS_DESTROY:
       TRACE("%s(%d) make DELTE_REQ \n", kSelf, __LINE__);
-      return apply(kMsgDelete, row);
+      return apply_saved(kMsgDelete, row);
     default:
       return SNMP_ERR_GENERR;
   }
@@ -264,8 +267,7 @@ void send_back(int msg_type, const vsanEntry &row) {
 }
 
 int undo(uint32_t requested, oid *name, size_t name_len) {
-  vsanEntry key;
-  parse_key(name, name_len, &key);
+  const vsanEntry key = parse_key(name, name_len);
   const bool was_saved = find_saved(key) != nullptr;
   TRACE("%s(%d) UNDO Back out any Changes! \n", kSelf, __LINE__);
 

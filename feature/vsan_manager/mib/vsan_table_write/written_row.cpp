@@ -7,8 +7,10 @@
 
 namespace vsan_mib {
 
-bool parse_key(oid *name, size_t name_len, vsanEntry *key) {
-  return get_vsanEntry_instance(name, kColumnOidLen, name, &name_len, 1, key) == 0;
+vsanEntry parse_key(oid *name, size_t name_len) {
+  vsanEntry key;
+  get_vsanEntry_instance(name, kColumnOidLen, name, &name_len, 1, &key);
+  return key;
 }
 
 vsanEntry key_of(const oid *name, size_t name_len) {
