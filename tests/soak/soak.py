@@ -64,7 +64,7 @@ class Conductor:
         ):
             self.there.start_load(name, words, lambda line, by=name: self.take(line, by))
         self.there.tell("away")
-        self.await_answer(now_us())
+        self.await_answer("start", now_us())
         self.there.tell("back")
         self.settle("start", now_us())
 
@@ -85,7 +85,8 @@ class Conductor:
     def settle(self, kind, since):
         """Waits until the service is back, ends the window, and has both writers read everything back."""
         with self.changed:
-            self.judged.await_service(kind, since)
+            if self.judged.awaited is None:
+                self.judged.await_service(kind, since)
             back = self.changed.wait_for(lambda: self.judged.awaited is None, PATIENCE)
             if not back:
                 self.judged.service_missing(now_us())
@@ -133,19 +134,14 @@ class Conductor:
                 self.there.start_switchd()
             if "agent" in victims:
                 self.there.start_agent()
-                self.await_answer(since[0])
+                self.await_answer(kind, since[0])
                 self.there.tell("back")
 
-    def await_answer(self, since):
-        """Until the agent answers a GET rightly: its writers wait so long."""
+    def await_answer(self, kind, since):
+        """Until a restarted agent answers a GET rightly: writers and walks wait so long."""
         with self.changed:
-            self.judged.await_service("restart of the agent", since)
-            if not self.changed.wait_for(
-                lambda: self.judged.awaited is None or "GET" not in self.judged.awaited[2], PATIENCE
-            ):
-                self.judged.service_missing(now_us())
-            # SETs come when the writers know of it; they are awaited with the rest.
-            self.judged.awaited = None
+            self.judged.await_service(kind, since)
+            self.changed.wait_for(lambda: "GET" not in self.judged.awaited[2], PATIENCE)
 
     def stop(self, kind, low, high):
         name = kind.removeprefix("stop-")
