@@ -5,7 +5,7 @@ BUILD := build/release
 DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
-  fuzz monitoring monitoring-test clean
+  fuzz monitoring monitoring-test soak chaos clean
 
 all: build
 
@@ -124,3 +124,20 @@ monitoring-test: build
 
 clean:
 	rm -rf build
+
+# Promises kept for long, see docs/reliability.md: an hour of load and disturbances, or a day with SECONDS=86400; and ROUNDS
+# of processes that die or stand still. Both end with an error when a promise is broken; SEED repeats a run.
+SOAK_ARGS = --build $(BUILD) --out build/$@ $(addprefix --seed ,$(SEED))
+SOAK_SECONDS = $(if $(filter file,$(origin SECONDS)),3600,$(SECONDS))
+ROUNDS ?= 1000
+soak: soak_programs
+	python3 -B tests/soak/soak.py soak --seconds $(SOAK_SECONDS) $(SOAK_ARGS)
+
+chaos: soak_programs
+	python3 -B tests/soak/soak.py chaos --rounds $(ROUNDS) $(SOAK_ARGS)
+
+.PHONY: soak_programs
+soak_programs:
+	$(DEPS) build demo test bench
+	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --build --preset release --target product soak_load

@@ -10,6 +10,7 @@ import statistics
 SECOND = 1_000_000
 SETTLE = SECOND  # how long after a disturbance its effects may still be met
 BACK_SECONDS = 1.0  # from a restart to the first right answer and to the first SET that is done
+SWALLOWING = ("fault-hang", "fault-late")  # who waits for an answer that does not come waits for the time-out first
 ROW_BOUND, WIDE_BOUND = 5.5, 11.0  # seconds of a PDU: its one time-out, and half a second or a second for the machine
 BROKEN = ("5", "14", "15")  # genErr, commitFailed, undoFailed: the exchange may have come to something
 NOT_ANSWERED = ("none", "left")
@@ -279,7 +280,8 @@ class Judge:
         missing.discard(what)
         self.backs.append((kind, what, seconds))
         self.worst_back = max(self.worst_back, seconds)
-        if seconds > BACK_SECONDS * self.slowness:
+        bound = BACK_SECONDS + (WIDE_BOUND if kind in SWALLOWING else 0)
+        if seconds > bound * self.slowness:
             self.breaks(since, f"{what} is back {seconds:.3f} s after {kind}")
         if not missing:
             self.awaited = None

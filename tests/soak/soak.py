@@ -308,7 +308,7 @@ def report(conductor, ended, seed):
     print("results:", ", ".join(f"{name} {count}" for name, count in judged.total.most_common()))
     print("disturbances:", ", ".join(f"{name} {count}" for name, count in sorted(conductor.counts.items())))
     for what in ("GET", "SET"):
-        times = [seconds for _, each, seconds in judged.backs if each == what]
+        times = [seconds for kind, each, seconds in judged.backs if each == what and not kind.startswith("fault")]
         if times:
             print(f"first {what} after a restart or a stop: median {judge.percentile(times, 0.5):.3f} s, "
                   f"p99 {judge.percentile(times, 0.99):.3f} s, longest {max(times):.3f} s, {len(times)} times")  # fmt: skip
