@@ -56,6 +56,10 @@ class Ledger:
         self.possible = {}
         self.refused = collections.defaultdict(lambda: collections.deque(maxlen=50))
 
+    def surely_changes(self, effects):
+        """Whether none of the values may be there already: what changes nothing raises nothing."""
+        return all(value not in self.possible.get(key, ()) for key, value in effects.items())
+
     def acknowledged(self, effects):
         for key, value in effects.items():
             self.possible[key] = {value}
@@ -201,6 +205,7 @@ class Judge:
         met = self._count("set", start, latency, result)
         if scope == "wide":
             self.wide.append((start, start + latency))
+        changes = self.ledger.surely_changes(effects)
         if result == "0":
             self.ledger.acknowledged(effects)
             self._is_back("SET", start, start + latency)
@@ -209,7 +214,7 @@ class Judge:
         else:
             self.ledger.is_refused(effects)
             return
-        self.note_moves(effects, result == "0")
+        self.note_moves(effects, result == "0" and changes)
 
     def note_moves(self, effects, certain):
         for key, value in effects.items():

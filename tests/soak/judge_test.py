@@ -262,6 +262,17 @@ class Traps(Run):
             self.end()
             self.assert_kept()
 
+    def test_a_move_to_where_it_may_be_already_may_be_silent(self):
+        for heard in ((5, 10), (5, 10, 10)):
+            self.judged = judge.Judge()
+            self.wrong_between("fault-hang", 1, 2)
+            self.moves(5)
+            self.set_at(1.5, 5, 10, key=self.KEY)
+            self.moves(10)
+            self.heard(*heard)
+            self.end()
+            self.assert_kept()
+
     def test_a_trap_of_nothing(self):
         self.moves(5)
         self.heard(5, 30)

@@ -334,6 +334,7 @@ def arguments():
 
 def main():
     given = arguments()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # nothing is left behind
     seed = given.seed if given.seed is not None else random.SystemRandom().randrange(1, 2**31)
     print(f"seed {seed}", flush=True)
     given.out.mkdir(parents=True, exist_ok=True)

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "store/store.h"
+#include "store/store_digest.h"
 #include "vsan_values.h"
 
 enum store_statement : unsigned {
@@ -28,8 +29,17 @@ enum store_statement : unsigned {
   kPutSetting,
   kPutNotification,
   kTrimNotifications,
+  kPutContent,
   kStatementCount,
 };
+
+// The tables, each with a letter for its rows' hashes and so many columns in front that are its key.
+struct table_shape {
+  char letter;
+  int key_columns;
+};
+inline constexpr table_shape kVsanTable{'v', 1}, kInterfaceTable{'i', 1}, kTimerTable{'t', 2}, kPendingTable{'p', 2},
+    kKeptOutTable{'k', 1}, kSettingTable{'s', 1}, kNotificationTable{'n', 1};
 
 struct store {
   std::string path;
@@ -38,6 +48,8 @@ struct store {
   struct stat file = {};  // which files they are
   struct stat log_file = {};
   bool lost = false;  // a change went to a file that is no longer under the path
+  store_digest digest;
+  uint64_t oldest_notification = 1;  // of those that the digest counts
   sqlite3 *db = nullptr;
   std::array<sqlite3_stmt *, kStatementCount> statements{};
 };
@@ -73,6 +85,9 @@ inline constexpr text_setting kTextSettings[] = {
     {"switch_name", [](switch_settings &s) -> std::string & { return s.name; }, kSwitchNameMax},
     {"kdx_session_owner", [](switch_settings &s) -> std::string & { return s.distribution.owner; }, kSessionOwnerMax},
 };
+
+// Makes the store ready for writing: its log is there, and is noted. Returns false with `error` filled.
+bool store_enter_service(store *opened, std::string &error);
 
 // What a text about a file that is no sound store ends with.
 inline constexpr char kStoreNotSound[] =
