@@ -324,6 +324,14 @@ class Flatness(Run):
         self.life(lambda _: 20000, lambda second: 13 + second // 100)
         self.assert_broken("descriptors of snmpd 42 are not flat: 19 to 24")
 
+    def test_what_a_reload_costs_the_agent_is_not_counted_and_no_more(self):
+        for each, broken in ((1, 0), (4, 1)):
+            self.judged = judge.Judge()
+            for second in range(610, 1200, 60):
+                self.wrong_between("reload-agent", second, second + 0.1)
+            self.life(lambda _: 20000, lambda second, each=each: 13 + max(0, second - 600) // 60 * each)
+            self.assertEqual(len(self.judged.broken), broken, self.judged.broken)
+
     def test_another_process_is_another_story(self):
         for second in range(0, 1201, 5):
             pid = 42 if second < 600 else 43
