@@ -89,6 +89,9 @@ TEST_F(Exhausted, AnAgentWithFewDescriptorsEndsOrFindsNothingAndIsWellWhenThereA
     }
     EXPECT_TRUE(found.octets == "before" || found.type == snmp::kNoSuchInstance || found.type == 5) << descriptors;
     ++(found.type == 5 ? silent : found.octets == "before" ? well : blind);
+    if (found.type == 5) {
+      continue;  // the agent's own socket is beyond what it waits for; so is one without any of our modules
+    }
     const rlimit enough = {1024, 4096};
     ASSERT_EQ(prlimit(l.snmpd.pid, RLIMIT_NOFILE, &enough, nullptr), 0);
     expect_service("with-" + std::to_string(descriptors));
