@@ -179,8 +179,8 @@ bool fill_file(const std::string &path, std::string &error) {
 store *store_open(const std::string &path, std::string &error) {
   store *opened = new store;
   opened->path = path;
-  if (!store_file_take(opened, fill_file, error) || !open_database(opened, error) || !bring_up_to_date(opened, error) ||
-      !prepare_statements(opened, error)) {
+  if (!store_file_take(opened, fill_file, error) || !store_log_is_sound(path, error) || !open_database(opened, error) ||
+      !bring_up_to_date(opened, error) || !prepare_statements(opened, error)) {
     store_close(opened);
     return nullptr;
   }

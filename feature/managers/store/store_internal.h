@@ -98,6 +98,9 @@ inline constexpr char kStoreNotSound[] =
 using store_filler = bool (*)(const std::string &path, std::string &error);
 bool store_file_take(store *opened, store_filler fill, std::string &error);
 
+// Whether the log beside the store, if there is one, can be taken to its end. Fills `error` when not.
+bool store_log_is_sound(const std::string &path, std::string &error);
+
 // Notes which file the store is, and which log SQLite writes: the database is open and was written to. Returns false
 // with `error` filled.
 bool store_file_note(store *opened, std::string &error);
