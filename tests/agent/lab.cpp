@@ -357,7 +357,7 @@ std::string store_rows(const lab &l) {
                            "SELECT 'timer ' || vsan, key, value FROM timer ORDER BY vsan, key;"
                            "SELECT 'pending ' || vsan, key, value FROM pending_timer ORDER BY vsan, key;"
                            "SELECT 'setting ' || name, value FROM setting WHERE name NOT LIKE 'changed_%' AND"
-                           " name NOT LIKE '%notification%' ORDER BY name;"});
+                           " name NOT LIKE '%notification%' AND name <> 'digest' ORDER BY name;"});
   if (rows.status != 0) {
     throw std::runtime_error("cannot read the store: " + rows.output);
   }

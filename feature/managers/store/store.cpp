@@ -27,9 +27,8 @@ constexpr const char *kSchemaSteps[] = {
     "CREATE TABLE kept_out (vsan INTEGER PRIMARY KEY);"
     "CREATE TABLE setting (name TEXT PRIMARY KEY, value NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE notification (number INTEGER PRIMARY KEY, id INTEGER NOT NULL, payload BLOB NOT NULL);",
-    // A digest that is null is not known: of rows that were written before there was one, or by hand.
-    "CREATE TABLE content (id INTEGER PRIMARY KEY CHECK (id = 1), digest INTEGER);"
-    "INSERT INTO content VALUES (1, NULL);",
+    // A digest of 0 is not known: of rows that were written before there was one, or by hand.
+    "INSERT INTO setting VALUES ('digest', 0);",
 };
 
 }  // namespace
@@ -55,7 +54,7 @@ constexpr const char *kStatements[kStatementCount] = {
     "INSERT OR REPLACE INTO setting VALUES (?,?)",
     "INSERT INTO notification VALUES (?,?,?)",
     "DELETE FROM notification WHERE number <= ?",
-    "UPDATE content SET digest = ? WHERE id = 1",
+    "UPDATE setting SET value = ? WHERE name = 'digest'",
 };
 
 bool run(store *opened, const std::string &sql) {
@@ -191,7 +190,8 @@ store *store_open(const std::string &path, std::string &error) {
 bool store_enter_service(store *opened, std::string &error) {
   // A write makes the log.
   const bool written = run(opened, "BEGIN IMMEDIATE") &&
-                       run(opened, "UPDATE content SET digest=" + std::to_string(digest_number(opened->digest))) &&
+                       run(opened, "UPDATE setting SET value = " + std::to_string(digest_number(opened->digest)) +
+                                       " WHERE name = 'digest'") &&
                        run(opened, "COMMIT") && run(opened, "PRAGMA busy_timeout=50");
   // From here on the log may go into the file at the end.
   const bool entered =

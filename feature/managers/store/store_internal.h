@@ -29,7 +29,7 @@ enum store_statement : unsigned {
   kPutSetting,
   kPutNotification,
   kTrimNotifications,
-  kPutContent,
+  kPutDigest,
   kStatementCount,
 };
 

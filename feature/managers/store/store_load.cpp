@@ -151,7 +151,7 @@ constexpr table_loader kLoaders[] = {
     {"SELECT vsan, key, value FROM timer", load_timer, kTimerTable},
     {"SELECT vsan, key, value FROM pending_timer", load_pending, kPendingTable},
     {"SELECT vsan FROM kept_out", load_kept_out, kKeptOutTable},
-    {"SELECT name, value FROM setting", load_setting, kSettingTable},
+    {"SELECT name, value FROM setting WHERE name <> 'digest'", load_setting, kSettingTable},
     {"SELECT number, id, payload FROM notification ORDER BY number", load_notification, kNotificationTable},
 };
 
@@ -274,21 +274,20 @@ std::string whole_problem(const switch_state &state, const store_rows &found) {
   return references_problem(state);
 }
 
-// Whether the rows are those that were written.
+// Whether the rows are those that were written. The digest stands among the settings, whose page nearly every change
+// writes anyway.
 bool check_digest(store *opened, std::string &error) {
   sqlite3_stmt *statement = nullptr;
-  const bool read =
-      sqlite3_prepare_v2(opened->db, "SELECT digest FROM content WHERE id = 1", -1, &statement, nullptr) == SQLITE_OK &&
-      sqlite3_step(statement) == SQLITE_ROW;
-  const bool known = read && sqlite3_column_type(statement, 0) != SQLITE_NULL;
-  const bool same = known && sqlite3_column_type(statement, 0) == SQLITE_INTEGER &&
-                    sqlite3_column_int64(statement, 0) == digest_number(opened->digest);
+  const bool read = sqlite3_prepare_v2(opened->db, "SELECT value FROM setting WHERE name = 'digest'", -1, &statement,
+                                       nullptr) == SQLITE_OK &&
+                    sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_type(statement, 0) == SQLITE_INTEGER;
+  const int64_t stored = read ? sqlite3_column_int64(statement, 0) : -1;
   sqlite3_finalize(statement);
-  if (!read || (known && !same)) {
-    error = opened->path + ": its rows are not those that were written: " + kStoreNotSound;
-    return false;
+  if (stored == 0 || stored == digest_number(opened->digest)) {
+    return true;
   }
-  return true;
+  error = opened->path + ": its rows are not those that were written: " + kStoreNotSound;
+  return false;
 }
 
 }  // namespace

@@ -177,7 +177,7 @@ bool write_notifications(store *opened, const switch_change &change) {
 }
 
 bool write_digest(store *opened) {
-  return execute(opened, kPutContent, digest_number(opened->digest));
+  return execute(opened, kPutDigest, digest_number(opened->digest));
 }
 
 }  // namespace
