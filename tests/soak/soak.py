@@ -48,6 +48,7 @@ class Conductor:
         self.counts = {}
         self.expected = set()  # processes that were killed on purpose
         self.rows = []
+        self.told = 0  # how many broken promises were printed
 
     def start(self, pace):
         self.there.start_switchd()
@@ -211,11 +212,23 @@ class Conductor:
         with open(self.out / "soak.csv", "w", newline="") as file:
             to = csv.DictWriter(file, COLUMNS)
             to.writeheader()
-            while not self.over.wait(self.interval):
-                row = self.row()
-                self.rows.append(row)
-                to.writerow(row)
-                file.flush()
+            try:
+                while not self.over.wait(self.interval):
+                    row = self.row()
+                    self.rows.append(row)
+                    to.writerow(row)
+                    file.flush()
+                    self.tell_broken()
+            except BaseException:
+                with self.lock:
+                    self.judged.breaks(now_us(), "the figures end here: the watcher failed")
+                raise
+
+    def tell_broken(self):
+        """At once, for whoever waits for the end of a day."""
+        for each in self.judged.broken[self.told :]:
+            print("BROKEN", each, flush=True)
+        self.told = len(self.judged.broken)
 
     def sample(self, name, process):
         figures = (machine.resident_kib(process.pid), machine.descriptors(process.pid))
@@ -232,9 +245,10 @@ class Conductor:
         return json.loads(text) if status == 0 else {}
 
     def history_number(self):
+        """Of the last event; the history is a line of JSON an event, and a warning when some were overwritten."""
         status, text = self.there.ctl("--json", "history", "-n", 1)
-        events = json.loads(text).get("events", []) if status == 0 else []
-        return events[-1].get("number", "") if events else ""
+        events = [json.loads(line) for line in text.splitlines() if line.startswith("{")] if status == 0 else []
+        return max((event["number"] for event in events if "number" in event), default="")
 
     def row(self):
         away = bool(self.judged.windows.kinds_open())
@@ -314,8 +328,7 @@ def report(conductor, ended, seed):
                   f"p99 {judge.percentile(times, 0.99):.3f} s, longest {max(times):.3f} s, {len(times)} times")  # fmt: skip
     print(f"traps: {ended['heard']} of the module heard, {ended['lost']} membership traps lost, {ended['twice']} twice")
     print("memory:", "; ".join(ended["flat"]) or f"no process lived {judge.Judge.LEAST_SECONDS} s: not judged")
-    for each in judged.broken:
-        print("BROKEN", each)
+    conductor.tell_broken()
     print(f"{len(judged.broken)} promises broken, seed {seed}")
 
 
