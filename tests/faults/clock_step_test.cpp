@@ -1,5 +1,5 @@
-// The wall clock is stepped, both ways and far, under a running switch and agent: nothing waits for it, nothing is lost,
-// and what ends after a time ends.
+// The wall clock is stepped, both ways and far, under a running switch and agent: nothing waits for it, nothing is
+// lost, and what ends after a time ends.
 #include <signal.h>
 
 #include <chrono>

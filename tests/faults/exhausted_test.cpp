@@ -117,8 +117,8 @@ class ExhaustedMemory : public Exhausted {
   }
 };
 
-// The agent's own answer needs memory that is not to be had, or the module's row does: an error, silence, or its end; in
-// the worst case it is started again, and the switch has lost nothing.
+// The agent's own answer needs memory that is not to be had, or the module's row does: an error, silence, or its end;
+// in the worst case it is started again, and the switch has lost nothing.
 TEST_F(ExhaustedMemory, AnAgentWithoutMemoryRefusesIsSilentOrEndsAndTheSwitchLosesNothing) {
   unsigned whole = 0, other = 0;
   bool runs = true;

@@ -1,5 +1,5 @@
-// A store that was damaged while nobody used it: refused by name and left as it is, or whole. Bits are flipped and files
-// are cut at places that a seed draws; DAMAGE_SEED repeats a run and DAMAGE_ROUNDS makes it longer.
+// A store that was damaged while nobody used it: refused by name and left as it is, or whole. Bits are flipped and
+// files are cut at places that a seed draws; DAMAGE_SEED repeats a run and DAMAGE_ROUNDS makes it longer.
 #include <stdlib.h>
 
 #include <algorithm>
@@ -125,8 +125,8 @@ struct LogDamage : StoreDamage {
   }
 };
 
-// Behind a damaged frame others tell that it was whole once. Only the last change has none behind it, and the one before
-// it has no other end than its own.
+// Behind a damaged frame others tell that it was whole once. Only the last change has none behind it, and the one
+// before it has no other end than its own.
 TEST_F(LogDamage, AFlippedBitIsRefusedUnlessItIsInTheLastChanges) {
   const size_t rounds = from_environment("DAMAGE_ROUNDS", 100);
   size_t refused = 0;
@@ -142,7 +142,8 @@ TEST_F(LogDamage, AFlippedBitIsRefusedUnlessItIsInTheLastChanges) {
   EXPECT_GT(refused, rounds / 2);
 }
 
-// The end of a file that is gone leaves no mark: a change is there wholly or not at all, and none without those before it.
+// The end of a file that is gone leaves no mark: a change is there wholly or not at all, and none without those before
+// it.
 TEST_F(LogDamage, AfterACutAStateIsThereThatWasAcknowledged) {
   const size_t rounds = from_environment("DAMAGE_ROUNDS", 100);
   for (size_t round = 0; round < rounds; ++round) {

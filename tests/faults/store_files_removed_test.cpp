@@ -1,5 +1,5 @@
-// Files beside the store that are removed: its log (-wal) and SQLite's shared memory (-shm), while switchd runs, when it
-// was stopped, and when it was killed.
+// Files beside the store that are removed: its log (-wal) and SQLite's shared memory (-shm), while switchd runs, when
+// it was stopped, and when it was killed.
 #include <signal.h>
 
 #include <filesystem>

@@ -15,8 +15,8 @@ ROW_BOUND, WIDE_BOUND = 5.5, 11.0  # seconds of a PDU: its one time-out, and hal
 BROKEN = ("5", "14", "15")  # genErr, commitFailed, undoFailed: the exchange may have come to something
 NOT_ANSWERED = ("none", "left")
 AGENT_GONE = ("kill-agent", "kill-both")
-ERROR_NAMES = {"0": "ok", "absent": "absent", "none": "noResponse", "left": "agentGone", "2": "noSuchName", "5": "genErr",
-               "7": "wrongType", "8": "wrongLength", "10": "wrongValue", "11": "noCreation", "12": "inconsistentValue",
+ERROR_NAMES = {"0": "ok", "absent": "absent", "none": "noResponse", "left": "agentGone", "2": "noSuchName",
+               "5": "genErr", "7": "wrongType", "8": "wrongLength", "10": "wrongValue", "11": "noCreation", "12": "inconsistentValue",
                "13": "resourceUnavailable", "14": "commitFailed", "15": "undoFailed", "16": "authorizationError",
                "17": "notWritable", "18": "inconsistentName"}  # fmt: skip
 WALK_LEAST = 100  # varbinds of a walk of the soak's switch, at least
@@ -186,7 +186,8 @@ class Judge:
         if result not in NOT_ANSWERED:
             (self.interval.faulty if met else self.interval.quiet).append(latency)
         if not met and (result in NOT_ANSWERED or result in BROKEN):
-            self.breaks(start, f"{kind} got {ERROR_NAMES[result]} after {latency / SECOND:.3f} s while nothing was wrong")
+            took = f"after {latency / SECOND:.3f} s while nothing was wrong"
+            self.breaks(start, f"{kind} got {ERROR_NAMES[result]} {took}")
         if latency > ROW_BOUND * SECOND * self.slowness and result != "left":
             self.slow.append((start, start + latency, kind, tuple(met)))
         return met
@@ -340,8 +341,8 @@ class Judge:
                 self.breaks(start, f"{kind} took {(end - start) / SECOND:.1f} s; one time-out is {bound:.1f} s at most")
 
     # Of a process that lived ten minutes or more, the second half of its life: memory may rise by NOISE KiB and by a
-    # RATE an hour by a fitted line; descriptors by a handful between the first and the last tenth. Each reload costs a stock
-    # agent of net-snmp 5.9.3 without any of our modules 15 KiB and the socket of its trap sink, measured over 60 of them.
+    # RATE an hour by a fitted line; descriptors by a handful between the first and the last tenth. Each reload costs a
+    # stock agent of net-snmp 5.9.3 without our modules 15 KiB and the socket of its trap sink, measured over 60 of them.
     LEAST_SECONDS, NOISE_KIB, RATE_KIB, DESCRIPTORS = 600, 128, 512, 2
     RELOAD_KIB, RELOAD_DESCRIPTORS = 20, 1
 

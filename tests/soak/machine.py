@@ -40,7 +40,8 @@ def topology():
     lines = ['[[vsan]]\nid = 1\nname = "default"\n']
     lines += [f'[[vsan]]\nid = {vsan}\nname = "v{vsan}"\n' for vsan in (*TARGETS, 81, 82)]
     for number in range(INTERFACES):
-        lines.append(f'[[interface]]\nname = "fc1/{number + 1}"\nindex = {16777216 + 4096 * number}\nvsan = 1\nup = true\n')
+        index = 16777216 + 4096 * number
+        lines.append(f'[[interface]]\nname = "fc1/{number + 1}"\nindex = {index}\nvsan = 1\nup = true\n')
     return "".join(lines)
 
 
@@ -126,12 +127,14 @@ class Machine:
                     process.stdin.flush()
 
     def end_loads(self):
+        """Ends the load programs; returns the names of those that failed, and with what."""
         for process in self.loads.values():
             process.stdin.close()
         for process in self.loads.values():
             process.wait(60)
         for reader in self.readers:
             reader.join(20)
+        return {name: process.returncode for name, process in self.loads.items() if process.returncode != 0}
 
     def ctl(self, *words):
         """vsanctl: (exit status, what it printed)."""
@@ -143,7 +146,8 @@ class Machine:
         return self.dir / "switch.db"
 
     def store_bytes(self):
-        return sum((self.dir / name).stat().st_size for name in ("switch.db", "switch.db-wal") if (self.dir / name).exists())
+        files = (self.dir / name for name in ("switch.db", "switch.db-wal"))
+        return sum(file.stat().st_size for file in files if file.exists())
 
     def check_store(self):
         """SQLite's own check of a copy, while no switchd runs: "ok", or what is wrong."""

@@ -1,6 +1,6 @@
 """The soak: a switch, an agent and load, disturbed on purpose, and a judge who says which promise was broken.
 
-    soak.py soak --seconds 3600     an hour; processes are killed in its first half, so that memory is judged in the second
+    soak.py soak --seconds 3600     an hour; kills in its first half only, so that memory is judged in the second
     soak.py chaos --rounds 1000     kills, stops and goes on at random, one after the other
 
 Ends with 0 when every promise was kept. One seed draws everything; it is printed, and --seed repeats it as far as
@@ -71,7 +71,10 @@ class Conductor:
 
     def take(self, line, by):
         with self.changed:
-            self.judged.take(line, by)
+            try:
+                self.judged.take(line, by)
+            except (KeyError, ValueError, TypeError) as problem:
+                self.judged.breaks(now_us(), f"{by} wrote what cannot be read: {line.strip()}: {problem!r}")
             self.changed.notify_all()
 
     def await_switchd(self):
@@ -274,7 +277,11 @@ class Conductor:
         self.there.tell("away", "write-0", "write-1", "walk", "probe")
         time.sleep(1.5)  # what the writers did last becomes traps
         queue = self.queue()
-        self.there.end_loads()
+        for name, how in self.there.end_loads().items():
+            self.judged.died(now_us(), f"the load program {name}", how)
+        for kind in ("get", "getnext", "getbulk", "set", "read"):
+            if self.judged.kinds[kind] == 0:
+                self.judged.breaks(now_us(), f"there was no {kind}: the run says nothing about it")
         self.over.set()
         return self.judged.end(now_us(), queue.get("raised", 0), queue.get("dropped", 0), queue.get("queued", 0))
 
@@ -324,8 +331,9 @@ def report(conductor, ended, seed):
     for what in ("GET", "SET"):
         times = [seconds for kind, each, seconds in judged.backs if each == what and not kind.startswith("fault")]
         if times:
-            print(f"first {what} after a restart or a stop: median {judge.percentile(times, 0.5):.3f} s, "
-                  f"p99 {judge.percentile(times, 0.99):.3f} s, longest {max(times):.3f} s, {len(times)} times")  # fmt: skip
+            median, most = judge.percentile(times, 0.5), judge.percentile(times, 0.99)
+            print(f"first {what} after a restart or a stop: median {median:.3f} s, p99 {most:.3f} s, "
+                  f"longest {max(times):.3f} s, {len(times)} times")  # fmt: skip
     print(f"traps: {ended['heard']} of the module heard, {ended['lost']} membership traps lost, {ended['twice']} twice")
     print("memory:", "; ".join(ended["flat"]) or f"no process lived {judge.Judge.LEAST_SECONDS} s: not judged")
     conductor.tell_broken()

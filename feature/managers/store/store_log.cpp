@@ -84,8 +84,8 @@ size_t sound_until(log_reader &log) {
   return frame;
 }
 
-// Whether a change was begun after another had ended, both behind this place: what ended was on the disk before, with all
-// that stands in front of it. The unfinished change of a machine that lost its power is followed by none.
+// Whether a change was begun after another had ended, both behind this place: what ended was on the disk before, with
+// all that stands in front of it. The unfinished change of a machine that lost its power is followed by none.
 bool goes_on_behind(const log_reader &log, size_t place) {
   bool ended = false;
   for (size_t frame = place; frame + log.frame_size <= log.bytes.size(); frame += log.frame_size) {
