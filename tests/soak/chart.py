@@ -10,7 +10,8 @@ PANELS = (
     ("Latency while nothing is wrong", "ms", (("quiet_p50_ms", "#0b6e4f", "p50"), ("quiet_p99_ms", "#d98324", "p99"),
                                               ("quiet_max_ms", "#b3394a", "longest"))),
     ("Latency while something is wrong on purpose", "ms", (
-        ("fault_p50_ms", "#0b6e4f", "p50"), ("fault_p99_ms", "#d98324", "p99"), ("fault_max_ms", "#b3394a", "longest"))),
+        ("fault_p50_ms", "#0b6e4f", "p50"), ("fault_p99_ms", "#d98324", "p99"),
+        ("fault_max_ms", "#b3394a", "longest"))),
     ("Resident memory", "KiB", (("agent_kib", "#0b6e4f", "snmpd"), ("switchd_kib", "#d98324", "switchd"))),
     ("Open descriptors", "", (
         ("agent_descriptors", "#0b6e4f", "snmpd"), ("switchd_descriptors", "#d98324", "switchd"))),

@@ -16,8 +16,8 @@ BROKEN = ("5", "14", "15")  # genErr, commitFailed, undoFailed: the exchange may
 NOT_ANSWERED = ("none", "left")
 AGENT_GONE = ("kill-agent", "kill-both")
 ERROR_NAMES = {"0": "ok", "absent": "absent", "none": "noResponse", "left": "agentGone", "2": "noSuchName",
-               "5": "genErr", "7": "wrongType", "8": "wrongLength", "10": "wrongValue", "11": "noCreation", "12": "inconsistentValue",
-               "13": "resourceUnavailable", "14": "commitFailed", "15": "undoFailed", "16": "authorizationError",
+               "5": "genErr", "7": "wrongType", "8": "wrongLength", "10": "wrongValue", "11": "noCreation",
+               "12": "inconsistentValue", "13": "resourceUnavailable", "14": "commitFailed", "15": "undoFailed", "16": "authorizationError",
                "17": "notWritable", "18": "inconsistentName"}  # fmt: skip
 WALK_LEAST = 100  # varbinds of a walk of the soak's switch, at least
 
@@ -342,7 +342,7 @@ class Judge:
 
     # Of a process that lived ten minutes or more, the second half of its life: memory may rise by NOISE KiB and by a
     # RATE an hour by a fitted line; descriptors by a handful between the first and the last tenth. Each reload costs a
-    # stock agent of net-snmp 5.9.3 without our modules 15 KiB and the socket of its trap sink, measured over 60 of them.
+    # stock agent of net-snmp 5.9.3 without our modules 15 KiB and the socket of its trap sink, measured over 60.
     LEAST_SECONDS, NOISE_KIB, RATE_KIB, DESCRIPTORS = 600, 128, 512, 2
     RELOAD_KIB, RELOAD_DESCRIPTORS = 20, 1
 
