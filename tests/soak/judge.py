@@ -17,7 +17,8 @@ NOT_ANSWERED = ("none", "left")
 AGENT_GONE = ("kill-agent", "kill-both")
 ERROR_NAMES = {"0": "ok", "absent": "absent", "none": "noResponse", "left": "agentGone", "2": "noSuchName",
                "5": "genErr", "7": "wrongType", "8": "wrongLength", "10": "wrongValue", "11": "noCreation",
-               "12": "inconsistentValue", "13": "resourceUnavailable", "14": "commitFailed", "15": "undoFailed", "16": "authorizationError",
+               "12": "inconsistentValue", "13": "resourceUnavailable", "14": "commitFailed", "15": "undoFailed",
+               "16": "authorizationError",
                "17": "notWritable", "18": "inconsistentName"}  # fmt: skip
 WALK_LEAST = 100  # varbinds of a walk of the soak's switch, at least
 
