@@ -5,7 +5,7 @@ BUILD := build/release
 DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
-  fuzz model model-defects monitoring monitoring-test coverage mutate clean
+  fuzz model model-defects monitoring monitoring-test soak soak_programs chaos coverage mutate clean
 
 all: build
 
@@ -151,6 +151,22 @@ mutate:
 	cmake --preset mutation >/dev/null
 	cmake --build --preset mutation
 	nice -n 10 tests/mutation/mutate.py --build build/mutation --only "$(ONLY)"
+
+# Promises kept for long, see docs/reliability.md: an hour of load and disturbances, or a day with SECONDS=86400; and ROUNDS
+# of processes that die or stand still. Both end with an error when a promise is broken; SEED repeats a run.
+SOAK_ARGS = --build $(BUILD) --out build/$@ $(addprefix --seed ,$(SEED))
+SOAK_SECONDS = $(if $(filter file,$(origin SECONDS)),3600,$(SECONDS))
+ROUNDS ?= 1000
+soak: soak_programs
+	python3 -B tests/soak/soak.py soak --seconds $(SOAK_SECONDS) $(SOAK_ARGS)
+
+chaos: soak_programs
+	python3 -B tests/soak/soak.py chaos --rounds $(ROUNDS) $(SOAK_ARGS)
+
+soak_programs:
+	$(DEPS) build demo test bench
+	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --build --preset release --target product soak_load
 
 clean:
 	rm -rf build

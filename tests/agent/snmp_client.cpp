@@ -6,6 +6,7 @@
 // clang-format on
 
 #include <string.h>
+#include <sys/select.h>
 
 #include <stdexcept>
 
@@ -42,25 +43,78 @@ void set_keys(netsnmp_session &s, const std::string &name) {
   key(priv, s.securityPrivKey, &s.securityPrivKeyLen);
 }
 
+answer answer_of(const netsnmp_pdu &response) {
+  answer out = {true, static_cast<int>(response.errstat), response.errindex, {}, false};
+  for (const netsnmp_variable_list *v = response.variables; v != nullptr; v = v->next_variable) {
+    out.varbinds.push_back(from_library(*v));
+  }
+  return out;
+}
+
+// The PDU that is waited for. One that was given up may be answered later, when its place here is another's.
+struct awaited {
+  long request_id = 0;
+  bool over = true;
+  answer out;
+};
+awaited current;
+
+int on_answer(int operation, netsnmp_session *, int request_id, netsnmp_pdu *response, void *) {
+  if (current.over || request_id != current.request_id) {
+    return 1;
+  }
+  current.over = true;
+  if (operation == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) {
+    current.out = answer_of(*response);  // also when it came while being given up
+  }
+  return 1;
+}
+
+// Reads what has come, for 20 ms at most.
+void serve_session(void *session) {
+  fd_set ready;
+  FD_ZERO(&ready);
+  int count = 0, block = 0;
+  timeval wait = {0, 20000};
+  snmp_sess_select_info(session, &count, &ready, &wait, &block);
+  if (select(count, &ready, nullptr, nullptr, &wait) > 0) {
+    snmp_sess_read(session, &ready);
+  } else {
+    snmp_sess_timeout(session);
+  }
+}
+
+answer exchange_until_given_up(client &c, netsnmp_pdu *pdu) {
+  current.request_id = pdu->reqid;
+  current.out = {};
+  current.over = false;
+  if (snmp_sess_async_send(c.session, pdu, on_answer, nullptr) == 0) {
+    snmp_free_pdu(pdu);
+    current.over = true;
+  }
+  while (!current.over && !current.out.given_up) {
+    current.out.given_up = c.gives_up();
+    serve_session(c.session);
+  }
+  current.over = true;
+  return std::move(current.out);
+}
+
 answer exchange(client &c, netsnmp_pdu *pdu) {
   if (c.next_request_id != 0) {
     pdu->reqid = c.next_request_id;
   }
+  if (c.gives_up) {
+    return exchange_until_given_up(c, pdu);
+  }
   netsnmp_pdu *response = nullptr;
   answer out;
-  if (snmp_sess_synch_response(c.session, pdu, &response) != STAT_SUCCESS || response == nullptr) {
-    if (response != nullptr) {
-      snmp_free_pdu(response);
-    }
-    return out;
+  if (snmp_sess_synch_response(c.session, pdu, &response) == STAT_SUCCESS && response != nullptr) {
+    out = answer_of(*response);
   }
-  out.sent_back = true;
-  out.status = static_cast<int>(response->errstat);
-  out.index = response->errindex;
-  for (const netsnmp_variable_list *v = response->variables; v != nullptr; v = v->next_variable) {
-    out.varbinds.push_back(from_library(*v));
+  if (response != nullptr) {
+    snmp_free_pdu(response);
   }
-  snmp_free_pdu(response);
   return out;
 }
 

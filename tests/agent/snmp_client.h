@@ -2,6 +2,7 @@
 #ifndef TESTS_AGENT_SNMP_CLIENT_H
 #define TESTS_AGENT_SNMP_CLIENT_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ struct client {
   void *session;
   // The request id of the next PDU; 0: the library's own.
   long next_request_id = 0;
+  // Asked some times a second while an answer is awaited; true gives the PDU up, and its answer is nobody's.
+  std::function<bool()> gives_up{};
 };
 
 struct answer {
@@ -44,6 +47,7 @@ struct answer {
   int status = 0;          // SNMP error status
   long index = 0;          // of the varbind it is about, 1-based
   std::vector<varbind> varbinds;
+  bool given_up = false;  // see client::gives_up
 };
 
 answer get(client &c, const std::vector<name_t> &names);

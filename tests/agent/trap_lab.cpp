@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "big_endian.h"
 #include "platform/cmi.h"
@@ -232,6 +233,11 @@ sink::~sink() {
 std::vector<sink::entry> sink::entries() const {
   const std::lock_guard held(lock);
   return received;
+}
+
+std::vector<sink::entry> sink::take() {
+  const std::lock_guard held(lock);
+  return std::exchange(received, {});
 }
 
 size_t sink::count() const {

@@ -59,6 +59,8 @@ struct sink {
   sink &operator=(const sink &) = delete;
 
   std::vector<entry> entries() const;
+  // Those that came since the last call; they are kept no longer.
+  std::vector<entry> take();
   size_t count() const;
   // Datagrams that the socket's buffer had no room for.
   unsigned drops() const;

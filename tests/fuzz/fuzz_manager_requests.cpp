@@ -25,13 +25,14 @@ constexpr int kRequestsMax = 16;
 
 char store_directory[] = "/tmp/fuzz-managers.XXXXXX";
 
-// The store is written to, never read: each run starts from the same state in memory.
+// The store is written to, and read only here: each run starts from the same state in memory.
 store *open_store() {
   FUZZ_EXPECT(mkdtemp(store_directory) != nullptr);
   atexit([] { std::filesystem::remove_all(store_directory); });
   std::string error;
   store *kept = store_open(std::string(store_directory) + "/state.db", error);
-  FUZZ_EXPECT(kept != nullptr);
+  switch_state none;
+  FUZZ_EXPECT(kept != nullptr && store_load(kept, none, error) == 0);
   return kept;
 }
 

@@ -58,7 +58,7 @@ def schema_version(machine, name):
 
 
 def test_a_store_of_the_first_schema_is_taken(installed):
-    # Version 1 is the oldest there ever was, and so far the only one; its pages were larger than today's.
+    # Version 1 is the oldest there ever was; its pages were larger than today's.
     with open(os.path.join(os.path.dirname(__file__), "first_store.sql"), encoding="utf-8") as statements:
         start_on(installed, "old", 1, statements.read())
     assert "kept-name" in machines.run(installed, "vsanctl --run-dir /run/switchd-old show vsan")
@@ -66,6 +66,7 @@ def test_a_store_of_the_first_schema_is_taken(installed):
     assert "fc1/1" in machines.run(installed, "vsanctl --run-dir /run/switchd-old show interface")
     machines.run(installed, "vsanctl --run-dir /run/switchd-old vsan create 41 --name written")
     assert units.stop(installed, "switchd@old.service") == 0
+    assert schema_version(installed, "old") > 1
 
 
 def test_the_steps_to_todays_schema_are_taken(installed):

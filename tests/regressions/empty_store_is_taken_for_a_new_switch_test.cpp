@@ -37,6 +37,7 @@ struct UnsoundStore : testing::Test {
     ASSERT_NE(opened, nullptr) << error;
     switch_managers managers;
     managers.kept = opened;
+    ASSERT_EQ(store_load(opened, managers.state, error), 0) << error;
     switch_change change = small_configuration();
     for (uint32_t id = 100; id < 1100; ++id) {
       vsan_record vsan;

@@ -38,7 +38,8 @@ TEST_F(MissingSettings, EachOfThemIsNamed) {
 
 TEST_F(MissingSettings, AStoreWithoutVsansThatHasASettingIsNotANewOne) {
   for (const char *table : {"vsan", "interface", "timer", "notification", "setting"}) {
-    edit_store(std::string("DELETE FROM ") + table);
+    edit_store(std::string("DELETE FROM ") + table +
+               (std::string(table) == "setting" ? " WHERE name <> 'digest'" : ""));
   }
   EXPECT_EQ(refusal(), "");
   edit_store("INSERT INTO setting VALUES ('inorder', 2)");

@@ -27,6 +27,8 @@ constexpr const char *kSchemaSteps[] = {
     "CREATE TABLE kept_out (vsan INTEGER PRIMARY KEY);"
     "CREATE TABLE setting (name TEXT PRIMARY KEY, value NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE notification (number INTEGER PRIMARY KEY, id INTEGER NOT NULL, payload BLOB NOT NULL);",
+    // A digest of 0 is not known: of rows that were written before there was one, or by hand.
+    "INSERT INTO setting VALUES ('digest', 0);",
 };
 
 }  // namespace
@@ -52,6 +54,7 @@ constexpr const char *kStatements[kStatementCount] = {
     "INSERT OR REPLACE INTO setting VALUES (?,?)",
     "INSERT INTO notification VALUES (?,?,?)",
     "DELETE FROM notification WHERE number <= ?",
+    "UPDATE setting SET value = ? WHERE name = 'digest'",
 };
 
 bool run(store *opened, const std::string &sql) {
@@ -70,11 +73,12 @@ int query_number(store *opened, const char *sql) {
   return number;
 }
 
-// Whether the file is a sound database, as far as SQLite can tell.
+// Whether the file is a sound database, as far as SQLite can tell; an index that does not fit would let it take one row
+// for another.
 bool check_database(store *opened, std::string &error) {
   sqlite3_stmt *statement = nullptr;
   std::string found;
-  if (sqlite3_prepare_v2(opened->db, "PRAGMA quick_check(1)", -1, &statement, nullptr) == SQLITE_OK &&
+  if (sqlite3_prepare_v2(opened->db, "PRAGMA integrity_check(1)", -1, &statement, nullptr) == SQLITE_OK &&
       sqlite3_step(statement) == SQLITE_ROW) {
     found = store_column_text(statement, 0);
   }
@@ -92,6 +96,8 @@ bool open_database(store *opened, std::string &error) {
   // While switchd starts, a backup of the store that is being made may be waited for.
   if (sqlite3_open_v2(opened->path.c_str(), &opened->db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) !=
           SQLITE_OK ||
+      // A store that is refused in the end stays what it is, its log included.
+      sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr) != SQLITE_OK ||
       !run(opened, "PRAGMA busy_timeout=2000")) {
     error = store_failure(opened);
     return false;
@@ -167,29 +173,33 @@ bool fill_file(const std::string &path, std::string &error) {
   return filled;
 }
 
-// In service reads are answered on the same thread: whoever else locks the database must not stop them.
-bool enter_service(store *opened, std::string &error) {
-  // A write makes the log.
-  const bool written = run(opened, "BEGIN IMMEDIATE") &&
-                       run(opened, "PRAGMA user_version=" + std::to_string(kStoreSchemaVersion)) &&
-                       run(opened, "COMMIT") && run(opened, "PRAGMA busy_timeout=50");
-  if (!written) {
-    error = store_failure(opened);
-  }
-  return written && store_file_note(opened, error) && store_file_in_place(opened, error);
-}
-
 }  // namespace
 
 store *store_open(const std::string &path, std::string &error) {
   store *opened = new store;
   opened->path = path;
-  if (!store_file_take(opened, fill_file, error) || !open_database(opened, error) || !bring_up_to_date(opened, error) ||
-      !prepare_statements(opened, error) || !enter_service(opened, error)) {
+  if (!store_file_take(opened, fill_file, error) || !store_log_is_sound(path, error) || !open_database(opened, error) ||
+      !bring_up_to_date(opened, error) || !prepare_statements(opened, error)) {
     store_close(opened);
     return nullptr;
   }
   return opened;
+}
+
+// In service reads are answered on the same thread: whoever else locks the database must not stop them.
+bool store_enter_service(store *opened, std::string &error) {
+  // A write makes the log.
+  const bool written = run(opened, "BEGIN IMMEDIATE") &&
+                       run(opened, "UPDATE setting SET value = " + std::to_string(digest_number(opened->digest)) +
+                                       " WHERE name = 'digest'") &&
+                       run(opened, "COMMIT") && run(opened, "PRAGMA busy_timeout=50");
+  // From here on the log may go into the file at the end.
+  const bool entered =
+      written && sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr) == SQLITE_OK;
+  if (!entered) {
+    error = store_failure(opened);
+  }
+  return entered && store_file_note(opened, error) && store_file_in_place(opened, error);
 }
 
 void store_close(store *opened) {

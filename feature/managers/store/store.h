@@ -24,8 +24,9 @@ store *store_open(const std::string &path, std::string &error);
 // Null is allowed.
 void store_close(store *opened);
 
-// Reads everything into an empty state; a new store leaves it without VSANs. Returns 0, or -1 with `error` filled
-// when the file cannot be read or a row in it breaks a rule.
+// Reads everything into an empty state; a new store leaves it without VSANs. From then on the store is in service and
+// may be written. Returns 0, or -1 with `error` filled when the file cannot be read, a row in it breaks a rule, or the
+// rows are not those that were written; then the file is left as it is.
 int store_load(store *opened, switch_state &state, std::string &error);
 
 // Writes a completed change against the state as it is before it. Returns 0, or -1 with `error` filled and the store as

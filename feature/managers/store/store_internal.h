@@ -9,6 +9,7 @@
 #include <string>
 
 #include "store/store.h"
+#include "store/store_digest.h"
 #include "vsan_values.h"
 
 enum store_statement : unsigned {
@@ -28,8 +29,17 @@ enum store_statement : unsigned {
   kPutSetting,
   kPutNotification,
   kTrimNotifications,
+  kPutDigest,
   kStatementCount,
 };
+
+// The tables, each with a letter for its rows' hashes and so many columns in front that are its key.
+struct table_shape {
+  char letter;
+  int key_columns;
+};
+inline constexpr table_shape kVsanTable{'v', 1}, kInterfaceTable{'i', 1}, kTimerTable{'t', 2}, kPendingTable{'p', 2},
+    kKeptOutTable{'k', 1}, kSettingTable{'s', 1}, kNotificationTable{'n', 1};
 
 struct store {
   std::string path;
@@ -38,6 +48,8 @@ struct store {
   struct stat file = {};  // which files they are
   struct stat log_file = {};
   bool lost = false;  // a change went to a file that is no longer under the path
+  store_digest digest;
+  uint64_t oldest_notification = 1;  // of those that the digest counts
   sqlite3 *db = nullptr;
   std::array<sqlite3_stmt *, kStatementCount> statements{};
 };
@@ -74,6 +86,9 @@ inline constexpr text_setting kTextSettings[] = {
     {"kdx_session_owner", [](switch_settings &s) -> std::string & { return s.distribution.owner; }, kSessionOwnerMax},
 };
 
+// Makes the store ready for writing: its log is there, and is noted. Returns false with `error` filled.
+bool store_enter_service(store *opened, std::string &error);
+
 // What a text about a file that is no sound store ends with.
 inline constexpr char kStoreNotSound[] =
     "no sound switchd store: put a backup in its place, or move it away to start with a new one";
@@ -82,6 +97,9 @@ inline constexpr char kStoreNotSound[] =
 // has made it a sound store without rows, so that there never is half a store. Returns false with `error` filled.
 using store_filler = bool (*)(const std::string &path, std::string &error);
 bool store_file_take(store *opened, store_filler fill, std::string &error);
+
+// Whether the log beside the store, if there is one, can be taken to its end. Fills `error` when not.
+bool store_log_is_sound(const std::string &path, std::string &error);
 
 // Notes which file the store is, and which log SQLite writes: the database is open and was written to. Returns false
 // with `error` filled.

@@ -141,18 +141,39 @@ std::string load_notification(sqlite3_stmt *row, store_rows &found) {
 struct table_loader {
   const char *sql;
   std::string (*load)(sqlite3_stmt *row, store_rows &found);  // an empty text, or what is wrong with the row
+  table_shape shape;
 };
 
 constexpr table_loader kLoaders[] = {
     {"SELECT id, name, media_type, admin_state, mtu, load_balancing, interop, inorder, drop_latency FROM vsan",
-     load_vsan},
-    {"SELECT ifindex, name, vsan, up, is_static FROM interface", load_interface},
-    {"SELECT vsan, key, value FROM timer", load_timer},
-    {"SELECT vsan, key, value FROM pending_timer", load_pending},
-    {"SELECT vsan FROM kept_out", load_kept_out},
-    {"SELECT name, value FROM setting", load_setting},
-    {"SELECT number, id, payload FROM notification ORDER BY number", load_notification},
+     load_vsan, kVsanTable},
+    {"SELECT ifindex, name, vsan, up, is_static FROM interface", load_interface, kInterfaceTable},
+    {"SELECT vsan, key, value FROM timer", load_timer, kTimerTable},
+    {"SELECT vsan, key, value FROM pending_timer", load_pending, kPendingTable},
+    {"SELECT vsan FROM kept_out", load_kept_out, kKeptOutTable},
+    {"SELECT name, value FROM setting WHERE name <> 'digest'", load_setting, kSettingTable},
+    {"SELECT number, id, payload FROM notification ORDER BY number", load_notification, kNotificationTable},
 };
+
+void add_column(row_text &text, sqlite3_stmt *row, int column) {
+  if (sqlite3_column_type(row, column) == SQLITE_INTEGER) {
+    row_text_add(text, int64_t{sqlite3_column_int64(row, column)});
+    return;
+  }
+  const auto *bytes = static_cast<const char *>(sqlite3_column_blob(row, column));
+  row_text_add(text, std::string_view(bytes, static_cast<size_t>(sqlite3_column_bytes(row, column))));
+}
+
+// Counts the row into the digest. The columns stand in the order in which they are written.
+void digest_row(store_digest &digest, const table_shape &shape, sqlite3_stmt *row) {
+  row_text text(shape.letter);
+  uint64_t key = 0;
+  for (int column = 0; column < sqlite3_column_count(row); ++column) {
+    add_column(text, row, column);
+    key = column + 1 == shape.key_columns ? row_text_hash(text) : key;
+  }
+  digest_change(digest, key, row_text_hash(text));
+}
 
 int load_table(store *opened, const table_loader &loader, store_rows &found, std::string &error) {
   sqlite3_stmt *statement = nullptr;
@@ -162,6 +183,7 @@ int load_table(store *opened, const table_loader &loader, store_rows &found, std
     code = sqlite3_step(statement);
     if (code == SQLITE_ROW) {
       problem = loader.load(statement, found);
+      digest_row(opened->digest, loader.shape, statement);
     }
     if (!problem.empty()) {
       break;
@@ -252,19 +274,40 @@ std::string whole_problem(const switch_state &state, const store_rows &found) {
   return references_problem(state);
 }
 
+// Whether the rows are those that were written. The digest stands among the settings, whose page nearly every change
+// writes anyway.
+bool check_digest(store *opened, std::string &error) {
+  sqlite3_stmt *statement = nullptr;
+  const bool read = sqlite3_prepare_v2(opened->db, "SELECT value FROM setting WHERE name = 'digest'", -1, &statement,
+                                       nullptr) == SQLITE_OK &&
+                    sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_type(statement, 0) == SQLITE_INTEGER;
+  const int64_t stored = read ? sqlite3_column_int64(statement, 0) : -1;
+  sqlite3_finalize(statement);
+  if (stored == 0 || stored == digest_number(opened->digest)) {
+    return true;
+  }
+  error = opened->path + ": its rows are not those that were written: " + kStoreNotSound;
+  return false;
+}
+
 }  // namespace
 
 int store_load(store *opened, switch_state &state, std::string &error) {
   store_rows found{change_begin(state), {}};
+  opened->digest = {};
   for (const table_loader &loader : kLoaders) {
     if (load_table(opened, loader, found, error) != 0) {
       return -1;
     }
   }
   state_apply(state, found.all);
+  digest_keep(opened->digest);
+  const auto &queued = found.all.raised;
+  opened->oldest_notification = queued.empty() ? found.all.settings.last_notification + 1 : queued.front().number;
   const std::string problem = whole_problem(state, found);
   if (!problem.empty()) {
     error = opened->path + ": " + problem;
+    return -1;
   }
-  return problem.empty() ? 0 : -1;
+  return check_digest(opened, error) && store_enter_service(opened, error) ? 0 : -1;
 }

@@ -1,3 +1,5 @@
+#include <type_traits>
+
 #include "state/change_effects.h"
 #include "store/store_internal.h"
 
@@ -28,6 +30,41 @@ bool bind(sqlite3_stmt *statement, int at, const std::vector<uint8_t> &value) {
   return sqlite3_bind_blob(statement, at, value.data(), static_cast<int>(value.size()), SQLITE_STATIC) == SQLITE_OK;
 }
 
+// Counts values into the hashed bytes as they are read back.
+template <typename Number>
+requires std::is_integral_v<Number>
+void add_value(row_text &text, Number value) {
+  row_text_add(text, static_cast<int64_t>(value));
+}
+void add_value(row_text &text, const std::string &value) {
+  row_text_add(text, std::string_view(value));
+}
+void add_value(row_text &text, const std::vector<uint8_t> &value) {
+  row_text_add(text, std::string_view(reinterpret_cast<const char *>(value.data()), value.size()));
+}
+
+// Counts a row that is put.
+template <typename... Values>
+void digest_put(store *opened, const table_shape &shape, const Values &...values) {
+  row_text text(shape.letter);
+  uint64_t key = 0;
+  int column = 0;
+  const auto add = [&](const auto &value) {
+    add_value(text, value);
+    key = ++column == shape.key_columns ? row_text_hash(text) : key;
+  };
+  (add(values), ...);
+  digest_change(opened->digest, key, row_text_hash(text));
+}
+
+// Counts a row that is removed.
+template <typename... Keys>
+void digest_remove(store *opened, const table_shape &shape, const Keys &...keys) {
+  row_text text(shape.letter);
+  (add_value(text, keys), ...);
+  digest_change(opened->digest, row_text_hash(text), std::nullopt);
+}
+
 // Binds the arguments in order and runs the statement. Returns whether it was done.
 template <typename... Values>
 bool execute(store *opened, store_statement which, const Values &...values) {
@@ -39,36 +76,49 @@ bool execute(store *opened, store_statement which, const Values &...values) {
   return done && code == SQLITE_OK;
 }
 
+template <typename... Values>
+bool put(store *opened, store_statement which, const table_shape &shape, const Values &...values) {
+  digest_put(opened, shape, values...);
+  return execute(opened, which, values...);
+}
+
+template <typename... Keys>
+bool remove(store *opened, store_statement which, const table_shape &shape, const Keys &...keys) {
+  digest_remove(opened, shape, keys...);
+  return execute(opened, which, keys...);
+}
+
 bool write_rows(store *opened, const switch_change &change) {
   for (const uint32_t id : change.vsans_removed) {
-    if (!execute(opened, kDeleteVsan, id)) {
+    if (!remove(opened, kDeleteVsan, kVsanTable, id)) {
       return false;
     }
   }
   for (const vsan_record &vsan : change.vsans) {
-    if (!execute(opened, kPutVsan, vsan.id, vsan.name, vsan.media_type, vsan.admin_state, vsan.mtu, vsan.load_balancing,
-                 vsan.interop, vsan.inorder, vsan.drop_latency)) {
+    if (!put(opened, kPutVsan, kVsanTable, vsan.id, vsan.name, vsan.media_type, vsan.admin_state, vsan.mtu,
+             vsan.load_balancing, vsan.interop, vsan.inorder, vsan.drop_latency)) {
       return false;
     }
   }
   for (const uint32_t index : change.interfaces_removed) {
-    if (!execute(opened, kDeleteInterface, index)) {
+    if (!remove(opened, kDeleteInterface, kInterfaceTable, index)) {
       return false;
     }
   }
   for (const interface_record &interface : change.interfaces) {
-    if (!execute(opened, kPutInterface, interface.index, interface.name, interface.vsan, int{interface.up},
-                 int{interface.is_static})) {
+    if (!put(opened, kPutInterface, kInterfaceTable, interface.index, interface.name, interface.vsan, int{interface.up},
+             int{interface.is_static})) {
       return false;
     }
   }
   return true;
 }
 
-bool write_timers(store *opened, const timer_map &timers, store_statement put, store_statement remove) {
+bool write_timers(store *opened, const timer_map &timers, const table_shape &shape, store_statement putting,
+                  store_statement removing) {
   for (const auto &[key, value] : timers) {
-    const bool done = value == 0 ? execute(opened, remove, key.first, key.second)
-                                 : execute(opened, put, key.first, key.second, value);
+    const bool done = value == 0 ? remove(opened, removing, shape, key.first, key.second)
+                                 : put(opened, putting, shape, key.first, key.second, value);
     if (!done) {
       return false;
     }
@@ -78,12 +128,12 @@ bool write_timers(store *opened, const timer_map &timers, store_statement put, s
 
 bool write_distribution(store *opened, const switch_change &change) {
   for (const auto &[vsan, out] : change.kept_out) {
-    if (!execute(opened, out ? kPutKeptOut : kDeleteKeptOut, vsan)) {
+    if (!(out ? put(opened, kPutKeptOut, kKeptOutTable, vsan) : remove(opened, kDeleteKeptOut, kKeptOutTable, vsan))) {
       return false;
     }
   }
-  return write_timers(opened, change.timers, kPutTimer, kDeleteTimer) &&
-         write_timers(opened, change.pending, kPutPending, kDeletePending);
+  return write_timers(opened, change.timers, kTimerTable, kPutTimer, kDeleteTimer) &&
+         write_timers(opened, change.pending, kPendingTable, kPutPending, kDeletePending);
 }
 
 // Only what differs is written; all of it the first time, so that later defaults leave an older store alone.
@@ -93,27 +143,41 @@ bool write_settings(store *opened, const switch_state &state, const switch_chang
   switch_settings after = change.settings;
   for (const number_setting &setting : kNumberSettings) {
     const uint64_t value = setting.field(after);
-    if ((all || value != setting.field(before)) && !execute(opened, kPutSetting, std::string(setting.name), value)) {
+    if ((all || value != setting.field(before)) &&
+        !put(opened, kPutSetting, kSettingTable, std::string(setting.name), value)) {
       return false;
     }
   }
   for (const text_setting &setting : kTextSettings) {
     const std::string &value = setting.field(after);
-    if ((all || value != setting.field(before)) && !execute(opened, kPutSetting, std::string(setting.name), value)) {
+    if ((all || value != setting.field(before)) &&
+        !put(opened, kPutSetting, kSettingTable, std::string(setting.name), value)) {
       return false;
     }
   }
   return true;
 }
 
+bool trim_notifications(store *opened, uint64_t floor) {
+  for (; opened->oldest_notification <= floor; ++opened->oldest_notification) {
+    digest_remove(opened, kNotificationTable, opened->oldest_notification);
+  }
+  return execute(opened, kTrimNotifications, floor);
+}
+
 bool write_notifications(store *opened, const switch_change &change) {
   const uint64_t floor = notification_floor(change);
   for (const notification_record &raised : change.raised) {
-    if (raised.number > floor && !execute(opened, kPutNotification, raised.number, raised.id, raised.payload)) {
+    if (raised.number > floor &&
+        !put(opened, kPutNotification, kNotificationTable, raised.number, raised.id, raised.payload)) {
       return false;
     }
   }
-  return (change.raised.empty() && change.taken == 0) || execute(opened, kTrimNotifications, floor);
+  return (change.raised.empty() && change.taken == 0) || trim_notifications(opened, floor);
+}
+
+bool write_digest(store *opened) {
+  return execute(opened, kPutDigest, digest_number(opened->digest));
 }
 
 }  // namespace
@@ -123,12 +187,17 @@ int store_write(store *opened, const switch_state &before, const switch_change &
     error = opened->lost ? opened->path + ": the store was removed or replaced; switchd must be started again" : error;
     return -1;
   }
+  const uint64_t oldest = opened->oldest_notification;
   if (execute(opened, kBegin) && write_rows(opened, change) && write_distribution(opened, change) &&
-      write_settings(opened, before, change) && write_notifications(opened, change) && execute(opened, kCommit)) {
+      write_settings(opened, before, change) && write_notifications(opened, change) && write_digest(opened) &&
+      execute(opened, kCommit)) {
+    digest_keep(opened->digest);
     opened->lost = !store_file_in_place(opened, error);
     return opened->lost ? -1 : 0;
   }
   error = store_failure(opened);
+  digest_take_back(opened->digest);
+  opened->oldest_notification = oldest;
   if (sqlite3_get_autocommit(opened->db) == 0) {  // a full disk may have rolled back already
     execute(opened, kRollback);
   }

@@ -115,6 +115,29 @@ TEST_F(Store, RowsThatBreakARuleAreRefusedByName) {
   open();
 }
 
+TEST_F(Store, RowsThatWereChangedByHandAreRefusedUnlessItIsSaid) {
+  close();
+  edit_store("UPDATE vsan SET name = 'other' WHERE id = 10", false);
+  EXPECT_NE(failure().find("its rows are not those that were written"), std::string::npos) << failure();
+  EXPECT_EQ(failure().find(store_path() + ": "), 0U) << failure();
+  edit_store("UPDATE vsan SET mtu = 1500 WHERE id = 10");
+  open();
+  EXPECT_STREQ(row_of(10).vsanName, "other");
+}
+
+TEST_F(Store, AStoreOfTheFirstSchemaIsTakenAndItsRowsAreCountedFromThenOn) {
+  const switch_state before = managers.state;
+  close();
+  edit_store("DELETE FROM setting WHERE name = 'digest'; PRAGMA user_version = 1");
+  open();
+  EXPECT_TRUE(managers.state == before);
+  close();
+  edit_store("UPDATE vsan SET name = 'other' WHERE id = 10", false);
+  EXPECT_NE(failure().find("its rows are not those that were written"), std::string::npos) << failure();
+  edit_store("UPDATE vsan SET name = 'alpha' WHERE id = 10", false);
+  open();
+}
+
 TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
   // The file system takes no more: SQLite's log cannot grow.
   const auto set_limit = [](rlim_t bytes) {

@@ -54,8 +54,8 @@ struct switch_under_test : testing::Test {
 
   // All tables of the store as text, as another process reads them.
   std::string store_content() const;
-  // Runs SQL in the store's file, which no switch has open.
-  void edit_store(const std::string &sql) const;
+  // Runs SQL in the store's file, which no switch has open, and says so there unless told otherwise.
+  void edit_store(const std::string &sql, bool says_so = true) const;
   std::string store_path() const { return directory.path + "/state.db"; }
 };
 
