@@ -5,7 +5,9 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <memory>
 
 #include "fabric_lab.h"
@@ -50,7 +52,7 @@ struct set_case {
 
 const std::vector<set_case> &set_cases() {
   static const std::vector<set_case> all = {
-      {"vsanName", {name(10, "renamed")}, {name(10, "ten")}, false, true},
+      {"vsanName", {name(10, "renamed")}, {name(10, "ten")}, false, false},
       {"vsanAdminState", {admin_state(10, 2)}, {admin_state(10, 1)}, false, false},
       {"vsanLoadBalancingType",
        {integer(vsan_cell(kLoadBalancing, 10), 1)},
@@ -73,13 +75,13 @@ const std::vector<set_case> &set_cases() {
        {row_status(20, kDestroy)},
        {row_status(20, kCreateAndGo), name(20, "twenty"), move(kFc4, 20)},
        true,
-       true},
+       false},
       {"active", {row_status(10, kActive)}, {row_status(10, kActive)}, true, false},
-      {"vsanIfVsan", {move(kFc4, 10)}, {move(kFc4, 20)}, false, true},
+      {"vsanIfVsan", {move(kFc4, 10)}, {move(kFc4, 20)}, false, false},
       {"vsanFcTimerForceFlag", {force(5, '\xe0')}, {force(5, '\0')}, false, false},
       {"vsanFcTimerRatov", {timer(kRatov, 4093, 6000)}, {timer(kRatov, 4093, 10000)}, false, false},
       {"fcTimerEdtov", {scalar_gauge(kSwitchEdtov, 3000)}, {scalar_gauge(kSwitchEdtov, 2000)}, false, false},
-      {"fcNetworkLatency", {scalar_gauge(kNetworkLatency, 3000)}, {scalar_gauge(kNetworkLatency, 2000)}, false, true},
+      {"fcNetworkLatency", {scalar_gauge(kNetworkLatency, 3000)}, {scalar_gauge(kNetworkLatency, 2000)}, false, false},
       {"fcSwitchLatency", {scalar_gauge(kSwitchLatency, 501)}, {scalar_gauge(kSwitchLatency, 500)}, false, false},
       {"fcInorderDelivery",
        {integer(switch_wide(kSwitchInorder), 1)},
@@ -248,7 +250,16 @@ TEST_P(BrokenExchange, OfASetIsAnErrorUnlessItIsDone) {
   EXPECT_EQ(lists(), "pending saved");
 }
 
-INSTANTIATE_TEST_SUITE_P(, BrokenExchange, ::testing::ValuesIn(kBreakages),
+// Of the ways that cost a time-out one is enough for every day.
+std::vector<named_breakage> breakages_tried() {
+  std::vector<named_breakage> out;
+  std::copy_if(std::begin(kBreakages), std::end(kBreakages), std::back_inserter(out), [](const named_breakage &each) {
+    return tries_all() || !relay::is_waited_for(each.kind) || each.kind == breakage::hang;
+  });
+  return out;
+}
+
+INSTANTIATE_TEST_SUITE_P(, BrokenExchange, ::testing::ValuesIn(breakages_tried()),
                          [](const auto &info) { return info.param.name; });
 
 }  // namespace

@@ -14,7 +14,9 @@ uint8_t force_flags_of(uint32_t vsan) {
 }
 
 void keep_force_flags(uint32_t vsan, uint8_t flags) {
-  flags_of_vsan[vsan] = flags;
+  if (vsan < sizeof flags_of_vsan) {
+    flags_of_vsan[vsan] = flags;
+  }
 }
 
 }  // namespace vsan_mib

@@ -10,7 +10,7 @@ namespace vsan_mib {
 // The force-flag octet of a VSAN: the `force` bits of fc_timer_columns.h. 0 for an id above 4095.
 uint8_t force_flags_of(uint32_t vsan);
 
-// Keeps the octet of a VSAN up to 4095.
+// Keeps the octet. An id above 4095 has none.
 void keep_force_flags(uint32_t vsan, uint8_t flags);
 
 }  // namespace vsan_mib

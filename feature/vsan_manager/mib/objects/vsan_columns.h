@@ -45,6 +45,7 @@ struct vsan_column {
   value_rule value = {};
   vsan_text entered = {};       // every phase
   vsan_text value_passed = {};  // RESERVE1, after the value check
+  vsan_text no_instance = "%s(%d) ***InconsistantName! ***\n";
   denial_text denied = "%s(%d) : vsan restricted user -- not allowed in this vsan\n";
   vsan_text right_passed = {};  // RESERVE1, after the restriction check: the VSAN
   phase_texts<vsan_text> phases = {};

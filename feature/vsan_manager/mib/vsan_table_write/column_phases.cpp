@@ -174,7 +174,11 @@ void trace_sent(const char *procedure, const vsanEntry &key) {
 }  // namespace
 
 int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, const void *value, size_t value_len) {
-  const vsanEntry key = parse_key(name, name_len);
+  vsanEntry key;
+  if (!parse_key(name, name_len, &key)) {
+    TRACE("%s(%d) ***Return Inconsistname! ***\n", __func__, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   forget_finished_pdu(name, name_len);
   vsanEntry *pending = find_pending(key);
   if (pending == nullptr) {
@@ -191,7 +195,11 @@ int handle_onepdu_undo_vsanEntryList(int column, oid *name, size_t name_len, con
 }
 
 int handle_set_vsanEntryList(oid *name, size_t name_len) {
-  const vsanEntry key = parse_key(name, name_len);
+  vsanEntry key;
+  if (!parse_key(name, name_len, &key)) {
+    TRACE("%s(%d) *** InconsistantNAME! ***\n", __func__, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   if (is_left_to_row_status(name, name_len, key)) {
     TRACE("%s(%d) Don't Create vsan %d yet! \n", __func__, __LINE__, static_cast<int>(key.vsanIndex));
     return SNMP_ERR_NOERROR;
@@ -221,7 +229,11 @@ int handle_set_vsanEntryList(oid *name, size_t name_len) {
 }
 
 int handle_undo_vsanEntryList(oid *name, size_t name_len) {
-  const vsanEntry key = parse_key(name, name_len);
+  vsanEntry key;
+  if (!parse_key(name, name_len, &key)) {
+    TRACE("%s(%d) *** Return InConsistantname! *** \n", __func__, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   take_pending(key);
   const row_ptr saved = take_saved(key);
   if (saved == nullptr) {
@@ -248,7 +260,11 @@ int handle_undo_vsanEntryList(oid *name, size_t name_len) {
 }
 
 int handle_free_vsanEntryList(oid *name, size_t name_len) {
-  const vsanEntry key = parse_key(name, name_len);
+  vsanEntry key;
+  if (!parse_key(name, name_len, &key)) {
+    TRACE("%s(%d) ***Return Inconsistantname! ***\n", __func__, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   take_pending(key);
   take_saved(key);
   return SNMP_ERR_NOERROR;

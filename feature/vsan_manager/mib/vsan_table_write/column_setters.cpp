@@ -40,7 +40,11 @@ int check_column(const vsan_column &column, const written &w) {
   }
   trace(column, column.value_passed);
 
-  const vsanEntry key = parse_key(w.name, w.name_len);
+  vsanEntry key;
+  if (!parse_key(w.name, w.name_len, &key)) {
+    trace(column, column.no_instance);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   status = check_right(w, key.vsanIndex, kStatusVsanDenied, column.denied, column.value.setter);
   if (status == SNMP_ERR_NOERROR) {
     trace(column, column.right_passed, key.vsanIndex);

@@ -73,7 +73,10 @@ int list_new_row(const vsan_column &column, const written &w) {
     return SNMP_ERR_GENERR;
   }
   TRACE("%s(%d)set_vsanRowStatus  RS_CREATEANDGO! \n", kSelf, __LINE__);
-  *row = parse_key(w.name, w.name_len);
+  if (!parse_key(w.name, w.name_len, row.get())) {
+    TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
+    return SNMP_ERR_INCONSISTENTNAME;
+  }
   TRACE("%s(%d) Validate Vsan_id\n", kSelf, __LINE__);
   const int status = check_row_right(column, row->vsanIndex, w);
   if (status != SNMP_ERR_NOERROR) {
@@ -90,7 +93,10 @@ int list_new_row(const vsan_column &column, const written &w) {
 int check_named_row(const vsan_column &column, uint32_t requested, const written &w) {
   vsanEntry key = key_of(w.name, w.name_len);
   if (requested == RS_DESTROY) {
-    key = parse_key(w.name, w.name_len);
+    if (!parse_key(w.name, w.name_len, &key)) {
+      TRACE("%s(%d) *** InconsistantName! ***\n", kSelf, __LINE__);
+      return SNMP_ERR_INCONSISTENTNAME;
+    }
     TRACE("%s(%d) : set Rowstatus Validate Vsan_id \n", kSelf, __LINE__);
   }
   return check_row_right(column, key.vsanIndex, w);
@@ -267,7 +273,8 @@ void send_back(int msg_type, const vsanEntry &row) {
 }
 
 int undo(uint32_t requested, oid *name, size_t name_len) {
-  const vsanEntry key = parse_key(name, name_len);
+  vsanEntry key;
+  parse_key(name, name_len, &key);
   const bool was_saved = find_saved(key) != nullptr;
   TRACE("%s(%d) UNDO Back out any Changes! \n", kSelf, __LINE__);
 

@@ -7,10 +7,8 @@
 
 namespace vsan_mib {
 
-vsanEntry parse_key(oid *name, size_t name_len) {
-  vsanEntry key;
-  get_vsanEntry_instance(name, kColumnOidLen, name, &name_len, 1, &key);
-  return key;
+bool parse_key(oid *name, size_t name_len, vsanEntry *key) {
+  return get_vsanEntry_instance(name, kColumnOidLen, name, &name_len, 1, key) == 0;
 }
 
 vsanEntry key_of(const oid *name, size_t name_len) {

@@ -7,9 +7,8 @@
 
 namespace vsan_mib {
 
-// The key of the row that `name` ends in, told in the trace. An OID that names none reads as VSAN 0, which there is
-// not.
-vsanEntry parse_key(oid *name, size_t name_len);
+// The key of the row that `name` ends in. Returns false when the OID names none.
+bool parse_key(oid *name, size_t name_len, vsanEntry *key);
 
 // The same without a trace line, for steps that are not a parse of their own.
 vsanEntry key_of(const oid *name, size_t name_len);
