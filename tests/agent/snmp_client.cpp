@@ -34,7 +34,6 @@ void set_keys(netsnmp_session &s, const std::string &name) {
   s.securityAuthKeyLen = sizeof s.securityAuthKey;
   s.securityPrivProto = const_cast<oid *>(sc_get_priv_oid(USM_CREATE_USER_PRIV_AES, &s.securityPrivProtoLen));
   s.securityPrivKeyLen = sizeof s.securityPrivKey;
-  s.securityLevel = SNMP_SEC_LEVEL_AUTHPRIV;
   const auto key = [&](const std::string &phrase, u_char *out, size_t *length) {
     generate_Ku(s.securityAuthProto, static_cast<u_int>(s.securityAuthProtoLen),
                 reinterpret_cast<const u_char *>(phrase.data()), phrase.size(), out, length);
@@ -129,10 +128,10 @@ netsnmp_pdu *request(int command, const std::vector<name_t> &names) {
 }  // namespace
 
 identity community(const std::string &name, int version) {
-  return {version, name};
+  return {version, name, identity::level::noauth};
 }
-identity user(const std::string &name) {
-  return {3, name};
+identity user(const std::string &name, identity::level security) {
+  return {3, name, security};
 }
 
 client::client(const ::lab::lab &l, const identity &who, double timeout_seconds) {
@@ -148,6 +147,7 @@ client::client(const ::lab::lab &l, const identity &who, double timeout_seconds)
     s.securityName = name.data();
     s.securityNameLen = name.size();
     set_keys(s, who.name);
+    s.securityLevel = static_cast<int>(who.security);
   } else {
     s.version = who.version == 1 ? SNMP_VERSION_1 : SNMP_VERSION_2c;
     s.community = reinterpret_cast<u_char *>(name.data());

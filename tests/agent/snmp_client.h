@@ -25,9 +25,10 @@ constexpr int kNoSuchObject = 0x80, kNoSuchInstance = 0x81, kEndOfMibView = 0x82
 struct identity {
   int version;       // 1, 2 or 3
   std::string name;  // community or user; a user's keys are NAME-auth-key and NAME-priv-key
+  enum class level { noauth = 1, auth = 2, priv = 3 } security = level::priv;  // of a user
 };
 identity community(const std::string &name, int version = 2);
-identity user(const std::string &name);
+identity user(const std::string &name, identity::level security = identity::level::priv);
 
 struct client {
   client(const ::lab::lab &l, const identity &who, double timeout_seconds = 2);
