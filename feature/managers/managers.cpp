@@ -35,6 +35,12 @@ void apply(switch_managers &managers, const switch_change &change) {
   }
 }
 
+// A user's name in a line of the log; whoever sends a request writes it, up to the size of a request.
+std::string user_shown(std::string_view user) {
+  constexpr size_t kShownMax = 64;  // octets
+  return printable(user.substr(0, kShownMax)) + (user.size() > kShownMax ? "..." : "");
+}
+
 }  // namespace
 
 bool managers_locked_out(const switch_managers &managers) {
@@ -94,6 +100,6 @@ void managers_refuse(switch_managers &managers, const message_request &request, 
     log_line(managers, std::to_string(left_out) + " lines like the next one were left out");
   }
   log_line(managers, "refused opcode " + std::to_string(request.opcode) + " type " + std::to_string(request.msg_type) +
-                         " of user '" + printable(request.user) + "' (uid " + std::to_string(request.peer_uid) +
+                         " of user '" + user_shown(request.user) + "' (uid " + std::to_string(request.peer_uid) +
                          ", pid " + std::to_string(request.peer_pid) + "): " + what + ": " + syserr2str(status));
 }
