@@ -5,7 +5,7 @@ BUILD := build/release
 DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
-  fuzz model model-defects monitoring monitoring-test soak soak_programs chaos coverage mutate clean
+  fuzz model model-defects broken-exchanges monitoring monitoring-test soak soak_programs chaos coverage mutate clean
 
 all: build
 
@@ -121,6 +121,13 @@ model:
 	  MODEL_PDUS=$(PDUS) $(BUILD)/bin/whole_model_test >build/model-$$run.log 2>&1 & pids="$$pids $$!"; \
 	done; failed=0; for pid in $$pids; do wait $$pid || failed=1; done; \
 	grep -hE '^MODEL_SEED|PDUs:|^PDU ' build/model-1.log build/model-2.log; exit $$failed
+
+# Each exchange of each object breaks in each way, those that cost a time-out too: most of an hour of waiting.
+broken-exchanges:
+	$(DEPS) build demo test
+	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --build --preset release --target product broken_exchange_test watched_module
+	BROKEN_ALL=1 $(BUILD)/bin/broken_exchange_test
 
 # Whether that can fail: defects planted into a copy of the tree, one by one, each to be found.
 model-defects:

@@ -24,7 +24,7 @@ count() {
 
 # Fails when the report has less than is promised of a kind.
 promise() {
-  gcovr --root "$tree" --add-tracefile "$build/coverage-$1.json" --output /dev/null "--fail-under-$2" "$3" || {
+  gcovr --root "$tree" --add-tracefile "$build/coverage-$1.json" "--fail-under-$2" "$3" >/dev/null || {
     echo "coverage.sh: $1 has less than $3 % of its $2s, see $build/coverage-$1.txt" >&2
     return 1
   }

@@ -1,5 +1,6 @@
-// Whole SNMP datagrams into an agent with the module, over a faked platform: what net-snmp's decoder, its access control
-// and its grouping of varbinds let through to the find functions and write methods. The agent is in this process.
+// Whole SNMP datagrams into an agent with the module, over a faked platform: what net-snmp's decoder, its access
+// control and its grouping of varbinds let through to the find functions and write methods. The agent is in this
+// process.
 // clang-format off
 #include <net-snmp/net-snmp-config.h>
 #include <net-snmp/net-snmp-includes.h>

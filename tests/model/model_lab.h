@@ -43,8 +43,8 @@ void start(pair &p);
 bool refuse_write(pair &p, int opcode, unsigned nth, int status);
 bool clear_refusals(pair &p);
 
-// Sends the PDU as the user to both. Returns "" when all is the same afterwards: the answer, the store, the module's lists,
-// the operator's walk and the user's; otherwise what differs.
+// Sends the PDU as the user to both. Returns "" when all is the same afterwards: the answer, the store, the module's
+// lists, the operator's walk and the user's; otherwise what differs.
 // Without `walks` the last two are left out, so that what the module keeps of one PDU meets the next.
 std::string compare_set(pair &p, const user &who, const std::vector<mib::varbind> &pdu, bool walks,
                         model::outcome &expected);

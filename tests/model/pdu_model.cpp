@@ -171,14 +171,14 @@ int reserve_row_status(serving &s, const place &at, const varbind &v) {
     if (v.integer == kCreateAndGo) {
       return kInconsistentValue;
     }
-    s.a.saved[at.index] = {{*row, 1, true}, false};
-    return kNoError;
+    // A list takes one row a VSAN.
+    return s.a.saved.insert({at.index, {{*row, 1, true}, false}}).second ? kNoError : kGenErr;
   }
   if (!allowed) {
     return kGenErr;
   }
   if (v.integer == kCreateAndGo) {
-    s.a.pending[at.index] = {row_in_creation(at.index), false};
+    return s.a.pending.insert({at.index, {row_in_creation(at.index), false}}).second ? kNoError : kGenErr;
   }
   return kNoError;
 }

@@ -1,5 +1,5 @@
-// What an agent, with the module loaded, makes of a SET PDU of one of its users, phase by phase: status and index that the
-// client gets, what the switch is sent, and what the module keeps.
+// What an agent, with the module loaded, makes of a SET PDU of one of its users, phase by phase: status and index that
+// the client gets, what the switch is sent, and what the module keeps.
 #ifndef TESTS_MODEL_PDU_MODEL_H
 #define TESTS_MODEL_PDU_MODEL_H
 

@@ -144,7 +144,8 @@ std::vector<varbind> random_pdu(dice &random, const std::vector<unsigned long> &
   std::vector<varbind> pdu;
   while (pdu.size() < size) {
     const varbind v = random_varbind(random, m, interfaces);
-    if (std::none_of(pdu.begin(), pdu.end(), [&](const varbind &each) { return each.name == v.name; })) {
+    const bool is_named = std::any_of(pdu.begin(), pdu.end(), [&](const varbind &each) { return each.name == v.name; });
+    if (!is_named || once_in(random, 4)) {
       pdu.push_back(v);
     }
   }

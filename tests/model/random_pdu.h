@@ -25,7 +25,7 @@ inline bool once_in(dice &random, unsigned so_many) {
 // The switch's VSANs and interfaces that PDUs name; others are named now and then.
 inline const std::vector<unsigned long> kVsansNamed = {1, 5, 5, 9, 10, 10, 20, 30, 31, 4093};
 
-// One to twenty varbinds over all objects, no cell twice; most of them small, most of their values good.
+// One to twenty varbinds over all objects, now and then a cell twice; most are small, most of their values good.
 std::vector<mib::varbind> random_pdu(dice &random, const std::vector<unsigned long> &interfaces);
 
 std::string in_words(const std::vector<mib::varbind> &pdu);

@@ -77,6 +77,7 @@ TEST(WholeModel, AfterEveryRandomPduAgentAndSwitchAreWhatTheModelSays) {
   }
   printf("%lu PDUs: %lu accepted, %lu refused; %lu of restricted users, %lu with a refusal by the switch in wait\n",
          pdus, c.accepted, c.refused, c.of_restricted, c.struck);
+  EXPECT_GT(p.changed_last.integer, 0) << "the time of the last change";
   EXPECT_GT(c.accepted, pdus / 10);
   EXPECT_GT(c.refused, pdus / 10);
 }

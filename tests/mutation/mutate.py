@@ -28,6 +28,7 @@ MODULE = TREE / "feature/vsan_manager/mib"
 KNOWN = HERE / "known_survivors.txt"
 TESTS = ["module_tests", "call_failure_tests", "exchange_table_tests"]
 SECONDS = 20  # of a test program, which takes a few at most
+BUILD_SECONDS = 600
 MEMORY = 2 << 30
 UNCHANGED = "unchanged"
 
@@ -49,6 +50,15 @@ def limit():
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_CPU, (SECONDS, SECONDS))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def built(command, build):
+    """Whether the command ends well. A build that takes for ever says nothing of a mutant."""
+    try:
+        return subprocess.run(command, cwd=build, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                              stdin=subprocess.DEVNULL, timeout=BUILD_SECONDS, check=False).returncode == 0
+    except subprocess.TimeoutExpired:
+        sys.exit(f"mutate.py: no end after {BUILD_SECONDS} s: {shlex.join(map(str, command))}")
 
 
 def quiet(command, build, **more):
@@ -82,10 +92,10 @@ def noticed_by(build, mutant):
     """What notices the mutant, or nothing."""
     with tempfile.TemporaryDirectory(prefix="mutant-") as name:
         folder = pathlib.Path(name)
-        if not quiet(compile_command(build, mutant, folder), build):
+        if not built(compile_command(build, mutant, folder), build):
             return "compiler"
         for test in TESTS:
-            if not quiet(link_command(build, test, folder), build):
+            if not built(link_command(build, test, folder), build):
                 return "linker"
             run = [str(folder / test), "--gtest_fail_fast", "--gtest_brief=1"]
             if not quiet(run, build, preexec_fn=limit, env={"RC_PARAMS": "max_success=100 seed=1"}):

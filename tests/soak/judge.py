@@ -189,6 +189,8 @@ class Judge:
         if not met and (result in NOT_ANSWERED or result in BROKEN):
             took = f"after {latency / SECOND:.3f} s while nothing was wrong"
             self.breaks(start, f"{kind} got {ERROR_NAMES[result]} {took}")
+        elif not met and kind != "set" and result not in ("0", "absent"):
+            self.breaks(start, f"{kind} got {ERROR_NAMES.get(result, result)} while nothing was wrong")
         if latency > ROW_BOUND * SECOND * self.slowness and result != "left":
             self.slow.append((start, start + latency, kind, tuple(met)))
         return met
@@ -208,6 +210,10 @@ class Judge:
         if scope == "wide":
             self.wide.append((start, start + latency))
         changes = self.ledger.surely_changes(effects)
+        is_always_right = scope == "wide" or all(key.startswith("interface.") for key in effects)
+        if is_always_right and result != "0" and not met and result not in NOT_ANSWERED and result not in BROKEN:
+            got = f"{ERROR_NAMES.get(result, result)} for {' '.join(pairs)}"
+            self.breaks(start, f"set got {got} while nothing was wrong")
         if result == "0":
             self.ledger.acknowledged(effects)
             self._is_back("SET", start, start + latency)
@@ -255,7 +261,10 @@ class Judge:
         met = self.windows.kinds_open() or self.windows.during(start, start)
         if outcome not in ("ascending", "broken"):
             self.breaks(start, f"a walk by {kind} does not ascend at {outcome}")
-        elif outcome == "ascending":
+        elif outcome == "broken":
+            if not met and not self._began_since(start):
+                self.breaks(start, f"a walk by {kind} broke off after {varbinds} varbinds while nothing was wrong")
+        else:
             self.interval.kinds["walks"] += 1
             # One that met something ends early; one that began in quiet and did not is whole.
             if not met and int(varbinds) < WALK_LEAST and not self._began_since(start):

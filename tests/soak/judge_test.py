@@ -67,6 +67,22 @@ class Writes(Run):
         self.read_at(3, "b")
         self.assert_broken("a refused write was applied: name.200 reads b")
 
+    def test_a_move_that_is_refused_while_nothing_is_wrong(self):
+        self.set_at(2, 18, 30, key="interface.7")
+        self.assert_broken("set got inconsistentName for interface.7=30 while nothing was wrong")
+
+    def test_a_switch_wide_value_that_is_refused_while_nothing_is_wrong(self):
+        self.set_at(2, 10, 30, scope="wide")
+        self.assert_broken("while nothing was wrong")
+
+    def test_a_read_that_is_refused_while_nothing_is_wrong(self):
+        self.get_at(2, result="1", kind="getbulk")
+        self.assert_broken("getbulk got")
+
+    def test_a_walk_that_breaks_off_while_nothing_is_wrong(self):
+        self.judged.take(f"walk getbulk {2 * SECOND} 30 broken")
+        self.assert_broken("a walk by getbulk broke off after 30 varbinds")
+
     def test_a_write_refused_by_a_false_status_is_refused(self):
         self.set_at(1, 0, "a")
         self.wrong_between("fault-status", 2, 3)
@@ -281,6 +297,7 @@ class Traps(Run):
 
     def test_a_trap_of_a_refused_move(self):
         self.moves(5)
+        self.wrong_between("fault-status", 1.5, 2.5)
         self.set_at(2, 10, 30, key=self.KEY)
         self.heard(5, 30)
         self.end(raised=1)

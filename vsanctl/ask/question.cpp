@@ -59,7 +59,8 @@ bool is_read(int msg_type) {
 // on a busy machine take longer than any other request.
 int longest_wait(const question &asked) {
   constexpr int kDefault = 0, kForConfigurations = 60;
-  return asked.service == kServiceControl && asked.opcode == kOpConfiguration ? kForConfigurations : kDefault;
+  const bool is_of_a_file = asked.service == kServiceControl && asked.opcode == kOpConfiguration;
+  return is_of_a_file && asked.msg_type == kMsgSet ? kForConfigurations : kDefault;
 }
 
 }  // namespace

@@ -359,6 +359,23 @@ TEST_F(RowStatus, ADestroyWhoseLookUpBrokeIsUndoneByTheRowThatActionRead) {
   EXPECT_EQ(memcmp(&fake::the().vsans[10], &before, sizeof before), 0);
 }
 
+// A PDU may name a row twice.
+class RowStatusTwice : public RowStatus, public ::testing::WithParamInterface<long> {};
+
+TEST_P(RowStatusTwice, OfAVsanThatThePduMakesIsTakenBackByUndoAndLeavesNothingListed) {
+  EXPECT_EQ(run(RESERVE1, 77, 4), 0);
+  EXPECT_EQ(run(RESERVE1, 77, GetParam()), 0);
+  EXPECT_EQ(run(ACTION, 77, 4), 0);
+  EXPECT_EQ(run(ACTION, 77, GetParam()), 0);
+  EXPECT_EQ(fake::listed(vsanEntry_undo_list), 0u);
+  EXPECT_EQ(run(UNDO, 77, 4), 0);
+  EXPECT_EQ(run(UNDO, 77, GetParam()), 0);
+  EXPECT_EQ(fake::the().vsans.count(77), 0u);
+  EXPECT_EQ(fake::listed(vsanEntry_list) + fake::listed(vsanEntry_undo_list), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(, RowStatusTwice, ::testing::Values(1, 6));
+
 TEST_F(RowStatus, ADestroyTellsThatItsVsanIsValidatedAndAnActiveDoesNot) {
   for (const long request : {6, 1}) {
     fake::the().history.clear();

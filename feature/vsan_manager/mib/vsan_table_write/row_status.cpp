@@ -7,8 +7,8 @@
 //                UNDO      DELETE of the VSAN, row dropped           (a saved row is dropped, nothing sent)
 //
 //   active       RESERVE1  passes                                    old row saved
-//                ACTION    inconsistentValue                         SET of the current row, which is saved if RESERVE1
-//                                                                    did not see it
+//                ACTION    inconsistentValue                         SET of the current row, which is saved if the
+//                                                                    look-up before RESERVE1 broke
 //                UNDO      nothing                                   SET of the saved row
 //
 //   destroy      RESERVE1  passes                                    old row saved
@@ -222,9 +222,11 @@ int act_on_absent(int status, uint32_t requested, const vsanEntry &key) {
   }
 }
 
-// RESERVE1 saved the row unless its look-up broke, which makes the VSAN look absent. UNDO needs it all the same.
+// RESERVE1 did not save the row when its look-up broke, which makes the VSAN look absent; UNDO needs it all the same. A
+// VSAN that this PDU made has a pending row, and nothing that it should be again.
 int apply_saved(int msg_type, const vsanEntry &row) {
-  if (find_saved(row) == nullptr && save_row(row) != SNMP_ERR_NOERROR) {
+  const bool was_seen = find_saved(row) != nullptr || find_pending(row) != nullptr;
+  if (!was_seen && save_row(row) != SNMP_ERR_NOERROR) {
     return SNMP_ERR_GENERR;
   }
   return apply(msg_type, row);
