@@ -23,7 +23,9 @@ TEST_F(NameIsNoText, IsRefusedWithItsReason) {
 
 TEST_F(NameIsNoText, OneOfAnOlderStoreIsKeptUntilItIsChanged) {
   lab::stop(l.switchd);
-  ASSERT_EQ(lab::run({"sqlite3", l.dir + "/switch.db", "UPDATE vsan SET name = CAST(x'1b61ff' AS TEXT) WHERE id = 10"})
+  ASSERT_EQ(lab::run({"sqlite3", l.dir + "/switch.db",
+                      "UPDATE vsan SET name = CAST(x'1b61ff' AS TEXT) WHERE id = 10;"
+                      "UPDATE setting SET value = 0 WHERE name = 'digest'"})
                 .status,
             0);
   lab::start_switchd(l);

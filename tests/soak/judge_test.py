@@ -79,10 +79,6 @@ class Writes(Run):
         self.get_at(2, result="1", kind="getbulk")
         self.assert_broken("getbulk got")
 
-    def test_a_walk_that_breaks_off_while_nothing_is_wrong(self):
-        self.judged.take(f"walk getbulk {2 * SECOND} 30 broken")
-        self.assert_broken("a walk by getbulk broke off after 30 varbinds")
-
     def test_a_write_refused_by_a_false_status_is_refused(self):
         self.set_at(1, 0, "a")
         self.wrong_between("fault-status", 2, 3)
