@@ -49,7 +49,6 @@ struct store {
   struct stat log_file = {};
   bool lost = false;  // a change went to a file that is no longer under the path
   store_digest digest;
-  uint64_t oldest_notification = 1;  // of those that the digest counts
   sqlite3 *db = nullptr;
   std::array<sqlite3_stmt *, kStatementCount> statements{};
 };

@@ -138,6 +138,33 @@ TEST_F(Store, AStoreOfTheFirstSchemaIsTakenAndItsRowsAreCountedFromThenOn) {
   open();
 }
 
+TEST_F(Store, AGapInTheNotificationsNumbersCostsNeitherTimeNorNotifications) {
+  ASSERT_EQ(set_row(new_row(50, "before-the-gap")), 0);
+  ASSERT_FALSE(managers.state.notifications.empty());
+  close();
+  edit_store("UPDATE setting SET value = 100000000000 WHERE name = 'last_notification'");
+  open();
+  alarm(5);  // who counts through the gap is at it for hours
+  ASSERT_EQ(set_row(new_row(51, "behind-the-gap")), 0);
+  alarm(0);
+  EXPECT_GT(managers.state.notifications.back().number, 100000000000U);
+  const switch_state before = managers.state;
+  close();
+  open();
+  EXPECT_TRUE(before == managers.state);
+}
+
+TEST_F(Store, MoreNotificationsThanAreKeptAreRefusedByName) {
+  close();
+  edit_store(
+      "UPDATE setting SET value = 5000 WHERE name = 'last_notification'; WITH RECURSIVE n(i) AS (SELECT 1001 UNION ALL"
+      " SELECT i + 1 FROM n WHERE i < 3000) INSERT INTO notification SELECT i, 102, x'00' FROM n");
+  EXPECT_NE(failure().find("more than 1024 are queued"), std::string::npos) << failure();
+  edit_store("DELETE FROM notification WHERE number > 2000");
+  open();
+  EXPECT_EQ(managers.state.notifications.back().number, 2000U);
+}
+
 TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
   // The file system takes no more: SQLite's log cannot grow.
   const auto set_limit = [](rlim_t bytes) {
