@@ -289,7 +289,8 @@ bool check_digest(store *opened, std::string &error) {
   if (stored == 0 || stored == digest_number(opened->digest)) {
     return true;
   }
-  error = opened->path + ": its rows are not those that were written: " + kStoreNotSound;
+  error = opened->path + ": its rows are not those that were written: " + kStoreNotSound +
+          "; whoever changed rows by hand says so by UPDATE setting SET value = 0 WHERE name = 'digest'";
   return false;
 }
 

@@ -17,6 +17,14 @@
 
 namespace {
 
+// The size up to which this process may let files grow.
+void set_file_limit(rlim_t bytes) {
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  limit.rlim_cur = bytes;
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
 struct Store : switch_under_test {
   // The text of the failure to open or load the file.
   std::string failure() const {
@@ -28,6 +36,15 @@ struct Store : switch_under_test {
     }
     store_close(opened);
     return error;
+  }
+  // The store, which is refused, keeps its bytes and gets no files beside it.
+  void expect_refusal_leaves_everything() const {
+    const std::string before = file_text(store_path());
+    EXPECT_NE(failure(), "");
+    EXPECT_TRUE(file_text(store_path()) == before);
+    for (const char *beside : {"-wal", "-shm", "-journal"}) {
+      EXPECT_FALSE(std::filesystem::exists(store_path() + beside)) << beside;
+    }
   }
 };
 
@@ -138,6 +155,55 @@ TEST_F(Store, AStoreOfTheFirstSchemaIsTakenAndItsRowsAreCountedFromThenOn) {
   open();
 }
 
+TEST_F(Store, ARefusedStoreInRollbackModeStaysInIt) {
+  close();
+  edit_store("PRAGMA journal_mode = DELETE; UPDATE vsan SET name = 'other' WHERE id = 10", false);
+  expect_refusal_leaves_everything();
+  edit_store("UPDATE vsan SET name = 'alpha' WHERE id = 10", false);
+  open();
+  EXPECT_EQ(set_row(new_row(50, "in-service")), 0);
+  EXPECT_TRUE(std::filesystem::exists(store_path() + "-wal"));
+}
+
+TEST_F(Store, ARefusedStoreOfTheFirstSchemaStaysOfIt) {
+  for (const char *mode : {"WAL", "DELETE"}) {
+    close();
+    edit_store("DELETE FROM setting WHERE name = 'digest'; PRAGMA user_version = 1; PRAGMA journal_mode = " +
+                   std::string(mode) + "; UPDATE vsan SET mtu = 9 WHERE id = 20",
+               false);
+    expect_refusal_leaves_everything();
+    edit_store("UPDATE vsan SET mtu = 2112 WHERE id = 20", false);
+    open();
+  }
+}
+
+TEST_F(Store, ARefusalTellsTheWaysOut) {
+  close();
+  edit_store("UPDATE vsan SET name = 'other' WHERE id = 10", false);
+  EXPECT_NE(failure().find("remove its log (-wal)"), std::string::npos) << failure();
+  EXPECT_NE(failure().find("UPDATE setting SET value = 0 WHERE name = 'digest'"), std::string::npos) << failure();
+  edit_store("UPDATE setting SET value = 0 WHERE name = 'digest'", false);
+  open();
+}
+
+TEST_F(Store, AnEmptyLogWithoutAStoreIsNoLog) {
+  close();
+  std::filesystem::remove(store_path());
+  std::ofstream(store_path() + "-wal").flush();
+  open();
+  EXPECT_EQ(set_row(new_row(50, "new-store")), 0);
+}
+
+TEST_F(Store, AStartShowsThatTheStoreCanBeWritten) {
+  close();
+  signal(SIGXFSZ, SIG_IGN);
+  set_file_limit(1);
+  EXPECT_NE(failure().find(store_path() + ": "), std::string::npos);
+  set_file_limit(RLIM_INFINITY);
+  signal(SIGXFSZ, SIG_DFL);
+  open();
+}
+
 TEST_F(Store, AGapInTheNotificationsNumbersCostsNeitherTimeNorNotifications) {
   ASSERT_EQ(set_row(new_row(50, "before-the-gap")), 0);
   ASSERT_FALSE(managers.state.notifications.empty());
@@ -167,17 +233,11 @@ TEST_F(Store, MoreNotificationsThanAreKeptAreRefusedByName) {
 
 TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
   // The file system takes no more: SQLite's log cannot grow.
-  const auto set_limit = [](rlim_t bytes) {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &limit);
-  };
   signal(SIGXFSZ, SIG_IGN);
-  set_limit(1);
+  set_file_limit(1);
   EXPECT_REFUSED(set_row(new_row(50, "too-much")), kStatusStoreFailed);
   EXPECT_REFUSED(delete_row(10), kStatusStoreFailed);
-  set_limit(RLIM_INFINITY);
+  set_file_limit(RLIM_INFINITY);
   signal(SIGXFSZ, SIG_DFL);
   ASSERT_EQ(log.size(), 2U);
   EXPECT_NE(log[0].find(store_path()), std::string::npos) << log[0];
