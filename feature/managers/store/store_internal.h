@@ -91,8 +91,8 @@ bool store_enter_service(store *opened, std::string &error);
 
 // What a text about a file that is no sound store ends with.
 inline constexpr char kStoreNotSound[] =
-    "no sound switchd store: put a backup in its place and remove its log (-wal), or move both away to start with a "
-    "new one";
+    "no sound switchd store: put a backup in its place, or move it away to start with a new one; its log (-wal) has to "
+    "go with it either way";
 
 // Opens the file of the store and locks it. An absent one is made under another name first and gets its own when `fill`
 // has made it a sound store without rows, so that there never is half a store. Returns false with `error` filled.

@@ -180,7 +180,7 @@ TEST_F(Store, ARefusedStoreOfTheFirstSchemaStaysOfIt) {
 TEST_F(Store, ARefusalTellsTheWaysOut) {
   close();
   edit_store("UPDATE vsan SET name = 'other' WHERE id = 10", false);
-  EXPECT_NE(failure().find("remove its log (-wal)"), std::string::npos) << failure();
+  EXPECT_NE(failure().find("its log (-wal) has to go with it"), std::string::npos) << failure();
   EXPECT_NE(failure().find("UPDATE setting SET value = 0 WHERE name = 'digest'"), std::string::npos) << failure();
   edit_store("UPDATE setting SET value = 0 WHERE name = 'digest'", false);
   open();
