@@ -188,13 +188,13 @@ TEST_F(LogDamage, TwoUnfinishedChangesOneAfterTheOtherAreForgotten) {
   file = file_text(store_path());
   const size_t first = file_text(log_path()).size();
   switch_change large = change_begin(managers.state);
-  for (uint32_t vsan = 100; vsan < 140; ++vsan) {
-    large.vsans_removed.push_back(vsan);
+  for (uint32_t vsan = 300; vsan < 500; ++vsan) {
+    large.vsans.push_back({.id = vsan, .name = "large-" + std::to_string(vsan)});
   }
   ASSERT_EQ(managers_commit(managers, large), 0);
   std::string torn = file_text(log_path());
   close();
-  ASSERT_GT(torn.size(), first + 5 * kFrame);
+  ASSERT_GT(torn.size(), first + 10 * kFrame);
   torn.replace(first, kFrame, kFrame, '\0');
   restart_with(torn);
   ASSERT_EQ(find_vsan(managers.state, 201)->name, "acknowledged");
