@@ -94,6 +94,9 @@ TEST_F(StoreDamage, AFileThatIsCutIsRefusedByName) {
   open();
 }
 
+// Sizes in SQLite's log: its header, and a page with its own.
+constexpr size_t kHeader = 32, kFrame = 24 + 1024;
+
 // The log of a switchd that was killed, with twelve changes in it. SQLite takes it up to its first unsound frame.
 struct LogDamage : StoreDamage {
   std::vector<switch_state> acknowledged;
@@ -111,6 +114,13 @@ struct LogDamage : StoreDamage {
     file = file_text(store_path());
     log = file_text(log_path());
     close();
+  }
+  // Starts on the file, as it was, with this log beside it.
+  void restart_with(const std::string &beside) {
+    std::filesystem::remove(store_path() + "-shm");
+    put_file(store_path(), file);
+    put_file(log_path(), beside);
+    open();
   }
   // How many acknowledged changes the damaged log takes with it; -1 when it is refused.
   long lost_with(const std::string &damaged) {
@@ -154,11 +164,12 @@ TEST_F(LogDamage, AfterACutAStateIsThereThatWasAcknowledged) {
 
 // A machine that loses its power leaves a change unfinished, in any part of it.
 TEST_F(LogDamage, AnUnfinishedChangeAtTheEndIsForgotten) {
-  put_file(store_path(), file);
-  put_file(log_path(), log);
-  open();
+  restart_with(log);
+  ASSERT_EQ(set_row(new_row(201, "acknowledged")), 0);
+  acknowledged = {managers.state};
+  file = file_text(store_path());
   const size_t before = file_text(log_path()).size();
-  ASSERT_EQ(set_row(new_row(201, "unfinished")), 0);
+  ASSERT_EQ(set_row(new_row(202, "unfinished")), 0);
   const std::string longer = file_text(log_path());
   close();
   ASSERT_GT(longer.size(), before);
@@ -166,8 +177,63 @@ TEST_F(LogDamage, AnUnfinishedChangeAtTheEndIsForgotten) {
     std::string torn = longer;
     const size_t hole = before + draw(longer.size() - before);
     torn.replace(hole, longer.size() - hole, longer.size() - hole, '\0');
-    EXPECT_GE(lost_with(torn), 0) << "zeroes from byte " << hole;
+    EXPECT_EQ(lost_with(torn), 0) << "zeroes from byte " << hole;
   }
+}
+
+// What is left of the first stands behind the second, unless the log was begun anew in between.
+TEST_F(LogDamage, TwoUnfinishedChangesOneAfterTheOtherAreForgotten) {
+  restart_with(log);
+  ASSERT_EQ(set_row(new_row(201, "acknowledged")), 0);
+  file = file_text(store_path());
+  const size_t first = file_text(log_path()).size();
+  switch_change large = change_begin(managers.state);
+  for (uint32_t vsan = 300; vsan < 500; ++vsan) {
+    large.vsans.push_back({.id = vsan, .name = "large-" + std::to_string(vsan)});
+  }
+  ASSERT_EQ(managers_commit(managers, large), 0);
+  std::string torn = file_text(log_path());
+  close();
+  ASSERT_GT(torn.size(), first + 10 * kFrame);
+  torn.replace(first, kFrame, kFrame, '\0');
+  restart_with(torn);
+  ASSERT_EQ(find_vsan(managers.state, 201)->name, "acknowledged");
+  ASSERT_EQ(set_row(new_row(202, "acknowledged-too")), 0);
+  acknowledged = {managers.state};
+  file = file_text(store_path());
+  const std::string shorter = file_text(log_path());
+  ASSERT_EQ(set_row(new_row(203, "unfinished")), 0);
+  torn = file_text(log_path());
+  close();
+  const auto differs = std::ranges::mismatch(shorter, torn).in1 - shorter.begin();
+  const size_t second = kHeader + (static_cast<size_t>(differs) - kHeader) / kFrame * kFrame;
+  torn.replace(second, kFrame, kFrame, '\0');
+  EXPECT_EQ(lost_with(torn), 0);
+}
+
+TEST_F(LogDamage, TheLogIsLookedAtThatIsBesideTheFileALinkLeadsTo) {
+  std::string damaged = log;
+  damaged[kHeader + kFrame / 2] ^= 1;
+  put_file(store_path(), file);
+  put_file(log_path(), damaged);
+  const std::string link = directory.path + "/link.db";
+  std::filesystem::create_symlink(store_path(), link);
+  std::string error;
+  EXPECT_EQ(store_open(link, error), nullptr);
+  EXPECT_NE(error.find(log_path() + ": the store's log is damaged before its end"), std::string::npos) << error;
+  EXPECT_TRUE(file_text(log_path()) == damaged);
+  std::filesystem::remove(link);
+}
+
+TEST_F(LogDamage, OfALogWithADamagedHeaderNothingIsSaidThatNobodyKnows) {
+  std::string damaged = log;
+  damaged[0] ^= 1;
+  put_file(store_path(), file);
+  put_file(log_path(), damaged);
+  std::string error;
+  EXPECT_EQ(store_open(store_path(), error), nullptr);
+  EXPECT_NE(error.find(log_path() + ": the header of the store's log is damaged"), std::string::npos) << error;
+  EXPECT_EQ(error.find("acknowledged"), std::string::npos) << error;
 }
 
 }  // namespace

@@ -112,7 +112,12 @@ void change_complete(const switch_state &state, switch_change &change, const tim
   }
 }
 
-uint64_t notification_floor(const switch_change &change) {
-  const uint64_t last = change.settings.last_notification;
-  return std::max(change.taken, last > kNotificationsMax ? last - kNotificationsMax : 0);
+uint64_t notification_floor(const switch_state &state, const switch_change &change) {
+  const size_t queued = state.notifications.size(), total = queued + change.raised.size();
+  if (total <= kNotificationsMax) {
+    return change.taken;
+  }
+  const size_t last_out = total - kNotificationsMax - 1;
+  return std::max(change.taken,
+                  last_out < queued ? state.notifications[last_out].number : change.raised[last_out - queued].number);
 }

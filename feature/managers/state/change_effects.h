@@ -12,7 +12,8 @@
 // counted.
 void change_complete(const switch_state &state, switch_change &change, const timeval &now);
 
-// The number up to which notifications are no longer kept: taken, or pushed out by newer ones.
-uint64_t notification_floor(const switch_change &change);
+// The number up to which notifications are no longer kept after the change: taken, or pushed out by newer ones. `state`
+// is as it is before the change.
+uint64_t notification_floor(const switch_state &state, const switch_change &change);
 
 #endif

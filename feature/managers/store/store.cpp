@@ -92,20 +92,32 @@ bool check_database(store *opened, std::string &error) {
   return found == "ok";
 }
 
-bool open_database(store *opened, std::string &error) {
+// Opens the file, which SQLite does not read yet, and learns where its log is.
+bool open_file(store *opened, std::string &error) {
   // While switchd starts, a backup of the store that is being made may be waited for.
   if (sqlite3_open_v2(opened->path.c_str(), &opened->db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) !=
           SQLITE_OK ||
-      // A store that is refused in the end stays what it is, its log included.
-      sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr) != SQLITE_OK ||
       !run(opened, "PRAGMA busy_timeout=2000")) {
+    error = store_failure(opened);
+    return false;
+  }
+  opened->log_path = sqlite3_filename_wal(sqlite3_db_filename(opened->db, "main"));
+  return true;
+}
+
+bool open_database(store *opened, std::string &error) {
+  // A store that is refused in the end stays what it is, its log included. Where there is none yet, SQLite is to remove
+  // the empty one that it makes.
+  struct stat log;
+  const int keep_log = stat(opened->log_path.c_str(), &log) == 0 && log.st_size > 0 ? 1 : 0;
+  if (sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, keep_log, nullptr) != SQLITE_OK) {
     error = store_failure(opened);
     return false;
   }
   if (!check_database(opened, error)) {
     return false;
   }
-  if (!run(opened, "PRAGMA journal_mode=WAL") || !run(opened, "PRAGMA synchronous=FULL") ||
+  if (!run(opened, "PRAGMA synchronous=FULL") ||
       !run(opened, "PRAGMA journal_size_limit=" + std::to_string(kLogKept))) {
     error = store_failure(opened);
     return false;
@@ -113,18 +125,23 @@ bool open_database(store *opened, std::string &error) {
   return true;
 }
 
-bool upgrade(store *opened, int from, std::string &error) {
+// Begins the transaction that brings the store to this program's schema. It is committed when the rows were found
+// sound; closing the store takes it back.
+bool begin_upgrade(store *opened, int from, std::string &error) {
   bool done = run(opened, "BEGIN IMMEDIATE");
   for (int version = from; done && version < kStoreSchemaVersion; ++version) {
     done = run(opened, kSchemaSteps[version]);
   }
-  done = done && run(opened, "PRAGMA application_id=" + std::to_string(kApplicationId)) &&
-         run(opened, "PRAGMA user_version=" + std::to_string(kStoreSchemaVersion)) && run(opened, "COMMIT");
   if (!done) {
     error = store_failure(opened);
-    run(opened, "ROLLBACK");
   }
   return done;
+}
+
+// Commits it. There is something to write even when the schema is the newest: a store that is not writable shows.
+bool commit_upgrade(store *opened) {
+  return run(opened, "PRAGMA application_id=" + std::to_string(kApplicationId)) &&
+         run(opened, "PRAGMA user_version=" + std::to_string(kStoreSchemaVersion)) && run(opened, "COMMIT");
 }
 
 bool bring_up_to_date(store *opened, std::string &error) {
@@ -143,7 +160,7 @@ bool bring_up_to_date(store *opened, std::string &error) {
             ", this switchd knows versions up to " + std::to_string(kStoreSchemaVersion);
     return false;
   }
-  return version == kStoreSchemaVersion || upgrade(opened, version, error);
+  return begin_upgrade(opened, version, error);
 }
 
 bool prepare_statements(store *opened, std::string &error) {
@@ -165,10 +182,10 @@ bool fill_file(const std::string &path, std::string &error) {
       sqlite3_open_v2(path.c_str(), &fresh.db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) == SQLITE_OK &&
       run(&fresh, "PRAGMA page_size=1024") && run(&fresh, "PRAGMA journal_mode=MEMORY") &&
       run(&fresh, "PRAGMA synchronous=FULL");
-  if (!open) {
+  const bool filled = open && begin_upgrade(&fresh, 0, error) && commit_upgrade(&fresh);
+  if (!filled) {
     error = store_failure(&fresh);
   }
-  const bool filled = open && upgrade(&fresh, 0, error);
   sqlite3_close(fresh.db);
   return filled;
 }
@@ -178,7 +195,8 @@ bool fill_file(const std::string &path, std::string &error) {
 store *store_open(const std::string &path, std::string &error) {
   store *opened = new store;
   opened->path = path;
-  if (!store_file_take(opened, fill_file, error) || !store_log_is_sound(path, error) || !open_database(opened, error) ||
+  if (!store_file_take(opened, fill_file, error) || !open_file(opened, error) ||
+      !store_log_is_sound(opened->log_path, error) || !open_database(opened, error) ||
       !bring_up_to_date(opened, error) || !prepare_statements(opened, error)) {
     store_close(opened);
     return nullptr;
@@ -186,16 +204,18 @@ store *store_open(const std::string &path, std::string &error) {
   return opened;
 }
 
-// In service reads are answered on the same thread: whoever else locks the database must not stop them.
 bool store_enter_service(store *opened, std::string &error) {
-  // A write makes the log.
-  const bool written = run(opened, "BEGIN IMMEDIATE") &&
-                       run(opened, "UPDATE setting SET value = " + std::to_string(digest_number(opened->digest)) +
-                                       " WHERE name = 'digest'") &&
-                       run(opened, "COMMIT") && run(opened, "PRAGMA busy_timeout=50");
-  // From here on the log may go into the file at the end.
-  const bool entered =
-      written && sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr) == SQLITE_OK;
+  const bool written =
+      run(opened,
+          "UPDATE setting SET value = " + std::to_string(digest_number(opened->digest)) + " WHERE name = 'digest'") &&
+      commit_upgrade(opened) && run(opened, "PRAGMA journal_mode=WAL") &&
+      // The log starts anew: SQLite would write the next change in front of what is left of an unfinished one, as parts
+      // of the same log.
+      sqlite3_wal_checkpoint_v2(opened->db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
+  // In service reads are answered on the same thread: whoever else locks the database must not stop them. And the log
+  // may go into the file at the end.
+  const bool entered = written && run(opened, "PRAGMA busy_timeout=50") &&
+                       sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr) == SQLITE_OK;
   if (!entered) {
     error = store_failure(opened);
   }

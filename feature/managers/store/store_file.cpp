@@ -71,8 +71,9 @@ bool make_file(store *opened, store_filler fill, std::string &error) {
   if (is_there(opened->path)) {
     return failed(opened->path, "a link to a file that does not exist", error);
   }
-  // SQLite would take it for the new store's log.
-  if (is_there(opened->path + "-wal")) {
+  // SQLite would take it for the new store's log. An empty one holds nothing.
+  struct stat log;
+  if (lstat((opened->path + "-wal").c_str(), &log) == 0 && log.st_size > 0) {
     return failed(opened->path,
                   "the store is gone, but its log is left beside it (-wal): put the store back, or remove the log to "
                   "start with a new one",
@@ -115,7 +116,6 @@ bool store_file_take(store *opened, store_filler fill, std::string &error) {
 }
 
 bool store_file_note(store *opened, std::string &error) {
-  opened->log_path = sqlite3_filename_wal(sqlite3_db_filename(opened->db, "main"));
   if (fstat(opened->lock, &opened->file) != 0) {
     return failed(opened->path, strerror(errno), error);
   }

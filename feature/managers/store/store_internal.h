@@ -44,12 +44,11 @@ inline constexpr table_shape kVsanTable{'v', 1}, kInterfaceTable{'i', 1}, kTimer
 struct store {
   std::string path;
   int lock = -1;          // the file itself, locked for as long as the store is open
-  std::string log_path;   // of SQLite's log beside it
+  std::string log_path;   // of SQLite's log, beside the file itself when the path is a link
   struct stat file = {};  // which files they are
   struct stat log_file = {};
   bool lost = false;  // a change went to a file that is no longer under the path
   store_digest digest;
-  uint64_t oldest_notification = 1;  // of those that the digest counts
   sqlite3 *db = nullptr;
   std::array<sqlite3_stmt *, kStatementCount> statements{};
 };
@@ -86,23 +85,25 @@ inline constexpr text_setting kTextSettings[] = {
     {"kdx_session_owner", [](switch_settings &s) -> std::string & { return s.distribution.owner; }, kSessionOwnerMax},
 };
 
-// Makes the store ready for writing: its log is there, and is noted. Returns false with `error` filled.
+// Commits the upgrade of a store whose rows were found sound, and makes it ready for writing: its log is there, empty,
+// and is noted. Returns false with `error` filled.
 bool store_enter_service(store *opened, std::string &error);
 
 // What a text about a file that is no sound store ends with.
 inline constexpr char kStoreNotSound[] =
-    "no sound switchd store: put a backup in its place, or move it away to start with a new one";
+    "no sound switchd store: put a backup in its place, or move it away to start with a new one; its log (-wal) has to "
+    "go with it either way";
 
 // Opens the file of the store and locks it. An absent one is made under another name first and gets its own when `fill`
 // has made it a sound store without rows, so that there never is half a store. Returns false with `error` filled.
 using store_filler = bool (*)(const std::string &path, std::string &error);
 bool store_file_take(store *opened, store_filler fill, std::string &error);
 
-// Whether the log beside the store, if there is one, can be taken to its end. Fills `error` when not.
-bool store_log_is_sound(const std::string &path, std::string &error);
+// Whether the log at `log_path`, if there is one, can be taken to its end. Fills `error` when not.
+bool store_log_is_sound(const std::string &log_path, std::string &error);
 
-// Notes which file the store is, and which log SQLite writes: the database is open and was written to. Returns false
-// with `error` filled.
+// Notes which file the store is, and which log SQLite writes: the database is open and in WAL mode. Returns false with
+// `error` filled.
 bool store_file_note(store *opened, std::string &error);
 
 // Whether the store and its log are still the files under their names. What is written to others would be gone with the

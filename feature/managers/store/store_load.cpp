@@ -133,6 +133,9 @@ std::string load_notification(sqlite3_stmt *row, store_rows &found) {
   if (size < 1 || size > kNotificationPayloadMax) {
     return which + "a payload of " + std::to_string(size) + " bytes: 1 to " + std::to_string(kNotificationPayloadMax);
   }
+  if (found.all.raised.size() == kNotificationsMax) {
+    return which + "more than " + std::to_string(kNotificationsMax) + " are queued";
+  }
   const auto *payload = static_cast<const uint8_t *>(sqlite3_column_blob(row, 2));
   found.all.raised.push_back({number, static_cast<int>(id), {payload, payload + size}});
   return "";
@@ -286,7 +289,8 @@ bool check_digest(store *opened, std::string &error) {
   if (stored == 0 || stored == digest_number(opened->digest)) {
     return true;
   }
-  error = opened->path + ": its rows are not those that were written: " + kStoreNotSound;
+  error = opened->path + ": its rows are not those that were written: " + kStoreNotSound +
+          "; whoever changed rows by hand says so by UPDATE setting SET value = 0 WHERE name = 'digest'";
   return false;
 }
 
@@ -302,8 +306,6 @@ int store_load(store *opened, switch_state &state, std::string &error) {
   }
   state_apply(state, found.all);
   digest_keep(opened->digest);
-  const auto &queued = found.all.raised;
-  opened->oldest_notification = queued.empty() ? found.all.settings.last_notification + 1 : queued.front().number;
   const std::string problem = whole_problem(state, found);
   if (!problem.empty()) {
     error = opened->path + ": " + problem;

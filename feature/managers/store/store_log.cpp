@@ -3,7 +3,6 @@
 // change. The format is https://sqlite.org/fileformat2.html#walformat.
 #include <string.h>
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -100,26 +99,30 @@ bool goes_on_behind(const log_reader &log, size_t place) {
   return false;
 }
 
-bool is_damaged(log_reader &log) {
+// What is wrong with the log; empty when it can be taken to its end.
+std::string log_problem(log_reader &log) {
   // The header is on the disk before the first frame.
   if (log.bytes.size() <= kHeader + kFrameHeader) {
-    return false;
+    return "";
   }
-  return !read_header(log) || goes_on_behind(log, sound_until(log));
+  if (!read_header(log)) {
+    return "the header of the store's log is damaged, and what is behind it cannot be read";
+  }
+  return goes_on_behind(log, sound_until(log))
+             ? "the store's log is damaged before its end, and changes that were acknowledged are behind it"
+             : "";
 }
 
 }  // namespace
 
-bool store_log_is_sound(const std::string &path, std::string &error) {
-  const std::string log_path = path + "-wal";
+bool store_log_is_sound(const std::string &log_path, std::string &error) {
   std::ifstream file(log_path, std::ios::binary);
   log_reader log;
   log.bytes.assign(std::istreambuf_iterator<char>(file), {});
-  if (is_damaged(log)) {
-    error = log_path +
-            ": the store's log is damaged before its end, and changes that were acknowledged are behind it: "
-            "put a backup in place of both, or remove the log to start without what is in it";
-    return false;
+  const std::string problem = log_problem(log);
+  if (!problem.empty()) {
+    error = log_path + ": " + problem +
+            ": put a backup in the store's place and remove the log, or remove the log to start without what is in it";
   }
-  return true;
+  return problem.empty();
 }

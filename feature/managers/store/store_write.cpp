@@ -158,22 +158,26 @@ bool write_settings(store *opened, const switch_state &state, const switch_chang
   return true;
 }
 
-bool trim_notifications(store *opened, uint64_t floor) {
-  for (; opened->oldest_notification <= floor; ++opened->oldest_notification) {
-    digest_remove(opened, kNotificationTable, opened->oldest_notification);
+// By rows: numbers that were edited by hand may have gaps of any size.
+bool trim_notifications(store *opened, const switch_state &before, uint64_t floor) {
+  for (const notification_record &queued : before.notifications) {
+    if (queued.number > floor) {
+      break;
+    }
+    digest_remove(opened, kNotificationTable, queued.number);
   }
   return execute(opened, kTrimNotifications, floor);
 }
 
-bool write_notifications(store *opened, const switch_change &change) {
-  const uint64_t floor = notification_floor(change);
+bool write_notifications(store *opened, const switch_state &before, const switch_change &change) {
+  const uint64_t floor = notification_floor(before, change);
   for (const notification_record &raised : change.raised) {
     if (raised.number > floor &&
         !put(opened, kPutNotification, kNotificationTable, raised.number, raised.id, raised.payload)) {
       return false;
     }
   }
-  return (change.raised.empty() && change.taken == 0) || trim_notifications(opened, floor);
+  return (change.raised.empty() && change.taken == 0) || trim_notifications(opened, before, floor);
 }
 
 bool write_digest(store *opened) {
@@ -187,9 +191,8 @@ int store_write(store *opened, const switch_state &before, const switch_change &
     error = opened->lost ? opened->path + ": the store was removed or replaced; switchd must be started again" : error;
     return -1;
   }
-  const uint64_t oldest = opened->oldest_notification;
   if (execute(opened, kBegin) && write_rows(opened, change) && write_distribution(opened, change) &&
-      write_settings(opened, before, change) && write_notifications(opened, change) && write_digest(opened) &&
+      write_settings(opened, before, change) && write_notifications(opened, before, change) && write_digest(opened) &&
       execute(opened, kCommit)) {
     digest_keep(opened->digest);
     opened->lost = !store_file_in_place(opened, error);
@@ -197,7 +200,6 @@ int store_write(store *opened, const switch_state &before, const switch_change &
   }
   error = store_failure(opened);
   digest_take_back(opened->digest);
-  opened->oldest_notification = oldest;
   if (sqlite3_get_autocommit(opened->db) == 0) {  // a full disk may have rolled back already
     execute(opened, kRollback);
   }

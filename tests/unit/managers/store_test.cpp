@@ -2,6 +2,7 @@
 #include "store/store.h"
 
 #include <signal.h>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +18,14 @@
 
 namespace {
 
+// The size up to which this process may let files grow.
+void set_file_limit(rlim_t bytes) {
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  limit.rlim_cur = bytes;
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
 struct Store : switch_under_test {
   // The text of the failure to open or load the file.
   std::string failure() const {
@@ -28,6 +37,15 @@ struct Store : switch_under_test {
     }
     store_close(opened);
     return error;
+  }
+  // The store, which is refused, keeps its bytes and gets no files beside it.
+  void expect_refusal_leaves_everything() const {
+    const std::string before = file_text(store_path());
+    EXPECT_NE(failure(), "");
+    EXPECT_TRUE(file_text(store_path()) == before);
+    for (const char *beside : {"-wal", "-shm", "-journal"}) {
+      EXPECT_FALSE(std::filesystem::exists(store_path() + beside)) << beside;
+    }
   }
 };
 
@@ -138,19 +156,94 @@ TEST_F(Store, AStoreOfTheFirstSchemaIsTakenAndItsRowsAreCountedFromThenOn) {
   open();
 }
 
+TEST_F(Store, ARefusedStoreInRollbackModeStaysInIt) {
+  close();
+  edit_store("PRAGMA journal_mode = DELETE; UPDATE vsan SET name = 'other' WHERE id = 10", false);
+  expect_refusal_leaves_everything();
+  edit_store("UPDATE vsan SET name = 'alpha' WHERE id = 10", false);
+  open();
+  EXPECT_EQ(set_row(new_row(50, "in-service")), 0);
+  EXPECT_TRUE(std::filesystem::exists(store_path() + "-wal"));
+}
+
+TEST_F(Store, ARefusedStoreOfTheFirstSchemaStaysOfIt) {
+  for (const char *mode : {"WAL", "DELETE"}) {
+    close();
+    edit_store("DELETE FROM setting WHERE name = 'digest'; PRAGMA user_version = 1; PRAGMA journal_mode = " +
+                   std::string(mode) + "; UPDATE vsan SET mtu = 9 WHERE id = 20",
+               false);
+    expect_refusal_leaves_everything();
+    edit_store("UPDATE vsan SET mtu = 2112 WHERE id = 20", false);
+    open();
+  }
+}
+
+TEST_F(Store, ARefusalTellsTheWaysOut) {
+  close();
+  edit_store("UPDATE vsan SET name = 'other' WHERE id = 10", false);
+  EXPECT_NE(failure().find("its log (-wal) has to go with it"), std::string::npos) << failure();
+  EXPECT_NE(failure().find("UPDATE setting SET value = 0 WHERE name = 'digest'"), std::string::npos) << failure();
+  edit_store("UPDATE setting SET value = 0 WHERE name = 'digest'", false);
+  open();
+}
+
+TEST_F(Store, AnEmptyLogWithoutAStoreIsNoLog) {
+  close();
+  std::filesystem::remove(store_path());
+  std::ofstream(store_path() + "-wal").flush();
+  open();
+  EXPECT_EQ(set_row(new_row(50, "new-store")), 0);
+}
+
+TEST_F(Store, AStartShowsThatTheStoreCanBeWritten) {
+  close();
+  // Who reads has made the files beside the store, so that only what is written to them is too much.
+  sqlite3 *reader = nullptr;
+  ASSERT_EQ(sqlite3_open(store_path().c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "SELECT count(*) FROM vsan", nullptr, nullptr, nullptr), SQLITE_OK);
+  signal(SIGXFSZ, SIG_IGN);
+  set_file_limit(1);
+  EXPECT_EQ(failure().find(store_path() + ": "), 0U);
+  set_file_limit(RLIM_INFINITY);
+  signal(SIGXFSZ, SIG_DFL);
+  sqlite3_close(reader);
+  open();
+}
+
+TEST_F(Store, AGapInTheNotificationsNumbersCostsNeitherTimeNorNotifications) {
+  ASSERT_EQ(set_row(new_row(50, "before-the-gap")), 0);
+  ASSERT_FALSE(managers.state.notifications.empty());
+  close();
+  edit_store("UPDATE setting SET value = 100000000000 WHERE name = 'last_notification'");
+  open();
+  alarm(5);  // who counts through the gap is at it for hours
+  ASSERT_EQ(set_row(new_row(51, "behind-the-gap")), 0);
+  alarm(0);
+  EXPECT_GT(managers.state.notifications.back().number, 100000000000U);
+  const switch_state before = managers.state;
+  close();
+  open();
+  EXPECT_TRUE(before == managers.state);
+}
+
+TEST_F(Store, MoreNotificationsThanAreKeptAreRefusedByName) {
+  close();
+  edit_store(
+      "UPDATE setting SET value = 5000 WHERE name = 'last_notification'; WITH RECURSIVE n(i) AS (SELECT 1001 UNION ALL"
+      " SELECT i + 1 FROM n WHERE i < 3000) INSERT INTO notification SELECT i, 102, x'00' FROM n");
+  EXPECT_NE(failure().find("more than 1024 are queued"), std::string::npos) << failure();
+  edit_store("DELETE FROM notification WHERE number > 2000");
+  open();
+  EXPECT_EQ(managers.state.notifications.back().number, 2000U);
+}
+
 TEST_F(Store, AWriteThatFailsIsRefusedAndChangesNothing) {
   // The file system takes no more: SQLite's log cannot grow.
-  const auto set_limit = [](rlim_t bytes) {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &limit);
-  };
   signal(SIGXFSZ, SIG_IGN);
-  set_limit(1);
+  set_file_limit(1);
   EXPECT_REFUSED(set_row(new_row(50, "too-much")), kStatusStoreFailed);
   EXPECT_REFUSED(delete_row(10), kStatusStoreFailed);
-  set_limit(RLIM_INFINITY);
+  set_file_limit(RLIM_INFINITY);
   signal(SIGXFSZ, SIG_DFL);
   ASSERT_EQ(log.size(), 2U);
   EXPECT_NE(log[0].find(store_path()), std::string::npos) << log[0];
