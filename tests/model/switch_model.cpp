@@ -19,6 +19,10 @@ int struck(switch_model &s, int opcode) {
 void send_home(switch_model &s, unsigned long id, deleted_vsan &record) {
   for (auto &[index, each] : s.interfaces) {
     if (each.vsan == id) {
+      // It is given back to the VSAN that it left last.
+      for (auto &[other, earlier] : s.deleted) {
+        earlier.interfaces.erase(index);
+      }
       record.interfaces[index] = each.is_static;
       each.vsan = kDefaultVsan;
       each.is_static = false;
