@@ -136,6 +136,10 @@ varbind random_varbind(dice &random, const manner &m, const std::vector<unsigned
   }
 }
 
+bool is_creation(const varbind &v) {
+  return is_under(v.name, vsan_column(kRowStatus)) && v.integer == kCreateAndGo;
+}
+
 }  // namespace
 
 std::vector<varbind> random_pdu(dice &random, const std::vector<unsigned long> &interfaces) {
@@ -147,6 +151,10 @@ std::vector<varbind> random_pdu(dice &random, const std::vector<unsigned long> &
     const bool is_named = std::any_of(pdu.begin(), pdu.end(), [&](const varbind &each) { return each.name == v.name; });
     if (!is_named || once_in(random, 4)) {
       pdu.push_back(v);
+    }
+    // What a PDU makes it may go on to name.
+    if (is_creation(v) && once_in(random, 4)) {
+      pdu.push_back(integer(v.name, one_of<long>(random, {kActive, kDestroy})));
     }
   }
   return pdu;
