@@ -161,7 +161,8 @@ TEST_F(Switchd, AHangupReopensTheLogFile) {
   EXPECT_EQ(file_text(log + ".1").find("stopping"), std::string::npos);
 }
 
-TEST_F(Switchd, TheLargestTopologyStartsWithinThreeSeconds) {
+// Half a second as it ships. What grew with the square of the VSANs took minutes.
+TEST_F(Switchd, TheLargestTopologyStartsInSeconds) {
   const std::string topology = directory.path + "/large.toml";
   ASSERT_EQ(
       system(("python3 " TOPOLOGIES "/generate-topology.py --vsans 4094 --interfaces 4096 > " + topology).c_str()), 0);
@@ -171,7 +172,7 @@ TEST_F(Switchd, TheLargestTopologyStartsWithinThreeSeconds) {
   const auto begin = std::chrono::steady_clock::now();
   start(with_topology, &line);
   EXPECT_EQ(line, "ready\n") << file_text(directory.path + "/stderr");
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
 }
 
 }  // namespace

@@ -206,8 +206,8 @@ store *store_open(const std::string &path, std::string &error) {
 
 namespace {
 
-// The log starts anew: SQLite would write the next change in front of what is left of an unfinished one, as parts of the
-// same log. Where somebody reads from it, it stays: that is no reason not to start.
+// The log starts anew: SQLite would write the next change in front of what is left of an unfinished one, as parts of
+// the same log. Where somebody reads from it, it stays: that is no reason not to start.
 bool start_log_anew(store *opened) {
   const int done = sqlite3_wal_checkpoint_v2(opened->db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
   return done == SQLITE_OK || done == SQLITE_BUSY;
