@@ -161,7 +161,7 @@ TEST_F(Switchd, AHangupReopensTheLogFile) {
   EXPECT_EQ(file_text(log + ".1").find("stopping"), std::string::npos);
 }
 
-// Half a second as it ships. What grew with the square of the VSANs took minutes.
+// A tenth of a second as it ships. What grew with the square of the VSANs took minutes.
 TEST_F(Switchd, TheLargestTopologyStartsInSeconds) {
   const std::string topology = directory.path + "/large.toml";
   ASSERT_EQ(
