@@ -14,7 +14,7 @@
 #include <sys/socket.h>
 
 #include "fuzz_input.h"
-#include "mini_agent.h"
+#include "fuzz_world.h"
 
 namespace {
 
@@ -61,16 +61,6 @@ agent start() {
   const int client = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   FUZZ_EXPECT(connect(client, reinterpret_cast<const sockaddr *>(&address), size) == 0);
   return {transport->sock, client};
-}
-
-void make_world() {
-  fake::reset();
-  for (uint32_t vsan : {1u, 5u, 9u, 10u, 4093u}) {
-    fake::add_vsan(vsan);
-  }
-  fake::add_interface(101, 5);
-  fake::add_interface(102, 10, false);
-  mini::make_set_lists();
 }
 
 // One datagram, served to its end. What is answered is read and dropped.

@@ -3,7 +3,7 @@
 #include <iterator>
 
 #include "fuzz_input.h"
-#include "mini_agent.h"
+#include "fuzz_world.h"
 
 namespace {
 
@@ -11,16 +11,6 @@ using namespace mib;
 
 constexpr u_char kTypes[] = {ASN_INTEGER, ASN_OCTET_STR, ASN_GAUGE, ASN_TIMETICKS, ASN_OBJECT_ID, ASN_NULL};
 constexpr int kStepsMax = 24;
-
-void make_world() {
-  fake::reset();
-  for (uint32_t vsan : {1u, 5u, 9u, 10u, 4093u}) {
-    fake::add_vsan(vsan);
-  }
-  fake::add_interface(101, 5);
-  fake::add_interface(102, 10, false);
-  mini::make_set_lists();
-}
 
 const struct variable7 &take_object(fuzz_input &in) {
   return vsan_mib_variables[take_byte(in) % kVsanMibObjects];

@@ -194,17 +194,7 @@ size_t registered_objects() {
   return count;
 }
 
-// Loading runs against the agent's real registry.
-class Loading : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
-    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
-    snmp_disable_log();
-    init_agent("vsan_mib_test");
-  }
-  void SetUp() override { fake::reset(); }
-};
+class Loading : public LoadingTest {};
 
 std::string output_of(void (*procedure)()) {
   testing::internal::CaptureStdout();
