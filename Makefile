@@ -50,10 +50,10 @@ test:
 	$(DEPS) build demo test clients bench
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan
-	ctest --test-dir build/asan --output-on-failure -j 4
+	ctest --test-dir build/asan --output-on-failure -j 6
 	cmake --preset release -DVSANMIB_TESTS=ON -DVSANMIB_BENCH=ON >/dev/null
 	cmake --build --preset release
-	ctest --test-dir $(BUILD) --output-on-failure -j 4
+	ctest --test-dir $(BUILD) --output-on-failure -j 6
 
 # How fast the module is beside the same rows in other tables: see bench/README.md. A developer measures one thing in ten
 # seconds with SECONDS=10 SIZES=100 PEERS=ours SHAPES=getnext-1.

@@ -366,15 +366,27 @@ std::string store_rows(const lab &l) {
 }
 
 int free_udp_port() {
-  const int s = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  bind(s, reinterpret_cast<sockaddr *>(&address), size);
-  getsockname(s, reinterpret_cast<sockaddr *>(&address), &size);
-  close(s);
-  return ntohs(address.sin_port);
+  // Below the ports that the kernel gives to clients, and in each process some others than in its neighbours: what is
+  // free now is free still when a daemon asks for it.
+  constexpr int kFirst = 10000;
+  constexpr int kPorts = 10000;
+  constexpr int kOfAProcess = 16;
+  static int next = getpid() * kOfAProcess % kPorts;
+  for (int tries = 0; tries < kPorts; ++tries) {
+    const int port = kFirst + next;
+    next = (next + 1) % kPorts;
+    const int s = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const bool is_free = bind(s, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+    close(s);
+    if (is_free) {
+      return port;
+    }
+  }
+  throw std::runtime_error("no UDP port of loopback is free");
 }
 
 }  // namespace lab

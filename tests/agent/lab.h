@@ -92,6 +92,7 @@ std::string settled_dump(const lab &l);
 // …". Notifications and the time of the last change are left out.
 std::string store_rows(const lab &l);
 
+// A UDP port of loopback that nobody has now, and that no client and no other test is given. Throws when none is free.
 int free_udp_port();
 
 }  // namespace lab

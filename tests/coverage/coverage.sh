@@ -45,5 +45,5 @@ ctest --test-dir "$build" --output-on-failure -j 2 -E "$NOT_RUN" >"$build/covera
   exit 1
 }
 grep 'tests passed' "$build/coverage-tests.log"
-count rest --filter platform/ --filter feature/managers/ --filter operator_input/ --filter switchd/ --filter vsanctl/
+count rest --filter protocol/ --filter platform/ --filter feature/managers/ --filter operator_input/ --filter switchd/ --filter vsanctl/
 promise rest line $REST_LINES

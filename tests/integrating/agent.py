@@ -1,5 +1,7 @@
 """A stock snmpd with a platform and the module, on a free loopback port, and what asks it."""
+import contextlib
 import os
+import random
 import re
 import socket
 import subprocess
@@ -10,9 +12,13 @@ SYS_DESCR = ".1.3.6.1.2.1.1.1.0"
 
 
 def free_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as found:
-        found.bind(("127.0.0.1", 0))
-        return found.getsockname()[1]
+    """Below the ports that the kernel gives to clients: it is free still when a daemon asks for it."""
+    for _ in range(100):
+        port = random.SystemRandom().randrange(20000, 32000)
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as tried, contextlib.suppress(OSError):
+            tried.bind(("127.0.0.1", port))
+            return port
+    raise RuntimeError("no UDP port from 20000 to 32000 is free")
 
 
 class Agent:
