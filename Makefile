@@ -5,7 +5,8 @@ BUILD := build/release
 DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
-  fuzz model model-defects broken-exchanges monitoring monitoring-test soak soak_programs chaos coverage mutate clean
+  fuzz model model-defects broken-exchanges monitoring monitoring-test soak soak_programs chaos coverage mutate long \
+  clean
 
 all: build
 
@@ -96,7 +97,8 @@ check:
 	git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run -Werror
 	printf '%s\n' $(SOURCES) | xargs -n 4 -P 2 clang-tidy --quiet -p build/asan
 
-# Each fuzzer for FUZZ_SECONDS, under the sanitizers, from the seeds in the tree. What it finds stays in build/fuzz/found.
+# Each fuzzer for FUZZ_SECONDS, under the sanitizers, from the seeds in the tree; what it reached (cov: edges of the
+# code, ft: ways through them) is printed, what it finds stays in build/fuzz/found.
 FUZZ_SECONDS ?= 60
 fuzz:
 	$(DEPS) build test
@@ -105,24 +107,26 @@ fuzz:
 	@set -e; for seeds in tests/fuzz/seeds/*; do \
 	  name=$$(basename $$seeds); echo "== $$name"; \
 	  mkdir -p build/fuzz/corpus/$$name build/fuzz/found; \
-	  build/fuzz/bin/fuzz_$$name -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 -verbosity=0 -close_fd_mask=1 \
+	  build/fuzz/bin/fuzz_$$name -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 -close_fd_mask=1 \
 	    -artifact_prefix=build/fuzz/found/$$name- build/fuzz/corpus/$$name $$seeds 2>build/fuzz/$$name.log || \
 	    { tail -50 build/fuzz/$$name.log; exit 1; }; \
-	  grep stat::number_of_executed_units build/fuzz/$$name.log; \
+	  grep DONE build/fuzz/$$name.log; \
 	done
 
-# Agent, module and switch against a model of them: PDUS random SETs, twice, side by side. MODEL_SEED repeats a run.
+# Agent, module and switch against a model of them: PDUS random SETs, twice, side by side. MODEL_SEED repeats a run, with
+# the next seed beside it.
 PDUS ?= 500000
 model:
 	$(DEPS) build demo test
 	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
 	cmake --build --preset release --target product whole_model_test watched_module
 	@pids=; for run in 1 2; do \
+	  if [ $$run = 2 ] && [ -n "$$MODEL_SEED" ]; then MODEL_SEED=$$((MODEL_SEED + 1)); fi; \
 	  MODEL_PDUS=$(PDUS) $(BUILD)/bin/whole_model_test >build/model-$$run.log 2>&1 & pids="$$pids $$!"; \
 	done; failed=0; for pid in $$pids; do wait $$pid || failed=1; done; \
 	grep -hE '^MODEL_SEED|PDUs:|^PDU ' build/model-1.log build/model-2.log; exit $$failed
 
-# Each exchange of each object breaks in each way, those that cost a time-out too: most of an hour of waiting.
+# Each exchange of each object breaks in each way, those that cost a time-out too: 25 minutes of waiting.
 broken-exchanges:
 	$(DEPS) build demo test
 	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
@@ -159,8 +163,8 @@ mutate:
 	cmake --build --preset mutation
 	nice -n 10 tests/mutation/mutate.py --build build/mutation --only "$(ONLY)"
 
-# Promises kept for long, see docs/reliability.md: an hour of load and disturbances, or a day with SECONDS=86400; and ROUNDS
-# of processes that die or stand still. Both end with an error when a promise is broken; SEED repeats a run.
+# Promises kept for long, see docs/reliability.md: an hour of load and disturbances, or a day with SECONDS=86400; and
+# ROUNDS of processes that die or stand still. Both end with an error when a promise is broken; SEED repeats a run.
 SOAK_ARGS = --build $(BUILD) --out build/$@ $(addprefix --seed ,$(SEED))
 SOAK_SECONDS = $(if $(filter file,$(origin SECONDS)),3600,$(SECONDS))
 ROUNDS ?= 1000
@@ -174,6 +178,9 @@ soak_programs:
 	$(DEPS) build demo test bench
 	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
 	cmake --build --preset release --target product soak_load
+
+# All that takes long, one after the other: four to five hours for a machine that has nothing else to do.
+long: package-test monitoring-test coverage mutate model model-defects broken-exchanges chaos soak fuzz
 
 clean:
 	rm -rf build

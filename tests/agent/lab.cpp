@@ -366,8 +366,8 @@ std::string store_rows(const lab &l) {
 }
 
 int free_udp_port() {
-  // Below the ports that the kernel gives to clients, and in each process some others than in its neighbours: what is
-  // free now is free still when a daemon asks for it.
+  // Below the ports that the kernel gives to clients, and in each process others than in those that run beside it, but
+  // for a few in 625: what is free now is free still when a daemon asks for it.
   constexpr int kFirst = 10000;
   constexpr int kPorts = 10000;
   constexpr int kOfAProcess = 16;

@@ -92,7 +92,8 @@ std::string settled_dump(const lab &l);
 // …". Notifications and the time of the last change are left out.
 std::string store_rows(const lab &l);
 
-// A UDP port of loopback that nobody has now, and that no client and no other test is given. Throws when none is free.
+// A UDP port of loopback that nobody has now, that no client is given by the kernel, and hardly ever another test at
+// the same time. Throws when none is free.
 int free_udp_port();
 
 }  // namespace lab

@@ -45,5 +45,9 @@ ctest --test-dir "$build" --output-on-failure -j 2 -E "$NOT_RUN" >"$build/covera
   exit 1
 }
 grep 'tests passed' "$build/coverage-tests.log"
-count rest --filter protocol/ --filter platform/ --filter feature/managers/ --filter operator_input/ --filter switchd/ --filter vsanctl/
+rest=()
+for folder in protocol platform feature/managers operator_input switchd vsanctl; do
+  rest+=(--filter "$folder/")
+done
+count rest "${rest[@]}"
 promise rest line $REST_LINES

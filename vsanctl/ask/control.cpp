@@ -16,8 +16,8 @@ std::vector<uint8_t> request_of(const nlohmann::json &object) {
 
 }  // namespace
 
-nlohmann::json ask_control(const char *what, int opcode, int msg_type, const nlohmann::json &object) {
-  const auto answer = ask_or_fail(what, {kServiceControl, opcode, msg_type, request_of(object), kAnyAnswer});
+nlohmann::json ask_control(const char *what, int opcode, int msg_type, const nlohmann::json &object, int wait) {
+  const auto answer = ask_or_fail(what, {kServiceControl, opcode, msg_type, request_of(object), kAnyAnswer, wait});
   return nlohmann::json::parse(answer.begin(), answer.end());
 }
 

@@ -55,14 +55,6 @@ bool is_read(int msg_type) {
   return msg_type != kMsgSet && msg_type != kMsgDelete;
 }
 
-// Seconds. The last piece of a file is read, compared and made durable before it is answered: some thousands of VSANs
-// on a busy machine take longer than any other request.
-int longest_wait(const question &asked) {
-  constexpr int kDefault = 0, kForConfigurations = 60;
-  const bool is_of_a_file = asked.service == kServiceControl && asked.opcode == kOpConfiguration;
-  return is_of_a_file && asked.msg_type == kMsgSet ? kForConfigurations : kDefault;
-}
-
 }  // namespace
 
 int ask_switch(const question &asked, std::vector<uint8_t> &answer) {
@@ -72,10 +64,10 @@ int ask_switch(const question &asked, std::vector<uint8_t> &answer) {
   void *response = nullptr;
   auto size = static_cast<uint32_t>(request.size());
   const bool wanted = asked.answer_size != 0;
-  const int status = cmi_req_resp(
-      asked.opcode, asked.msg_type, request.empty() ? nullptr : request.data(), wanted ? &response : nullptr, &size,
-      is_read(asked.msg_type) ? nullptr : kUser.c_str(), is_read(asked.msg_type) ? nullptr : kSession.c_str(),
-      asked.service, mts_response_q, longest_wait(asked));
+  const int status =
+      cmi_req_resp(asked.opcode, asked.msg_type, request.empty() ? nullptr : request.data(),
+                   wanted ? &response : nullptr, &size, is_read(asked.msg_type) ? nullptr : kUser.c_str(),
+                   is_read(asked.msg_type) ? nullptr : kSession.c_str(), asked.service, mts_response_q, asked.wait);
   const int why = errno;
   if (status == 0 && response != nullptr) {
     const auto *bytes = static_cast<const uint8_t *>(response);

@@ -15,6 +15,7 @@ struct question {
   int msg_type;
   std::vector<uint8_t> payload;
   size_t answer_size;
+  int wait = 0;  // for the answer, in seconds; 0: as long as for any request
 };
 
 // Sends it and returns the manager's status, 0 with `answer` filled. Ends the program when no manager answers, or with

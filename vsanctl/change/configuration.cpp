@@ -56,6 +56,10 @@ json piece_of(const std::string &text, size_t offset, const std::string &name, b
   }
 }
 
+// Seconds. The last piece of a file is read, compared and made durable before it is answered: some thousands of VSANs
+// on a busy machine take longer than any other request.
+constexpr int kWaitForAll = 60;
+
 // Sends the file and returns what switchd makes of it.
 json send_file(const std::string &name, bool apply) {
   std::string text;
@@ -69,8 +73,8 @@ json send_file(const std::string &name, bool apply) {
   size_t offset = 0;
   do {
     const json piece = piece_of(text, offset, name, apply);
-    answer = ask_control(what.c_str(), kOpConfiguration, kMsgSet, piece);
     offset += piece["text"].get_ref<const std::string &>().size();
+    answer = ask_control(what.c_str(), kOpConfiguration, kMsgSet, piece, offset < text.size() ? 0 : kWaitForAll);
   } while (offset < text.size());
   return answer;
 }

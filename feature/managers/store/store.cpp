@@ -218,10 +218,10 @@ bool start_log_anew(store *opened) {
 bool store_enter_service(store *opened, std::string &error) {
   const bool written = run(opened, "UPDATE setting SET value = " + std::to_string(digest_number(opened->digest)) +
                                        " WHERE name = 'digest'") &&
-                       commit_upgrade(opened) && run(opened, "PRAGMA journal_mode=WAL") && start_log_anew(opened);
-  // In service reads are answered on the same thread: whoever else locks the database must not stop them. And the log
-  // may go into the file at the end.
-  const bool entered = written && run(opened, "PRAGMA busy_timeout=50") &&
+                       commit_upgrade(opened) && run(opened, "PRAGMA journal_mode=WAL");
+  // In service reads are answered on the same thread: whoever else locks the database must not stop them, nor the
+  // start. And the log may go into the file at the end.
+  const bool entered = written && run(opened, "PRAGMA busy_timeout=50") && start_log_anew(opened) &&
                        sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr) == SQLITE_OK;
   if (!entered) {
     error = store_failure(opened);

@@ -18,20 +18,6 @@ namespace {
 
 constexpr size_t kConnectionsMax = 256;
 
-// The connection that is idle longest makes room for a new one. Returns whether one did.
-bool make_room(message_server *server) {
-  const int64_t now = monotonic_ms();
-  server_connection *longest = nullptr;
-  int64_t idle = server->limits.gives_way - 1;
-  for (server_connection &each : server->connections) {
-    if (const int64_t its = server_connection_idle(&each, now); its > idle) {
-      longest = &each;
-      idle = its;
-    }
-  }
-  return longest != nullptr && server_connection_retire(longest);
-}
-
 void refuse_peer(message_server *server, int fd) {
   ++server->counters.peers_refused;
   close(fd);
@@ -46,7 +32,7 @@ void take_connection(void *context, int fd) {
                           static_cast<int>(pid));
     return refuse_peer(server, fd);
   }
-  const bool room = server->connections.size() < kConnectionsMax || make_room(server);
+  const bool room = server->connections.size() < kConnectionsMax || message_server_make_room(server, uid, pid);
   if (!room || !server_connection_add(server, fd, uid, pid)) {
     message_server_report(server, "refused process %d: %zu connections are open", static_cast<int>(pid),
                           server->connections.size());

@@ -4,8 +4,9 @@
 // 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame
 //    itself cannot be read.
 // 3. Peers are checked with SO_PEERCRED: root, the server's own user, and members of the server's group may connect.
-// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from, an idle
-//    connection is closed after a while, and gives way sooner when all places are taken. A client connects again.
+// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from, and an idle
+//    connection is closed after a while. When all places are taken, who holds most of them loses one to who holds less,
+//    and among equals one that is idle gives way. A client connects again.
 #ifndef PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
 #define PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
 
@@ -53,9 +54,10 @@ void message_server_log_to(message_server *server, message_log log);
 
 // How long a connection may be idle, in milliseconds: nothing is asked on it and nothing to be answered.
 struct message_limits {
-  int64_t idle = 60'000;      // then it is closed: whoever has nothing to ask for a minute can connect again
-  int64_t gives_way = 5'000;  // then it is closed when a new peer finds no place; as long as a client waits for an
-                              // answer, so that no exchange is cut
+  int64_t idle = 60'000;  // then it is closed: whoever has nothing to ask for a minute can connect again
+  int64_t gives_way =
+      5'000;  // then it is closed when a new peer that holds no more finds no place; as long as a client
+              // waits for an answer, so that no exchange is cut
 };
 void message_server_limit(message_server *server, const message_limits &limits);
 

@@ -66,6 +66,11 @@ bool server_connection_retire(server_connection *connection);
 // Closes the connection and frees it.
 void server_connection_close(server_connection *connection);
 
+// Closes a connection of a server whose places are all taken, in favour of a new one of `uid` and `pid`: one of a user
+// or a process that holds more than these, whatever it waits for; else one that has been idle for `gives_way` of
+// somebody who does not hold less, so that nobody can take the places of others. Returns whether one was closed.
+bool message_server_make_room(message_server *server, uid_t uid, pid_t pid);
+
 // The fault that hits the request, or null. Its count goes down by one.
 std::unique_ptr<message_fault> message_server_take_fault(message_server *server, const message_header &header);
 

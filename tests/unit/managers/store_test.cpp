@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -208,6 +209,21 @@ TEST_F(Store, AStartShowsThatTheStoreCanBeWritten) {
   signal(SIGXFSZ, SIG_DFL);
   sqlite3_close(reader);
   open();
+}
+
+TEST_F(Store, AReaderInTheMiddleOfItsWorkHoldsNoStartUp) {
+  close();
+  sqlite3 *reader = nullptr;
+  ASSERT_EQ(sqlite3_open(store_path().c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT count(*) FROM vsan", nullptr, nullptr, nullptr), SQLITE_OK);
+  const auto begun = std::chrono::steady_clock::now();
+  open();
+  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(1500));  // 2 s is how long it waited
+  EXPECT_EQ(set_row(new_row(50, "beside-a-reader")), 0);
+  sqlite3_close(reader);
+  close();
+  open();
+  EXPECT_TRUE(managers.state.vsans.contains(50));
 }
 
 TEST_F(Store, AGapInTheNotificationsNumbersCostsNeitherTimeNorNotifications) {
