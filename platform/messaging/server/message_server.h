@@ -4,9 +4,9 @@
 // 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame
 //    itself cannot be read.
 // 3. Peers are checked with SO_PEERCRED: root, the server's own user, and members of the server's group may connect.
-// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from, and an idle
-//    connection is closed after a while. When all places are taken, who holds most of them loses one to who holds less,
-//    and among equals one that is idle gives way. A client connects again.
+// 4. What a peer can make the server keep is bounded: a peer that does not read its answers is not read from, and an
+//    idle connection is closed after a while. When all places are taken, who holds most of them loses one to who holds
+//    less, and among equals one that is idle gives way. A client connects again.
 #ifndef PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
 #define PLATFORM_MESSAGING_SERVER_MESSAGE_SERVER_H
 
