@@ -8,6 +8,7 @@
 #include <string.h>
 #include <sys/select.h>
 
+#include <chrono>
 #include <stdexcept>
 
 #include "lab.h"
@@ -69,8 +70,8 @@ int on_answer(int operation, netsnmp_session *, int request_id, netsnmp_pdu *res
   return 1;
 }
 
-// Reads what has come, for 20 ms at most.
-void serve_session(void *session) {
+// Reads a datagram, awaited for 20 ms at most. Returns whether one came.
+bool serve_session(void *session) {
   fd_set ready;
   FD_ZERO(&ready);
   int count = 0, block = 0;
@@ -78,9 +79,10 @@ void serve_session(void *session) {
   snmp_sess_select_info(session, &count, &ready, &wait, &block);
   if (select(count, &ready, nullptr, nullptr, &wait) > 0) {
     snmp_sess_read(session, &ready);
-  } else {
-    snmp_sess_timeout(session);
+    return true;
   }
+  snmp_sess_timeout(session);
+  return false;
 }
 
 answer exchange_until_given_up(client &c, netsnmp_pdu *pdu) {
@@ -99,9 +101,28 @@ answer exchange_until_given_up(client &c, netsnmp_pdu *pdu) {
   return std::move(current.out);
 }
 
+int on_unawaited(int operation, netsnmp_session *, int, netsnmp_pdu *, void *unawaited) {
+  if (operation == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) {
+    ++*static_cast<size_t *>(unawaited);
+  }
+  return 1;
+}
+
+// Throws std::runtime_error when the PDU cannot be sent.
+void send_only(client &c, netsnmp_pdu *pdu) {
+  if (snmp_sess_async_send(c.session, pdu, on_unawaited, &c.unawaited) == 0) {
+    snmp_free_pdu(pdu);
+    throw std::runtime_error("a PDU is not sent");
+  }
+}
+
 answer exchange(client &c, netsnmp_pdu *pdu) {
   if (c.next_request_id != 0) {
     pdu->reqid = c.next_request_id;
+  }
+  if (!c.waits) {
+    send_only(c, pdu);
+    return {};
   }
   if (c.gives_up) {
     return exchange_until_given_up(c, pdu);
@@ -161,6 +182,17 @@ client::client(const ::lab::lab &l, const identity &who, double timeout_seconds)
 
 client::~client() {
   snmp_sess_close(session);
+}
+
+void listen(const std::vector<client *> &clients, double seconds) {
+  using clock = std::chrono::steady_clock;
+  const auto end = clock::now() + std::chrono::duration<double>(seconds);
+  do {
+    for (client *c : clients) {
+      while (serve_session(c->session) && clock::now() < end) {
+      }
+    }
+  } while (clock::now() < end);
 }
 
 answer get(client &c, const std::vector<name_t> &names) {

@@ -41,7 +41,13 @@ struct client {
   long next_request_id = 0;
   // Asked some times a second while an answer is awaited; true gives the PDU up, and its answer is nobody's.
   std::function<bool()> gives_up{};
+  // False: a PDU is sent and not waited for. Its answer, if one comes, is counted in `unawaited` by `listen`.
+  bool waits = true;
+  size_t unawaited = 0;
 };
+
+// Counts what comes back to clients that do not wait, for so many seconds.
+void listen(const std::vector<client *> &clients, double seconds);
 
 struct answer {
   bool sent_back = false;  // false: no answer in time

@@ -19,16 +19,19 @@ OPERATORS = {"&&": "||", "||": "&&", "+": "-", "-": "+", "*": "/", "/": "*", "%"
 WORDS = {"true": "false", "false": "true", "RONLY": "RWRITE", "RWRITE": "RONLY", "SNMP_MSG_GET": "SNMP_MSG_SET",
          "SNMP_MSG_SET": "SNMP_MSG_GET"}
 # A look-up in exact mode takes any name today: what refuses one that it does not take is never reached.
-NO_CODE = re.compile(r'if \(!parse_key\(.*?\}|//[^\n]*|/\*.*?\*/|^\s*#(?:[^\n]*\\\n)*[^\n]*|static_assert\((?:[^;]*);|"(?:[^"\\\n]|\\.)*"|'
+NO_CODE = re.compile(r'if \(!parse_key\(.*?\}|//[^\n]*|/\*.*?\*/|^\s*#(?:[^\n]*\\\n)*[^\n]*|static_assert\((?:[^;]*);|'
+                     r'"(?:[^"\\\n]|\\.)*"|'
                      r"(?<![0-9])'(?:[^'\\\n]|\\.)*'", re.S | re.M)
 SPACED = re.compile(r"(?<=\S) (" + "|".join(map(re.escape, sorted({*COMPARISONS, *OPERATORS}, key=len, reverse=True)))
                     + r")(?= \S)")
 NUMBER = re.compile(r"(?<![\w.'])(0x[0-9a-fA-F]+|[0-9][0-9']*)(u?)(?![\w.'])")
-CONSTANT = re.compile(r"\b(k[A-Z]\w*|SNMP_ERR_\w+|RS_[A-Z]+|ASN_[A-Z_]+|u?int32_max|U?INT32_MAX)\b(?!\s*[\[({]|\s=\s|::)")
+CONSTANT = re.compile(r"\b(k[A-Z]\w*|SNMP_ERR_\w+|RS_[A-Z]+|ASN_[A-Z_]+|u?int32_max|U?INT32_MAX)\b"
+                      r"(?!\s*[\[({]|\s=\s|::)")
 DEFINED = re.compile(r"\b(k[A-Z]\w*)(?:\[\w*\])? = \{|\b(k[A-Z]\w*)\[|\b(k[A-Z]\w*)\("
                      r"|(?:bool|oid|row_format<[^;]*|denial_text|char) \*?(k[A-Z]\w*) =")
 FIELD = re.compile(r'\.(\w+) = ((?:"(?:[^"\\]|\\.)*"|[\w:]+(?:\([^(),]*\))?(?:\.\w+)?))(?=[,}])')
-STATEMENT = re.compile(r"(?<=[{};:)])\s+((?:\+\+|--)?\*?(?:static_cast<void>)?[\w:.\[\]]*(?:->\w+|\([^;{}]*?\)(?:\.|->)\w+)*"
+STATEMENT = re.compile(r"(?<=[{};:)])\s+"
+                       r"((?:\+\+|--)?\*?(?:static_cast<void>)?[\w:.\[\]]*(?:->\w+|\([^;{}]*?\)(?:\.|->)\w+)*"
                        r"(?:\(| = | [-+|]= |;)[^;{}]*(?:\{\}[^;{}]*)?;|(?:\+\+|--)[\w.>\[\]-]+;)")
 ONE_COMPARISON = re.compile(r"[^&|]* (?:==|!=) [^&|]*")  # whose sign is swapped anyway
 NO_STATEMENT = re.compile(r"\s*(?:return|case|default|using|break|continue|goto|static_assert|namespace|else)\b")
