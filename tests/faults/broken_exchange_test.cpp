@@ -101,13 +101,20 @@ const std::vector<set_case> &set_cases() {
       // The second varbind is refused by the switch when the first is done: the exchanges of UNDO are among those.
       {"createAndGoThenRefused",
        {row_status(30, kCreateAndGo), move(kFc4, 999)},
-       {},
+       {row_status(30, kDestroy)},
        true,
        false,
        4,
        kInconsistentName,
        7},
-      {"destroyThenRefused", {row_status(20, kDestroy), move(kFc4, 20)}, {}, true, false, 4, kInconsistentName, 6},
+      {"destroyThenRefused",
+       {row_status(20, kDestroy), move(kFc4, 20)},
+       {row_status(20, kCreateAndGo), name(20, "twenty"), move(kFc4, 20)},
+       true,
+       false,
+       4,
+       kInconsistentName,
+       6},
   };
   return all;
 }
@@ -148,11 +155,23 @@ class Relayed : public ::testing::Test {
   // The answer of a switch that is well again.
   bool comes_back(const std::function<bool()> &is_right) { return lab::wait_until(is_right, 3); }
 
-  // Makes the switch what it was before the SET.
+  // Makes the switch what it was before the SET. What is refused leaves something only where UNDO was given up.
   void put_back(const set_case &each) {
-    if (!each.back.empty()) {
+    if (each.status == kNoError || lab::store_rows(l) != store) {
       EXPECT_DONE(snmp::set(*client, each.back)) << each.name;
     }
+  }
+
+  // UNDO waits for nobody: of what a switch swallows that otherwise lives, the agent's log tells after half a minute.
+  bool is_given_up() {
+    return lab::wait_until(
+        [&] {
+          const std::string log = lab::read_file(l.dir + "/agent.log");
+          const size_t at = log.find(" could not be put back after a refused SET", log_seen);
+          log_seen = at == std::string::npos ? log_seen : log.size();
+          return at != std::string::npos;
+        },
+        35);
   }
 
   std::string lists() { return snmp::get(*client, {{1, 3, 6, 1, 4, 1, 8072, 9999, 9999, 1, 0}}).varbinds.at(0).octets; }
@@ -162,6 +181,7 @@ class Relayed : public ::testing::Test {
   std::unique_ptr<snmp::client> client;
   std::vector<varbind> shown;
   std::string store;
+  size_t log_seen = 0;  // of the agent's log, in octets
 };
 
 class BrokenExchange : public Relayed, public ::testing::WithParamInterface<named_breakage> {
@@ -260,7 +280,8 @@ void BrokenExchange::check_set(const set_case &each, const snmp::answer &answer,
     EXPECT_EQ(each.status, kNoError) << "the switch refused it";
     EXPECT_EQ(now, after);
   } else if (each.is_undone) {
-    EXPECT_TRUE(comes_back([&] { return lab::store_rows(l) == store; })) << lab::store_rows(l);
+    const bool undone = comes_back([&] { return lab::store_rows(l) == store; });
+    EXPECT_TRUE(undone || (GetParam().kind == breakage::hang && is_given_up())) << lab::store_rows(l);
   } else {
     EXPECT_TRUE(now == store || now == after) << now;
   }
