@@ -167,7 +167,7 @@ class Relayed : public ::testing::Test {
     return lab::wait_until(
         [&] {
           const std::string log = lab::read_file(l.dir + "/agent.log");
-          const size_t at = log.find(" could not be put back after a refused SET", log_seen);
+          const size_t at = log.find(" not be put back after a refused SET", log_seen);
           log_seen = at == std::string::npos ? log_seen : log.size();
           return at != std::string::npos;
         },
