@@ -36,6 +36,13 @@ int new_socket() {
   return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
 }
 
+void listen_at(int listener, const std::string &path) {
+  const sockaddr_un address = address_of(path);
+  if (bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 || listen(listener, 8) != 0) {
+    throw std::runtime_error("no relay at " + path);
+  }
+}
+
 // A frame, or nothing at the connection's end.
 bytes receive(int from) {
   bytes frame(kMessageMax);
@@ -88,11 +95,10 @@ bytes noise_like(const bytes &frame) {
 
 relay::relay(const std::string &socket_file)
     : path_(socket_file), moved_to_(socket_file + ".moved"), listener_(new_socket()) {
-  const sockaddr_un address = address_of(path_);
-  if (rename(path_.c_str(), moved_to_.c_str()) != 0 ||
-      bind(listener_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 || listen(listener_, 8) != 0) {
+  if (rename(path_.c_str(), moved_to_.c_str()) != 0) {
     throw std::runtime_error("no relay at " + path_);
   }
+  listen_at(listener_, path_);
   thread_ = std::thread([this] { run(); });
 }
 
@@ -110,8 +116,20 @@ relay::~relay() {
   rename(moved_to_.c_str(), path_.c_str());
 }
 
+// Waits until the thread has done it, which owns the descriptors.
+void relay::be_away(std::unique_lock<std::mutex> &lock, bool away) {
+  wants_away_ = away;
+  followed_.wait(lock, [&] { return away == (listener_ < 0); });
+}
+
+void relay::leave() {
+  std::unique_lock lock(guard_);
+  be_away(lock, true);
+}
+
 void relay::plan(unsigned nth, breakage kind) {
-  const std::lock_guard lock(guard_);
+  std::unique_lock lock(guard_);
+  be_away(lock, false);
   nth_ = nth;
   kind_ = kind;
   seen_ = 0;
@@ -120,6 +138,28 @@ void relay::plan(unsigned nth, breakage kind) {
 unsigned relay::requests() {
   const std::lock_guard lock(guard_);
   return seen_;
+}
+
+// Returns whether the service went away or came back.
+bool relay::follow_wish() {
+  if (wants_away_ == (listener_ < 0)) {
+    return false;
+  }
+  if (wants_away_) {
+    close(std::exchange(listener_, -1));
+    unlink(path_.c_str());
+    for (const connection &each : connections_) {
+      close(each.client);
+      close(each.server);
+    }
+    connections_.clear();
+    late_.clear();
+  } else {
+    listener_ = new_socket();
+    listen_at(listener_, path_);
+  }
+  followed_.notify_all();
+  return true;
 }
 
 void relay::take_connection() {
@@ -151,6 +191,10 @@ bool relay::pass_request(connection &c) {
   }
   peeked.resize(static_cast<size_t>(got));
   const breakage kind = next_breakage(peeked);
+  if (kind == breakage::gone) {
+    wants_away_ = true;
+    return true;
+  }
   if (kind == breakage::reset_before_read) {
     return false;
   }
@@ -236,7 +280,7 @@ void relay::run() {
         connections_.erase(connections_.begin() + static_cast<long>(i));
       }
     }
-    if (ready[0].revents != 0) {
+    if (!follow_wish() && ready[0].revents != 0) {
       take_connection();
     }
   }

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <stdint.h>
 
+#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -18,6 +19,7 @@ enum class breakage {
   reset_before_read,  // the connection ends with the request unread
   reset_after_read,   // the request is read, and goes nowhere
   hang,               // and nothing ever comes
+  gone,               // the whole service goes away with the request unread, until the next plan
   // The switch does what it is asked; of its answer arrives:
   reset_after_done,  // the end of the connection
   no_payload,        // the header, which says that there is nothing more
@@ -32,7 +34,8 @@ enum class breakage {
 
 // Whether the switch is asked at all.
 constexpr bool is_done(breakage kind) {
-  return kind != breakage::reset_before_read && kind != breakage::reset_after_read && kind != breakage::hang;
+  return kind != breakage::reset_before_read && kind != breakage::reset_after_read && kind != breakage::hang &&
+         kind != breakage::gone;
 }
 // Whether whoever asked waits in vain until his time-out.
 constexpr bool is_waited_for(breakage kind) {
@@ -47,8 +50,11 @@ class relay {
   relay(const relay &) = delete;
   relay &operator=(const relay &) = delete;
 
-  // Breaks the `nth` request from now on, counted from 1; 0: none. Counting starts anew.
+  // Breaks the `nth` request from now on, counted from 1; 0: none. Counting starts anew, and a service that is away is
+  // back.
   void plan(unsigned nth, breakage kind);
+  // The service goes away as with its process: no listener, no socket file, no connection. It is back at the next plan.
+  void leave();
   // Requests since then, probes left out.
   unsigned requests();
 
@@ -59,6 +65,8 @@ class relay {
     breakage of_answer = breakage::none;  // how the next answer is broken
   };
   void run();
+  void be_away(std::unique_lock<std::mutex> &lock, bool away);
+  bool follow_wish();
   void take_connection();
   bool pass_request(connection &c);
   bool pass_answer(connection &c);
@@ -79,6 +87,8 @@ class relay {
   unsigned nth_ = 0, seen_ = 0;
   breakage kind_ = breakage::none;
   bool ending_ = false;
+  bool wants_away_ = false;
+  std::condition_variable followed_;
   std::thread thread_;
 };
 

@@ -17,6 +17,8 @@ size_t from_environment(const char *variable, size_t otherwise) {
   return text == nullptr ? otherwise : strtoul(text, nullptr, 10);
 }
 
+constexpr size_t kPage = 1024;  // of a store
+
 void put_file(const std::string &path, const std::string &content) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
@@ -81,6 +83,21 @@ TEST_F(StoreDamage, AFlippedBitIsRefusedByNameOrChangesNothing) {
   EXPECT_TRUE(managers.state == acknowledged);
 }
 
+// Between two pages, where a file system cuts, each part of the file is whole.
+TEST_F(StoreDamage, AFileThatIsCutBetweenTwoPagesIsRefusedByName) {
+  close();
+  const std::string sound = file_text(store_path());
+  ASSERT_EQ(sound.substr(16, 2), std::string("\x04\0", 2)) << "the size of its pages, as the file says";
+  ASSERT_EQ(sound.size() % kPage, 0u);
+  ASSERT_GT(sound.size(), 10 * kPage);
+  for (size_t length = 0; length < sound.size(); length += kPage) {
+    switch_state state;
+    ASSERT_TRUE(is_refused(sound.substr(0, length), "", state)) << "cut at " << length;
+  }
+  put_file(store_path(), sound);
+  open();
+}
+
 TEST_F(StoreDamage, AFileThatIsCutIsRefusedByName) {
   close();
   const std::string sound = file_text(store_path());
@@ -95,7 +112,7 @@ TEST_F(StoreDamage, AFileThatIsCutIsRefusedByName) {
 }
 
 // Sizes in SQLite's log: its header, and a page with its own.
-constexpr size_t kHeader = 32, kFrame = 24 + 1024;
+constexpr size_t kHeader = 32, kFrame = 24 + kPage;
 
 // The log of a switchd that was killed, with twelve changes in it. SQLite takes it up to its first unsound frame.
 struct LogDamage : StoreDamage {

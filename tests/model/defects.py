@@ -66,6 +66,10 @@ DEFECTS = [
            MODULE + "fabric_write/force_flags.cpp",
            "flags_of_vsan[vsan] = flags;",
            "flags_of_vsan[vsan] = flags | 1;"),
+    Defect("a DELETE leaves the time of the last change as it was",
+           "feature/managers/state/change_effects.cpp",
+           "  if (table_changed) {",
+           "  if (table_changed && change.vsans_removed.empty()) {"),
 ]
 
 TARGETS = ["whole_model_test", "watched_module", "switchd", "vsanctl"]

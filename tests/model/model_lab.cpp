@@ -18,6 +18,7 @@ namespace model_lab {
 namespace {
 
 using namespace mib;
+using clock = std::chrono::steady_clock;
 
 constexpr unsigned long kFc1 = 16777216, kFc2 = 16781312, kFc3 = 16785408, kFc4 = 16789504, kFc5 = 16793600;
 
@@ -148,14 +149,24 @@ std::string lists_text(snmp::client &c) {
   return answer.sent_back ? answer.varbinds.at(0).octets : "no answer";
 }
 
-// It goes on, and only when a VSAN changed.
+// Two changes with more than this between them have different times: one hundredth, and a tenth of that for clocks
+// that are set.
+constexpr std::chrono::microseconds kToldApart(11'000);
+
+// It goes on when a VSAN changed, and only then.
 std::string compare_last_change(pair &p, const varbind &now) {
   const bool changed = std::exchange(p.changed, false);
+  const bool told_apart = changed && p.change_sent - p.seen_answered > kToldApart;
   const long before = p.changed_last.integer;
   p.changed_last = now;
-  return now.integer < before               ? "the time of the last change went back\n"
-         : now.integer > before && !changed ? "the time of the last change went on without a change\n"
-                                            : "";
+  if (changed) {
+    p.seen_answered = p.change_answered;
+  }
+  p.changes_told_apart += told_apart ? 1 : 0;
+  return now.integer < before                  ? "the time of the last change went back\n"
+         : now.integer > before && !changed    ? "the time of the last change went on without a change\n"
+         : now.integer == before && told_apart ? "the time of the last change stood still at a change\n"
+                                               : "";
 }
 
 bool tell_control(pair &, int type, const nlohmann::json &object) {
@@ -204,6 +215,7 @@ void start(pair &p) {
     p.clients.push_back(std::make_unique<snmp::client>(p.l, snmp::community(each.name), 30));
   }
   p.changed_last = walk_as(*p.clients[0]).changed;
+  p.seen_answered = clock::now();
 }
 
 bool refuse_write(pair &p, int opcode, unsigned nth, int status) {
@@ -230,14 +242,20 @@ std::string compare_set(pair &p, const user &who, const std::vector<varbind> &pd
   const auto of_user = static_cast<size_t>(&who - users().data());
   const unsigned long changes = p.model.switch_side.vsan_changes;
   expected = model::serve(p.model, who.role, pdu);
+  const clock::time_point sent = clock::now();
   const snmp::answer answer = snmp::set(*p.clients[of_user], pdu);
+  const clock::time_point answered = clock::now();
   if (!answer.sent_back) {
     return "no answer\n";
   }
   std::string out = difference("answer", text_of(model::outcome{answer.status, answer.index}), text_of(expected));
   out += difference("store", store_text(p.store), model::text_of(p.model.switch_side));
   out += difference("lists", lists_text(*p.clients[0]), model::lists_of(p.model));
-  p.changed |= p.model.switch_side.vsan_changes != changes;
+  if (p.model.switch_side.vsan_changes != changes) {
+    p.changed = true;
+    p.change_sent = sent;
+    p.change_answered = answered;
+  }
   if (!walks) {
     return out;
   }

@@ -4,6 +4,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,6 +30,9 @@ struct pair {
   std::vector<std::unique_ptr<snmp::client>> clients;  // by user
   mib::varbind changed_last;                           // the time of the last change, as the operator saw it last
   bool changed = false;                                // whether a VSAN changed since
+  // When the last PDU that changed one was sent and answered, and when that one was of which he saw the time.
+  std::chrono::steady_clock::time_point change_sent, change_answered, seen_answered;
+  unsigned long changes_told_apart = 0;  // how often the time had to go on
 
   pair() = default;
   pair(const pair &) = delete;

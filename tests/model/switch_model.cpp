@@ -80,11 +80,12 @@ int put_vsan(switch_model &s, unsigned long id, const sent_row &sent) {
   if (is_taken(s, id, sent.row.name)) {
     return kNotAllowed;
   }
-  ++s.vsan_changes;
   if (present != s.vsans.end()) {
-    present->second = completed(sent.row, present->second);
+    const vsan_row before = std::exchange(present->second, completed(sent.row, present->second));
+    s.vsan_changes += before == present->second ? 0 : 1;
     return kDone;
   }
+  ++s.vsan_changes;
   const auto record = s.deleted.find(id);
   const bool is_given_back = record != s.deleted.end() && sent.was_read;
   s.vsans[id] = completed(sent.row, is_given_back ? record->second.row : vsan_row{});

@@ -50,7 +50,7 @@ struct switch_model {
   long network_latency = 0, switch_latency = 0;
   long inorder = 2;
   std::map<unsigned long, deleted_vsan> deleted{};
-  unsigned long vsan_changes = 0;  // so far, even when a row was the same again
+  unsigned long vsan_changes = 0;  // so far; a row that is the same again is none
 
   // The next writes that are refused instead of done: the n-th of an opcode from now on.
   struct {
