@@ -40,7 +40,7 @@ promise module branch $MODULE_BRANCHES
 [ "$part" = all ] || exit 0
 
 forget
-ctest --test-dir "$build" --output-on-failure -j 2 -E "$NOT_RUN" >"$build/coverage-tests.log" || {
+ctest --test-dir "$build" --output-on-failure -j 4 -E "$NOT_RUN" >"$build/coverage-tests.log" || {
   grep -A30 'tests passed' "$build/coverage-tests.log"
   exit 1
 }
