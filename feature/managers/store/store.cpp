@@ -207,7 +207,7 @@ store *store_open(const std::string &path, std::string &error) {
 namespace {
 
 // The log starts anew: SQLite would write the next change in front of what is left of an unfinished one, as parts of
-// the same log. Where somebody reads from it, it stays: that is no reason not to start.
+// the same log. Where somebody reads from it for long, it stays: that is no reason not to start.
 bool start_log_anew(store *opened) {
   const int done = sqlite3_wal_checkpoint_v2(opened->db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
   return done == SQLITE_OK || done == SQLITE_BUSY;
@@ -218,10 +218,11 @@ bool start_log_anew(store *opened) {
 bool store_enter_service(store *opened, std::string &error) {
   const bool written = run(opened, "UPDATE setting SET value = " + std::to_string(digest_number(opened->digest)) +
                                        " WHERE name = 'digest'") &&
-                       commit_upgrade(opened) && run(opened, "PRAGMA journal_mode=WAL");
-  // In service reads are answered on the same thread: whoever else locks the database must not stop them, nor the
-  // start. And the log may go into the file at the end.
-  const bool entered = written && run(opened, "PRAGMA busy_timeout=50") && start_log_anew(opened) &&
+                       commit_upgrade(opened) && run(opened, "PRAGMA journal_mode=WAL") &&
+                       run(opened, "PRAGMA busy_timeout=500") && start_log_anew(opened);
+  // In service reads are answered on the same thread: whoever else locks the database must not stop them. And the log
+  // may go into the file at the end.
+  const bool entered = written && run(opened, "PRAGMA busy_timeout=50") &&
                        sqlite3_db_config(opened->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr) == SQLITE_OK;
   if (!entered) {
     error = store_failure(opened);

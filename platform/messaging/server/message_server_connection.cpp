@@ -232,6 +232,7 @@ bool server_connection_retire(server_connection *connection) {
   // From here on the peer's requests fail before they are sent. What it sent already is read and answered by the loop,
   // which then finds the end.
   shutdown(connection->fd, SHUT_RD);
+  connection->leaving = true;
   uint8_t byte;
   if (recv(connection->fd, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) > 0) {
     return false;

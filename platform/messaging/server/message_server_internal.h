@@ -34,6 +34,7 @@ struct server_connection {
   event_ptr readable;
   event_ptr writable;
   int64_t used = 0;                // when it last carried a frame; monotonic milliseconds
+  bool leaving = false;            // it is read to its end and then closed
   std::deque<frame_bytes> output;  // answers that the socket had no room for
   std::list<delayed_answer> delayed;
 };
@@ -66,9 +67,10 @@ bool server_connection_retire(server_connection *connection);
 // Closes the connection and frees it.
 void server_connection_close(server_connection *connection);
 
-// Closes a connection of a server whose places are all taken, in favour of a new one of `uid` and `pid`: one of a user
-// or a process that holds more than these, whatever it waits for; else one that has been idle for `gives_way` of
-// somebody who does not hold less, so that nobody can take the places of others. Returns whether one was closed.
+// Ends a connection of a server whose places are all taken, in favour of a new one of `uid` and `pid`: one of the user
+// who holds most, or else of that user's own process which holds most, if that is more than these hold; else one that
+// has been idle for `gives_way`, of somebody who does not hold less. Returns whether there is room, or will be once the
+// request that has arrived there is answered.
 bool message_server_make_room(message_server *server, uid_t uid, pid_t pid);
 
 // The fault that hits the request, or null. Its count goes down by one.

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <utility>
 #include <vector>
 
 #include "client_call.h"
@@ -144,26 +145,85 @@ TEST(FairShare, AnswersThatAreNotTakenAreNoReasonToStay) {
   EXPECT_EQ(greedy.standing(), kPlaces - 1);
 }
 
-// Processes of one user count together, so that many small ones take no more than a large one.
-TEST(FairShare, AUserWhoseManyProcessesHoldAllPlacesLosesOneToAnotherUser) {
-  const private_dir dir;
-  greedy_process greedy(dir.path);
-  fake_manager manager(dir.path);
-  limit(manager, {.idle = kNever, .gives_way = kNever});
+// The places of a service as two users hold them, by connections that nothing is behind.
+struct held_places {
+  held_places(fake_manager &of, const std::vector<std::pair<uid_t, pid_t>> &holders);
+  ~held_places();
   std::vector<int> ends;
-  manager.in_loop([&] {
-    for (int i = 0; i < kPlaces; ++i) {
+};
+
+held_places::held_places(fake_manager &of, const std::vector<std::pair<uid_t, pid_t>> &holders) {
+  of.in_loop([&] {
+    for (const auto &[uid, pid] : holders) {
       int pair[2];
       ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
-      ASSERT_TRUE(server_connection_add(manager.server, pair[0], 4711, 100000 + i));
+      ASSERT_TRUE(server_connection_add(of.server, pair[0], uid, pid));
       ends.push_back(pair[1]);
     }
   });
-  EXPECT_EQ(call("of another user").payload, "of another user");
-  EXPECT_EQ(standing_of(ends), kPlaces - 1);
+}
+
+held_places::~held_places() {
   for (const int end : ends) {
     close(end);
   }
+}
+
+// Processes of one user count together, so that many small ones take no more than a large one.
+TEST(FairShare, AUserWhoseManyProcessesHoldAllPlacesLosesOneToAnotherUser) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  limit(manager, {.idle = kNever, .gives_way = kNever});
+  std::vector<std::pair<uid_t, pid_t>> holders;
+  for (int i = 0; i < kPlaces; ++i) {
+    holders.emplace_back(4711, 100000 + i);
+  }
+  const held_places held(manager, holders);
+  EXPECT_EQ(call("of another user").payload, "of another user");
+  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
+}
+
+TEST(FairShare, AmongUsersWhoHoldAlikeTheNewOnesOwnLargestProcessLosesOne) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  limit(manager, {.idle = kNever, .gives_way = kNever});
+  std::vector<std::pair<uid_t, pid_t>> holders;
+  for (int i = 0; i < kPlaces / 2; ++i) {
+    holders.emplace_back(4711, 100000);
+    holders.emplace_back(getuid(), 200000);
+  }
+  const held_places held(manager, holders);
+  EXPECT_EQ(call("one of us").payload, "one of us");
+  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
+}
+
+TEST(FairShare, ProcessesOfContainersAreNotTakenForOne) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  limit(manager, {.idle = kNever, .gives_way = kNever});
+  const held_places held(manager, std::vector<std::pair<uid_t, pid_t>>(kPlaces, {getuid(), 0}));
+  EXPECT_EQ(call("one more").payload, std::nullopt);
+  EXPECT_EQ(standing_of(held.ends), kPlaces);
+  limit(manager, {.idle = kNever, .gives_way = 10});
+  usleep(20'000);
+  EXPECT_EQ(call("after the idle").payload, "after the idle");
+  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
+}
+
+TEST(FairShare, ARequestThatHasArrivedIsAnsweredFirst) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  limit(manager, {.idle = kNever, .gives_way = kNever});
+  const held_places held(manager, std::vector<std::pair<uid_t, pid_t>>(kPlaces, {4711, 100000}));
+  const timeval patience = {2, 0};
+  setsockopt(held.ends[0], SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  manager.in_loop([&] {
+    send_raw(held.ends[0], request_frame(1, 149, "in flight"));
+    EXPECT_TRUE(message_server_make_room(manager.server, 4712, 1));
+  });
+  EXPECT_EQ(receive_raw(held.ends[0]).payload, "in flight");
+  EXPECT_FALSE(receive_raw(held.ends[0]).came);
+  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
 }
 
 }  // namespace
