@@ -56,8 +56,8 @@ test:
 	cmake --build --preset release
 	ctest --test-dir $(BUILD) --output-on-failure -j 6
 
-# How fast the module is beside the same rows in other tables: see bench/README.md. A developer measures one thing in ten
-# seconds with SECONDS=10 SIZES=100 PEERS=ours SHAPES=getnext-1.
+# How fast the module is beside the same rows in other tables: see bench/README.md. A developer measures one thing in
+# ten seconds with SECONDS=10 SIZES=100 PEERS=ours SHAPES=getnext-1.
 SECONDS := 300
 bench:
 	$(DEPS) build demo bench
@@ -113,8 +113,8 @@ fuzz:
 	  grep DONE build/fuzz/$$name.log; \
 	done
 
-# Agent, module and switch against a model of them: PDUS random SETs, twice, side by side. MODEL_SEED repeats a run, with
-# the next seed beside it.
+# Agent, module and switch against a model of them: PDUS random SETs, twice, side by side. MODEL_SEED repeats a run,
+# with the next seed beside it.
 PDUS ?= 500000
 model:
 	$(DEPS) build demo test
@@ -180,6 +180,7 @@ soak_programs:
 	cmake --build --preset release --target product soak_load
 
 # All that takes long, one after the other: four to five hours for a machine that has nothing else to do.
+.NOTPARALLEL:
 long: package-test monitoring-test coverage mutate model model-defects broken-exchanges chaos soak fuzz
 
 clean:

@@ -193,7 +193,7 @@ void look_after(std::vector<knocker> &all, const std::vector<bytes> &requests, s
   }
 }
 
-// Knocks at every socket with a thousand connections until told to end. Who meets a full backlog tries at the next turn.
+// Knocks at every socket with a thousand connections until told to end. Who meets a full backlog tries next turn.
 std::vector<tally> knock(const std::stop_token &ending, const lab::lab &l) {
   std::vector<knocker> all;
   std::vector<bytes> requests;

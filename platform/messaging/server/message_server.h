@@ -55,8 +55,8 @@ void message_server_log_to(message_server *server, message_log log);
 // How long a connection may be idle, in milliseconds: nothing is asked on it and nothing to be answered.
 struct message_limits {
   int64_t idle = 60'000;  // then it is closed: whoever has nothing to ask for a minute can connect again
-  // Then it makes room for a new peer that holds no more. While a client waits for an answer it does so only for others,
-  // when its process or user holds most of all places.
+  // Then it makes room for a new peer that holds no more. While a client waits for an answer it does so only when its
+  // process or user holds most of all places.
   int64_t gives_way = 5'000;
 };
 void message_server_limit(message_server *server, const message_limits &limits);
