@@ -126,7 +126,7 @@ model:
 	done; failed=0; for pid in $$pids; do wait $$pid || failed=1; done; \
 	grep -hE '^MODEL_SEED|PDUs:|^PDU ' build/model-1.log build/model-2.log; exit $$failed
 
-# Each exchange of each object breaks in each way, those that cost a time-out too: 25 minutes of waiting.
+# Each exchange of each object breaks in each way, those that cost a time-out too: half an hour of waiting.
 broken-exchanges:
 	$(DEPS) build demo test
 	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null

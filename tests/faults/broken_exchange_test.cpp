@@ -1,6 +1,6 @@
 // Each exchange of each object, in each phase, breaks in each way, with a real switch behind it: no wrong value is ever
 // given, what is answered with an error is not half done, nothing stays listed, and the next request is served.
-//   BROKEN_ALL   1: also each way that costs a time-out for each object, most of an hour
+//   BROKEN_ALL   1: also each way that costs a time-out for each object, half an hour
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>

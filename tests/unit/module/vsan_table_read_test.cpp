@@ -314,7 +314,7 @@ TEST_F(VsanTableRead, SuccessWithoutARowLeavesTheIndexAskedForAndZerosAndTheOid)
 }
 
 TEST_F(VsanTableRead, SuccessWithoutARowIsNotAnsweredByTheRowBefore) {
-  for (const int before : {kInterop, kName}) {  // answered from a copy, and from where the row came
+  for (const auto before : {kInterop, kName}) {  // answered from a copy, and from where the row came
     fake::the().overrule = nullptr;
     ASSERT_TRUE(mini::get(vsan_cell(before, 5)).has_value());
     fake::the().overrule = [](const fake::exchange &) { return fake::reply{}; };
