@@ -179,7 +179,7 @@ soak_programs:
 	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
 	cmake --build --preset release --target product soak_load
 
-# All that takes long, one after the other: four to five hours for a machine that has nothing else to do.
+# All that takes long, one after the other: most of three hours, by what each took by itself.
 .NOTPARALLEL:
 long: package-test monitoring-test coverage mutate model model-defects broken-exchanges chaos soak fuzz
 

@@ -145,25 +145,32 @@ TEST(FairShare, AnswersThatAreNotTakenAreNoReasonToStay) {
   EXPECT_EQ(greedy.standing(), kPlaces - 1);
 }
 
-// The places of a service as two users hold them, by connections that nothing is behind.
-struct held_places {
-  held_places(fake_manager &of, const std::vector<std::pair<uid_t, pid_t>> &holders);
-  ~held_places();
+using holder = std::pair<uid_t, pid_t>;
+
+// A service whose places are held by whom the test says; nothing gives way for being idle.
+struct full_service {
+  explicit full_service(const std::vector<holder> &holders);
+  ~full_service();
+  int standing() { return standing_of(ends); }
+
+  private_dir dir;
+  fake_manager manager{dir.path};
   std::vector<int> ends;
 };
 
-held_places::held_places(fake_manager &of, const std::vector<std::pair<uid_t, pid_t>> &holders) {
-  of.in_loop([&] {
+full_service::full_service(const std::vector<holder> &holders) {
+  limit(manager, {.idle = kNever, .gives_way = kNever});
+  manager.in_loop([&] {
     for (const auto &[uid, pid] : holders) {
       int pair[2];
       ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
-      ASSERT_TRUE(server_connection_add(of.server, pair[0], uid, pid));
+      ASSERT_TRUE(server_connection_add(manager.server, pair[0], uid, pid));
       ends.push_back(pair[1]);
     }
   });
 }
 
-held_places::~held_places() {
+full_service::~full_service() {
   for (const int end : ends) {
     close(end);
   }
@@ -171,59 +178,45 @@ held_places::~held_places() {
 
 // Processes of one user count together, so that many small ones take no more than a large one.
 TEST(FairShare, AUserWhoseManyProcessesHoldAllPlacesLosesOneToAnotherUser) {
-  const private_dir dir;
-  fake_manager manager(dir.path);
-  limit(manager, {.idle = kNever, .gives_way = kNever});
-  std::vector<std::pair<uid_t, pid_t>> holders;
+  std::vector<holder> holders;
   for (int i = 0; i < kPlaces; ++i) {
     holders.emplace_back(4711, 100000 + i);
   }
-  const held_places held(manager, holders);
+  full_service service(holders);
   EXPECT_EQ(call("of another user").payload, "of another user");
-  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
+  EXPECT_EQ(service.standing(), kPlaces - 1);
 }
 
 TEST(FairShare, AmongUsersWhoHoldAlikeTheNewOnesOwnLargestProcessLosesOne) {
-  const private_dir dir;
-  fake_manager manager(dir.path);
-  limit(manager, {.idle = kNever, .gives_way = kNever});
-  std::vector<std::pair<uid_t, pid_t>> holders;
-  for (int i = 0; i < kPlaces / 2; ++i) {
-    holders.emplace_back(4711, 100000);
-    holders.emplace_back(getuid(), 200000);
-  }
-  const held_places held(manager, holders);
+  std::vector<holder> holders(kPlaces / 2, {4711, 100000});
+  holders.resize(kPlaces, {getuid(), 200000});
+  full_service service(holders);
   EXPECT_EQ(call("one of us").payload, "one of us");
-  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
+  EXPECT_EQ(service.standing(), kPlaces - 1);
 }
 
 TEST(FairShare, ProcessesOfContainersAreNotTakenForOne) {
-  const private_dir dir;
-  fake_manager manager(dir.path);
-  limit(manager, {.idle = kNever, .gives_way = kNever});
-  const held_places held(manager, std::vector<std::pair<uid_t, pid_t>>(kPlaces, {getuid(), 0}));
+  full_service service(std::vector<holder>(kPlaces, {getuid(), 0}));
   EXPECT_EQ(call("one more").payload, std::nullopt);
-  EXPECT_EQ(standing_of(held.ends), kPlaces);
-  limit(manager, {.idle = kNever, .gives_way = 10});
+  EXPECT_EQ(service.standing(), kPlaces);
+  limit(service.manager, {.idle = kNever, .gives_way = 10});
   usleep(20'000);
   EXPECT_EQ(call("after the idle").payload, "after the idle");
-  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
+  EXPECT_EQ(service.standing(), kPlaces - 1);
 }
 
 TEST(FairShare, ARequestThatHasArrivedIsAnsweredFirst) {
-  const private_dir dir;
-  fake_manager manager(dir.path);
-  limit(manager, {.idle = kNever, .gives_way = kNever});
-  const held_places held(manager, std::vector<std::pair<uid_t, pid_t>>(kPlaces, {4711, 100000}));
+  full_service service(std::vector<holder>(kPlaces, {4711, 100000}));
+  const int asking = service.ends[0];
   const timeval patience = {2, 0};
-  setsockopt(held.ends[0], SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  manager.in_loop([&] {
-    send_raw(held.ends[0], request_frame(1, 149, "in flight"));
-    EXPECT_TRUE(message_server_make_room(manager.server, 4712, 1));
+  setsockopt(asking, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  service.manager.in_loop([&] {
+    send_raw(asking, request_frame(1, 149, "in flight"));
+    EXPECT_TRUE(message_server_make_room(service.manager.server, 4712, 1));
   });
-  EXPECT_EQ(receive_raw(held.ends[0]).payload, "in flight");
-  EXPECT_FALSE(receive_raw(held.ends[0]).came);
-  EXPECT_EQ(standing_of(held.ends), kPlaces - 1);
+  EXPECT_EQ(receive_raw(asking).payload, "in flight");
+  EXPECT_FALSE(receive_raw(asking).came);
+  EXPECT_EQ(service.standing(), kPlaces - 1);
 }
 
 }  // namespace
