@@ -21,7 +21,7 @@ namespace {
 
 using namespace mib;
 
-constexpr char kLoadIt[] = "dlmod switch_interfaces " LAB_LIB_DIR "/libswitchinterfaces.so\n";
+const std::string kLoadIt = "dlmod switch_interfaces " + lab::library("libswitchinterfaces.so") + "\n";
 constexpr char kOff[] = "smux,ifTable,ifXTable";
 constexpr unsigned long kFirst = 16777216, kSecond = 16781312, kFourth = 16789504;
 

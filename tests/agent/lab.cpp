@@ -111,10 +111,10 @@ std::string agent_conf(const lab &l) {
   if (l.how.traps) {
     conf << "trap2sink 127.0.0.1:" << l.trap_port << " public\n";
   }
-  conf << "dlmod switch_agent " LAB_LIB_DIR "/libswitchagent.so\n"
+  conf << "dlmod switch_agent " << library("libswitchagent.so") << "\n"
        << "switchRunDir " << l.dir << "/run\n"
        << "vsanRole tenants 10,20\n"
-       << "dlmod vsan_mib " << (l.how.module.empty() ? LAB_LIB_DIR "/libvsanmib.so" : l.how.module) << "\n"
+       << "dlmod vsan_mib " << (l.how.module.empty() ? library("libvsanmib.so") : l.how.module) << "\n"
        << l.how.agent_lines;
   return conf.str();
 }
@@ -134,6 +134,11 @@ void start_snmptrapd(lab &l) {
   }
 }
 
+std::string named(const char *variable, const char *otherwise) {
+  const char *name = getenv(variable);
+  return name != nullptr ? name : otherwise;
+}
+
 // In order, so that what counts which ways were taken writes that down.
 void end(process &p) {
   if (p.pid == 0) {
@@ -144,6 +149,18 @@ void end(process &p) {
 }
 
 }  // namespace
+
+std::string library(const std::string &file) {
+  return named("LAB_LIBRARIES", LAB_LIB_DIR) + "/" + file;
+}
+
+std::string program(const std::string &name) {
+  return named("LAB_PROGRAMS", LAB_BIN_DIR) + "/" + name;
+}
+
+std::string agent_program() {
+  return named("LAB_SNMPD", "snmpd");
+}
 
 // Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock
 // program.
@@ -209,8 +226,8 @@ void start(lab &l, const options &how) {
 
 void start_switchd(lab &l) {
   const std::string topology = l.how.topology_file.empty() ? l.dir + "/topology.toml" : l.how.topology_file;
-  std::vector<std::string> command = {LAB_BIN_DIR "/switchd", "--run-dir",  l.dir + "/run", "--state",
-                                      l.dir + "/switch.db",   "--topology", topology};
+  std::vector<std::string> command = {program("switchd"),   "--run-dir",  l.dir + "/run", "--state",
+                                      l.dir + "/switch.db", "--topology", topology};
   if (!l.how.agent_user.empty()) {
     command.insert(command.end(), {"--group", l.how.agent_user});
   }
@@ -222,7 +239,7 @@ void start_switchd(lab &l) {
 
 void start_snmpd(lab &l) {
   write_file(l.dir + "/snmpd.conf", agent_conf(l));
-  std::vector<std::string> command = {"snmpd",
+  std::vector<std::string> command = {agent_program(),
                                       "-f",
                                       "-C",
                                       "-c",
@@ -293,7 +310,7 @@ result run(const std::vector<std::string> &command) {
 }
 
 result ctl(const lab &l, std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), {LAB_BIN_DIR "/vsanctl", "--run-dir", l.dir + "/run"});
+  arguments.insert(arguments.begin(), {program("vsanctl"), "--run-dir", l.dir + "/run"});
   return run(arguments);
 }
 

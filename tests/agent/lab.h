@@ -44,6 +44,12 @@ struct lab {
   ~lab();  // kills what still runs and removes the directory
 };
 
+// What labs start and load: this build's own and the machine's snmpd, unless the environment names those of another
+// build, or of another processor: LAB_LIBRARIES and LAB_PROGRAMS are folders, LAB_SNMPD is a program.
+std::string library(const std::string &file);
+std::string program(const std::string &name);
+std::string agent_program();
+
 // Starts everything and waits until the agent answers. Throws std::runtime_error with the logs when something
 // does not start.
 void start(lab &l, const options &how = {});

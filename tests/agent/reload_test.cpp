@@ -106,7 +106,7 @@ constexpr const char *kExports[] = {
 };
 
 TEST(Exports, TheModuleExportsItsNamesAndNoOther) {
-  const auto nm = lab::run({"nm", "-D", "--defined-only", LAB_LIB_DIR "/libvsanmib.so"});
+  const auto nm = lab::run({"nm", "-D", "--defined-only", lab::library("libvsanmib.so")});
   ASSERT_EQ(nm.status, 0) << nm.output;
   std::set<std::string> found;
   std::istringstream lines(nm.output);
@@ -122,8 +122,8 @@ TEST(Exports, TheModuleExportsItsNamesAndNoOther) {
 }
 
 TEST(Exports, TheModuleNeedsOnlyNetSnmpThePlatformAndTheLanguagesRuntime) {
-  const auto needed =
-      lab::run({"sh", "-c", "readelf -d " LAB_LIB_DIR "/libvsanmib.so | sed -n 's/.*NEEDED.*\\[\\(.*\\)\\]/\\1/p'"});
+  const auto needed = lab::run(
+      {"sh", "-c", "readelf -d " + lab::library("libvsanmib.so") + " | sed -n 's/.*NEEDED.*\\[\\(.*\\)\\]/\\1/p'"});
   std::istringstream lines(needed.output);
   for (std::string library; std::getline(lines, library);) {
     const bool known = library.rfind("libnetsnmp", 0) == 0 || library == "libswitchplatform.so" ||
@@ -244,7 +244,7 @@ TEST_F(Reload, TheAgentStartsBeforeSwitchdAndAnswersOnceItIsThere) {
       setenv("LD_PRELOAD", LAB_PRELOAD, 1);
       setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
     }
-    execlp("snmpd", "snmpd", "-f", "-C", "-c", (l.dir + "/snmpd.conf").c_str(), "-I", "-smux",
+    execlp(lab::agent_program().c_str(), "snmpd", "-f", "-C", "-c", (l.dir + "/snmpd.conf").c_str(), "-I", "-smux",
            ("--persistentDir=" + l.dir + "/agent").c_str(), "-Lf", (l.dir + "/agent.log").c_str(),
            lab::agent_address(l).c_str(), static_cast<char *>(nullptr));
     _exit(127);

@@ -72,7 +72,7 @@ inline bool agent_answers(const lab::lab &l) {
 inline void restart_agent(lab::lab &l, const std::string &conf) {
   lab::stop(l.snmpd);
   lab::write_file(l.dir + "/snmpd.conf", conf);
-  l.snmpd = lab::launch({"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux",
+  l.snmpd = lab::launch({lab::agent_program(), "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux",
                          "--persistentDir=" + l.dir + "/agent", "-Lf", l.dir + "/agent.log", lab::agent_address(l)},
                         l.dir + "/snmpd.log", true);
   if (!agent_answers(l)) {

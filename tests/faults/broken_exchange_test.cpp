@@ -133,7 +133,7 @@ class Relayed : public ::testing::Test {
  protected:
   // The agent meets the relays, and no memory that it could read instead of asking.
   void SetUp() override {
-    const std::string module = LAB_LIB_DIR "/libwatched_module.so";
+    const std::string module = lab::library("libwatched_module.so");
     lab::start(l, {.agent_lines = "dlmod list_watch " + module + "\n", .module = module});
     lab::stop(l.snmpd);
     const std::string run = l.dir + "/run/";

@@ -22,7 +22,7 @@ class ClockStep : public FabricTest {
     file = name;
     const std::string before = LAB_PRELOAD[0] == '\0' ? "" : std::string(LAB_PRELOAD) + ":";
     setenv("STEPPED_CLOCK", file.c_str(), 1);
-    setenv("LD_PRELOAD", (before + STEPPED_CLOCK_LIBRARY).c_str(), 1);
+    setenv("LD_PRELOAD", (before + STEPPED_CLOCK_LIBRARY + ":" + lab::library("libstepped_clock.so")).c_str(), 1);
     lab::start(l, {.traps = true});
   }
   void TearDown() override {

@@ -43,7 +43,7 @@ TEST_F(RunDirectoryRemoved, WhoComesAnewIsToldWhichDirectory) {
 
 TEST_F(RunDirectoryRemoved, ASecondSwitchGetsTheDirectoryAndNotTheStore) {
   const lab::result r =
-      lab::run({LAB_BIN_DIR "/switchd", "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db"});
+      lab::run({lab::program("switchd"), "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db"});
   EXPECT_EQ(r.status, 4) << r.output;
   EXPECT_NE(r.output.find("another switchd uses this store"), std::string::npos) << r.output;
   EXPECT_DONE(set({name(5, "through")}));

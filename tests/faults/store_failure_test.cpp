@@ -101,7 +101,7 @@ TEST_F(SmallDisk, AFullDiskRefusesWritesAndGoesOnReadingUntilThereIsRoom) {
 
 TEST_F(SmallDisk, AReadOnlyStoreIsRefusedAtTheStartByName) {
   ASSERT_EQ(mount("none", disk.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=400k"), 0);
-  const lab::result r = lab::run({LAB_BIN_DIR "/switchd", "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db",
+  const lab::result r = lab::run({lab::program("switchd"), "--run-dir", l.dir + "/run", "--state", l.dir + "/switch.db",
                                   "--topology", l.dir + "/topology.toml"});
   EXPECT_NE(r.status, 0);
   EXPECT_NE(r.output.find("switch.db"), std::string::npos) << r.output;

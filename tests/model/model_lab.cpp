@@ -46,7 +46,7 @@ model::switch_model small_switch() {
 
 lab::options agent_of_all_users() {
   lab::options how;
-  how.module = LAB_LIB_DIR "/libwatched_module.so";
+  how.module = lab::library("libwatched_module.so");
   how.agent_lines = "dlmod list_watch " + how.module + "\n";
   for (size_t i = 1; i < users().size(); ++i) {
     how.agent_lines += role_lab::member_lines(users()[i].name, users()[i].name);

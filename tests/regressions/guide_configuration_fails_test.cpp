@@ -30,7 +30,7 @@ TEST(GuideConfiguration, WorksAsItStands) {
   lab::lab l;
   lab::start(l);
   std::string block = guide_block();
-  ASSERT_NO_FATAL_FAILURE(replace(block, "/usr/lib/...", LAB_LIB_DIR));
+  ASSERT_NO_FATAL_FAILURE(replace(block, "/usr/lib/...", lab::library("")));
   ASSERT_NO_FATAL_FAILURE(replace(block, "switchRunDir /run/switchd", "switchRunDir " + l.dir + "/run"));
   const std::string conf = conf_of(l);
   lab::stop(l.snmpd);

@@ -87,7 +87,8 @@ TEST_F(WithoutTheExtension, TheTwoLibrariesMayBeUnloadedAndLoadedInAnyOrder) {
 
 TEST_F(WithoutTheExtension, ItsLineMayComeAfterTheModules) {
   std::string conf = without(conf_of(l), "dlmod");
-  conf += "dlmod vsan_mib " LAB_LIB_DIR "/libvsanmib.so\ndlmod switch_agent " LAB_LIB_DIR "/libswitchagent.so\n";
+  conf += "dlmod vsan_mib " + lab::library("libvsanmib.so") + "\ndlmod switch_agent " +
+          lab::library("libswitchagent.so") + "\n";
   restart_agent(l, conf);
   expect_open();
   EXPECT_EQ(count(log_of(l), kMissing), 0u);

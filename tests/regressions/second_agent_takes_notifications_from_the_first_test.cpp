@@ -11,10 +11,10 @@ class SecondAgent : public SetTest {
   void SetUp() override {
     SetTest::SetUp();
     ASSERT_TRUE(lab::wait_until([&] { return text("switchd").find("are subscribed to") != std::string::npos; }));
-    second = lab::launch(
-        {"snmpd", "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux", "--persistentDir=" + l.dir + "/second", "-Lf",
-         l.dir + "/second.log", "udp:127.0.0.1:" + std::to_string(lab::free_udp_port())},
-        l.dir + "/second-out.log", true);
+    second = lab::launch({lab::agent_program(), "-f", "-C", "-c", l.dir + "/snmpd.conf", "-I", "-smux",
+                          "--persistentDir=" + l.dir + "/second", "-Lf", l.dir + "/second.log",
+                          "udp:127.0.0.1:" + std::to_string(lab::free_udp_port())},
+                         l.dir + "/second-out.log", true);
   }
   void TearDown() override { lab::stop(second); }
   std::string text(const std::string &which) const {

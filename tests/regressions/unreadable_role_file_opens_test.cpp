@@ -20,7 +20,7 @@ void write_secret(const std::string &path, const std::string &text) {
 // without the files of the search path.
 void restart_as_nobody(lab::lab &l, const std::string &files, bool searches = false) {
   chmod(l.dir.c_str(), 0755);
-  std::vector<std::string> command = {"snmpd",
+  std::vector<std::string> command = {lab::agent_program(),
                                       "-f",
                                       "-c",
                                       files,
