@@ -85,8 +85,9 @@ int configuration_give(configuration_transfers &transfers, const switch_managers
   if (offset > copy->text.size()) {
     return kStatusMalformed;
   }
-  const size_t end = piece_end(copy->text, offset, kConfigurationPiece);
-  answer = {{"text", copy->text.substr(offset, end - offset)}, {"total", copy->text.size()}};
+  const auto start = static_cast<size_t>(offset);
+  const size_t end = piece_end(copy->text, start, kConfigurationPiece);
+  answer = {{"text", copy->text.substr(start, end - start)}, {"total", copy->text.size()}};
   if (end == copy->text.size()) {
     transfers.out.erase(client);
   }
