@@ -85,9 +85,9 @@ int configuration_give(configuration_transfers &transfers, const switch_managers
   if (offset > copy->text.size()) {
     return kStatusMalformed;
   }
-  const auto start = static_cast<size_t>(offset);
-  const size_t end = piece_end(copy->text, start, kConfigurationPiece);
-  answer = {{"text", copy->text.substr(start, end - start)}, {"total", copy->text.size()}};
+  const auto begin = static_cast<size_t>(offset);
+  const size_t end = piece_end(copy->text, begin, kConfigurationPiece);
+  answer = {{"text", copy->text.substr(begin, end - begin)}, {"total", copy->text.size()}};
   if (end == copy->text.size()) {
     transfers.out.erase(client);
   }
