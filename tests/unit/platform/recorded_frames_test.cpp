@@ -23,7 +23,8 @@
 namespace {
 
 constexpr size_t kSequenceAt = 8;
-constexpr int kHangs = 999;  // the opcode that is not answered
+constexpr int kHangs = 999;    // the opcode that is not answered
+constexpr int kPatience = 10;  // seconds, for all others: what a busy machine may take
 
 std::string frame_line(const std::string &what, std::vector<uint8_t> frame) {
   if (frame.size() >= kSequenceAt + sizeof(uint32_t) && get_be32(frame.data()) == kMessageMagic) {
@@ -111,20 +112,21 @@ void ignore_outcome(const platform_repair_outcome *) {}
 void client_frames(std::vector<std::string> &lines) {
   const private_dir dir;
   frame_keeper manager(dir);
-  call("\x01\x02\x03\x04");
+  call("\x01\x02\x03\x04", {.timeout = kPatience});
   append(lines, manager.take("a read with a request"));
   void *response = nullptr;
   uint32_t size = 4;
-  cmi_req_resp(kOpVsanNumber, 1, nullptr, &response, &size, nullptr, nullptr, 15, mts_response_q, 1);
+  cmi_req_resp(kOpVsanNumber, 1, nullptr, &response, &size, nullptr, nullptr, 15, mts_response_q, kPatience);
   free(response);
   append(lines, manager.take("a read without one"));
-  call(std::string(2632, '\0'), {.user = "operator", .session = "session-1", .wants_payload = false});
+  call(std::string(2632, '\0'),
+       {.timeout = kPatience, .user = "operator", .session = "session-1", .wants_payload = false});
   append(lines, manager.take("a write"));
-  call("\x80\xff", {.opcode = 0x01020304, .user = "gr\xc3\xbcn"});
+  call("\x80\xff", {.opcode = 0x01020304, .timeout = kPatience, .user = "gr\xc3\xbcn"});
   append(lines, manager.take("an opcode of four octets"));
 
   platform_repairs_begin();
-  call("repair", {.user = "operator", .session = "session-1", .wants_payload = false});
+  call("repair", {.timeout = kPatience, .user = "operator", .session = "session-1", .wants_payload = false});
   platform_repairs_end();
   append(lines, manager.take("a repair"));
 
