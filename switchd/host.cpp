@@ -14,6 +14,7 @@
 #include "configuration.h"
 #include "control.h"
 #include "distribution_service.h"
+#include "epoch_seconds.h"
 #include "local_socket.h"
 #include "log.h"
 #include "port_manager.h"
@@ -119,7 +120,7 @@ host_result open_run_dir(switch_host &host, std::string &error) {
 // switch was once filled from.
 bool is_newer(const std::string &file, const switch_settings &settings) {
   struct stat found = {};
-  return stat(file.c_str(), &found) == 0 && found.st_mtime > static_cast<time_t>(settings.changed_seconds);
+  return stat(file.c_str(), &found) == 0 && epoch_seconds(found.st_mtime) > settings.changed_seconds;
 }
 
 // An edited file must not be taken for what the switch is.
@@ -151,7 +152,7 @@ host_result open_store(switch_host &host, const std::string &state_file, switch_
   }
   timeval now{};
   gettimeofday(&now, nullptr);
-  topology.settings.changed_seconds = static_cast<uint64_t>(now.tv_sec);
+  topology.settings.changed_seconds = epoch_seconds(now.tv_sec);
   topology.settings.changed_microseconds = static_cast<uint64_t>(now.tv_usec);
   if (managers_first_start(host.managers, topology, error) != 0) {
     return kHostStore;

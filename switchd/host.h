@@ -37,7 +37,7 @@ struct switch_host {
   notification_server *notifications = nullptr;
   published_server *published = nullptr;  // null: every read is an exchange
   int lock = -1;                          // of the run directory
-  long group = -1;                        // a gid: whose members may connect; -1: those of the process's own group
+  int64_t group = -1;                     // a gid: whose members may connect; -1: those of the process's own group
   event_ptr page_timer = {};
   distribution_session distribution_told = {.enabled = 2, .owner = {}};  // what the shared page says; 2: nothing yet
   bool lost_run_dir = false;  // the run directory was removed, or is another switchd's; the log was told

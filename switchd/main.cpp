@@ -40,10 +40,10 @@ struct options {
   bool check = false;
 };
 
-// The gid of a group given by name or number; -1 when there is none.
-long group_id(const std::string &group) {
+// The gid of a group given by name or number; -1 when there is none. Gids go up to 2^32 - 2.
+int64_t group_id(const std::string &group) {
   if (const struct group *entry = getgrnam(group.c_str()); entry != nullptr) {
-    return static_cast<long>(entry->gr_gid);
+    return entry->gr_gid;
   }
   const bool number = !group.empty() && group.size() <= 9 && group.find_first_not_of("0123456789") == std::string::npos;
   return number ? std::stol(group) : -1;

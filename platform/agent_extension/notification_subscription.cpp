@@ -13,7 +13,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <vector>
@@ -36,7 +35,7 @@ constexpr long kLongestWaitMs = 5000;
 constexpr uint32_t kRefusalMax = 160;  // characters of a refusal that the log gets
 constexpr size_t kNameRoom = 64;       // of a user or a group in the log, with its end
 constexpr size_t kReasonRoom = kSocketPathRoom + 2 * kNameRoom + 160;
-constexpr time_t kSteadySeconds = 1;  // a connection that lasted so long was no refusal
+constexpr int64_t kSteadySeconds = 1;  // a connection that lasted so long was no refusal
 // Each try of a notification may cost the agent a time-out, so that later ones come seldom.
 constexpr int kTriesMax = 20;  // some minutes
 constexpr long kLongestWaitForTryMs = 30'000;
@@ -49,7 +48,7 @@ struct handler_row {
 struct subscription {
   bool allowed = false;
   int fd = -1;
-  time_t connected_at = 0;
+  int64_t connected_at = 0;  // monotonic seconds
   unsigned int alarm = 0;
   long wait_ms = kFirstWaitMs;
   bool told = false;          // the log knows that there is no connection
@@ -285,15 +284,15 @@ bool hand_to_handler(const notification_frame &frame) {
 
 // Whether the notification is to be tried again.
 bool try_again(const notification_frame &frame) {
-  const auto number = static_cast<unsigned long>(frame.number);
+  const auto number = static_cast<unsigned long long>(frame.number);
   if (++held.tries < kTriesMax) {
     if (held.tries == 1) {
-      snmp_log(LOG_WARNING, "switch_agent: notification %lu waits: a manager does not answer what its trap needs\n",
+      snmp_log(LOG_WARNING, "switch_agent: notification %llu waits: a manager does not answer what its trap needs\n",
                number);
     }
     return true;
   }
-  snmp_log(LOG_ERR, "switch_agent: notification %lu is given up after %d tries; given up so far: %u\n", number,
+  snmp_log(LOG_ERR, "switch_agent: notification %llu is given up after %d tries; given up so far: %u\n", number,
            held.tries, ++held.given_up);
   return false;
 }

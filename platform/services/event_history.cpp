@@ -2,6 +2,7 @@
 #include <string.h>
 #include <time.h>
 
+#include "epoch_seconds.h"
 #include "page_glance.h"
 #include "platform/sdwrap.h"
 
@@ -63,7 +64,7 @@ int sdwrap_hist_event(int module_id, int length, const void *record) {
     return -1;
   }
   const timespec now = event_clock_read();
-  const uint32_t head[] = {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_nsec), page_user_pid,
+  const uint32_t head[] = {epoch_seconds(now.tv_sec), static_cast<uint32_t>(now.tv_nsec), page_user_pid,
                            static_cast<uint32_t>(module_id)};
   slot_ring_write(event_ring(page), head, sizeof head / kWordSize, record, static_cast<uint32_t>(length));
   return 0;

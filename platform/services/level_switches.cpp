@@ -73,7 +73,7 @@ void buginf(int, void *modname, int, const char *format, ...) {
   if (length < 0) {
     return;
   }
-  timespec now;
+  timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
   struct tm local;
   localtime_r(&now.tv_sec, &local);

@@ -32,7 +32,7 @@ struct page_use {
 };
 
 page_use use;
-long owner_group = -1;
+int64_t owner_group = -1;
 
 void refresh_pid() {
   page_user_pid = static_cast<uint32_t>(getpid());
@@ -68,7 +68,7 @@ bool is_sound(const switch_page *page) {
 }
 
 void fill_new_page(switch_page *page) {
-  timespec now;
+  timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
   page->version = kPageVersion;
   page->size = sizeof(switch_page);
@@ -186,7 +186,7 @@ int platform_page_open() {
   return open_page(path.name, false);
 }
 
-int platform_page_own(long group) {
+int platform_page_own(int64_t group) {
   page_file path;
   owner_group = group;
   platform_page_close();

@@ -2,6 +2,7 @@
 #include <string.h>
 #include <time.h>
 
+#include "epoch_seconds.h"
 #include "page_layout.h"
 
 namespace {
@@ -61,11 +62,11 @@ int platform_errors_write(const platform_error *error) {
   if (page == nullptr) {
     return -1;
   }
-  timespec now;
+  timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
   uint32_t head[kErrorHeadWords] = {
-      static_cast<uint32_t>(now.tv_sec),    page_user_pid,     error->pdu,   error->code,
-      static_cast<uint32_t>(error->detail), error->snmp_error, error->phase, error->object_length};
+      epoch_seconds(now.tv_sec), page_user_pid, error->pdu,          error->code, static_cast<uint32_t>(error->detail),
+      error->snmp_error,         error->phase,  error->object_length};
   memcpy(head + 8, error->object, sizeof error->object);
   error_texts texts;
   copy_text(texts.user, error->user);

@@ -64,7 +64,7 @@ TEST_F(WriteValue, NumbersOutOfRangeAreWrongValueAndChangeNothing) {
       refused.insert(refused.end(), {-1, -0x7fffffff - 1, -256});
     }
     if (w.type == kGauge) {
-      refused.insert(refused.end(), {0x80000000L, 0xffffffffL});
+      refused.insert(refused.end(), {static_cast<long>(0x80000000UL), static_cast<long>(UINT32_MAX)});
     }
     for (const long value : refused) {
       EXPECT_SET(set({number(w, value)}), kWrongValue, 1) << value;

@@ -144,7 +144,7 @@ bool is_creation(const varbind &v) {
 
 std::vector<varbind> random_pdu(dice &random, const std::vector<unsigned long> &interfaces) {
   const manner m = {one_of<unsigned>(random, {0, 0, 0, 40, 8})};
-  const size_t size = 1 + random() % one_of<size_t>(random, {1, 2, 3, 3, 6, 20});
+  const uint64_t size = 1 + random() % one_of<uint64_t>(random, {1, 2, 3, 3, 6, 20});
   std::vector<varbind> pdu;
   while (pdu.size() < size) {
     const varbind v = random_varbind(random, m, interfaces);

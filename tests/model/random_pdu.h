@@ -14,7 +14,7 @@ using dice = std::mt19937_64;
 
 template <typename Value>
 const Value &one_of(dice &random, const std::vector<Value> &values) {
-  return values[random() % values.size()];
+  return values[static_cast<size_t>(random() % values.size())];
 }
 
 // Whether something that comes once in `so_many` times comes now.

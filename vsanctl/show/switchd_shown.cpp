@@ -53,7 +53,7 @@ void write_array(const writer &to, const char *name, const json &rows, const std
 
 void show_status(const writer &to, const show_options &) {
   json status = ask_control("status", kOpStatus, kMsgGet);
-  status["table_changed"] = time_text(status.at("table_changed").get<time_t>());
+  status["table_changed"] = time_text(status.at("table_changed").get<uint32_t>());
   write_object(to, "", status);
   write_array(to, "services", status.at("services"),
               {"service", "requests", "refused", "bad_frames", "connections", "peers_refused", "faults"});
@@ -90,7 +90,7 @@ void show_switch(const writer &to, const show_options &) {
   write_field(to, "notifications", text_cell(status.at("notifications").at("enabled").get<bool>() ? "on" : "off"));
   write_field(to, "vsans", cell_of(status.at("vsans")));
   write_field(to, "interfaces", cell_of(status.at("interfaces")));
-  write_field(to, "table_changed", text_cell(time_text(status.at("table_changed").get<time_t>())));
+  write_field(to, "table_changed", text_cell(time_text(status.at("table_changed").get<uint32_t>())));
 }
 
 void show_levels(const writer &to, const show_options &) {

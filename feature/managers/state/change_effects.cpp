@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "epoch_seconds.h"
 #include "notification_payloads.h"
 #include "record_words.h"
 #include "requests.h"
@@ -104,7 +105,7 @@ void change_complete(const switch_state &state, switch_change &change, const tim
     table_changed |= complete_vsan(state, change, id, delta);
   }
   if (table_changed) {
-    change.settings.changed_seconds = static_cast<uint64_t>(now.tv_sec);
+    change.settings.changed_seconds = epoch_seconds(now.tv_sec);
     change.settings.changed_microseconds = static_cast<uint64_t>(now.tv_usec);
   }
   if (!change.raised.empty()) {

@@ -32,7 +32,7 @@ int platform_page_open(void);
 // The same for its owner, switchd: a page that is absent, foreign, or cannot be opened or given to `group` (a gid; -1:
 // leave the group as it is) is replaced by a new one. Processes that have the old one mapped keep it intact. Returns 0,
 // or -1 with `errno`.
-int platform_page_own(long group);
+int platform_page_own(int64_t group);
 
 // For the owner, now and then: makes a new page when the one in use was removed, replaced or cut. Returns 1 when it
 // did, so that what was published is published again; 0 when all is well; -1 with `errno`.

@@ -13,7 +13,7 @@ constexpr int kBacklog = 64;
 constexpr mode_t kSocketMode = 0660;
 constexpr size_t kPeerGroupsMax = 256;
 
-long chosen_group = -1;
+int64_t chosen_group = -1;
 
 gid_t served_group() {
   return chosen_group < 0 ? getegid() : static_cast<gid_t>(chosen_group);
@@ -63,7 +63,7 @@ bool in_our_group(int fd, gid_t peer_gid) {
 
 }  // namespace
 
-void local_socket_set_group(long group) {
+void local_socket_set_group(int64_t group) {
   chosen_group = group;
 }
 

@@ -2,11 +2,12 @@
 #ifndef PLATFORM_MESSAGING_SERVER_LOCAL_SOCKET_H
 #define PLATFORM_MESSAGING_SERVER_LOCAL_SOCKET_H
 
+#include <stdint.h>
 #include <sys/types.h>
 
 // From now on sockets belong to this group, and its members may connect, instead of the process's own group. -1: the
 // process's own.
-void local_socket_set_group(long group);
+void local_socket_set_group(int64_t group);
 
 // Listens at `path`: SOCK_SEQPACKET, non-blocking, mode 0660. The socket file of a server that is gone is replaced.
 // Returns the descriptor, or -1 with `errno` (EADDRINUSE: another server answers there; ENAMETOOLONG: the path is too

@@ -59,7 +59,7 @@ void on_sweep(evutil_socket_t, short, void *context) {
 // Looks often enough that a connection is idle for no more than a quarter longer than it may.
 bool start_sweeping(message_server *server) {
   const int64_t every = std::max<int64_t>(server->limits.idle / 4, 1);
-  const timeval period = {every / 1000, every % 1000 * 1000};
+  const timeval period = {static_cast<time_t>(every / 1000), static_cast<suseconds_t>(every % 1000 * 1000)};
   return server->sweep && event_add(server->sweep.get(), &period) == 0;
 }
 

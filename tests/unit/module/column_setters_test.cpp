@@ -82,7 +82,7 @@ const setter kSetters[] = {
      ASN_UNSIGNED,
      ASN_INTEGER,
      {1, 60000},
-     {60001, -1, 4294967295},
+     {60001, -1, static_cast<long>(UINT32_MAX)},
      nullptr,
      "write to vsanNetworkDropLatency not ASN_INTEGER\n",
      nullptr,

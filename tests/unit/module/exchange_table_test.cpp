@@ -1,10 +1,6 @@
 // The table of exchanges in include/platform/exchanges.md is what the module asks of a platform: no exchange is missing,
 // none is made up, and the least size of an answer is the least that is taken.
-#include <fstream>
-#include <map>
-#include <sstream>
-#include <tuple>
-
+#include "exchanges_file.h"
 #include "module_test.h"
 #include "requests.h"
 #include "vsan_values.h"
@@ -12,49 +8,6 @@
 namespace {
 
 using namespace mib;
-
-using exchange_key = std::tuple<int, int, int>;  // service, opcode, type
-
-struct exchange_row {
-  uint32_t size;
-  bool has_request;
-  std::optional<uint32_t> least;  // none: no answer is wanted
-
-  bool operator==(const exchange_row &) const = default;
-};
-
-std::ostream &operator<<(std::ostream &out, const exchange_row &row) {
-  out << "size " << row.size << (row.has_request ? ", a request" : ", null") << ", ";
-  return row.least ? out << "at least " << *row.least : out << "no answer";
-}
-
-std::vector<std::string> cells_of(const std::string &line) {
-  std::vector<std::string> cells;
-  std::istringstream in(line);
-  for (std::string cell; std::getline(in, cell, '|');) {
-    cells.push_back(cell);
-  }
-  return cells;
-}
-
-// The rows of the table whose first cell is a receiver.
-std::map<exchange_key, exchange_row> written_table() {
-  std::map<exchange_key, exchange_row> table;
-  std::ifstream file(EXCHANGES_FILE);
-  EXPECT_TRUE(file.good()) << EXCHANGES_FILE;
-  for (std::string line; std::getline(file, line);) {
-    const std::vector<std::string> cells = cells_of(line);
-    if (cells.size() < 8 || cells[1].find_first_not_of(" 0123456789") != std::string::npos) {
-      continue;
-    }
-    exchange_row row = {static_cast<uint32_t>(std::stoul(cells[4])), cells[5].find("null") == std::string::npos, {}};
-    if (cells[6] != " - ") {
-      row.least = static_cast<uint32_t>(std::stoul(cells[6]));
-    }
-    table[{std::stoi(cells[1]), std::stoi(cells[2]), std::stoi(cells[3])}] = row;
-  }
-  return table;
-}
 
 class ExchangeTable : public ModuleTest {
  protected:

@@ -93,7 +93,7 @@ TEST_P(TimerSetters, BoundsAreAcceptedAndValuesBeyondRefused) {
   const timer &t = GetParam();
   EXPECT_EQ(run(RESERVE1, t.low), 0);
   EXPECT_EQ(run(RESERVE1, t.high), 0);
-  for (long value : {t.low - 1, t.high + 1, 0L, -1L, 2147483647L, 4294967295L}) {
+  for (long value : {t.low - 1, t.high + 1, 0L, -1L, 2147483647L, static_cast<long>(UINT32_MAX)}) {
     fake::the().history.clear();
     EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
     EXPECT_TRUE(fake::the().traced(t.wrong_value)) << value;
@@ -373,7 +373,7 @@ TEST_P(GlobalSetters, BoundsAreAcceptedAndValuesBeyondRefusedSilently) {
   capture();
   EXPECT_EQ(run(RESERVE1, g.low), 0);
   EXPECT_EQ(run(RESERVE1, g.high), 0);
-  for (long value : {g.low - 1, g.high + 1, -1L, 4294967295L}) {
+  for (long value : {g.low - 1, g.high + 1, -1L, static_cast<long>(UINT32_MAX)}) {
     EXPECT_EQ(run(RESERVE1, value), SNMP_ERR_WRONGVALUE) << value;
   }
   EXPECT_EQ(captured(), "");

@@ -78,7 +78,7 @@ constexpr golden_row kGolden[] = {
     {"1.1.3.1.11.9", "vsanInorderDelivery.9", ASN_INTEGER, 1},
     {"1.1.3.1.11.4093", "vsanInorderDelivery.4093", ASN_INTEGER, 2},
     {"1.1.3.1.12.1", "vsanNetworkDropLatency.1", ASN_GAUGE, 2000},
-    {"1.1.3.1.12.9", "vsanNetworkDropLatency.9", ASN_GAUGE, 4294967295},
+    {"1.1.3.1.12.9", "vsanNetworkDropLatency.9", ASN_GAUGE, static_cast<long>(UINT32_MAX)},
     {"1.1.3.1.12.4093", "vsanNetworkDropLatency.4093", ASN_GAUGE, 2000},
     {"1.2.4.0", "vsanIfNumber.0", ASN_INTEGER, 2},
     {"1.2.5.1.1.16777216", "vsanIfVsan.16777216", ASN_INTEGER, 9},

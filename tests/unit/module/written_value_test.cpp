@@ -20,8 +20,8 @@ TEST(WrittenValue, FitsWhenItsLongHasNoMoreThan32BitsOfEitherSign) {
   EXPECT_TRUE(read_long(UINT32_MAX).fits);
   EXPECT_EQ(read_long(UINT32_MAX).value, UINT32_MAX);
   if (sizeof(long) > sizeof(uint32_t)) {
-    EXPECT_FALSE(read_long(static_cast<long>(INT32_MIN) - 1).fits);
-    EXPECT_FALSE(read_long(static_cast<long>(UINT32_MAX) + 1).fits);
+    EXPECT_FALSE(read_long(static_cast<long>(int64_t{INT32_MIN} - 1)).fits);
+    EXPECT_FALSE(read_long(static_cast<long>(int64_t{UINT32_MAX} + 1)).fits);
   }
 }
 

@@ -84,5 +84,6 @@ message_counters fake_manager::counters() {
 long took_ms(const std::function<void()> &work) {
   const auto start = std::chrono::steady_clock::now();
   work();
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+  const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+  return static_cast<long>(took.count());
 }

@@ -85,6 +85,20 @@ TEST(SharedPage, ManyProcessesAtOnceUseOnePage) {
   }
 }
 
+TEST(SharedPage, IsGivenToAGroupWhoseNumberTakesAll32Bits) {
+  const private_dir dir;
+  platform_page_close();
+  if (chown(page_file(dir).c_str(), static_cast<uid_t>(-1), 3'000'000'000U) != 0) {
+    GTEST_SKIP() << "this user may not give files to any group";
+  }
+  unlink(page_file(dir).c_str());
+  ASSERT_EQ(platform_page_own(3'000'000'000), 0);
+  struct stat found;
+  ASSERT_EQ(stat(page_file(dir).c_str(), &found), 0);
+  EXPECT_EQ(found.st_gid, 3'000'000'000U);
+  EXPECT_EQ(platform_page_own(-1), 0) << "the group of later tests";
+}
+
 struct foreign_page {
   const char *name;
   std::string (*change)(std::string page);
