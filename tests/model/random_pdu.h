@@ -10,7 +10,7 @@
 
 namespace model {
 
-using dice = std::mt19937_64;
+using dice = std::mt19937;
 
 template <typename Value>
 const Value &one_of(dice &random, const std::vector<Value> &values) {
