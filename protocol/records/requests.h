@@ -63,8 +63,8 @@ enum {
   // Pieces are kept per client process, a minute long. DELETE makes the switch what a new store would be filled with.
   kOpConfiguration = 9204,
   // An agent that does not share the page of switchd says so: SET {"page": where it keeps events and errors, empty when
-  // nowhere, "why": TEXT}, each of up to kAgentPageTextMax bytes; DELETE takes it back. Kept per client process, as long
-  // as the process is there and says it again within kAgentPageKept seconds.
+  // nowhere, "why": TEXT}, each of up to kAgentPageTextMax bytes; DELETE takes it back. Kept per client process, while
+  // that is there and says it again within kAgentPageKept seconds.
   kOpAgentPage = 9205,
 };
 

@@ -66,9 +66,9 @@ void platform_page_tell(platform_page_report *report);
 // Unmaps the page. The file stays. The next use maps it again.
 void platform_page_close(void);
 
-// Publishes the distribution state, which is_kdx_enabled and get_kdx_show_run_mode answer from here. `application` is "fctimer";
-// `enabled` is 0 or 1; `show_run_mode` is 0 (reads show pending values) or 1 (reads show the running ones). Returns 0,
-// or -1 with `errno`: EINVAL for another application or value, else what kept the page from being opened.
+// Publishes the distribution state, which is_kdx_enabled and get_kdx_show_run_mode answer from here. `application` is
+// "fctimer"; `enabled` is 0 or 1; `show_run_mode` is 0 (reads show pending values) or 1 (reads show the running ones).
+// Returns 0, or -1 with `errno`: EINVAL for another application or value, else what kept the page from being opened.
 int platform_kdx_publish(const char *application, int enabled, int show_run_mode);
 
 // The state that was published. Returns 0 with both filled, 0 or 1, or -1 with `errno`: EINVAL for another application,
