@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "client_call.h"
 #include "distribution_records.h"
 #include "fake_manager.h"
