@@ -1,5 +1,8 @@
 // An agent that does not share switchd's page: its run directory has the sockets only, or a page of the other byte
 // order.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -30,7 +33,7 @@ std::string other_order(std::string page) {
 class UnsharedPage : public SetTest {
  protected:
   void SetUp() override {
-    SetTest::SetUp();
+    lab::start(l, how);
     links = l.dir + "/links";
     own = l.dir + "/agent/switch_agent.page";
     fs::create_directory(links);
@@ -117,6 +120,7 @@ class UnsharedPage : public SetTest {
         << agent_log();
   }
 
+  lab::options how;
   std::string links;
   std::string own;
 };
@@ -265,6 +269,32 @@ TEST_F(UnsharedPage, AReloadOfTheConfigurationKeepsThePageAndSaysNothingTwice) {
   EXPECT_NE(ctl({"history", "--page", own}).find("before"), std::string::npos);
   EXPECT_EQ(log_lines(kNone + own), 1U) << agent_log();
   EXPECT_EQ(without_page(1)[0]["pid"], l.snmpd.pid);
+}
+
+// As Debian's, which reads its configuration as root and then gives that up.
+class UnsharedPageOfAnotherUser : public UnsharedPage {
+ protected:
+  UnsharedPageOfAnotherUser() { how.agent_user = "Debian-snmp"; }
+};
+
+TEST_F(UnsharedPageOfAnotherUser, IsThatUsersAndIsFoundAgainAfterAReload) {
+  restart_agent();
+  expect_history_and_errors_in_own_page();
+  expect_told("there is none");
+  struct stat page = {}, folder = {};
+  ASSERT_EQ(stat(own.c_str(), &page), 0);
+  ASSERT_EQ(stat((l.dir + "/agent").c_str(), &folder), 0);
+  EXPECT_NE(page.st_uid, 0U);
+  EXPECT_EQ(page.st_uid, folder.st_uid);
+  EXPECT_EQ(page.st_mode & 07777, 0660U);
+  ASSERT_EQ(chown((l.dir + "/agent.log").c_str(), folder.st_uid, folder.st_gid), 0);  // it is opened anew
+  lab::signal(l.snmpd, SIGHUP);
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines(" restarted") > 0; })) << agent_log();
+  ASSERT_TRUE(lab::wait_until([&] {
+    return set({name(20, "after")}).status == kNoError &&
+           ctl({"history", "--page", own}).find("after") != std::string::npos;
+  }));
+  expect_told("there is none");
 }
 
 // Faults of the distribution service.
