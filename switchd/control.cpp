@@ -110,7 +110,8 @@ int get_status(switch_host &host, const message_request &, message_reply &reply)
           {"table_changed", state.settings.changed_seconds},
           {"bad_requests", host.managers.malformed},
           {"notifications", queue_counters(host)},
-          {"services", service_counters(host)}},
+          {"services", service_counters(host)},
+          {"agents_without_page", agent_pages_shown(host.unshared)}},
          reply);
   return 0;
 }
@@ -236,6 +237,15 @@ int reset_configuration(switch_host &host, const message_request &, message_repl
   return status;
 }
 
+int set_agent_page(switch_host &host, const message_request &request, message_reply &) {
+  return agent_pages_keep(host.unshared, request.peer_pid, object_of(request));
+}
+
+int clear_agent_page(switch_host &host, const message_request &request, message_reply &) {
+  host.unshared.erase(request.peer_pid);
+  return 0;
+}
+
 struct control_row {
   int opcode;
   int msg_type;
@@ -250,6 +260,8 @@ constexpr control_row kOpcodes[] = {
     {kOpConfiguration, kMsgGet, get_configuration},
     {kOpConfiguration, kMsgSet, set_configuration},
     {kOpConfiguration, kMsgDelete, reset_configuration},
+    {kOpAgentPage, kMsgSet, set_agent_page},
+    {kOpAgentPage, kMsgDelete, clear_agent_page},
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <array>
 #include <string>
 
+#include "agent_pages.h"
 #include "configuration_transfer.h"
 #include "event_ptr.h"
 #include "managers.h"
@@ -32,6 +33,7 @@ struct switch_host {
   std::string run_dir;
   std::string topology_file;  // what a new store is filled from; empty: nothing
   configuration_transfers transfers = {};
+  agent_pages unshared = {};  // agents that do not share the page
   event_base *base = nullptr;
   std::array<message_server *, 5> servers{};  // in the order of kHostedServices
   notification_server *notifications = nullptr;

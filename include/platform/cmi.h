@@ -30,8 +30,9 @@ extern "C" {
 // Returns 0, or the receiver's status, or -1 with `errno`: ETIMEDOUT when no answer came in time, and at once while the
 // receiver is suspect (a request timed out, and it has shown no life since) or when the PDU that is served had its
 // time-out with it; ECONNREFUSED or ENOENT when no manager serves `service`; ECONNRESET or EPROTO when the exchange
-// broke (a success without the payload that was wanted is EPROTO); EMSGSIZE when the request is larger than a message
-// can be.
+// broke (a success without the payload that was wanted is EPROTO); for a read of a timer also the `errno` with which
+// the question for the distribution state came to nothing (kdx.h), EPROTO when it was refused; EMSGSIZE when the
+// request is larger than a message can be.
 int cmi_req_resp(int opcode, int msg_type, void *request, void **response, uint32_t *size, const char *user,
                  const char *session, int service, mts_queue_t queue, int timeout);
 

@@ -1,4 +1,5 @@
-// The state of configuration distribution (KDX). Both calls read the shared page and cost no exchange.
+// The state of configuration distribution (KDX). The module asks both before each read of a timer and of a scalar. The
+// reference platform answers from the shared page, and where there is none by one exchange a PDU.
 #ifndef PLATFORM_KDX_H
 #define PLATFORM_KDX_H
 
@@ -7,8 +8,9 @@ extern "C" {
 #endif
 
 // Whether distribution is on for `application`; the module asks for "fctimer". A platform without distribution says
-// 0, and is never sent a KDX_GET. Returns 0, or -1 when the state is not known (no page, an application
-// that is not distributed); `*enabled` is then left as it was.
+// 0, and is never sent a KDX_GET. Returns 0, or -1 when the state is not known (nobody answers, an application that is
+// not distributed); `*enabled` is then left as it was, and the module goes on as if distribution were off. A platform
+// that has distribution must then fail the reads of timers that follow, or a running value is told for a pending one.
 int is_kdx_enabled(const char *application, int *enabled);
 
 // The show-running mode of `application`: 0 reads pending values, non-zero reads the running ones. Returns as above.

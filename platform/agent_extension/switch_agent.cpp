@@ -7,13 +7,17 @@
 #include <net-snmp/net-snmp-includes.h>
 
 #include <errno.h>
+#include <limits.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <stdio.h>
 #include <string.h>
 
+#include <string>
+
 #include "config_tokens.h"
 #include "interfaces_context.h"
 #include "notification_subscription.h"
+#include "page_report.h"
 #include "roles.h"
 #include "roles_report.h"
 #include "served_exchanges.h"
@@ -24,8 +28,10 @@
 namespace {
 
 constexpr char kDefaultRunDir[] = "/run/switchd";
+constexpr char kDefaultOwnPage[] = "switch_agent.page";  // in the agent's persistent directory
 
 bool loaded;
+std::string own_page;
 bool read_before;  // what the configuration said when it was read last is known, and still holds
 
 void on_run_dir(const char *token, char *line) {
@@ -37,8 +43,21 @@ void on_run_dir(const char *token, char *line) {
   config_complain(token, line, text);
 }
 
+// A relative path would be one of wherever the agent was started.
+void on_own_page(const char *token, char *line) {
+  if (line[0] == '/' && strlen(line) < PATH_MAX) {
+    own_page = line;
+    return;
+  }
+  char text[256];
+  snprintf(text, sizeof text, "%s %.128s: an absolute path is wanted; the file is %.64s", token, line,
+           own_page.c_str());
+  config_complain(token, line, text);
+}
+
 constexpr config_token kTokens[] = {
     {"switchInterfacesContext", interfaces_context_read, "NAME"},
+    {"switchOwnPage", on_own_page, "PATH"},
     {"switchRunDir", on_run_dir, "PATH"},
     {"vsanRole", roles_read_vsans, "GROUP LIST (such as 10,20,100-199)"},
     {"vsanRoleInterfaces", roles_read_interfaces, "GROUP LIST"},
@@ -59,6 +78,7 @@ void read_configuration() {
   }
   // Here and not at the unloading: modules that are unloaded after this library still trace into the old directory.
   platform_set_run_dir(kDefaultRunDir);
+  own_page = std::string(get_persistent_directory()) + "/" + kDefaultOwnPage;
   interfaces_context_forget();
   roles_forget();
   read_before = config_tokens_read_ahead(kTokens, kTokenCount);
@@ -85,6 +105,7 @@ extern "C" void init_switch_agent() {
   config_tokens_register(kTokens, kTokenCount);
   served_pdu_objects();  // those that were there before this library was mapped
   roles_report_later();
+  page_report_start(own_page.c_str());
   notification_subscription_start();
 }
 
@@ -94,6 +115,7 @@ extern "C" void deinit_switch_agent() {
   }
   loaded = false;
   notification_subscription_stop();
+  page_report_stop();
   served_exchanges_stop();
   config_tokens_unregister(kTokens, kTokenCount);
   roles_close(kStatusNoExtension);

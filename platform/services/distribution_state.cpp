@@ -3,21 +3,7 @@
 #include <string.h>
 
 #include "page_layout.h"
-#include "platform/kdx.h"
 #include "vsan_values.h"
-
-namespace {
-
-// The state's bits, or 0 when it is not known.
-uint32_t state_of(const char *application) {
-  if (strcmp(application, kFcTimerApplication) != 0) {
-    return 0;
-  }
-  switch_page *page = page_in_use();
-  return page == nullptr ? 0 : page->distribution.load(std::memory_order_acquire);
-}
-
-}  // namespace
 
 int platform_kdx_publish(const char *application, int enabled, int show_run_mode) {
   if (strcmp(application, kFcTimerApplication) != 0 || enabled < 0 || enabled > 1 || show_run_mode < 0 ||
@@ -35,20 +21,21 @@ int platform_kdx_publish(const char *application, int enabled, int show_run_mode
   return 0;
 }
 
-int is_kdx_enabled(const char *application, int *enabled) {
-  const uint32_t state = state_of(application);
+int platform_kdx_published(const char *application, int *enabled, int *show_run_mode) {
+  if (strcmp(application, kFcTimerApplication) != 0) {
+    errno = EINVAL;
+    return -1;
+  }
+  switch_page *page = page_in_use();
+  if (page == nullptr) {
+    return -1;
+  }
+  const uint32_t state = page_is_own() ? 0 : page->distribution.load(std::memory_order_acquire);
   if ((state & kDistributionKnown) == 0) {
+    errno = ENODATA;
     return -1;
   }
   *enabled = (state & kDistributionEnabled) != 0;
-  return 0;
-}
-
-int get_kdx_show_run_mode(const char *application, int *mode) {
-  const uint32_t state = state_of(application);
-  if ((state & kDistributionKnown) == 0) {
-    return -1;
-  }
-  *mode = (state & kDistributionShowsRunning) != 0;
+  *show_run_mode = (state & kDistributionShowsRunning) != 0;
   return 0;
 }

@@ -56,6 +56,9 @@ enum : uint32_t {
 // opened, or whether it was replaced.
 switch_page *page_in_use();
 
+// Whether what page_in_use returned last is not switchd's but this process's own (platform_page_fall_back).
+bool page_is_own();
+
 // The process id, without asking the kernel each time.
 extern uint32_t page_user_pid;
 

@@ -46,7 +46,8 @@ enum { kOpDistribution = 9101, kOpPendingTimer = 9102, kOpKeptOut = 9103 };
 // Of switchd itself. Payloads are JSON texts, without a NUL; a SET's request is an object, a GET asks with no payload
 // and answers an object.
 enum {
-  // GET: name, wwn, pid, uptime, vsans, interfaces, store, per-service counters, notification counters.
+  // GET: name, wwn, pid, uptime, vsans, interfaces, store, per-service counters, notification counters,
+  // agents that do not share the page.
   kOpStatus = 9201,
   // GET: the faults in force, by service. SET adds one: {"service": NAME, "kind": delay|status|drop|short-answer|hang,
   // "opcode": N or -1, "count": N or -1, "value": N, "side": both|reads|writes, "spares_operator": true|false, "lasts":
@@ -61,8 +62,13 @@ enum {
   // "extent": what changes}, and applied when that is wanted and there is no problem. The others are answered with {}.
   // Pieces are kept per client process, a minute long. DELETE makes the switch what a new store would be filled with.
   kOpConfiguration = 9204,
+  // An agent that does not share the page of switchd says so: SET {"page": where it keeps events and errors, empty when
+  // nowhere, "why": TEXT}, each of up to kAgentPageTextMax bytes; DELETE takes it back. Kept per client process, while
+  // that is there and says it again within kAgentPageKept seconds.
+  kOpAgentPage = 9205,
 };
 
+enum { kAgentPageTextMax = 512, kAgentPageKept = 120 };
 enum { kConfigurationPiece = 24 * 1024, kConfigurationMax = 16 * 1024 * 1024 };  // bytes; of a whole file
 
 // Notifications; payloads in notification_payloads.h.

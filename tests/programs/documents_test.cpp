@@ -304,6 +304,8 @@ TEST_P(Completion, InAShellGivesTheWordsThatFit) {
       {"interface delete q", {"interface", "delete", "q\"q"}},
       {"import sw", {"import", "switch.toml"}},
       {"import --ch", {"import", "--check"}},
+      {"history --pa", {"history", "--page"}},
+      {"show errors --page sw", {"show", "errors", "--page", "switch.toml"}},
       {"--run-dir ~/run show vsan 9", {"--run-dir", run_dir(), "show", "vsan", "900"}},
       {quoted.c_str(), {"--run-dir", run_dir(), "show", "vsan", "900"}},
   };

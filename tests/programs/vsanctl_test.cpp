@@ -130,7 +130,7 @@ TEST_F(Vsanctl, WrongCommandLinesNameTheWordAndWhatCouldStandThere) {
       {{"switch", "set", "--wwn", "0x:00:02:5a:10:3c:00:01"}, {"0x:00:02"}},
       {{"fault", "hang", "--for", "3", "--for", "2"}, {"--for: it is there more than once"}},
       {{"fault", "hang", "--object", "vsanName", "--service", "identity"}, {"--service", "--object"}},
-      {{"show", "errors", "--bogus"}, {"no option --bogus here; there are --version"}},
+      {{"show", "errors", "--bogus"}, {"no option --bogus here; there are --page, --version"}},
       {{"timer", "set", "edtov", "2000"}, {"\"edtov\": e_d_tov, r_a_tov, d_s_tov, f_s_tov are the choices"}},
       {{"fault", "explode"}, {"\"explode\"", "delay, status, drop"}},
       {{"fault", "delay", "999999999"}, {"milliseconds: \"999999999\"", "0 to 600000"}},

@@ -52,8 +52,9 @@ std::string who_may() {
          "\", then a new login";
 }
 
-// What to do about an `errno`; empty when nothing is known to help.
-std::string remedy(int why) {
+}  // namespace
+
+std::string remedy_of(int why) {
   switch (why) {
     case ENOENT:
     case ECONNREFUSED:
@@ -69,13 +70,7 @@ std::string remedy(int why) {
   }
 }
 
-}  // namespace
-
 void fail_no_switch(int why) {
   fail(kExitNoSwitch,
-       std::string("no answer from switchd in ") + platform_run_dir() + ": " + strerror(why) + remedy(why));
-}
-
-void fail_no_page(int why) {
-  fail(kExitNoSwitch, std::string("no shared page in ") + platform_run_dir() + ": " + strerror(why) + remedy(why));
+       std::string("no answer from switchd in ") + platform_run_dir() + ": " + strerror(why) + remedy_of(why));
 }

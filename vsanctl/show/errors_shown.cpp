@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "ask/no_switch.h"
+#include "ask/page_choice.h"
 #include "mib_names.h"
 #include "output/time_text.h"
 #include "platform/syserr.h"

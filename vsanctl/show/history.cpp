@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include "arguments.h"
-#include "ask/no_switch.h"
 #include "ask/object_name.h"
+#include "ask/page_choice.h"
 #include "commands.h"
 #include "output/failure.h"
 #include "output/time_text.h"
@@ -166,6 +166,7 @@ void add_history_commands(CLI::App &app, const common_options &common) {
   history->add_option("--level", filter.levels, "only events of these levels")
       ->type_name("LEVEL")
       ->check(level_problem);
+  add_page(*history);
   history->add_flag("--explain", options.explain, "in words; what says nothing to an operator is left out");
   history->callback([&common] {
     options.json = common.json;
@@ -182,6 +183,7 @@ void add_debug_commands(CLI::App &app) {
     command->add_option("--level", levels, "only these levels, 0 to 255 (100 and 101 when none is given)")
         ->type_name("LEVEL")
         ->check(level_problem);
+    add_page(*command);
     command->add_flag("--record", record, "switch recording in the event history, not printing");
     command->callback([on] { switch_levels(levels, record, on); });
   }

@@ -1,10 +1,11 @@
 // What switchd says of itself and of the whole switch.
+#include <errno.h>
 #include <time.h>
 
 #include <nlohmann/json.hpp>
 
 #include "ask/control.h"
-#include "ask/no_switch.h"
+#include "ask/page_choice.h"
 #include "ask/question.h"
 #include "big_endian.h"
 #include "output/time_text.h"
@@ -57,6 +58,7 @@ void show_status(const writer &to, const show_options &) {
   write_object(to, "", status);
   write_array(to, "services", status.at("services"),
               {"service", "requests", "refused", "bad_frames", "connections", "peers_refused", "faults"});
+  write_array(to, "agents_without_page", status.at("agents_without_page"), {"pid", "page", "why"});
 }
 
 void show_notifications(const writer &to, const show_options &) {

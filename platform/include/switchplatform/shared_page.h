@@ -4,7 +4,8 @@
 //    event history itself, and the last errors of SNMP users. Readers never stop a writer, and writers never wait.
 // 2. switchd owns it: only switchd makes it, mode 0660. Everyone else maps it on first use, and again within a second
 //    after the file was replaced; a PDU's handler that is at work goes on in the old one until its next exchange.
-//    platform_page_open is for those who want to know why it cannot be.
+//    platform_page_open is for those who want to know why it cannot be. It is in the byte order of the host that made
+//    it, and of no use to a process of the other one.
 // 3. Each process uses it from one thread. Numbers are counted modulo 2^32.
 #ifndef SWITCHPLATFORM_SHARED_PAGE_H
 #define SWITCHPLATFORM_SHARED_PAGE_H
@@ -25,8 +26,9 @@ enum {
   kLevelMax = 255,  // levels are 0 to 255
 };
 
-// Maps the page of the run directory. Returns 0, or -1 with `errno`: ENOENT when switchd has made none, EPROTO for one
-// of a foreign version or size, else what open or mmap said.
+// Maps the page of the run directory. Returns 0, or -1 with `errno`: ENOENT when switchd has made none, EILSEQ for one
+// of the other byte order, EPROTO for one of a foreign version or size, ELOOP for a symbolic link, which is not
+// followed, else what open or mmap said.
 int platform_page_open(void);
 
 // The same for its owner, switchd: a page that is absent, foreign, or cannot be opened or given to `group` (a gid; -1:
@@ -38,13 +40,41 @@ int platform_page_own(int64_t group);
 // did, so that what was published is published again; 0 when all is well; -1 with `errno`.
 int platform_page_keep(void);
 
+// From now on, while switchd's page cannot be mapped, this process uses a page of its own in the file `path`, which it
+// makes when need be; an empty path: no longer. Switchd's page is taken within a second once it is to be had. Other
+// processes may use the same file: the page is made for many writers. What was a page before, of any version and byte
+// order, and an empty file are replaced; another file is left alone, and nothing is kept then. The distribution state
+// in such a page is not known. Returns 0, or -1 with `errno` ENAMETOOLONG.
+int platform_page_fall_back(const char *path);
+
+// From now on this process uses the page in the file `path` instead of the run directory's; an empty path: no longer.
+// Nobody but switchd or an agent makes it. Returns 0, or -1 with `errno` ENAMETOOLONG.
+int platform_page_at(const char *path);
+
+// Which page is in use.
+typedef struct {
+  int shared;      // 1: switchd's
+  int own;         // 1: the one that platform_page_fall_back names; neither: none
+  int why;         // unless `shared`: why switchd's is not, an `errno` as platform_page_open has it
+  int why_no_own;  // the same of the own one, when one was wanted: EEXIST when another file is in its place, EINVAL
+                   // when its name is that of switchd's; 0 when none was wanted, or it is in use
+} platform_page_report;
+
+// Fills `report`, after a look for the page unless there was one in this second.
+void platform_page_tell(platform_page_report *report);
+
 // Unmaps the page. The file stays. The next use maps it again.
 void platform_page_close(void);
 
-// Publishes the distribution state that is_kdx_enabled and get_kdx_show_run_mode answer. `application` is "fctimer";
-// `enabled` is 0 or 1; `show_run_mode` is 0 (reads show pending values) or 1 (reads show the running ones). Returns 0,
-// or -1 with `errno`: EINVAL for another application or value, else what kept the page from being opened.
+// Publishes the distribution state, which is_kdx_enabled and get_kdx_show_run_mode answer from here. `application` is
+// "fctimer"; `enabled` is 0 or 1; `show_run_mode` is 0 (reads show pending values) or 1 (reads show the running ones).
+// Returns 0, or -1 with `errno`: EINVAL for another application or value, else what kept the page from being opened.
 int platform_kdx_publish(const char *application, int enabled, int show_run_mode);
+
+// The state that was published. Returns 0 with both filled, 0 or 1, or -1 with `errno`: EINVAL for another application,
+// ENODATA when the page does not know it, as a new one and one of the process's own, else what kept the page from
+// being opened.
+int platform_kdx_published(const char *application, int *enabled, int *show_run_mode);
 
 // The two switches that each level has: whether its events are recorded, and whether they are printed.
 enum { kLevelRecorded = 0, kLevelPrinted = 1 };

@@ -140,6 +140,10 @@ int platform_exchanges_of_pdu(int number) {
   return before;
 }
 
+int exchanges_pdu() {
+  return pdu_at_hand;
+}
+
 int64_t exchange_deadline(int seconds) {
   return monotonic_ms() + (had_time_out(pdu_timed_out) ? kPatienceAfterTimeOutMs : int64_t{seconds} * 1000);
 }

@@ -17,6 +17,9 @@ struct receiver_connection {
   int timed_out_pdu = 0;  // the last PDU that had its time-out here
 };
 
+// The number of the PDU whose exchanges are made now; 0: of none.
+int exchanges_pdu();
+
 // When an exchange that begins now and may take `seconds` is over: sooner for a PDU that had its time-out, which goes
 // on with receivers that answer promptly.
 int64_t exchange_deadline(int seconds);

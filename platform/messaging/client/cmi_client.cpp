@@ -8,12 +8,14 @@
 #include <sys/uio.h>
 
 #include "client_connection.h"
+#include "distribution_client.h"
 #include "event_clock.h"
 #include "message_frame.h"
 #include "platform/cmi.h"
 #include "published_memory.h"
 #include "published_reads.h"
 #include "repair_queue.h"
+#include "requests.h"
 #include "served_pdu_scope.h"
 #include "switchplatform/operator_requests.h"
 
@@ -207,6 +209,12 @@ int make_exchange(int opcode, int msg_type, void *request, void **response, uint
   const uint64_t session_size = text_size(session);
   if (kMessageHeaderSize + user_size + session_size + payload_size > kMessageMax) {
     return fail(EMSGSIZE);
+  }
+  // Whoever could not learn which value of a timer is wanted, the pending or the running one, gets neither.
+  int why_unknown = 0;
+  if (response != nullptr && service == kServiceVsanManager && opcode == kOpFcTimer &&
+      distribution_is_unknown(&why_unknown)) {
+    return fail(why_unknown);
   }
 
   const event_clock_break time_passes;

@@ -1,0 +1,375 @@
+// An agent that does not share switchd's page: its run directory has the sockets only, or a page of the other byte
+// order.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "fabric_lab.h"
+
+namespace {
+
+using namespace set_lab;
+using namespace fabric_lab;
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+constexpr char kBack[] = "is shared again";
+constexpr char kNone[] = "cannot be used: there is none; events and errors are kept in ";
+
+// As a host of the other byte order would have made it: words the other way round.
+std::string other_order(std::string page) {
+  for (size_t at = 0; at + 4 <= page.size(); at += 4) {
+    std::swap(page[at], page[at + 3]);
+    std::swap(page[at + 1], page[at + 2]);
+  }
+  return page;
+}
+
+// A lab whose agent is started again in a run directory of its own, which has links to the sockets of switchd's.
+class UnsharedPage : public SetTest {
+ protected:
+  void SetUp() override {
+    lab::start(l, how);
+    links = l.dir + "/links";
+    own = l.dir + "/agent/switch_agent.page";
+    fs::create_directory(links);
+    for (const auto &entry : fs::directory_iterator(l.dir + "/run")) {
+      if (entry.is_socket()) {
+        fs::create_symlink(entry.path(), links + "/" + entry.path().filename().string());
+      }
+    }
+    l.how.agent_lines = "switchRunDir " + links + "\n";
+  }
+  // Starts the agent there, and waits until it has said in its log that it shares no page.
+  void restart_agent(const std::string &lines = "") {
+    lab::stop(l.snmpd);
+    l.how.agent_lines += lines;
+    lab::start_snmpd(l);
+    ASSERT_TRUE(lab::wait_until([&] { return log_lines("the page of switchd in " + links + " cannot be used") > 0; }))
+        << agent_log();
+  }
+
+  std::string ctl(std::vector<std::string> words) {
+    const lab::result r = lab::ctl(l, std::move(words));
+    EXPECT_EQ(r.status, 0) << r.output;
+    return r.output;
+  }
+  json status() { return json::parse(ctl({"show", "status", "--json"}), nullptr, false); }
+  // What switchd knows of agents without its page, once it knows of so many.
+  json without_page(size_t agents) {
+    json known;
+    lab::wait_until([&] { return (known = status()["agents_without_page"]).size() == agents; }, 20);
+    EXPECT_EQ(known.size(), agents);
+    return known.size() == agents ? known : json::array({json::object()});
+  }
+  unsigned asked_of_distribution() {
+    const json services = status()["services"];
+    for (const json &service : services) {
+      if (service["service"] == "distribution") {
+        return service["requests"];
+      }
+    }
+    return 0;
+  }
+  std::string agent_log() { return lab::read_file(l.dir + "/agent.log"); }
+  size_t log_lines(const std::string &text) {
+    const std::string log = agent_log();
+    size_t lines = 0;
+    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
+      ++lines;
+    }
+    return lines;
+  }
+  varbind edtov() { return get(timer_cell(kEdtov, 20)); }
+
+  // What holds with whatever reason for not sharing a page.
+  void expect_pending_is_never_running() {
+    ctl({"kdx", "enable"});
+    EXPECT_DONE(set({timer(kEdtov, 20, 3000)}));
+    EXPECT_EQ(edtov(), timer(kEdtov, 20, 3000));
+    ctl({"kdx", "show-running", "on"});
+    EXPECT_EQ(edtov(), timer(kEdtov, 20, 2000));
+    ctl({"kdx", "show-running", "off"});
+    EXPECT_EQ(edtov(), timer(kEdtov, 20, 3000));
+    ctl({"kdx", "commit"});
+    ctl({"kdx", "show-running", "on"});
+    EXPECT_EQ(edtov(), timer(kEdtov, 20, 3000));
+  }
+  void expect_history_and_errors_in_own_page() {
+    EXPECT_DONE(set({name(20, "renamed")}));
+    EXPECT_SET(set({integer(if_vsan(16777216), 77)}), kInconsistentName, 1);
+    EXPECT_NE(ctl({"history", "--page", own}).find("renamed"), std::string::npos);
+    EXPECT_EQ(ctl({"history"}).find("renamed"), std::string::npos);
+    const json errors = json::parse(ctl({"show", "errors", "--page", own, "--json"}), nullptr, false)["errors"];
+    ASSERT_EQ(errors.size(), 1U) << errors;
+    EXPECT_EQ(errors[0]["object"], "vsanIfVsan");
+    EXPECT_EQ(errors[0]["value"], "77");
+    EXPECT_EQ(errors[0]["text"], "no such VSAN");
+    EXPECT_EQ(json::parse(ctl({"show", "errors", "--json"}), nullptr, false)["errors"].size(), 0U);
+  }
+  void expect_told(const char *why) {
+    const json known = without_page(1);
+    EXPECT_EQ(known[0], (json{{"pid", l.snmpd.pid}, {"page", own}, {"why", why}}));
+    EXPECT_EQ(log_lines(std::string("cannot be used: ") + why + "; events and errors are kept in " + own +
+                        "; the distribution state is asked of switchd"),
+              1U)
+        << agent_log();
+  }
+
+  lab::options how;
+  std::string links;
+  std::string own;
+};
+
+TEST_F(UnsharedPage, APendingTimerIsReadAsPendingAndTheRunningOneAsRunning) {
+  restart_agent();
+  expect_pending_is_never_running();
+}
+
+TEST_F(UnsharedPage, HistoryAndErrorsAreInThePageThatTheAgentMakes) {
+  restart_agent();
+  expect_history_and_errors_in_own_page();
+  expect_told("there is none");
+  EXPECT_NE(ctl({"show", "status"}).find(own), std::string::npos);
+}
+
+TEST_F(UnsharedPage, LevelsAreSwitchedInThePageThatIsNamed) {
+  restart_agent();
+  ctl({"debug", "off", "--level", "101", "--record", "--page", own});
+  const json levels = json::parse(ctl({"show", "levels", "--page", own, "--json"}), nullptr, false)["levels"];
+  EXPECT_EQ(levels, (json{{{"level", 100}, {"recorded", true}, {"printed", false}},
+                          {{"level", 102}, {"recorded", true}, {"printed", false}}}));
+  EXPECT_DONE(set({name(20, "renamed")}));
+  EXPECT_EQ(ctl({"history", "--page", own, "--level", "101"}).find("renamed"), std::string::npos);
+}
+
+TEST_F(UnsharedPage, OneOfTheOtherByteOrderIsLikeNone) {
+  const std::string page = other_order(lab::read_file(l.dir + "/run/switch.page"));
+  lab::write_file(links + "/switch.page", page);
+  restart_agent();
+  expect_pending_is_never_running();
+  expect_history_and_errors_in_own_page();
+  expect_told("it was made on a host of the other byte order");
+  EXPECT_TRUE(lab::read_file(links + "/switch.page") == page) << "it is another's";
+}
+
+TEST_F(UnsharedPage, OneThatComesLaterIsTakenAndSaidAndOneThatGoesToo) {
+  restart_agent();
+  without_page(1);
+  fs::create_hard_link(l.dir + "/run/switch.page", links + "/switch.page");
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines(kBack) == 1; })) << agent_log();
+  without_page(0);
+  EXPECT_DONE(set({name(20, "renamed")}));
+  EXPECT_NE(ctl({"history"}).find("renamed"), std::string::npos);
+  EXPECT_EQ(ctl({"history", "--page", own}).find("renamed"), std::string::npos);
+  fs::remove(links + "/switch.page");
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines(kNone + own) == 2; })) << agent_log();
+  EXPECT_EQ(without_page(1)[0]["page"], own);
+  EXPECT_EQ(log_lines(kBack), 1U);
+}
+
+TEST_F(UnsharedPage, TheStateIsAskedOnceAPduAndNotAtAllWhileThePageIsShared) {
+  restart_agent();
+  snmp::client reader(l, snmp::community("public"), 30);
+  const unsigned before = asked_of_distribution();
+  EXPECT_EQ(snmp::getbulk(reader, {timer_table()}, 20).varbinds.size(), 20U);
+  EXPECT_EQ(asked_of_distribution(), before + 1);
+  EXPECT_EQ(get(vsan_cell(kName, 20)).octets, "twenty");
+  EXPECT_EQ(asked_of_distribution(), before + 1) << "a PDU without timers asks for nothing";
+  fs::create_hard_link(l.dir + "/run/switch.page", links + "/switch.page");
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines(kBack) == 1; })) << agent_log();
+  EXPECT_EQ(snmp::getbulk(reader, {timer_table()}, 20).varbinds.size(), 20U);
+  EXPECT_EQ(asked_of_distribution(), before + 1);
+}
+
+TEST_F(UnsharedPage, ARestartedSwitchdIsToldAnew) {
+  restart_agent();
+  without_page(1);
+  lab::stop(l.switchd, SIGKILL);
+  lab::start_switchd(l);
+  EXPECT_EQ(without_page(1)[0]["pid"], l.snmpd.pid);
+  EXPECT_EQ(edtov(), timer(kEdtov, 20, 2000));
+}
+
+TEST_F(UnsharedPage, AnAgentThatIsGoneIsForgotten) {
+  restart_agent();
+  without_page(1);
+  lab::stop(l.snmpd);
+  without_page(0);
+}
+
+TEST_F(UnsharedPage, AHungSwitchdDoesNotHoldUpTheAgentThatTellsIt) {
+  restart_agent();
+  without_page(1);
+  lab::signal(l.switchd, SIGSTOP);
+  fs::create_hard_link(l.dir + "/run/switch.page", links + "/switch.page");
+  EXPECT_TRUE(lab::wait_until([&] { return log_lines(kBack) == 1; })) << agent_log();
+  // An object of the agent's own is answered at once.
+  snmp::client reader(l, snmp::community("public"), 30);
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 30; ++i) {
+    EXPECT_TRUE(snmp::get(reader, {{1, 3, 6, 1, 2, 1, 1, 3, 0}}).sent_back);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  lab::signal(l.switchd, SIGCONT);
+  without_page(0);
+}
+
+// The first agent has the subscription to notifications; the second does not share the page.
+TEST_F(UnsharedPage, ASecondAgentTellsThoughItsSubscriptionIsRefused) {
+  lab::process first = l.snmpd;
+  l.snmpd = {};
+  l.snmp_port = lab::free_udp_port();
+  restart_agent();
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines("no notifications for now") > 0; })) << agent_log();
+  EXPECT_EQ(without_page(1)[0]["pid"], l.snmpd.pid);
+  lab::stop(first);
+}
+
+TEST_F(UnsharedPage, TheFileIsTheOneThatTheConfigurationNames) {
+  own = l.dir + "/agent/elsewhere.page";
+  restart_agent("switchOwnPage " + own + "\n");
+  expect_history_and_errors_in_own_page();
+  expect_told("there is none");
+  EXPECT_FALSE(fs::exists(l.dir + "/agent/switch_agent.page"));
+}
+
+TEST_F(UnsharedPage, AFileThatIsNoPageIsLeftAsItIsAndTheAgentGoesOnWithout) {
+  own = l.dir + "/precious";
+  lab::write_file(own, "precious");
+  restart_agent("switchOwnPage " + own + "\nswitchOwnPage relative\n");
+  EXPECT_EQ(
+      log_lines("events and errors are not kept: " + own + ": a file is there that is no page, and is left as it is"),
+      1U)
+      << agent_log();
+  EXPECT_NE((agent_log() + lab::read_file(l.dir + "/snmpd.log")).find("an absolute path is wanted"), std::string::npos);
+  EXPECT_EQ(lab::read_file(own), "precious");
+  EXPECT_EQ(without_page(1)[0]["page"], "");
+  expect_pending_is_never_running();
+  const lab::result refused = lab::ctl(l, {"history", "--page", own});
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.output.find(own + ": it is no page of this version"), std::string::npos) << refused.output;
+}
+
+TEST_F(UnsharedPage, AReloadOfTheConfigurationKeepsThePageAndSaysNothingTwice) {
+  restart_agent();
+  EXPECT_DONE(set({name(20, "before")}));
+  lab::signal(l.snmpd, SIGHUP);
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines(" restarted") > 0; })) << agent_log();
+  ASSERT_TRUE(lab::wait_until([&] { return get(vsan_cell(kName, 20)).octets == "before"; }));
+  ASSERT_TRUE(lab::wait_until([&] {
+    return set({name(20, "after")}).status == kNoError &&
+           ctl({"history", "--page", own}).find("after") != std::string::npos;
+  }));
+  EXPECT_NE(ctl({"history", "--page", own}).find("before"), std::string::npos);
+  EXPECT_EQ(log_lines(kNone + own), 1U) << agent_log();
+  EXPECT_EQ(without_page(1)[0]["pid"], l.snmpd.pid);
+}
+
+// As Debian's, which reads its configuration as root and then gives that up.
+class UnsharedPageOfAnotherUser : public UnsharedPage {
+ protected:
+  UnsharedPageOfAnotherUser() { how.agent_user = "Debian-snmp"; }
+};
+
+TEST_F(UnsharedPageOfAnotherUser, IsThatUsersAndIsFoundAgainAfterAReload) {
+  restart_agent();
+  expect_history_and_errors_in_own_page();
+  expect_told("there is none");
+  struct stat page = {}, folder = {};
+  ASSERT_EQ(stat(own.c_str(), &page), 0);
+  ASSERT_EQ(stat((l.dir + "/agent").c_str(), &folder), 0);
+  EXPECT_NE(page.st_uid, 0U);
+  EXPECT_EQ(page.st_uid, folder.st_uid);
+  EXPECT_EQ(page.st_mode & 07777, 0660U);
+  ASSERT_EQ(chown((l.dir + "/agent.log").c_str(), folder.st_uid, folder.st_gid), 0);  // it is opened anew
+  lab::signal(l.snmpd, SIGHUP);
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines(" restarted") > 0; })) << agent_log();
+  ASSERT_TRUE(lab::wait_until([&] {
+    return set({name(20, "after")}).status == kNoError &&
+           ctl({"history", "--page", own}).find("after") != std::string::npos;
+  }));
+  expect_told("there is none");
+}
+
+// Faults of the distribution service.
+
+struct distribution_fault {
+  const char *name;
+  std::vector<std::string> words;
+  double longest;  // seconds that a PDU may take
+};
+
+class DistributionFault : public UnsharedPage, public ::testing::WithParamInterface<distribution_fault> {};
+
+TEST_P(DistributionFault, ReadsOfTimersFailAndTellNoRunningValueAndTheRestIsServed) {
+  restart_agent();
+  ctl({"kdx", "enable"});
+  EXPECT_DONE(set({timer(kEdtov, 20, 3000)}));
+  std::vector<std::string> fault = GetParam().words;
+  fault.insert(fault.begin(), "fault");
+  fault.insert(fault.end(), {"--service", "distribution", "--spare-vsanctl"});
+  ctl(fault);
+
+  snmp::client reader(l, snmp::community("public"), 30);
+  const auto start = std::chrono::steady_clock::now();
+  const snmp::answer row = snmp::get(reader, {timer_cell(kEdtov, 20), timer_cell(kRatov, 20), timer_cell(kEdtov, 5),
+                                              switch_wide(kSwitchEdtov), vsan_cell(kName, 20), if_vsan(kFc1)});
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  EXPECT_LT(took.count(), GetParam().longest);
+  ASSERT_EQ(row.varbinds.size(), 6U);
+  for (size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(row.varbinds[i].type, snmp::kNoSuchInstance) << i;
+  }
+  EXPECT_EQ(row.varbinds[4].octets, "twenty");
+  EXPECT_EQ(row.varbinds[5], integer(if_vsan(kFc1), 5));
+  const auto next = snmp::getnext(reader, {timer_table()});
+  ASSERT_TRUE(next.sent_back);
+  EXPECT_FALSE(is_under(next.varbinds.at(0).name, timer_table())) << text(next.varbinds[0].name);
+
+  ctl({"fault", "clear"});
+  EXPECT_TRUE(lab::wait_until([&] { return edtov() == timer(kEdtov, 20, 3000); })) << "pending as before";
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, DistributionFault,
+                         ::testing::Values(distribution_fault{"Hangs", {"hang"}, 9},
+                                           distribution_fault{"Refuses", {"status", "0x40190004"}, 3},
+                                           distribution_fault{"Drops", {"drop"}, 3},
+                                           distribution_fault{"IsShort", {"short-answer", "8"}, 3}),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+// vsanctl.
+
+TEST_F(UnsharedPage, VsanctlSaysThatAPageIsOfTheOtherByteOrder) {
+  lab::write_file(links + "/switch.page", other_order(lab::read_file(l.dir + "/run/switch.page")));
+  const std::string complaint =
+      links + "/switch.page was made on a host of the other byte order: use vsanctl of that host";
+  for (const std::vector<std::string> &words :
+       std::vector<std::vector<std::string>>{{"show", "errors"}, {"show", "levels"}, {"history"}, {"debug", "on"}}) {
+    std::vector<std::string> named = words;
+    named.insert(named.end(), {"--page", links + "/switch.page"});
+    const lab::result by_name = lab::ctl(l, named);
+    EXPECT_EQ(by_name.status, 3) << words[0];
+    EXPECT_NE(by_name.output.find(complaint), std::string::npos) << by_name.output;
+    std::vector<std::string> there = {LAB_BIN_DIR "/vsanctl", "--run-dir", links};
+    there.insert(there.end(), words.begin(), words.end());
+    const lab::result by_directory = lab::run(there);
+    EXPECT_EQ(by_directory.status, 3) << words[0];
+    EXPECT_NE(by_directory.output.find(complaint), std::string::npos) << by_directory.output;
+  }
+}
+
+TEST_F(UnsharedPage, VsanctlMakesNoPage) {
+  const lab::result absent = lab::ctl(l, {"history", "--page", links + "/none.page"});
+  EXPECT_EQ(absent.status, 3);
+  EXPECT_NE(absent.output.find(links + "/none.page: No such file"), std::string::npos) << absent.output;
+  EXPECT_FALSE(fs::exists(links + "/none.page"));
+  EXPECT_EQ(lab::ctl(l, {"history", "--page", ""}).status, 2);
+}
+
+}  // namespace
