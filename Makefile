@@ -6,7 +6,7 @@ DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
   fuzz model model-defects broken-exchanges monitoring monitoring-test soak soak_programs chaos coverage mutate long \
-  clean
+  bigendian powerpc-test clean
 
 all: build
 
@@ -55,6 +55,35 @@ test:
 	cmake --preset release -DVSANMIB_TESTS=ON -DVSANMIB_BENCH=ON >/dev/null
 	cmake --build --preset release
 	ctest --test-dir $(BUILD) --output-on-failure -j 6
+
+# Everything on the target's kind of processor and on another big-endian one, under emulators, and agents and switches
+# of different byte orders together: see cross/README.md. Half an hour and more.
+bigendian:
+	$(DEPS) build demo test clients powerpc s390x
+	cross/powerpc-prefix.sh
+	cross/s390x-prefix.sh
+	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --build --preset release
+	@set -e; for processor in powerpc s390x; do \
+	  cmake --preset $$processor >/dev/null; \
+	  cmake --build --preset $$processor; \
+	  ctest --test-dir build/$$processor --output-on-failure -j 2; \
+	  cross/lab-tests.sh $$processor $$processor -j 4; \
+	done
+	@set -e; for pair in "powerpc native" "native powerpc" "s390x powerpc"; do \
+	  echo "== agent and switch: $$pair"; cross/lab-tests.sh $$pair -j 4; \
+	done
+
+# What of it is quick: after `make test`, the unit tests and fuzz seeds on powerpc, each program in one process, and one
+# test of each kind through an agent there.
+POWERPC_LABS = ^(SetOfName|Walk|SetPhase|FabricTimer|Trap|Reload|RoleMatrix|IfMib|RogueManager)\.
+powerpc-test:
+	$(DEPS) build demo test powerpc
+	cross/powerpc-prefix.sh
+	cmake --preset powerpc >/dev/null
+	cmake --build --preset powerpc --target product quick_tests
+	ctest --test-dir build/powerpc --output-on-failure -j 2 -R '^(one_process\.|fuzz_)'
+	cross/lab-tests.sh powerpc powerpc -j 4 -R '$(POWERPC_LABS)'
 
 # How fast the module is beside the same rows in other tables: see bench/README.md. A developer measures one thing in
 # ten seconds with SECONDS=10 SIZES=100 PEERS=ours SHAPES=getnext-1.

@@ -51,7 +51,11 @@ const char *text_of(const page_reason (&reasons)[count], int why) {
 // What the log is told; empty when the page is shared.
 std::string text_of(const platform_page_report &found) {
   if (found.shared != 0) {
-    return "";
+    return platform_page_is_of_another() == 0
+               ? ""
+               : std::string("the page in ") + platform_run_dir() +
+                     " is another process's than the one that answers; events and errors are kept there; the "
+                     "distribution state is asked of switchd";
   }
   std::string text = std::string("the page of switchd in ") + platform_run_dir() +
                      " cannot be used: " + text_of(kReasons, found.why) + "; events and errors are ";
@@ -69,6 +73,10 @@ void tell(const platform_page_report &found, const std::string &text) {
     return page_telling_take_back();
   }
   snmp_log(LOG_WARNING, "switch_agent: %s\n", text.c_str());
+  if (found.shared != 0) {
+    return page_telling_say((std::string(platform_run_dir()) + "/switch.page").c_str(),
+                            "it is another process's than the one that answers");
+  }
   page_telling_say(found.own != 0 ? own_file.c_str() : "", text_of(kReasons, found.why));
 }
 

@@ -17,11 +17,12 @@ int platform_kdx_publish(const char *application, int enabled, int show_run_mode
   }
   const uint32_t state =
       kDistributionKnown | (enabled ? kDistributionEnabled : 0U) | (show_run_mode ? kDistributionShowsRunning : 0U);
+  page->publisher.store(page_user_pid, std::memory_order_release);
   page->distribution.store(state, std::memory_order_release);
   return 0;
 }
 
-int platform_kdx_published(const char *application, int *enabled, int *show_run_mode) {
+int platform_kdx_published(const char *application, int *enabled, int *show_run_mode, uint32_t *publisher) {
   if (strcmp(application, kFcTimerApplication) != 0) {
     errno = EINVAL;
     return -1;
@@ -35,6 +36,7 @@ int platform_kdx_published(const char *application, int *enabled, int *show_run_
     errno = ENODATA;
     return -1;
   }
+  *publisher = page->publisher.load(std::memory_order_acquire);
   *enabled = (state & kDistributionEnabled) != 0;
   *show_run_mode = (state & kDistributionShowsRunning) != 0;
   return 0;

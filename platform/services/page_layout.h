@@ -34,7 +34,8 @@ struct switch_page {
   uint32_t size;
   uint32_t identity;         // tells this page from one that replaces it
   shared_word distribution;  // of "fctimer": kDistribution... bits
-  uint32_t reserved[11];
+  shared_word publisher;     // the process that wrote them
+  uint32_t reserved[10];
   shared_word levels[2][kLevelWords];  // bit level % 32 of word level / 32, by kLevelRecorded and kLevelPrinted
   // Every event counts: what all read at every event stands in another cache line.
   slot_ring_counters event_counters;

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -137,6 +138,11 @@ void start_snmptrapd(lab &l) {
 std::string named(const char *variable, const char *otherwise) {
   const char *name = getenv(variable);
   return name != nullptr ? name : otherwise;
+}
+
+bool reads_the_page(const std::vector<std::string> &words) {
+  const auto has = [&words](const char *word) { return std::find(words.begin(), words.end(), word) != words.end(); };
+  return (has("history") || has("debug") || has("errors") || has("levels")) && !has("--page");
 }
 
 // In order, so that what counts which ways were taken writes that down.
@@ -310,7 +316,11 @@ result run(const std::vector<std::string> &command) {
 }
 
 result ctl(const lab &l, std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), {program("vsanctl"), "--run-dir", l.dir + "/run"});
+  const char *reader = reads_the_page(arguments) ? getenv("LAB_PAGE_READER") : nullptr;
+  arguments.insert(arguments.begin(), {reader != nullptr ? reader : program("vsanctl"), "--run-dir", l.dir + "/run"});
+  if (reader != nullptr) {
+    arguments.insert(arguments.end(), {"--page", l.dir + "/agent/switch_agent.page"});
+  }
   return run(arguments);
 }
 

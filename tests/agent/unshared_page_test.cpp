@@ -147,6 +147,20 @@ TEST_F(UnsharedPage, LevelsAreSwitchedInThePageThatIsNamed) {
   EXPECT_EQ(ctl({"history", "--page", own, "--level", "101"}).find("renamed"), std::string::npos);
 }
 
+// A directory that had a switch of its own, and then another's sockets.
+TEST_F(UnsharedPage, ThatWasLeftByASwitchThatIsGoneIsNotTakenForTheOtherOnes) {
+  const std::string left = links + "/switch.page";
+  fs::copy_file(l.dir + "/run/switch.page", left);
+  lab::stop(l.switchd);
+  lab::start_switchd(l);
+  lab::stop(l.snmpd);
+  lab::start_snmpd(l);
+  expect_pending_is_never_running();
+  const char *why = "it is another process's than the one that answers";
+  EXPECT_EQ(without_page(1)[0], (json{{"pid", l.snmpd.pid}, {"page", left}, {"why", why}}));
+  EXPECT_EQ(log_lines("the page in " + links + " is another process's than the one that answers"), 1U) << agent_log();
+}
+
 TEST_F(UnsharedPage, OneOfTheOtherByteOrderIsLikeNone) {
   const std::string page = other_order(lab::read_file(l.dir + "/run/switch.page"));
   lab::write_file(links + "/switch.page", page);

@@ -71,10 +71,14 @@ void platform_page_close(void);
 // Returns 0, or -1 with `errno`: EINVAL for another application or value, else what kept the page from being opened.
 int platform_kdx_publish(const char *application, int enabled, int show_run_mode);
 
-// The state that was published. Returns 0 with both filled, 0 or 1, or -1 with `errno`: EINVAL for another application,
-// ENODATA when the page does not know it, as a new one and one of the process's own, else what kept the page from
-// being opened.
-int platform_kdx_published(const char *application, int *enabled, int *show_run_mode);
+// The state that was published. Returns 0 with both filled, 0 or 1, and the number of the process that published it, or
+// -1 with `errno`: EINVAL for another application, ENODATA when the page does not know it, as a new one and one of the
+// process's own, else what kept the page from being opened.
+int platform_kdx_published(const char *application, int *enabled, int *show_run_mode, uint32_t *publisher);
+
+// Whether the distribution state was last asked of the switch although a page has it: another process published it than
+// the one that answers requests, as on a page that was left by a switch that is gone. Returns 1 or 0.
+int platform_page_is_of_another(void);
 
 // The two switches that each level has: whether its events are recorded, and whether they are printed.
 enum { kLevelRecorded = 0, kLevelPrinted = 1 };

@@ -50,10 +50,22 @@ int ask_service(distribution_state *state) {
   return why;
 }
 
+bool page_is_of_another;
+
+// Whether this process's requests are answered by that one. Where nobody answers, nobody says otherwise.
+bool answers(uint32_t publisher) {
+  receiver_connection &manager = *receiver_of(kServiceVsanManager);
+  return receiver_connect(manager) != 0 || static_cast<uint32_t>(manager.peer) == publisher;
+}
+
 // Returns 0 with `state` filled, or -1 with `errno`.
 int find_state(const char *application, question which, distribution_state *state) {
-  if (platform_kdx_published(application, &state->enabled, &state->show_running) == 0) {
-    return 0;
+  uint32_t publisher = 0;
+  if (platform_kdx_published(application, &state->enabled, &state->show_running, &publisher) == 0) {
+    page_is_of_another = !answers(publisher);
+    if (!page_is_of_another) {
+      return 0;
+    }
   }
   if (strcmp(application, kFcTimerApplication) != 0) {
     return -1;
@@ -87,6 +99,10 @@ int get_kdx_show_run_mode(const char *application, int *mode) {
   }
   *mode = state.show_running;
   return 0;
+}
+
+int platform_page_is_of_another() {
+  return page_is_of_another ? 1 : 0;
 }
 
 bool distribution_is_unknown(int *why) {

@@ -1,6 +1,7 @@
 // The distribution state where the shared page does not have it: asked of its service, once a PDU.
 #include <errno.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -88,6 +89,24 @@ TEST_F(DistributionClient, DoesNotAskWhileThePageKnows) {
   EXPECT_EQ(ask(), (kdx_answer{0, 1}));
   EXPECT_EQ(asked, 0);
   EXPECT_EQ(read_timer().status, 0);
+}
+
+// Such as one that was left by a switch that is gone, where the sockets are another's now.
+TEST_F(DistributionClient, AsksWhileThePageIsOfAnotherProcessThanTheOneThatAnswers) {
+  const pid_t other = fork();
+  if (other == 0) {
+    _exit(platform_kdx_publish("fctimer", 0, 1) == 0 ? 0 : 1);
+  }
+  int ended = -1;
+  ASSERT_EQ(waitpid(other, &ended, 0), other);
+  ASSERT_EQ(ended, 0);
+  EXPECT_EQ(ask(), (kdx_answer{1, 0}));
+  EXPECT_EQ(asked, 1);
+  EXPECT_EQ(platform_page_is_of_another(), 1);
+  ASSERT_EQ(platform_kdx_publish("fctimer", 0, 1), 0);
+  EXPECT_EQ(ask(), (kdx_answer{0, 1}));
+  EXPECT_EQ(asked, 1);
+  EXPECT_EQ(platform_page_is_of_another(), 0);
 }
 
 TEST_F(DistributionClient, AsksForAnApplicationThatIsDistributedOnly) {

@@ -154,7 +154,8 @@ TEST_F(PageFallback, ItsDistributionStateIsNeverKnown) {
   ASSERT_EQ(platform_page_fall_back(own.c_str()), 0);
   EXPECT_EQ(platform_kdx_publish("fctimer", 1, 0), 0);
   int enabled = 7, mode = 7;
-  EXPECT_EQ(platform_kdx_published("fctimer", &enabled, &mode), -1);
+  uint32_t publisher = 0;
+  EXPECT_EQ(platform_kdx_published("fctimer", &enabled, &mode, &publisher), -1);
   EXPECT_EQ(errno, ENODATA);
   EXPECT_EQ(enabled, 7);
   EXPECT_EQ(mode, 7);

@@ -1,0 +1,31 @@
+#!/bin/bash
+# cross/lab-tests.sh AGENT SWITCH [WORDS FOR CTEST...]: the build machine's own tests through a real agent, against an
+# snmpd with the module of the processor AGENT and a switchd and vsanctl of the processor SWITCH: native, powerpc, s390x or
+# powerpc-small. build/release has the tests, each processor's build the rest.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+agent=$1 switch=$2
+shift 2
+build=$here/../build
+
+# What of a build is started: programs, or scripts that start them under the emulator.
+programs_of() {
+  if [ "$1" = native ]; then echo "$build/release/bin"; else echo "$build/$1/starters"; fi
+}
+for processor in "$agent" "$switch"; do
+  [ "$processor" = native ] || [ -x "$build/$processor/starters/switchd" ] ||
+    { echo "lab-tests.sh: build/$processor has nothing to start" >&2; exit 1; }
+done
+if [ "$agent" != native ]; then
+  export LAB_LIBRARIES=$build/$agent/lib LAB_SNMPD=$build/$agent/starters/snmpd
+fi
+LAB_PROGRAMS=$(programs_of "$switch")
+export LAB_PROGRAMS
+# An agent of another byte order than its switch has events and errors in a page of its own.
+if [ "$agent" != "$switch" ] && { [ "$agent" = native ] || [ "$switch" = native ]; }; then
+  LAB_PAGE_READER=$(programs_of "$agent")/vsanctl
+  export LAB_PAGE_READER
+fi
+
+names=$(grep -v '^#' "$here/exceptions.txt" | sed 's/\./\\./g; s/\*/.*/g' | grep . | paste -sd '|')
+ctest --test-dir "$build/release" --output-on-failure -L lab -E "^($names)\$" "$@"
