@@ -85,7 +85,7 @@ void take_page(const page_mapping &opened, bool own) {
   use.looked_at = monotonic_coarse_seconds();
 }
 
-int open_page(const char *path, const long *group) {
+int open_page(const char *path, const int64_t *group) {
   page_mapping opened;
   if (page_file_open(path, &opened, group) != 0) {
     return -1;
