@@ -81,10 +81,12 @@ agent() {
 sqlite() {
   unpack sqlite3
   ./configure --prefix="$ROOT" --disable-tcl --disable-readline --disable-shared
-  make sqlite3.c
+  make sqlite3.c shell.c
   $HOST-gcc -O1 -fPIC -shared -DSQLITE_THREADSAFE=1 -DHAVE_USLEEP=1 -DSQLITE_ENABLE_COLUMN_METADATA \
     -Wl,-soname,libsqlite3.so.0 -o "$ROOT/lib/libsqlite3.so.0" sqlite3.c -lm -lpthread -ldl
   ln -sf libsqlite3.so.0 "$ROOT/lib/libsqlite3.so"
+  mkdir -p "$ROOT/bin"
+  $HOST-gcc -O1 -o "$ROOT/bin/sqlite3" shell.c "$ROOT/lib/libsqlite3.so.0" -lm
   cp sqlite3.h sqlite3ext.h "$ROOT/include/"
   install -D -m 644 sqlite3.pc "$ROOT/lib/pkgconfig/sqlite3.pc"
 }

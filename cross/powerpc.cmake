@@ -20,6 +20,7 @@ foreach(kind EXE SHARED MODULE)
 endforeach()
 set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-ppc;-L;/usr/powerpc-linux-gnu;-E;LD_LIBRARY_PATH=${POWERPC_PREFIX}/lib")
 set(EMULATED_SNMPD ${POWERPC_PREFIX}/sbin/snmpd)
+set(EMULATED_SQLITE3 ${POWERPC_PREFIX}/bin/sqlite3)
 # Not the build machine's libraries.
 set(ENV{PKG_CONFIG_LIBDIR} ${POWERPC_PREFIX}/lib/pkgconfig)
 set(ENV{PKG_CONFIG_PATH} "")

@@ -35,9 +35,25 @@ bool ends_with_conf(const std::string &name) {
   return name.size() > 5 && name.compare(name.size() - 5, 5, ".conf") == 0;
 }
 
+// Whether all names in a directory are to be had; of a file nothing is said. The agent takes an error for the end.
+bool lists_whole(const std::string &file) {
+  DIR *directory = opendir(file.c_str());
+  if (directory == nullptr) {
+    return true;
+  }
+  errno = 0;
+  while (readdir(directory) != nullptr) {
+  }
+  const int why = errno;
+  closedir(directory);
+  errno = why;
+  return why == 0;
+}
+
 // Whether the file or directory may be read, or is not there.
 bool may_read(const std::string &file) {
-  if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) == 0 || errno == ENOENT || errno == ENOTDIR) {
+  const bool there = faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) == 0;
+  if (there ? lists_whole(file) : errno == ENOENT || errno == ENOTDIR) {
     return true;
   }
   snmp_log(LOG_ERR, "switch_agent: %s: %s; it may hold roles\n", file.c_str(), strerror(errno));

@@ -168,6 +168,16 @@ std::string agent_program() {
   return named("LAB_SNMPD", "snmpd");
 }
 
+std::string store_program() {
+  return named("LAB_SQLITE3", "sqlite3");
+}
+
+std::string preloaded(const std::string &file) {
+  const std::string first = LAB_PRELOAD[0] == '\0' ? "" : std::string(LAB_PRELOAD) + ":";
+  const std::string own = std::string(LAB_LIB_DIR) + "/" + file, started = library(file);
+  return first + own + (started == own ? "" : ":" + started);
+}
+
 // Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock
 // program.
 process launch(const std::vector<std::string> &command, const std::string &log, bool preload) {
@@ -209,8 +219,8 @@ lab::~lab() {
 }
 
 void start(lab &l, const options &how) {
-  char name[] = "/tmp/lab.XXXXXX";
-  if (mkdtemp(name) == nullptr) {
+  std::string name = named("TMPDIR", "/tmp") + std::string("/lab.XXXXXX");
+  if (mkdtemp(name.data()) == nullptr) {
     throw std::runtime_error("no temporary directory");
   }
   l.dir = name;
@@ -357,7 +367,7 @@ long resident_kib(const process &p) {
 }
 
 std::string store_dump(const lab &l) {
-  const result dump = run({"sqlite3", "-readonly", l.dir + "/switch.db", ".dump"});
+  const result dump = run({store_program(), "-readonly", l.dir + "/switch.db", ".dump"});
   if (dump.status != 0) {
     throw std::runtime_error("cannot read the store: " + dump.output);
   }
@@ -378,7 +388,7 @@ std::string settled_dump(const lab &l) {
 }
 
 std::string store_rows(const lab &l) {
-  const result rows = run({"sqlite3", "-readonly", l.dir + "/switch.db",
+  const result rows = run({store_program(), "-readonly", l.dir + "/switch.db",
                            "SELECT 'vsan ' || id, name, media_type, admin_state, mtu, load_balancing, interop, inorder,"
                            " drop_latency FROM vsan ORDER BY id;"
                            "SELECT 'interface ' || ifindex, vsan, up FROM interface ORDER BY ifindex;"

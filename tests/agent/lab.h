@@ -46,10 +46,15 @@ struct lab {
 
 // What labs start and load: this build's own and the machine's snmpd, unless the environment names those of another
 // build, or of another processor: LAB_LIBRARIES and LAB_PROGRAMS are folders, LAB_SNMPD is a program. LAB_PAGE_READER is a
-// vsanctl of the agent's byte order, for an agent whose switch has the other one.
+// vsanctl of the agent's byte order, for an agent whose switch has the other one; LAB_SQLITE3 a sqlite3 of the switch's.
 std::string library(const std::string &file);
 std::string program(const std::string &name);
 std::string agent_program();
+std::string store_program();
+
+// LD_PRELOAD for a library of the tests, in this build and in the one that labs start: each program takes the one that
+// is made for its processor. The sanitizers' runtime stays in front.
+std::string preloaded(const std::string &file);
 
 // Starts everything and waits until the agent answers. Throws std::runtime_error with the logs when something
 // does not start.

@@ -370,7 +370,7 @@ TEST_F(UnsharedPage, VsanctlSaysThatAPageIsOfTheOtherByteOrder) {
     const lab::result by_name = lab::ctl(l, named);
     EXPECT_EQ(by_name.status, 3) << words[0];
     EXPECT_NE(by_name.output.find(complaint), std::string::npos) << by_name.output;
-    std::vector<std::string> there = {LAB_BIN_DIR "/vsanctl", "--run-dir", links};
+    std::vector<std::string> there = {lab::program("vsanctl"), "--run-dir", links};
     there.insert(there.end(), words.begin(), words.end());
     const lab::result by_directory = lab::run(there);
     EXPECT_EQ(by_directory.status, 3) << words[0];

@@ -1,6 +1,7 @@
 // Each exchange of each object, in each phase, breaks in each way, with a real switch behind it: no wrong value is ever
 // given, what is answered with an error is not half done, nothing stays listed, and the next request is served.
 //   BROKEN_ALL   1: also each way that costs a time-out for each object, half an hour
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -137,7 +138,7 @@ class Relayed : public ::testing::Test {
     lab::start(l, {.agent_lines = "dlmod list_watch " + module + "\n", .module = module});
     lab::stop(l.snmpd);
     const std::string run = l.dir + "/run/";
-    ASSERT_EQ(unlink((run + "published.sock").c_str()), 0);
+    ASSERT_TRUE(unlink((run + "published.sock").c_str()) == 0 || errno == ENOENT);
     vsans = std::make_unique<relay::relay>(run + "vsan-manager.sock");
     ports = std::make_unique<relay::relay>(run + "port-manager.sock");
     lab::start_snmpd(l);

@@ -20,9 +20,8 @@ class ClockStep : public FabricTest {
     char name[] = "/tmp/stepped-clock.XXXXXX";
     close(mkstemp(name));
     file = name;
-    const std::string before = LAB_PRELOAD[0] == '\0' ? "" : std::string(LAB_PRELOAD) + ":";
     setenv("STEPPED_CLOCK", file.c_str(), 1);
-    setenv("LD_PRELOAD", (before + STEPPED_CLOCK_LIBRARY + ":" + lab::library("libstepped_clock.so")).c_str(), 1);
+    setenv("LD_PRELOAD", lab::preloaded("libstepped_clock.so").c_str(), 1);
     lab::start(l, {.traps = true});
   }
   void TearDown() override {

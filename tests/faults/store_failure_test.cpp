@@ -122,14 +122,9 @@ TEST_F(StoreFailure, AFileSizeLimitRefusesWritesAndDoesNotEndSwitchd) {
 // Another program that locks the store holds nobody up: the write is refused.
 TEST_F(StoreFailure, AStoreLockedByAnotherProgramRefusesTheWriteInTime) {
   const std::string store = lab::settled_dump(l);
-  lab::write_file(l.dir + "/locker.py",
-                  "import sqlite3, sys, time\n"
-                  "db = sqlite3.connect(sys.argv[1], isolation_level=None)\n"
-                  "db.execute('BEGIN IMMEDIATE')\n"
-                  "open(sys.argv[2], 'w').close()\n"
-                  "time.sleep(4)\n");
   std::thread locker([&] {
-    lab::run({"/usr/bin/python3", l.dir + "/locker.py", l.dir + "/switch.db", l.dir + "/locked"});
+    lab::run(
+        {lab::store_program(), l.dir + "/switch.db", "BEGIN IMMEDIATE;", ".shell touch " + l.dir + "/locked; sleep 4"});
   });
   EXPECT_TRUE(lab::wait_until([&] { return std::filesystem::exists(l.dir + "/locked"); }));
   const auto start = std::chrono::steady_clock::now();

@@ -23,7 +23,7 @@ TEST_F(NameIsNoText, IsRefusedWithItsReason) {
 
 TEST_F(NameIsNoText, OneOfAnOlderStoreIsKeptUntilItIsChanged) {
   lab::stop(l.switchd);
-  ASSERT_EQ(lab::run({"sqlite3", l.dir + "/switch.db",
+  ASSERT_EQ(lab::run({lab::store_program(), l.dir + "/switch.db",
                       "UPDATE vsan SET name = CAST(x'1b61ff' AS TEXT) WHERE id = 10;"
                       "UPDATE setting SET value = 0 WHERE name = 'digest'"})
                 .status,
