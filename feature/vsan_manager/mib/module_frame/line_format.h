@@ -115,15 +115,18 @@ constexpr void take_argument(line_piece **piece, const char **text, bool fits) {
 }
 
 // A format that stands in a table, of 255 characters at most. It is given these arguments, in this order, and may use
-// fewer of them.
+// fewer of them. A build for little memory leaves the pieces out of its tables.
 template <typename... Arguments>
 struct row_format {
   const char *format = nullptr;  // null: no line
-  line_piece pieces[sizeof...(Arguments) + 1] = {};
+#ifndef VSANMIB_SMALL_TRACES
+  line_pieces<sizeof...(Arguments) + 1> pieces = {};
+#endif
 
   constexpr row_format() = default;
   constexpr row_format(const char *text) : format(text) {
-    line_piece *piece = pieces;
+    line_pieces<sizeof...(Arguments) + 1> taken = {};
+    line_piece *piece = taken.at;
     *piece = first_piece(text);
     (take_argument(&piece, &text, converts<Arguments>(piece->then)), ...);
     if (piece->then != line_conversion::end) {
@@ -132,6 +135,9 @@ struct row_format {
     if (static_cast<size_t>(text - format) + piece->literal > UINT8_MAX) {
       format_is_too_long();
     }
+#ifndef VSANMIB_SMALL_TRACES
+    pieces = taken;
+#endif
   }
 };
 

@@ -89,6 +89,32 @@ char *put_hex(char *at, unsigned number) {
   return at;
 }
 
+char *write_scanned(line_record *line, const char *format, const row_argument *arguments) {
+  char *at = line->text;
+  const char *end = at + kLineMax;
+  for (; *format != '\0'; ++format) {
+    if (*format != '%') {
+      *at++ = *format;
+      continue;
+    }
+    const row_argument argument = *arguments++;
+    switch (*++format) {
+      case 's':
+        at = put_text(at, end, argument.text);
+        break;
+      case 'd':
+        at = put_integer(at, argument.number);
+        break;
+      case 'u':
+        at = put_natural(at, static_cast<unsigned>(argument.number));
+        break;
+      default:
+        at = put_hex(at, static_cast<unsigned>(argument.number));
+    }
+  }
+  return at;
+}
+
 char *write_row(line_record *line, const char *format, const line_piece *pieces, const row_argument *arguments) {
   char *at = line->text;
   const char *end = at + kLineMax;
