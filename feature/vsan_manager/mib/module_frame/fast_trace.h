@@ -15,7 +15,7 @@ namespace vsan_mib {
 template <typename... Arguments>
 line_sink record_row(int level, const row_format<Arguments...> &row, std::type_identity_t<Arguments>... arguments) {
   const row_argument taken[] = {row_argument_of(arguments)...};
-  return record_line(level, write_row(&line_at_hand, row.format, row.pieces.at, taken));
+  return record_line(level, write_scanned(&line_at_hand, row.format, taken));
 }
 
 }  // namespace vsan_mib
