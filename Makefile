@@ -4,7 +4,7 @@ SHELL := /bin/bash
 BUILD := build/release
 DEPS := packaging/install-deps.sh
 
-.PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions bench-instructions-both target sizes flame-graph check \
+.PHONY: all deps build demo run install package package-powerpc package-test test bench bench-micro bench-instructions bench-instructions-both target sizes flame-graph check \
   fuzz model model-defects broken-exchanges monitoring monitoring-test soak soak_programs chaos coverage mutate long \
   clean
 
@@ -32,6 +32,15 @@ install:
 package:
 	$(DEPS) build package
 	packaging/make-packages.sh build/packages
+
+# The same for the target, in build/packages-powerpc, with the small build's options; and looked through, which an agent
+# under the emulator answers from.
+package-powerpc: package
+	$(DEPS) build test powerpc package demo
+	cross/powerpc-prefix.sh
+	POWERPC_PREFIX=build/powerpc-prefix packaging/make-packages.sh build/packages-powerpc
+	python3 -B tests/size/target_packages.py --packages build/packages-powerpc \
+	  --native build/packages --prefix build/powerpc-prefix
 
 # The packages looked through, and installed, used, upgraded and purged on a small Debian machine of their own.
 package-test: package

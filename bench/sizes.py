@@ -105,7 +105,7 @@ def sizes_of(processor, out, options):
 
 @dataclasses.dataclass
 class Memory:
-    """KiB that are resident, and of those what is this process's alone: written to."""
+    """KiB that are resident, and of those what this process has written to, which no other shares."""
 
     resident: int = 0
     own: int = 0
@@ -122,7 +122,7 @@ def read_memory(smaps, emulated):
             if mapping[3] or first != end:
                 name = pathlib.PurePath(mapping[3]).name or "anonymous"
             end = last
-        elif counted and (number := re.match(r"(Rss|Private_Dirty): +(\d+) kB", line)):
+        elif counted and (number := re.match(r"(Rss|Anonymous): +(\d+) kB", line)):
             for memory in (by_file[""], by_file.setdefault(name, Memory())):
                 if number[1] == "Rss":
                     memory.resident += int(number[2])
@@ -163,8 +163,8 @@ def print_sizes(rows, options):
 
 
 def print_memory(memories):
-    print(f"\nKiB of an agent that served {VSANS} VSANs: resident, and of that its own, which relocations, data and zeros")
-    print("cost; of the module and of the whole agent.\n")
+    print(f"\nKiB of an agent that served {VSANS} VSANs: resident, and of that its own, which is what relocations and")
+    print("variables cost; of the module and of the whole agent.\n")
     print("| | module, resident | own | agent, resident | own |\n|---|---|---|---|---|")
     for label, memory in memories:
         cells = (memory[MODULE].resident, memory[MODULE].own, memory[""].resident, memory[""].own)
