@@ -4,7 +4,7 @@ SHELL := /bin/bash
 BUILD := build/release
 DEPS := packaging/install-deps.sh
 
-.PHONY: all deps build demo run install package package-test test bench bench-micro bench-instructions flame-graph check \
+.PHONY: all deps build demo run install package package-powerpc package-test test bench bench-micro bench-instructions bench-instructions-both target sizes flame-graph check \
   fuzz model model-defects broken-exchanges monitoring monitoring-test soak soak_programs chaos coverage mutate long \
   bigendian powerpc-test clean
 
@@ -32,6 +32,15 @@ install:
 package:
 	$(DEPS) build package
 	packaging/make-packages.sh build/packages
+
+# The same for the target, in build/packages-powerpc, with the small build's options; and looked through, which an agent
+# under the emulator answers from.
+package-powerpc: package
+	$(DEPS) build test powerpc package demo
+	cross/powerpc-prefix.sh
+	POWERPC_PREFIX=build/powerpc-prefix packaging/make-packages.sh build/packages-powerpc
+	python3 -B tests/size/target_packages.py --packages build/packages-powerpc \
+	  --native build/packages --prefix build/powerpc-prefix
 
 # The packages looked through, and installed, used, upgraded and purged on a small Debian machine of their own.
 package-test: package
@@ -109,6 +118,25 @@ bench-instructions:
 	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
 	cmake --build --preset release --target product bench_programs
 	python3 -B bench/instructions.py --build $(BUILD) --out build/bench --peers "$(PEERS)" --shapes "$(SHAPES)"
+
+# The target's build: what runs in the agent for little memory. See docs/size.md.
+TARGET := build/powerpc-small
+target:
+	$(DEPS) build test powerpc
+	cross/powerpc-prefix.sh
+	cmake --preset powerpc-small >/dev/null
+	cmake --build --preset powerpc-small --target product
+
+# The same for the agent of the target, under an emulator.
+bench-instructions-both: bench-instructions target
+	python3 -B bench/instructions.py --build $(BUILD) --target $(TARGET) --out build/bench --shapes "$(SHAPES)"
+
+# What the module takes of a switch's memory, option by option: ends with an error where it is too much. See docs/size.md.
+sizes: target
+	$(DEPS) build bench
+	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
+	cmake --build --preset release --target product bench_driver
+	python3 -B bench/sizes.py --build $(BUILD) --target $(TARGET) --out build/sizes
 
 # Pictures of where the agent spends its time, build/bench/flame-*.svg.
 flame-graph:

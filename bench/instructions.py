@@ -2,6 +2,7 @@
 """How many instructions the agent takes for a request, and in which library. See README.md."""
 
 import argparse
+import array
 import csv
 import dataclasses
 import pathlib
@@ -10,14 +11,20 @@ import signal
 import sys
 
 import lab as labs
-from libraries import LIBRARIES, library_of
+from libraries import LIBRARIES, OTHER, library_of
 from peers import BASE, OURS, PEERS
 
 VSANS = 4093
 PEERS_COUNTED = (OURS, "ours-no-history", BASE, "array")
+PEERS_EMULATED = (OURS, "ours-no-history")
 WARM_UP = 20  # requests that are not counted
 WAIT_SECONDS = 90  # for the requests of one shape, at most; an agent that is counted is forty times as slow
 VALGRIND = ("valgrind", "--tool=callgrind", "--instr-atstart=no", "--callgrind-out-file={file}")
+# Where the emulator puts the 4 GB of the emulated memory, what it counts with, and that one's pages: see emulated/.
+GUEST = 0x200000000
+GUEST_SIZE = 1 << 32
+PLUGIN = "file={lib}/bench_page_counter.so,out={file}"
+PAGE = 1 << 12
 # The functions of libc that store or copy blocks, where a step of a repeated instruction counts as one.
 BLOCKS = re.compile(r"__(memset|memcpy|memmove|mempcpy)_")
 NAME = re.compile(r"(c?)(ob|fn)=\((\d+)\)(?: (.*))?$")
@@ -34,6 +41,7 @@ class Shape:
 
 
 SHAPES = (
+    Shape("get-contact", "GET of sysContact, which is the agent's own; a request", 1500),
     Shape("get-1", "GET, one varbind; a request", 1500),
     Shape("getnext-1", "GETNEXT, one varbind; a request", 1500),
     Shape("getnext-row", "GETNEXT, a row of ten columns; a request", 600),
@@ -50,7 +58,7 @@ class Count:
     requests: int
     varbinds: int
     total: int = 0
-    blocks: int = 0  # of `total`
+    blocks: int | None = 0  # of `total`; None: not counted
     by_library: dict = dataclasses.field(default_factory=lambda: dict.fromkeys(COLUMNS, 0))
 
 
@@ -94,21 +102,75 @@ def control(served, *words):
 
 
 def load(lab, served, shape, requests):
+    """Has the driver send so many requests of the shape of this name; how many requests and varbinds were answered."""
     command = [lab.bin / "bench_driver", "load", "--warm-up", 0, "--requests", requests, "--slice", WAIT_SECONDS]
-    row = next(csv.reader([labs.checked([*command, "--peer", served.word(), "--shape", shape.name])]))
+    row = next(csv.reader([labs.checked([*command, "--peer", served.word(), "--shape", shape])]))
     return int(row[4]), int(row[5])
 
 
 def count_shape(lab, served, shape, file, number):
     """`number` is that of the file that callgrind writes, from 1."""
-    load(lab, served, shape, WARM_UP)
+    load(lab, served, shape.name, WARM_UP)
     control(served, "--instr=on")
-    requests, varbinds = load(lab, served, shape, shape.requests)
+    requests, varbinds = load(lab, served, shape.name, shape.requests)
     control(served, "--instr=off")
     if requests < shape.requests:
         print(f"  {shape.name} of {served.name}: {requests} requests in {WAIT_SECONDS} s", file=sys.stderr)
     control(served, "--dump")
     return read_count(pathlib.Path(f"{file}.{number}").read_text(), requests, varbinds)
+
+
+def read_maps(text):
+    """Where in the emulated memory which library is: (first address, address behind it, name), of a process's maps."""
+    maps = []
+    for line in text.splitlines():
+        if found := re.match(r"([0-9a-f]+)-([0-9a-f]+) \S+ \S+ \S+ \S+ *(.*)", line):
+            first, last = (int(number, 16) - GUEST for number in found.group(1, 2))
+            if 0 <= first and last <= GUEST_SIZE:
+                maps.append((first, last, library_of(found[3]).name))
+    return maps
+
+
+def read_pages(file):
+    pages = array.array("Q")
+    with open(file, "rb") as counts:
+        pages.fromfile(counts, GUEST_SIZE // PAGE)
+    return pages
+
+
+def count_pages(before, after, maps, requests, varbinds):
+    """The count between two readings of what the plugin has counted."""
+    count = Count(requests, varbinds, sum(after) - sum(before), None)
+    for first, last, name in maps:
+        pages = slice(first // PAGE, last // PAGE)
+        count.by_library[name] += sum(after[pages]) - sum(before[pages])
+    if count.total == 0:
+        raise labs.BenchError("the emulator counted no instructions")
+    count.by_library[OTHER.name] += count.total - sum(count.by_library.values())  # what is in no file
+    return count
+
+
+def count_shape_emulated(lab, served, shape, file):
+    load(lab, served, shape.name, WARM_UP)
+    before = read_pages(file)
+    requests, varbinds = load(lab, served, shape.name, shape.requests)
+    after = read_pages(file)
+    maps = read_maps(pathlib.Path(f"/proc/{served.agent[0]}/maps").read_text())
+    return count_pages(before, after, maps, requests, varbinds)
+
+
+def count_peer_emulated(build, target, peer, shapes):
+    counts = {}
+    with labs.Lab(build, target) as lab:
+        file = lab.directory / "pages"
+        plugin = PLUGIN.format(lib=build.resolve() / "lib", file=file)
+        lab.agent_environment = {"QEMU_GUEST_BASE": hex(GUEST), "QEMU_PLUGIN": plugin}
+        served = labs.start_peer(lab, peer, VSANS)
+        labs.wait_for(lab, served, peer)
+        for shape in shapes:
+            print(f"  {target.name}: {peer.name}, {shape.name}", file=sys.stderr)
+            counts[shape.name] = count_shape_emulated(lab, served, shape, file)
+    return counts
 
 
 def count_peer(build, peer, shapes):
@@ -134,8 +196,9 @@ def print_table(counts, peers, shapes):
         for peer in peers:
             count = counts[peer.name][shape.name]
             units = count.requests * shape.units
-            parts = (count.total, *count.by_library.values(), count.blocks)
-            print(f"    {peer.label:<32}" + "".join(f"{part / units:10.0f}" for part in parts)
+            parts = [f"{part / units:10.0f}" for part in (count.total, *count.by_library.values())]
+            parts.append(f"{'-':>10}" if count.blocks is None else f"{count.blocks / units:10.0f}")
+            print(f"    {peer.label:<32}" + "".join(parts)
                   + f"{count.total / count.varbinds:11.0f}")  # fmt: skip
 
 
@@ -162,6 +225,7 @@ def chosen(text, known, what):
 def read_options():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build directory")
+    parser.add_argument("--target", type=pathlib.Path, help="a build for another processor, whose agent is to be counted")
     parser.add_argument("--out", type=pathlib.Path, required=True, help="where instructions.csv goes")
     parser.add_argument("--peers", default="", help="peers; default: ours, without history too, and the two tables")
     parser.add_argument("--shapes", default="", help="shapes; default: all")
@@ -169,13 +233,20 @@ def read_options():
 
 
 def run(given):
-    counted = [peer for name in PEERS_COUNTED for peer in PEERS if peer.name == name]
+    names = PEERS_EMULATED if given.target else PEERS_COUNTED
+    counted = [peer for name in names for peer in PEERS if peer.name == name]
     peers, shapes = chosen(given.peers, counted, "peer"), chosen(given.shapes, SHAPES, "shape")
     given.out.mkdir(parents=True, exist_ok=True)
-    counts = {peer.name: count_peer(given.build, peer, shapes) for peer in peers}
-    write_csv(given.out / "instructions.csv", counts)
+    if given.target:
+        counts = {peer.name: count_peer_emulated(given.build, given.target, peer, shapes) for peer in peers}
+        file = given.out / f"instructions-{given.target.name}.csv"
+        print(f"The agent of {given.target.name}, under an emulator.")
+    else:
+        counts = {peer.name: count_peer(given.build, peer, shapes) for peer in peers}
+        file = given.out / "instructions.csv"
+    write_csv(file, counts)
     print_table(counts, peers, shapes)
-    print(f"\nAll of it: {given.out}/instructions.csv")
+    print(f"\nAll of it: {file}")
 
 
 def main():

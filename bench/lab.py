@@ -28,6 +28,7 @@ access limiteds "" any noauth exact all none none
 maxGetbulkResponses 1000
 maxGetbulkRepeats 1000
 dontLogTCPWrappersConnects yes
+sysContact bench
 """
 
 
@@ -53,11 +54,15 @@ class Served:
 
 
 class Lab:
-    def __init__(self, build):
-        build = build.resolve()
-        self.lib = build / "lib"
-        self.bin = build / "bin"
+    def __init__(self, build, target=None):
+        """`target` is a build for another processor; agent and switch are its, under an emulator, the driver is not."""
+        served = (target or build).resolve()
+        self.lib = served / "lib"
+        self.bin = build.resolve() / "bin"
+        self.programs = served / ("starters" if target else "bin")  # switchd and vsanctl
+        self.snmpd = str(self.programs / "snmpd") if target else "snmpd"
         self.around = ()  # a command that runs the agents, in front of theirs
+        self.agent_environment = {}
         self.processes = []
         self.directory = None
 
@@ -78,14 +83,16 @@ class Lab:
         shutil.rmtree(self.directory, ignore_errors=True)
 
 
-def launch(lab, command, directory, name, vsans=0):
-    """Starts a process with its output in a file of the directory. It ends with this one, however that ends."""
+def launch(lab, command, directory, name, vsans=0, **more):
+    """Starts a process with its output in a file of the directory, and `more` in its environment. It ends with this one,
+    however that ends."""
     environment = dict(
         os.environ,
         MIBS="",
         SNMPCONFPATH=str(directory),
         SNMP_PERSISTENT_DIR=str(directory / name),
         BENCH_VSANS=str(vsans),
+        **more,
     )
     environment["PATH"] += ":/usr/sbin:/sbin"
     with open(directory / f"{name}.out", "ab") as out:
@@ -117,7 +124,7 @@ def wait_for_switch(lab, run_dir):
     end = time.monotonic() + START_SECONDS
     while True:
         try:
-            return checked([lab.bin / "vsanctl", "--run-dir", run_dir, "show", "status"])
+            return checked([lab.programs / "vsanctl", "--run-dir", run_dir, "show", "status"])
         except BenchError as problem:
             if time.monotonic() > end:
                 raise BenchError(f"switchd does not start: {problem}") from problem
@@ -127,7 +134,7 @@ def wait_for_switch(lab, run_dir):
 def start_switch(lab, directory, topology):
     run_dir = directory / "run"
     run_dir.mkdir()
-    command = [lab.bin / "switchd", "--run-dir", run_dir, "--state", directory / "switch.db", "--topology", topology]
+    command = [lab.programs / "switchd", "--run-dir", run_dir, "--state", directory / "switch.db", "--topology", topology]
     return launch(lab, command, directory, "switchd")
 
 
@@ -142,10 +149,11 @@ def topology_of(lab, vsans):
 def start_agent(lab, served, lines):
     conf = served.directory / "bench.conf"
     conf.write_text(COMMON_LINES + lines)
-    command = [*lab.around, "snmpd", "-f", "-C", "-c", str(conf), "-I", "-smux"]
+    command = [*lab.around, lab.snmpd, "-f", "-C", "-c", str(conf), "-I", "-smux"]
     command += ["-Lf", str(served.directory / "agent.log")]
     command += [f"--persistentDir={served.directory / 'agent'}", f"udp:127.0.0.1:{served.port}"]
-    served.agent = [launch(lab, command, served.directory, "snmpd", served.vsans).pid]
+    agent = launch(lab, command, served.directory, "snmpd", served.vsans, **lab.agent_environment)
+    served.agent = [agent.pid]
 
 
 def start_peer(lab, peer, vsans, **more_words):
@@ -158,7 +166,7 @@ def start_peer(lab, peer, vsans, **more_words):
         served.behind = [start_switch(lab, directory, topology_of(lab, vsans)).pid]
         wait_for_switch(lab, directory / "run")
         for command in peer.switch_commands:
-            checked([lab.bin / "vsanctl", "--run-dir", directory / "run", *command])
+            checked([lab.programs / "vsanctl", "--run-dir", directory / "run", *command])
     start_agent(lab, served, peer.agent_lines.format(**words))
     if peer.program:
         command = [word.format(**words) for word in peer.program]

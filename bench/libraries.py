@@ -14,7 +14,7 @@ class Library:
 OTHER = Library("other", "#c9c9c9", ())
 LIBRARIES = (
     Library("net-snmp", "#8fb8de", ("libnetsnmp", "snmpd")),
-    Library("libc", "#c3b1e1", ("libc.so", "libc-", "ld-linux", "ld-2")),
+    Library("libc", "#c3b1e1", ("libc.so", "libc-", "ld-linux", "ld-2", "ld.so")),
     Library("libwrap", "#d8c9a3", ("libwrap",)),
     Library("module", "#58b368", ("libvsanmib", "bench_tdata", "bench_array")),
     Library("extension", "#f2b544", ("libswitchagent",)),

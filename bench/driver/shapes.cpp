@@ -109,12 +109,21 @@ ordered_table summary_table(uint32_t vsans) {
   return table;
 }
 
+// What every agent of the bench has itself.
+ordered_table contact() {
+  ordered_table table = {.root = {1, 3, 6, 1, 2, 1, 1}, .rows = 1};
+  add(table, below(table.root, {4}), {0}, kOctets, "bench");
+  return table;
+}
+
 ordered_table table_of(table_kind kind, uint32_t vsans) {
   switch (kind) {
     case table_kind::timers:
       return timer_table(vsans);
     case table_kind::summary:
       return summary_table(vsans);
+    case table_kind::contact:
+      return contact();
     case table_kind::visible_vsans:
       return vsan_table(vsans, kVisibleStep);
     case table_kind::vsans:

@@ -10,7 +10,7 @@
 
 namespace bench {
 
-enum class table_kind : uint8_t { vsans, visible_vsans, timers, summary };
+enum class table_kind : uint8_t { vsans, visible_vsans, timers, summary, contact };
 enum class request_kind : uint8_t { get, next, bulk, set };
 
 struct shape {
@@ -33,6 +33,7 @@ inline constexpr shape kShapes[] = {
     {"timers-bulk", request_kind::bulk, table_kind::timers, 1, 50},
     {"summary-walk", request_kind::next, table_kind::summary, 1, 1},
     {"summary-bulk", request_kind::bulk, table_kind::summary, 1, 50},
+    {"get-contact", request_kind::get, table_kind::contact, 1, 1},
 };
 
 // The shape of this name, or null.

@@ -56,6 +56,20 @@ class BenchCounts(unittest.TestCase):
             with self.assertRaises(BenchError):
                 instructions.read_count(text, 2, 20)
 
+    def test_by_page(self):
+        base = instructions.GUEST
+        maps = instructions.read_maps(
+            f"{base + 0x1000:x}-{base + 0x3000:x} r-xp 00000000 00:00 1 /lib/libvsanmib.so\n"
+            f"{base + 0x3000:x}-{base + 0x4000:x} r-xp 00000000 00:00 2 /lib/libc.so.6\n"
+            "555500001000-555500002000 r-xp 00000000 00:00 3 /usr/bin/libvsanmib.so\n"
+        )
+        before, after = [1, 2, 3, 4, 5], [1, 12, 103, 1004, 10005]
+        count = instructions.count_pages(before, after, maps, 1, 1)
+        wanted = dict.fromkeys(instructions.COLUMNS, 0) | {"module": 110, "libc": 1000, "other": 10000}
+        self.assertEqual((count.total, count.by_library), (11110, wanted))
+        with self.assertRaises(BenchError):
+            instructions.count_pages(before, before, maps, 1, 1)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -132,6 +132,20 @@ TEST_F(LineWriter, RowUsesNoMoreOfItsArgumentsThanItsFormatSays) {
   }
 }
 
+// Formats of tables have no unsigned numbers; those of lines have, and are written in this way by a small build.
+TEST_F(LineWriter, ScannedFormatOfEveryConversion) {
+  for (const int number : kNumbers) {
+    const row_argument arguments[] = {row_argument_of("text"), row_argument_of(number),
+                                      row_argument_of(static_cast<unsigned>(number)), row_argument_of(number)};
+    char expected[100];
+    snprintf(expected, sizeof expected, "<%s> %d %u%x\n", "text", number, static_cast<unsigned>(number),
+             static_cast<unsigned>(number));
+    line_record line = {};
+    const char *end = write_scanned(&line, "<%s> %d %u%x\n", arguments);
+    EXPECT_EQ(std::string(static_cast<const char *>(line.text), end), expected);
+  }
+}
+
 TEST_F(LineWriter, RowWithoutAFormatHasNone) {
   constexpr row_format<const char *> none = {};
   static_assert(none.format == nullptr);

@@ -103,15 +103,15 @@ constexpr bool converts<int>(line_conversion conversion) {
 }
 
 // Goes on to the next piece of a format that is given an argument, which fits or does not; stays at the end.
-constexpr void take_argument(line_piece **piece, const char **text, bool fits) {
-  if ((*piece)->then == line_conversion::end) {
+constexpr void take_argument(line_piece *piece, const char **text, bool fits) {
+  if (piece->then == line_conversion::end) {
     return;
   }
   if (!fits) {
     format_does_not_fit_its_arguments();
   }
-  *text += (*piece)->literal + kConversionSize;
-  *++*piece = first_piece(*text);
+  *text += piece->literal + kConversionSize;
+  *piece = first_piece(*text);
 }
 
 // A format that stands in a table, of 255 characters at most. It is given these arguments, in this order, and may use
@@ -119,17 +119,15 @@ constexpr void take_argument(line_piece **piece, const char **text, bool fits) {
 template <typename... Arguments>
 struct row_format {
   const char *format = nullptr;  // null: no line
-  line_piece pieces[sizeof...(Arguments) + 1] = {};
 
   constexpr row_format() = default;
   constexpr row_format(const char *text) : format(text) {
-    line_piece *piece = pieces;
-    *piece = first_piece(text);
-    (take_argument(&piece, &text, converts<Arguments>(piece->then)), ...);
-    if (piece->then != line_conversion::end) {
+    line_piece piece = first_piece(text);
+    (take_argument(&piece, &text, converts<Arguments>(piece.then)), ...);
+    if (piece.then != line_conversion::end) {
       format_does_not_fit_its_arguments();
     }
-    if (static_cast<size_t>(text - format) + piece->literal > UINT8_MAX) {
+    if (static_cast<size_t>(text - format) + piece.literal > UINT8_MAX) {
       format_is_too_long();
     }
   }

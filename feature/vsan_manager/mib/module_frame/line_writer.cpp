@@ -89,21 +89,28 @@ char *put_hex(char *at, unsigned number) {
   return at;
 }
 
-char *write_row(line_record *line, const char *format, const line_piece *pieces, const row_argument *arguments) {
+char *write_scanned(line_record *line, const char *format, const row_argument *arguments) {
   char *at = line->text;
   const char *end = at + kLineMax;
-  for (;; ++pieces, ++arguments) {
-    at = put(at, format, pieces->literal);
-    format += pieces->literal + kConversionSize;
-    if (pieces->then == line_conversion::end) {
+  for (;; ++arguments) {
+    const char *stop = strchrnul(format, '%');
+    at = put(at, format, static_cast<size_t>(stop - format));
+    if (*stop == '\0') {
       return at;
     }
-    if (pieces->then == line_conversion::text) {
-      at = put_text(at, end, arguments->text);
-    } else if (pieces->then == line_conversion::hex) {
-      at = put_hex(at, static_cast<unsigned>(arguments->number));
-    } else {
-      at = put_integer(at, arguments->number);
+    format = stop + kConversionSize;
+    switch (stop[1]) {
+      case 's':
+        at = put_text(at, end, arguments->text);
+        break;
+      case 'd':
+        at = put_integer(at, arguments->number);
+        break;
+      case 'u':
+        at = put_natural(at, static_cast<unsigned>(arguments->number));
+        break;
+      default:
+        at = put_hex(at, static_cast<unsigned>(arguments->number));
     }
   }
 }

@@ -122,9 +122,12 @@ inline row_argument row_argument_of(const char *text) {
 inline row_argument row_argument_of(int number) {
   return {.number = number};
 }
+inline row_argument row_argument_of(unsigned number) {
+  return {.number = static_cast<int>(number)};
+}
 
-// The same for a format that is known at run time only.
-char *write_row(line_record *line, const char *format, const line_piece *pieces, const row_argument *arguments);
+// The same for a format that is known at run time only. It is one that take_apart or row_format has let through.
+char *write_scanned(line_record *line, const char *format, const row_argument *arguments);
 
 }  // namespace vsan_mib
 

@@ -1,4 +1,6 @@
-#include "module_frame/trace.h"
+#include "module_frame/trace_sinks.h"
+
+#include <errno.h>
 
 #include "platform/sdwrap.h"
 

@@ -4,11 +4,9 @@
 
 namespace vsan_mib {
 
-namespace {
-constexpr vsanEntry kNoRowYet = {};
-}
+constinit const vsanEntry kNoRow = {};
 
-const vsanEntry *vsan_answer_row = &kNoRowYet;
+const vsanEntry *vsan_answer_row = &kNoRow;
 uint32_t answer_word;
 
 }  // namespace vsan_mib

@@ -6,6 +6,9 @@
 
 namespace vsan_mib {
 
+// A row before there is one: zeros.
+extern const vsanEntry kNoRow;
+
 // The VSAN row that get_vsanEntry looked up last; never null. It changes with the next look-up.
 extern const vsanEntry *vsan_answer_row;
 

@@ -22,8 +22,6 @@ namespace {
 
 enum { kNoIndex = -1 };
 
-constexpr vsanEntry kNoRow = {};
-
 // The row that answered the last request. Its key is the index asked for, so that every column of a GETNEXT over one
 // row is a hit, and the PDU's number, so that it never answers another PDU.
 struct {
