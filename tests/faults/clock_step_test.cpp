@@ -44,11 +44,17 @@ class ClockStep : public FabricTest {
 
 const name_t kUptime = {1, 3, 6, 1, 2, 1, 1, 3, 0};
 
+// In the last line: before it a program may complain of a library that is for another processor.
+int year_now() {
+  const std::string said = lab::run({"date", "+%Y"}).output;
+  return std::stoi(said.substr(said.rfind('\n', said.size() - 2) + 1));
+}
+
 TEST_F(ClockStep, TheShimSteps) {
   step_to(kYears);
-  const int year = std::stoi(lab::run({"date", "+%Y"}).output);
+  const int year = year_now();
   step_to(0);
-  EXPECT_NEAR(year, std::stoi(lab::run({"date", "+%Y"}).output) + 20, 1);
+  EXPECT_NEAR(year, year_now() + 20, 1);
 }
 
 TEST_F(ClockStep, ReadsWritesAndTrapsGoOn) {
