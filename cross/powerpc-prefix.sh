@@ -4,12 +4,13 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 ROOT=$(realpath -m "${1:-$here/../build/powerpc-prefix}")
+TOOLCHAIN=powerpc.cmake
 . "$here/stages.sh"
 
 HOST=powerpc-linux-gnu
 SOURCES=$WORK/sources
 PACKAGES=(net-snmp openssl sqlite3 libevent util-linux)
-mkdir -p "$ROOT/lib" "$ROOT/include" "$SOURCES"
+mkdir -p "$ROOT/lib" "$ROOT/include"
 
 # The plain release of each: the newest of the security archive is not always to be had as a source.
 fetch() {
@@ -25,6 +26,8 @@ fetch() {
   APT+=(-o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$parts")
   release=$(. /etc/os-release && echo "$VERSION_CODENAME")
   apt-get "${APT[@]}" update || give_up "the lists of source packages are not to be had"
+  rm -rf "$SOURCES"
+  mkdir "$SOURCES"
   cd "$SOURCES"
   for package in "${PACKAGES[@]}"; do
     apt-get "${APT[@]}" --download-only --only-source source "$package/$release" ||

@@ -4,12 +4,13 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 ROOT=$(realpath -m "${1:-$here/../build/s390x-prefix}")
+TOOLCHAIN=s390x.cmake
 . "$here/stages.sh"
 
 HOST=s390x-linux-gnu
 SYSROOT=$ROOT/sysroot
-PACKAGES=(libsnmp-dev snmpd sqlite3 libsqlite3-dev libevent-dev libsystemd-dev libsmartcols-dev libtomlplusplus-dev libcli11-dev
-  nlohmann-json3-dev libspdlog-dev libgtest-dev libgmock-dev libstdc++-12-dev libc6-dev)
+PACKAGES=(libsnmp-dev snmpd sqlite3 libsqlite3-dev libevent-dev libsystemd-dev libsmartcols-dev libtomlplusplus-dev
+  libcli11-dev nlohmann-json3-dev libspdlog-dev libgtest-dev libgmock-dev libstdc++-12-dev libc6-dev)
 
 # Resolved as for a machine that has nothing.
 fetch() {

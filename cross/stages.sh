@@ -1,5 +1,6 @@
 # What both prefix scripts do: packages of the build machine, stages that are done once, a private apt.
-# To be sourced, after `set -euo pipefail`, with ROOT, the folder that everything goes to.
+# To be sourced, after `set -euo pipefail`, with `here`, ROOT, the folder that everything goes to, and TOOLCHAIN, the
+# file here that the builds take.
 export LC_ALL=C
 unset CRYPTO  # net-snmp's configure takes a variable of that name for its own
 LOGS=$ROOT/log
@@ -7,23 +8,28 @@ STAMPS=$ROOT/stamps
 WORK=$ROOT/work
 mkdir -p "$LOGS" "$STAMPS" "$WORK"
 
-# stage NAME FUNCTION: runs it, unless it ran before as it is now; what it says goes into a log. With SAYS_WHY the
-# function has put one line there for the case that it fails.
+exec 9>"$ROOT/lock"
+flock 9  # one at a time
+
+# stage NAME FUNCTION: runs it, unless it ran before with these scripts; what it says goes into a log.
+MADE_BY=$(cat "$here/stages.sh" "$0" "$here/$TOOLCHAIN" | sha256sum)
 stage() {
-  local name=$1 function=$2 began=$SECONDS now
-  now=$(declare -f "$function"; echo "${PACKAGES[*]-}")
-  if [ "$(cat "$STAMPS/$name" 2>/dev/null)" = "$now" ]; then
+  local name=$1 function=$2 began=$SECONDS status
+  if [ "$(cat "$STAMPS/$name" 2>/dev/null)" = "$MADE_BY" ]; then
     return
   fi
   rm -f "$STAMPS/$name" "$ROOT/why"
-  # In the background, because a function whose failure is looked at goes on after an error inside it.
-  "$function" >"$LOGS/$name" 2>&1 &
-  if ! wait $!; then
+  # Not as a condition: a function whose failure is looked at goes on after an error inside it.
+  set +e
+  (set -e; "$function") >"$LOGS/$name" 2>&1
+  status=$?
+  set -e
+  if [ $status -ne 0 ]; then
     tail -n 20 "$LOGS/$name" >&2
     echo "$(basename "$0"): $name failed: $(cat "$ROOT/why" 2>/dev/null || echo "see $LOGS/$name")" >&2
     exit 1
   fi
-  echo "$now" >"$STAMPS/$name"
+  echo "$MADE_BY" >"$STAMPS/$name"
   echo "$(basename "$ROOT"): $name $((SECONDS - began)) s"
 }
 

@@ -1,7 +1,8 @@
 # Programs of another processor, as scripts that start them under the emulator: what tests and people start. An emulated
 # program can start these, and no emulated program.
 
-list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " EMULATOR)
+list(JOIN CMAKE_CROSSCOMPILING_EMULATOR "\" \"" EMULATOR)
+set(EMULATOR "\"${EMULATOR}\"")
 
 # A script `name` in STARTERS for a program, which may be a generator expression. LD_PRELOAD is the program's, not the
 # emulator's.
@@ -11,9 +12,9 @@ function(starter name program)
 if [ -n \"$LD_PRELOAD\" ]; then
   preload=$LD_PRELOAD
   unset LD_PRELOAD
-  exec ${EMULATOR} -E \"LD_PRELOAD=$preload\" ${program} \"$@\"
+  exec ${EMULATOR} -E \"LD_PRELOAD=$preload\" \"${program}\" \"$@\"
 fi
-exec ${EMULATOR} ${program} \"$@\"
+exec ${EMULATOR} \"${program}\" \"$@\"
 "
     FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endfunction()

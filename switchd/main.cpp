@@ -45,8 +45,10 @@ int64_t group_id(const std::string &group) {
   if (const struct group *entry = getgrnam(group.c_str()); entry != nullptr) {
     return entry->gr_gid;
   }
-  const bool number = !group.empty() && group.size() <= 9 && group.find_first_not_of("0123456789") == std::string::npos;
-  return number ? std::stol(group) : -1;
+  const bool number =
+      !group.empty() && group.size() <= 10 && group.find_first_not_of("0123456789") == std::string::npos;
+  const int64_t id = number ? std::stoll(group) : -1;
+  return id < int64_t{UINT32_MAX} ? id : -1;
 }
 
 std::string group_problem(const std::string &group) {

@@ -1,5 +1,5 @@
 // The state of configuration distribution (KDX). The module asks both before each read of a timer and of a scalar. The
-// reference platform answers from the shared page, and where there is none by one exchange a PDU.
+// reference platform answers from the shared page, and where that does not know it by one exchange a PDU.
 #ifndef PLATFORM_KDX_H
 #define PLATFORM_KDX_H
 

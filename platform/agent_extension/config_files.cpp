@@ -39,7 +39,7 @@ bool ends_with_conf(const std::string &name) {
 bool lists_whole(const std::string &file) {
   DIR *directory = opendir(file.c_str());
   if (directory == nullptr) {
-    return true;
+    return errno == ENOTDIR;
   }
   errno = 0;
   while (readdir(directory) != nullptr) {

@@ -131,8 +131,8 @@ bool may_be_replaced(const char *path) {
   return has_magic || (known && found.st_size == 0);
 }
 
-// Makes a page where there is none (`anew` false), or in the place of what may be replaced. One that another process
-// makes in this moment is not replaced by it.
+// Makes a page where there is none (`anew` false), or in the place of what may be replaced. Where there was none, one
+// that another process makes in this moment stays; of two that replace the same one the later stays.
 int make_beside_others(const char *path, bool anew) {
   char unfinished[kUnfinishedRoom];
   snprintf(unfinished, sizeof unfinished, "%s.%lu.new", path, static_cast<unsigned long>(getpid()));

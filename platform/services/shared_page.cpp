@@ -162,6 +162,10 @@ int platform_page_keep() {
   if (is_still_there(path.name)) {
     return 0;
   }
+  // Who has the old one under another name must not take what it says for what is.
+  if (use.mapped.page != nullptr) {
+    use.mapped.page->distribution.store(0, std::memory_order_release);
+  }
   return platform_page_own(owner_group) == 0 ? 1 : -1;
 }
 

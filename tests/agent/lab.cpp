@@ -142,7 +142,7 @@ std::string named(const char *variable, const char *otherwise) {
 
 bool reads_the_page(const std::vector<std::string> &words) {
   const auto has = [&words](const char *word) { return std::find(words.begin(), words.end(), word) != words.end(); };
-  return (has("history") || has("debug") || has("errors") || has("levels")) && !has("--page");
+  return has("history") || has("debug") || has("errors") || has("levels");
 }
 
 // In order, so that what counts which ways were taken writes that down.
@@ -328,7 +328,7 @@ result run(const std::vector<std::string> &command) {
 result ctl(const lab &l, std::vector<std::string> arguments) {
   const char *reader = reads_the_page(arguments) ? getenv("LAB_PAGE_READER") : nullptr;
   arguments.insert(arguments.begin(), {reader != nullptr ? reader : program("vsanctl"), "--run-dir", l.dir + "/run"});
-  if (reader != nullptr) {
+  if (reader != nullptr && std::find(arguments.begin(), arguments.end(), "--page") == arguments.end()) {
     arguments.insert(arguments.end(), {"--page", l.dir + "/agent/switch_agent.page"});
   }
   return run(arguments);

@@ -216,6 +216,31 @@ TEST_F(UnsharedPage, AnAgentThatIsGoneIsForgotten) {
   without_page(0);
 }
 
+// The page is switchd's still, and the connection that the agent had is the one to the process before.
+TEST_F(UnsharedPage, ThatIsSharedIsSharedAfterARestartOfSwitchdAndNothingIsSaid) {
+  lab::stop(l.snmpd);
+  l.how.agent_lines.clear();
+  lab::start_snmpd(l);
+  EXPECT_EQ(edtov(), timer(kEdtov, 20, 2000));
+  lab::stop(l.switchd);
+  lab::start_switchd(l);
+  EXPECT_EQ(edtov(), timer(kEdtov, 20, 2000));
+  EXPECT_EQ(asked_of_distribution(), 0U);
+  lab::wait_until([] { return false; }, 2);  // the agent looks once a second
+  EXPECT_EQ(log_lines("the page"), 0U) << agent_log();
+  without_page(0);
+}
+
+// The file that switchd has no more says what was.
+TEST_F(UnsharedPage, ThatSwitchdHasReplacedIsNotBelieved) {
+  restart_agent();
+  fs::create_hard_link(l.dir + "/run/switch.page", links + "/switch.page");
+  ASSERT_TRUE(lab::wait_until([&] { return log_lines(kBack) == 1; })) << agent_log();
+  fs::remove(l.dir + "/run/switch.page");
+  ASSERT_TRUE(lab::wait_until([&] { return fs::exists(l.dir + "/run/switch.page"); }));
+  expect_pending_is_never_running();
+}
+
 TEST_F(UnsharedPage, AHungSwitchdDoesNotHoldUpTheAgentThatTellsIt) {
   restart_agent();
   without_page(1);
@@ -351,7 +376,7 @@ TEST_P(DistributionFault, ReadsOfTimersFailAndTellNoRunningValueAndTheRestIsServ
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, DistributionFault,
-                         ::testing::Values(distribution_fault{"Hangs", {"hang"}, 9},
+                         ::testing::Values(distribution_fault{"Hangs", {"hang"}, 7},
                                            distribution_fault{"Refuses", {"status", "0x40190004"}, 3},
                                            distribution_fault{"Drops", {"drop"}, 3},
                                            distribution_fault{"IsShort", {"short-answer", "8"}, 3}),

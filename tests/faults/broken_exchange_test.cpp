@@ -138,7 +138,8 @@ class Relayed : public ::testing::Test {
     lab::start(l, {.agent_lines = "dlmod list_watch " + module + "\n", .module = module});
     lab::stop(l.snmpd);
     const std::string run = l.dir + "/run/";
-    ASSERT_TRUE(unlink((run + "published.sock").c_str()) == 0 || errno == ENOENT);
+    ASSERT_TRUE(unlink((run + "published.sock").c_str()) == 0 ||
+                (getenv("LAB_PROGRAMS") != nullptr && errno == ENOENT));
     vsans = std::make_unique<relay::relay>(run + "vsan-manager.sock");
     ports = std::make_unique<relay::relay>(run + "port-manager.sock");
     lab::start_snmpd(l);

@@ -98,7 +98,7 @@ def noticed_by(build, mutant):
             if not built(link_command(build, test, folder), build):
                 return "linker"
             run = [str(folder / test), "--gtest_fail_fast", "--gtest_brief=1"]
-            if not quiet(run, build, preexec_fn=limit, env={"RC_PARAMS": "max_success=100 seed=1"}):
+            if not quiet(run, build, preexec_fn=limit, env={"SET_SEED": "1"}):
                 return test
             (folder / test).unlink()
     return None

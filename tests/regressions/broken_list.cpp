@@ -1,4 +1,5 @@
-// Preloaded: a directory named broken-list has no names, because reading them fails.
+// Preloaded: a directory named broken-list has no names, because reading them fails; one named closed-list cannot be
+// opened for want of descriptors.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
@@ -17,6 +18,10 @@ extern "C" {
 
 DIR *opendir(const char *name) {
   static const auto found = reinterpret_cast<opener>(dlsym(RTLD_NEXT, "opendir"));
+  if (strstr(name, "/closed-list") != nullptr) {
+    errno = EMFILE;
+    return nullptr;
+  }
   DIR *opened = found(name);
   if (strstr(name, "/broken-list") != nullptr) {
     broken = opened;

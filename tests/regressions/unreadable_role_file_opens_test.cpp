@@ -114,15 +114,20 @@ TEST_F(UnreadableRoleFile, ClosesWhenItsIncludedDirectoryIsUnreadable) {
 
 // As on a disk with an error, or on a file system whose positions are too wide for a 32-bit program.
 TEST_F(UnreadableRoleFile, ClosesFromTheStartWhenItsIncludedDirectoryCannotBeListedToTheEnd) {
-  configure("includeDir " + l.dir + "/broken-list\n");
-  mkdir((l.dir + "/broken-list").c_str(), 0755);
-  lab::write_file(l.dir + "/broken-list/roles.conf", kRole);
-  setenv("LD_PRELOAD", lab::preloaded("libbroken_list.so").c_str(), 1);
-  restart_as_nobody(l, l.dir + "/snmpd.conf");
-  unsetenv("LD_PRELOAD");
-  ASSERT_TRUE(agent_answers(l)) << log_of(l);
-  EXPECT_TRUE(log_gets(l, "/broken-list: Input/output error; it may hold roles")) << log_of(l);
-  EXPECT_EQ(seen_by(l, snmp::user("tenant")), 0u);
+  for (const auto &[name, why] :
+       {std::pair{"/broken-list", "Input/output error"}, std::pair{"/closed-list", "Too many open files"}}) {
+    const std::string directory = l.dir + name;
+    configure("includeDir " + directory + "\n");
+    mkdir(directory.c_str(), 0755);
+    lab::write_file(directory + "/roles.conf", kRole);
+    setenv("LD_PRELOAD", lab::preloaded("libbroken_list.so").c_str(), 1);
+    restart_as_nobody(l, l.dir + "/snmpd.conf");
+    unsetenv("LD_PRELOAD");
+    ASSERT_TRUE(agent_answers(l)) << log_of(l);
+    EXPECT_TRUE(log_gets(l, directory + ": " + why + "; it may hold roles")) << log_of(l);
+    EXPECT_EQ(seen_by(l, snmp::user("tenant")), 0u);
+    lab::stop(l.snmpd);
+  }
 }
 
 TEST_F(UnreadableRoleFile, ClosesWhenAnIncludeSearchesForIt) {

@@ -58,7 +58,7 @@ void show_status(const writer &to, const show_options &) {
   write_object(to, "", status);
   write_array(to, "services", status.at("services"),
               {"service", "requests", "refused", "bad_frames", "connections", "peers_refused", "faults"});
-  write_array(to, "agents_without_page", status.at("agents_without_page"), {"pid", "page", "why"});
+  write_array(to, "agents_without_page", status.value("agents_without_page", json::array()), {"pid", "page", "why"});
 }
 
 void show_notifications(const writer &to, const show_options &) {

@@ -52,18 +52,27 @@ int ask_service(distribution_state *state) {
 
 bool page_is_of_another;
 
-// Whether this process's requests are answered by that one. Where nobody answers, nobody says otherwise.
-bool answers(uint32_t publisher) {
+// The process that answers this one's requests, 0 when that cannot be seen, as from another container. Where nobody
+// answers, nobody says that it is not `publisher`.
+uint32_t who_answers(uint32_t publisher) {
   receiver_connection &manager = *receiver_of(kServiceVsanManager);
-  return receiver_connect(manager) != 0 || static_cast<uint32_t>(manager.peer) == publisher;
+  for (int look = 0; look < 2; ++look) {
+    if (receiver_connect(manager) != 0 || static_cast<uint32_t>(manager.peer) == publisher) {
+      return publisher;
+    }
+    receiver_read_late(manager);  // after a restart the connection may still be the one of before
+  }
+  return static_cast<uint32_t>(manager.peer);
 }
 
 // Returns 0 with `state` filled, or -1 with `errno`.
 int find_state(const char *application, question which, distribution_state *state) {
   uint32_t publisher = 0;
   if (platform_kdx_published(application, &state->enabled, &state->show_running, &publisher) == 0) {
-    page_is_of_another = !answers(publisher);
-    if (!page_is_of_another) {
+    const uint32_t answering = who_answers(publisher);
+    page_is_of_another = answering != 0 && answering != publisher;
+    if (answering == publisher) {
+      asked = {};
       return 0;
     }
   }

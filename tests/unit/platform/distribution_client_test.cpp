@@ -109,6 +109,16 @@ TEST_F(DistributionClient, AsksWhileThePageIsOfAnotherProcessThanTheOneThatAnswe
   EXPECT_EQ(platform_page_is_of_another(), 0);
 }
 
+TEST_F(DistributionClient, AFailureIsForgottenOnceThePageKnows) {
+  platform_exchanges_of_pdu(0);
+  status = 0x40190004;
+  EXPECT_EQ(ask(), kUnknown);
+  EXPECT_EQ(read_timer().status, -1);
+  ASSERT_EQ(platform_kdx_publish("fctimer", 0, 1), 0);
+  EXPECT_EQ(ask(), (kdx_answer{0, 1}));
+  EXPECT_EQ(read_timer().status, 0);
+}
+
 TEST_F(DistributionClient, AsksForAnApplicationThatIsDistributedOnly) {
   int enabled = 7;
   EXPECT_EQ(is_kdx_enabled("zone", &enabled), -1);
