@@ -23,8 +23,8 @@ fi
 LAB_PROGRAMS=$(programs_of "$switch")
 export LAB_PROGRAMS
 [ "$switch" = native ] || export LAB_SQLITE3=$LAB_PROGRAMS/sqlite3
-# An agent of another byte order than its switch has events and errors in a page of its own, whatever a test does to have
-# it share the switch's, or not.
+# An agent of another byte order than its switch has events and errors in a page of its own, whatever a test does to
+# have it share the switch's, or not.
 apart=""
 if [ "$agent" != "$switch" ] && { [ "$agent" = native ] || [ "$switch" = native ]; }; then
   LAB_PAGE_READER=$(programs_of "$agent")/vsanctl

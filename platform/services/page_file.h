@@ -29,9 +29,9 @@ bool page_file_holds(const char *path, const page_mapping &mapped);
 int page_file_replace(const char *path, int64_t group);
 
 // Maps the page in the file `path`, and makes one first where there is none. What was a page, of whatever version and
-// byte order, and an empty file are replaced. Whoever else does the same gets the same page, at once or, where
-// both replace one, at the next look. Returns 0, or -1 with
-// `errno`: EEXIST when another file is there, which is left as it is.
+// byte order, and an empty file are replaced. Whoever else does the same gets the same page, at once or, where both
+// replace one, at the next look. Returns 0, or -1 with `errno`: EEXIST when another file is there, which is left as it
+// is.
 int page_file_open_or_make(const char *path, page_mapping *opened);
 
 #endif
