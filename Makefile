@@ -85,7 +85,8 @@ bigendian:
 
 # What of it is quick, on the build that the target gets: after `make test`, the unit tests and fuzz seeds, each program
 # in one process, and some tests of each kind through an agent.
-POWERPC_LABS = ^(.*/)?(Read|Write|RowStatus|SetPhase|Fabric|FabricTimer|Reload|RoleMatrix|Why|MembershipTrap|UnsharedPage)\.
+POWERPC_KINDS := Read|Write|RowStatus|SetPhase|Fabric|FabricTimer|Reload|RoleMatrix|Why|MembershipTrap|UnsharedPage
+POWERPC_LABS = ^(.*/)?($(POWERPC_KINDS))\.
 MIXED_LABS = ^(Write|FabricTimer)\.
 powerpc-test:
 	$(DEPS) build demo test clients bench powerpc
@@ -94,7 +95,8 @@ powerpc-test:
 	cmake --build --preset release
 	cmake --preset powerpc-small >/dev/null
 	cmake --build --preset powerpc-small --target product quick_tests
-	ctest --test-dir build/powerpc-small --no-tests=error --output-on-failure -j 2 -R '^(one_process\.|fuzz_|module_is_small)'
+	ctest --test-dir build/powerpc-small --no-tests=error --output-on-failure -j 2 \
+	  -R '^(one_process\.|fuzz_|module_is_small)'
 	cross/lab-tests.sh powerpc-small powerpc-small -j 4 -R '$(POWERPC_LABS)'
 	cross/lab-tests.sh powerpc-small native -j 4 -R '$(MIXED_LABS)'
 
@@ -131,11 +133,16 @@ target:
 	cmake --preset powerpc-small >/dev/null
 	cmake --build --preset powerpc-small --target product
 
-# The same for the agent of the target, under an emulator.
+# The same for agents of the target's processor, under an emulator: as usual, and the target's build.
 bench-instructions-both: bench-instructions target
-	python3 -B bench/instructions.py --build $(BUILD) --target $(TARGET) --out build/bench --shapes "$(SHAPES)"
+	cmake --preset powerpc >/dev/null
+	cmake --build --preset powerpc --target product
+	@set -e; for build in build/powerpc $(TARGET); do \
+	  python3 -B bench/instructions.py --build $(BUILD) --target $$build --out build/bench --shapes "$(SHAPES)"; \
+	done
 
-# What the module takes of a switch's memory, option by option: ends with an error where it is too much. See docs/size.md.
+# What the module takes of a switch's memory, option by option: ends with an error where it is too much. See
+# docs/size.md.
 sizes: target
 	$(DEPS) build bench
 	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
@@ -207,7 +214,8 @@ monitoring:
 # That, the alerts and the dashboard with a Prometheus that watches a virtual switch.
 monitoring-test: build
 	$(DEPS) demo monitoring
-	cd tests/monitoring && VSANMIB_BUILD=$(abspath $(BUILD)) /usr/bin/python3 -B -m unittest files_test scrape_test live_test
+	cd tests/monitoring && VSANMIB_BUILD=$(abspath $(BUILD)) \
+	  /usr/bin/python3 -B -m unittest files_test scrape_test live_test
 
 # How much of the code the tests reach: the module's branches by its unit tests alone, the lines of the rest by all.
 coverage:

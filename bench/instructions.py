@@ -225,7 +225,7 @@ def chosen(text, known, what):
 def read_options():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build directory")
-    parser.add_argument("--target", type=pathlib.Path, help="a build for another processor, whose agent is to be counted")
+    parser.add_argument("--target", type=pathlib.Path, help="a build for another processor, whose agent is counted")
     parser.add_argument("--out", type=pathlib.Path, required=True, help="where instructions.csv goes")
     parser.add_argument("--peers", default="", help="peers; default: ours, without history too, and the two tables")
     parser.add_argument("--shapes", default="", help="shapes; default: all")

@@ -84,8 +84,8 @@ class Lab:
 
 
 def launch(lab, command, directory, name, vsans=0, **more):
-    """Starts a process with its output in a file of the directory, and `more` in its environment. It ends with this one,
-    however that ends."""
+    """Starts a process with its output in a file of the directory, and `more` in its environment. It ends with this
+    one, however that ends."""
     environment = dict(
         os.environ,
         MIBS="",
@@ -134,7 +134,8 @@ def wait_for_switch(lab, run_dir):
 def start_switch(lab, directory, topology):
     run_dir = directory / "run"
     run_dir.mkdir()
-    command = [lab.programs / "switchd", "--run-dir", run_dir, "--state", directory / "switch.db", "--topology", topology]
+    store = directory / "switch.db"
+    command = [lab.programs / "switchd", "--run-dir", run_dir, "--state", store, "--topology", topology]
     return launch(lab, command, directory, "switchd")
 
 

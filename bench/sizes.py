@@ -153,8 +153,8 @@ def memory_with(processor, native_build, module):
 
 def print_sizes(rows, options):
     names = list(rows)
-    print("Octets of the stripped module; code: mapped read-only; data: mapped writable; relocations, and the relative of")
-    print("them. A row has all options above it too.\n")
+    print("Octets of the stripped module; code: mapped read-only; data: mapped writable; relocations, and the relative")
+    print("of them. A row has all options above it too.\n")
     print("| | " + " | ".join(f"{name} | code | data | relocations | relative" for name in names) + " |")
     print("|---" + "|---" * 5 * len(names) + "|")
     for number, label in enumerate(("as usual", *(f"`{option}`" for option in options))):

@@ -34,5 +34,6 @@ fi
 
 clients="$here/../tests/agent/npm"
 if $with_clients && [ "$clients/package-lock.json" -nt "$clients/node_modules/.package-lock.json" ]; then
-  npm --prefix "$clients" ci --loglevel=error --prefer-offline --no-audit --no-fund --no-update-notifier --ignore-scripts
+  npm --prefix "$clients" ci --loglevel=error --prefer-offline --no-audit --no-fund --no-update-notifier \
+    --ignore-scripts
 fi

@@ -20,7 +20,8 @@ foreach(mib IN LISTS STANDARD_MIBS)
 endforeach()
 
 # For those who write a platform or read the records: one folder to name to the compiler.
-install(DIRECTORY include/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib FILES_MATCHING PATTERN *.h PATTERN *.md)
+install(DIRECTORY include/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib
+  FILES_MATCHING PATTERN *.h PATTERN *.md)
 install(DIRECTORY protocol/records/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib FILES_MATCHING PATTERN *.h)
 install(FILES feature/vsan_manager/mib/vsan_mib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsanmib)
 if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/examples)
@@ -32,7 +33,8 @@ install(FILES docs/integrating.md DESTINATION ${CMAKE_INSTALL_DATADIR}/vsanmib)
 include(CMakePackageConfigHelpers)
 set(VSANMIB_PACKAGE_DIR ${CMAKE_INSTALL_FULL_LIBDIR}/cmake/vsanmib)
 set(VSANMIB_HEADERS ${CMAKE_INSTALL_FULL_INCLUDEDIR}/vsanmib)
-configure_package_config_file(packaging/finding/vsanmibConfig.cmake.in ${PROJECT_BINARY_DIR}/packaging/vsanmibConfig.cmake
+configure_package_config_file(packaging/finding/vsanmibConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/packaging/vsanmibConfig.cmake
   INSTALL_DESTINATION ${VSANMIB_PACKAGE_DIR} PATH_VARS VSANMIB_HEADERS VSANMIB_LIBRARY_DIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/packaging/vsanmibConfigVersion.cmake
   VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
@@ -68,7 +70,8 @@ foreach(unit switchd.service switchd@.service)
   install(FILES ${PROJECT_BINARY_DIR}/packaging/${unit} DESTINATION ${VSANMIB_UNITS})
 endforeach()
 configure_file(packaging/snmpd/vsanmib.conf.in ${PROJECT_BINARY_DIR}/packaging/vsanmib.conf @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/packaging/vsanmib.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/vsanmib.conf
+  DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)
 
 file(GLOB TOPOLOGIES packaging/topologies/*.toml)
 install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)

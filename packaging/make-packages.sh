@@ -16,7 +16,8 @@ say_dependencies() {
   local package version
   for package in "${LIBRARIES[@]}"; do
     version=$(dpkg-query -W -f '${source:Upstream-Version}' "$package")
-    sed -n "/^udeb:/d; /ld-linux/d; s/^\(\S* \S* \S*\)$/\1 (>= $version)/; p" "$(dpkg-query --control-path "$package" shlibs)"
+    sed -n "/^udeb:/d; /ld-linux/d; s/^\(\S* \S* \S*\)$/\1 (>= $version)/; p" \
+      "$(dpkg-query --control-path "$package" shlibs)"
   done
   # The program loader has another name there.
   echo "ld 1 libc6 (>= $(dpkg-query -W -f '${source:Upstream-Version}' libc6))"

@@ -1,5 +1,6 @@
-# What a build for a switch's memory does otherwise. What each saves is in docs/size.md, in this order, and why it is taken
-# in docs/decisions.md. What begins with -Wl, is the linker's; a definition is seen by all who see the module's headers.
+# What a build for a switch's memory does otherwise. What each saves is in docs/size.md, in this order, and why it is
+# taken in docs/decisions.md. What begins with -Wl, is the linker's; a definition is seen by all who see the
+# module's headers.
 set(VSANMIB_SMALL_OPTIONS
   -Wl,-z,max-page-size=4096
   -Os

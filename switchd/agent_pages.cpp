@@ -1,11 +1,7 @@
 #include "agent_pages.h"
 
-#include <errno.h>
-#include <signal.h>
-
 #include <nlohmann/json.hpp>
 
-#include "monotonic_clock.h"
 #include "plain_text.h"
 #include "requests.h"
 #include "statuses.h"
@@ -14,18 +10,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr size_t kAgentsMax = 16;
-
-// A peer of another process namespace has number 0 here, and signals to that one say nothing.
-bool is_gone(pid_t client) {
-  return client > 0 && kill(client, 0) != 0 && errno == ESRCH;
-}
-
-void forget_gone(agent_pages &pages) {
-  const int64_t now = monotonic_seconds();
-  std::erase_if(pages,
-                [now](const auto &each) { return now - each.second.told > kAgentPageKept || is_gone(each.first); });
-}
+constexpr size_t kAgentsMax = 16;  // what is shown of them has to fit into one answer
 
 // Takes the text under `key`. Returns false when there is none that can be shown.
 bool take_text(const json &said, const char *key, std::string &text) {
@@ -38,24 +23,22 @@ bool take_text(const json &said, const char *key, std::string &text) {
 
 }  // namespace
 
-int agent_pages_keep(agent_pages &pages, pid_t client, const json &said) {
-  agent_page page{.told = monotonic_seconds()};
+int agent_pages_keep(agent_pages &pages, uint64_t connection, pid_t pid, const json &said) {
+  agent_page page{.pid = pid};
   if (!take_text(said, "page", page.page) || !take_text(said, "why", page.why)) {
     return kStatusMalformed;
   }
-  forget_gone(pages);
-  if (!pages.contains(client) && pages.size() >= kAgentsMax) {
+  if (!pages.contains(connection) && pages.size() >= kAgentsMax) {
     return kStatusBusy;
   }
-  pages[client] = std::move(page);
+  pages[connection] = std::move(page);
   return 0;
 }
 
-json agent_pages_shown(agent_pages &pages) {
-  forget_gone(pages);
+json agent_pages_shown(const agent_pages &pages) {
   json shown = json::array();
-  for (const auto &[client, page] : pages) {
-    shown.push_back({{"pid", client}, {"page", page.page}, {"why", page.why}});
+  for (const auto &[connection, page] : pages) {
+    shown.push_back({{"pid", page.pid}, {"page", page.page}, {"why", page.why}});
   }
   return shown;
 }

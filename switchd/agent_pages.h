@@ -10,19 +10,19 @@
 #include <string>
 
 struct agent_page {
+  pid_t pid = 0;          // who connected; 0: a process of a namespace that is not seen from here
   std::string page = {};  // where it keeps events and errors; empty: nowhere
   std::string why = {};
-  int64_t told = 0;  // monotonic seconds
 };
 
-// By client process. Who is gone, or says nothing for kAgentPageKept seconds, is forgotten.
-using agent_pages = std::map<pid_t, agent_page>;
+// By connection, whose owner takes the entry out when it ends.
+using agent_pages = std::map<uint64_t, agent_page>;
 
-// Keeps what the process says. Returns 0, or a status: kStatusMalformed for an object that is none of ours,
+// Keeps what the connection says. Returns 0, or a status: kStatusMalformed for an object that is none of ours,
 // kStatusBusy when too many say so.
-int agent_pages_keep(agent_pages &pages, pid_t client, const nlohmann::json &said);
+int agent_pages_keep(agent_pages &pages, uint64_t connection, pid_t pid, const nlohmann::json &said);
 
-// An array of {"pid", "page", "why"}.
-nlohmann::json agent_pages_shown(agent_pages &pages);
+// An array of {"pid", "page", "why"}, by age of the connections.
+nlohmann::json agent_pages_shown(const agent_pages &pages);
 
 #endif

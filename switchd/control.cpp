@@ -238,12 +238,7 @@ int reset_configuration(switch_host &host, const message_request &, message_repl
 }
 
 int set_agent_page(switch_host &host, const message_request &request, message_reply &) {
-  return agent_pages_keep(host.unshared, request.peer_pid, object_of(request));
-}
-
-int clear_agent_page(switch_host &host, const message_request &request, message_reply &) {
-  host.unshared.erase(request.peer_pid);
-  return 0;
+  return agent_pages_keep(host.unshared, request.connection, request.peer_pid, object_of(request));
 }
 
 struct control_row {
@@ -261,7 +256,6 @@ constexpr control_row kOpcodes[] = {
     {kOpConfiguration, kMsgSet, set_configuration},
     {kOpConfiguration, kMsgDelete, reset_configuration},
     {kOpAgentPage, kMsgSet, set_agent_page},
-    {kOpAgentPage, kMsgDelete, clear_agent_page},
 };
 
 }  // namespace
@@ -280,4 +274,8 @@ void control_handle(void *context, const message_request &request, message_reply
     reply.payload.clear();
     managers_refuse(host.managers, request, reply.status, "control service");
   }
+}
+
+void control_connection_ended(void *context, uint64_t connection) {
+  static_cast<switch_host *>(context)->unshared.erase(connection);
 }

@@ -7,4 +7,7 @@
 // Serves kServiceControl; `context` is the switch_host.
 void control_handle(void *context, const message_request &request, message_reply &reply);
 
+// What a connection said of itself goes with it; `context` as above.
+void control_connection_ended(void *context, uint64_t connection);
+
 #endif

@@ -28,11 +28,11 @@
 #include "vsan_values.h"
 
 const std::array<hosted_service, 5> kHostedServices = {{
-    {kServiceVsanManager, "vsan-manager", vsan_manager_handle, true, kAnsweredVsanManager},
-    {kServiceIdentity, "identity", identity_handle, true, kAnsweredIdentity},
-    {kServicePortManager, "port-manager", port_manager_handle, true, kAnsweredPortManager},
-    {kServiceDistribution, "distribution", distribution_handle, true, 0},
-    {kServiceControl, "control", control_handle, false, 0},
+    {kServiceVsanManager, "vsan-manager", vsan_manager_handle, nullptr, true, kAnsweredVsanManager},
+    {kServiceIdentity, "identity", identity_handle, nullptr, true, kAnsweredIdentity},
+    {kServicePortManager, "port-manager", port_manager_handle, nullptr, true, kAnsweredPortManager},
+    {kServiceDistribution, "distribution", distribution_handle, nullptr, true, 0},
+    {kServiceControl, "control", control_handle, control_connection_ended, false, 0},
 }};
 
 namespace {
@@ -256,6 +256,7 @@ host_result host_listen(switch_host &host, std::string &error) {
       return socket_failure(hosted.name, error);
     }
     message_server_log_to(host.servers[i], on_server_log);
+    message_server_on_end(host.servers[i], hosted.ended);
   }
   host_publish_answers(host);
   return kHostOk;

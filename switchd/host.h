@@ -23,6 +23,7 @@ struct hosted_service {
   int service;
   const char *name;  // for people
   message_handler handle;
+  connection_ended ended;  // null: nothing is kept of a connection
   bool takes_faults;       // the control service must stay reachable
   uint32_t published_bit;  // under which its reads are answered from the published page; 0: none are
 };

@@ -18,18 +18,16 @@
 
 namespace {
 
-constexpr int64_t kSayAgainAfter = 30;  // seconds: before switchd forgets it, and before an idle connection is closed
-static_assert(kSayAgainAfter < 60 && kSayAgainAfter * 2 < kAgentPageKept);
+constexpr int64_t kSayAgainAfter = 30;  // seconds: switchd closes a connection that is idle for a minute
 constexpr int kAnswersReadAtOnce = 16;
 
 struct telling {
   int fd = -1;
-  uint32_t sequence = 0;     // of the last request
-  bool awaited = false;      // its answer
-  bool answered = false;     // what is to be told was told on this connection
-  int64_t said_at = 0;       // monotonic seconds
-  bool owes_delete = false;  // switchd may keep what is no longer so
-  std::string said = {};     // the payload of a SET; empty: the page is shared
+  uint32_t sequence = 0;  // of the last request
+  bool awaited = false;   // its answer
+  bool answered = false;  // what is to be told was told on this connection
+  int64_t said_at = 0;    // monotonic seconds
+  std::string said = {};  // the payload; empty: the page is shared
 };
 
 telling current;
@@ -56,12 +54,6 @@ void close_connection() {
   current.answered = false;
 }
 
-void change(std::string said) {
-  current.said = std::move(said);
-  current.answered = false;
-  current.awaited = false;  // an answer to what was said before is another request's
-}
-
 // Returns whether there is a connection.
 bool connect_now() {
   sockaddr_un address = {};
@@ -76,8 +68,6 @@ bool connect_now() {
   if (connect(current.fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
     return true;
   }
-  // Nobody is there who could keep it.
-  current.owes_delete = current.owes_delete && errno != ENOENT && errno != ECONNREFUSED;
   close_connection();
   return false;
 }
@@ -86,7 +76,7 @@ void send_request() {
   message_header header = {};
   header.sequence = ++current.sequence;
   header.opcode = kOpAgentPage;
-  header.msg_type = current.said.empty() ? kMsgDelete : kMsgSet;
+  header.msg_type = kMsgSet;
   header.service = kServiceControl;
   header.payload_size = static_cast<uint32_t>(current.said.size());
   uint8_t head[kMessageHeaderSize];
@@ -98,7 +88,6 @@ void send_request() {
   }
   current.awaited = true;
   current.said_at = monotonic_seconds();
-  current.owes_delete = true;
 }
 
 // A refusal is an answer, too: a switchd that does not know the request is asked again when it says so no more, by a
@@ -117,7 +106,6 @@ void read_answers() {
     if (current.awaited && header.sequence == current.sequence) {
       current.awaited = false;
       current.answered = true;
-      current.owes_delete = !current.said.empty();
     }
   }
 }
@@ -129,18 +117,21 @@ void page_telling_say(const char *page, const char *why) {
   put_json_text(json, page);
   json += ", \"why\": ";
   put_json_text(json, why);
-  change(json + "}");
+  current.said = json + "}";
+  current.answered = false;
+  current.awaited = false;  // an answer to what was said before is another request's
 }
 
 void page_telling_take_back() {
-  change({});
+  current.said.clear();
+  close_connection();
 }
 
 void page_telling_turn() {
-  read_answers();
-  if (current.said.empty() && !current.owes_delete) {
-    return close_connection();
+  if (current.said.empty()) {
+    return;
   }
+  read_answers();
   if (current.fd < 0 && !connect_now()) {
     return;
   }

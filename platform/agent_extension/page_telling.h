@@ -1,7 +1,7 @@
 // Tells switchd that this agent does not share its page, for `vsanctl show status`.
 //
 // Nothing here waits: what is sent in one turn is answered by the next. Whatever fails is tried again, and no log is
-// told. The connection is kept while there is something to tell, so that its end tells of a switchd that was restarted.
+// told. What is said goes with the connection: its end takes it back, and tells of a switchd that was restarted.
 #ifndef PLATFORM_AGENT_EXTENSION_PAGE_TELLING_H
 #define PLATFORM_AGENT_EXTENSION_PAGE_TELLING_H
 

@@ -63,12 +63,12 @@ enum {
   // Pieces are kept per client process, a minute long. DELETE makes the switch what a new store would be filled with.
   kOpConfiguration = 9204,
   // An agent that does not share the page of switchd says so: SET {"page": where it keeps events and errors, empty when
-  // nowhere, "why": TEXT}, each of up to kAgentPageTextMax bytes; DELETE takes it back. Kept per client process, while
-  // that is there and says it again within kAgentPageKept seconds.
+  // nowhere, "why": TEXT}, each of up to kAgentPageTextMax bytes. It holds until the same connection says otherwise or
+  // ends.
   kOpAgentPage = 9205,
 };
 
-enum { kAgentPageTextMax = 512, kAgentPageKept = 120 };
+enum { kAgentPageTextMax = 512 };
 enum { kConfigurationPiece = 24 * 1024, kConfigurationMax = 16 * 1024 * 1024 };  // bytes; of a whole file
 
 // Notifications; payloads in notification_payloads.h.

@@ -211,10 +211,10 @@ bool relay::pass_request(connection &c) {
 
 bool relay::pass_answer(connection &c) {
   const bytes frame = receive(c.server);
-  if (frame.size() < kMessageHeaderSize) {
+  if (frame.empty()) {
     return false;
   }
-  const size_t payload = frame.size() - kMessageHeaderSize;
+  const size_t payload = std::max<size_t>(frame.size(), kMessageHeaderSize) - kMessageHeaderSize;
   switch (std::exchange(c.of_answer, breakage::none)) {
     case breakage::reset_after_done:
       return false;

@@ -79,7 +79,7 @@ void send_one(switch_managers &managers, fuzz_input &in) {
   const int msg_type = static_cast<int8_t>(take_byte(in));
   const size_t size = size_t{take_byte(in)} << 8 | take_byte(in);
   const std::vector<uint8_t> payload = take_bytes(in, size);
-  const message_request request{opcode, msg_type, {payload.data(), payload.size()}, "fuzz", "", true, 0, 0};
+  const message_request request{opcode, msg_type, {payload.data(), payload.size()}, "fuzz", "", true, 0, 0, 1};
   const switch_state before = managers.state;
   message_reply reply;
   receiver(&managers, request, reply);

@@ -82,7 +82,7 @@ def test_every_command_does_what_the_guide_says(bare):
 
 
 def follow_watched(machine, guide, folder):
-    """Runs the lines of the guide, the switch being watched once its fault is near. Returns (line, what it printed)s."""
+    """Runs the guide's lines, the switch being watched once its fault is near. Returns (line, what it printed)s."""
     shown = []
     with contextlib.ExitStack() as stack:
         for command in guide:

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The target's packages, unpacked: made for it, the native ones' files and exports, and an emulated agent that answers from
-them. `make package-powerpc` runs it."""
+"""The target's packages, unpacked: made for it, the native ones' files and exports, and an emulated agent that answers
+from them. `make package-powerpc` runs it."""
 
 import argparse
 import pathlib
@@ -130,7 +130,8 @@ class TargetPackages(unittest.TestCase):
         port = free_udp_port()
         agent = self.start(given.prefix / "sbin/snmpd", "-f", "-C", "-c", work / "snmpd.conf", "-I", "-smux", "-Lf",
                            work / "log", f"--persistentDir={work}/agent", f"udp:127.0.0.1:{port}")  # fmt: skip
-        get = ("snmpget", "-v2c", "-c", "public", "-m", "", "-t", "1", "-r", "0", "-Oqv", f"127.0.0.1:{port}", VSAN_NAME)
+        agent = f"127.0.0.1:{port}"
+        get = ("snmpget", "-v2c", "-c", "public", "-m", "", "-t", "1", "-r", "0", "-Oqv", agent, VSAN_NAME)
         said = []
 
         def answered():

@@ -36,9 +36,8 @@ void take_connection(void *context, int fd) {
   if (!room || !server_connection_add(server, fd, uid, pid)) {
     message_server_report(server, "refused process %d: %zu connections are open", static_cast<int>(pid),
                           server->connections.size());
-    return refuse_peer(server, fd);
+    refuse_peer(server, fd);
   }
-  ++server->counters.connections;
 }
 
 void on_listener_report(void *context, const char *text) {
@@ -92,6 +91,10 @@ void message_server_limit(message_server *server, const message_limits &limits) 
 
 void message_server_log_to(message_server *server, message_log log) {
   server->log = log;
+}
+
+void message_server_on_end(message_server *server, connection_ended ended) {
+  server->ended = ended;
 }
 
 void message_server_close(message_server *server) {

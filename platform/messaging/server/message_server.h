@@ -29,6 +29,7 @@ struct message_request {
   bool wants_payload;        // the client has room for an answer's payload
   uid_t peer_uid;
   pid_t peer_pid;
+  uint64_t connection;  // that it came on: counted from 1, no number is given twice
 };
 
 // What a handler answers. `payload` is sent when the client wants one.
@@ -51,6 +52,10 @@ message_server *message_server_open(event_base *base, const char *run_dir, int s
 // Nothing is reported until then, or when `log` is null.
 using message_log = void (*)(void *context, const char *text);
 void message_server_log_to(message_server *server, message_log log);
+
+// Is called with the number of each connection that has ended; `context` is that of the handler. None: null.
+using connection_ended = void (*)(void *context, uint64_t connection);
+void message_server_on_end(message_server *server, connection_ended ended);
 
 // How long a connection may be idle, in milliseconds: nothing is asked on it and nothing to be answered.
 struct message_limits {

@@ -110,7 +110,8 @@ message_request request_view(const server_connection *connection, const message_
           {reinterpret_cast<const char *>(session), header.session_size},
           (header.flags & kMessageWantsPayload) != 0,
           connection->uid,
-          connection->pid};
+          connection->pid,
+          connection->number};
 }
 
 // A probe asks whether the loop turns; it is no request. A switch that is told to hang answers none.
@@ -218,6 +219,7 @@ bool server_connection_add(message_server *server, int fd, uid_t uid, pid_t pid)
   connection.readable.reset(event_new(server->base, fd, EV_READ | EV_PERSIST, on_readable, &connection));
   connection.writable.reset(event_new(server->base, fd, EV_WRITE, on_writable, &connection));
   if (connection.readable && connection.writable && event_add(connection.readable.get(), nullptr) == 0) {
+    connection.number = ++server->counters.connections;
     return true;
   }
   server->connections.pop_back();
@@ -246,5 +248,8 @@ void server_connection_close(server_connection *connection) {
   connection->readable.reset();
   connection->writable.reset();
   close(connection->fd);
+  if (server->ended != nullptr) {
+    server->ended(server->context, connection->number);
+  }
   server->connections.remove_if([connection](const server_connection &each) { return &each == connection; });
 }

@@ -31,6 +31,7 @@ struct server_connection {
   int fd;
   uid_t uid;
   pid_t pid;
+  uint64_t number;
   event_ptr readable;
   event_ptr writable;
   int64_t used = 0;                // when it last carried a frame; monotonic milliseconds
@@ -45,6 +46,7 @@ struct message_server {
   message_handler handler;
   void *context;
   message_log log = nullptr;
+  connection_ended ended = nullptr;
   socket_listener *listener = nullptr;
   event_ptr sweep = {};  // closes idle connections
   message_limits limits = {};

@@ -2,8 +2,6 @@
 #include "agent_pages.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -20,70 +18,48 @@ json shown(pid_t pid) {
   return {{"pid", pid}, {"page", "/var/lib/snmp/a.page"}, {"why", "there is none"}};
 }
 
-// The number of a process that was there a moment ago.
-pid_t gone_process() {
-  const pid_t child = fork();
-  if (child == 0) {
-    _exit(0);
-  }
-  waitpid(child, nullptr, 0);
-  return child;
-}
-
-TEST(AgentPages, AreShownAsTheirProcessesSaidLast) {
+TEST(AgentPages, AreShownAsTheirConnectionsSaidLast) {
   agent_pages pages;
   EXPECT_EQ(agent_pages_shown(pages), json::array());
-  EXPECT_EQ(agent_pages_keep(pages, getpid(), {{"page", ""}, {"why", "x"}}), 0);
-  EXPECT_EQ(agent_pages_keep(pages, getpid(), kSaid), 0);
-  EXPECT_EQ(agent_pages_keep(pages, getppid(), kSaid), 0);
-  json both = {shown(getpid()), shown(getppid())};
-  if (getppid() < getpid()) {
-    std::swap(both[0], both[1]);
-  }
-  EXPECT_EQ(agent_pages_shown(pages), both);
+  EXPECT_EQ(agent_pages_keep(pages, 2, 70, {{"page", ""}, {"why", "x"}}), 0);
+  EXPECT_EQ(agent_pages_keep(pages, 1, 71, kSaid), 0);
+  EXPECT_EQ(agent_pages_keep(pages, 2, 70, kSaid), 0);
+  EXPECT_EQ(agent_pages_shown(pages), (json{shown(71), shown(70)}));
 }
 
-TEST(AgentPages, OfAProcessThatIsGoneIsForgotten) {
+// Of another process namespace, or behind one forwarder.
+TEST(AgentPages, OfOneProcessNumberAreAllShown) {
   agent_pages pages;
-  EXPECT_EQ(agent_pages_keep(pages, gone_process(), kSaid), 0);
-  EXPECT_EQ(agent_pages_shown(pages), json::array());
-}
-
-TEST(AgentPages, OfAProcessThatCannotBeSeenIsKeptWhileItSaysSo) {
-  agent_pages pages;
-  EXPECT_EQ(agent_pages_keep(pages, 0, kSaid), 0);
-  EXPECT_EQ(agent_pages_shown(pages), json::array({shown(0)}));
-  pages[0].told -= kAgentPageKept;
-  EXPECT_EQ(agent_pages_shown(pages), json::array({shown(0)}));
-  pages[0].told -= 2;
-  EXPECT_EQ(agent_pages_shown(pages), json::array());
+  EXPECT_EQ(agent_pages_keep(pages, 1, 0, kSaid), 0);
+  EXPECT_EQ(agent_pages_keep(pages, 2, 0, kSaid), 0);
+  EXPECT_EQ(agent_pages_shown(pages), (json{shown(0), shown(0)}));
 }
 
 TEST(AgentPages, WhatIsNoneOfOursIsRefusedAndLeavesWhatWasSaid) {
   agent_pages pages;
-  EXPECT_EQ(agent_pages_keep(pages, getpid(), kSaid), 0);
+  EXPECT_EQ(agent_pages_keep(pages, 1, 70, kSaid), 0);
   const std::string longest(kAgentPageTextMax, 'a');
   for (const json &said :
        {json(), json("text"), json::array({kSaid}), json::object(), json{{"page", "/a"}}, json{{"why", "x"}},
         json{{"page", 1}, {"why", "x"}}, json{{"page", "/a"}, {"why", nullptr}}, json{{"page", "/a\n"}, {"why", "x"}},
         json{{"page", "/a"}, {"why", "\x1b[31m"}}, json{{"page", longest + "a"}, {"why", "x"}}}) {
-    EXPECT_EQ(agent_pages_keep(pages, getpid(), said), kStatusMalformed) << said;
+    EXPECT_EQ(agent_pages_keep(pages, 1, 70, said), kStatusMalformed) << said;
   }
-  EXPECT_EQ(agent_pages_shown(pages), json::array({shown(getpid())}));
-  EXPECT_EQ(agent_pages_keep(pages, getpid(), {{"page", longest}, {"why", longest}}), 0);
+  EXPECT_EQ(agent_pages_shown(pages), json::array({shown(70)}));
+  EXPECT_EQ(agent_pages_keep(pages, 1, 70, {{"page", longest}, {"why", longest}}), 0);
 }
 
-TEST(AgentPages, TooManyAreRefusedUntilOneIsForgotten) {
+TEST(AgentPages, TooManyAreRefusedUntilOneEnds) {
   agent_pages pages;
   int kept = 0;
-  for (pid_t client = -1; client > -100; --client) {  // none that a signal would find
-    kept += agent_pages_keep(pages, client, kSaid) == 0 ? 1 : 0;
+  for (uint64_t connection = 1; connection < 100; ++connection) {
+    kept += agent_pages_keep(pages, connection, 70, kSaid) == 0 ? 1 : 0;
   }
   EXPECT_EQ(kept, 16);
-  EXPECT_EQ(agent_pages_keep(pages, getpid(), kSaid), kStatusBusy);
-  EXPECT_EQ(agent_pages_keep(pages, -1, kSaid), 0) << "who is known may go on";
-  pages[-5].told -= kAgentPageKept + 1;
-  EXPECT_EQ(agent_pages_keep(pages, getpid(), kSaid), 0);
+  EXPECT_EQ(agent_pages_keep(pages, 100, 70, kSaid), kStatusBusy);
+  EXPECT_EQ(agent_pages_keep(pages, 1, 70, kSaid), 0) << "who is known may go on";
+  pages.erase(5);
+  EXPECT_EQ(agent_pages_keep(pages, 100, 70, kSaid), 0);
 }
 
 }  // namespace

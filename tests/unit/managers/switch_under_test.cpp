@@ -115,7 +115,7 @@ void switch_under_test::TearDown() {
 
 message_reply switch_under_test::ask_of(message_handler handler, int opcode, int msg_type, const bytes &payload,
                                         const std::string &user) {
-  const message_request request{opcode, msg_type, {payload.data(), payload.size()}, user, "test", true, 0, getpid()};
+  const message_request request{opcode, msg_type, {payload.data(), payload.size()}, user, "test", true, 0, getpid(), 1};
   message_reply reply;
   handler(&managers, request, reply);
   return reply;

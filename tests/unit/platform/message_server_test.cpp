@@ -193,6 +193,43 @@ TEST(MessageServer, IdleConnectionIsClosedAndTheClientDoesNotNotice) {
   close(fd);
 }
 
+// The numbers of the connections that have ended.
+std::vector<uint64_t> ended;
+
+TEST(MessageServer, TheOwnerOfAConnectionLearnsOfItsEndByItsNumber) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  std::vector<uint64_t> asked;
+  ended.clear();
+  manager.in_loop([&] {
+    message_server_on_end(manager.server, [](void *, uint64_t connection) { ended.push_back(connection); });
+    manager.answer = [&](const message_request &request, message_reply &) { asked.push_back(request.connection); };
+  });
+  const int first = connect_raw(dir.path), second = connect_raw(dir.path);
+  for (const int fd : {first, second, first}) {
+    send_raw(fd, request_frame(1, 149, "x"));
+    receive_raw(fd);
+  }
+  EXPECT_EQ(asked[0], asked[2]);
+  EXPECT_NE(asked[0], asked[1]);
+  const auto ends = [&] {
+    size_t count = 0;
+    manager.in_loop([&] { count = ended.size(); });
+    return count;
+  };
+  EXPECT_EQ(ends(), 0U);
+  close(second);
+  for (int patience = 0; patience < 500 && ends() == 0; ++patience) {
+    usleep(10'000);
+  }
+  EXPECT_EQ(ended, (std::vector<uint64_t>{asked[1]}));
+  limit(manager, {.idle = 100, .gives_way = kNever});
+  EXPECT_TRUE(is_closed_soon(first));
+  EXPECT_EQ(ends(), 2U);
+  EXPECT_EQ(ended, (std::vector<uint64_t>{asked[1], asked[0]}));
+  close(first);
+}
+
 TEST(MessageServer, ConnectionWithAnAnswerOutstandingIsNotIdle) {
   const private_dir dir;
   fake_manager manager(dir.path);

@@ -1,0 +1,22 @@
+# Each test that other processors' runs leave out is there: a name that is gone would leave out nothing, or hide that a
+# new name needs a cause. BUILD is the build directory, LIST the list.
+execute_process(COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${BUILD} -N
+  OUTPUT_VARIABLE tests RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "ctest does not list the tests of ${BUILD}")
+endif()
+file(STRINGS ${LIST} lines REGEX "^[^#]")
+if(NOT lines)
+  message(FATAL_ERROR "${LIST} names no test")
+endif()
+foreach(line IN LISTS lines)
+  if(NOT line MATCHES "^(agent|switch|one) ([A-Za-z_.]+[*]?)$")
+    message(SEND_ERROR "${LIST}: which part, and which test? ${line}")
+    continue()
+  endif()
+  string(REPLACE "." "\\." name ${CMAKE_MATCH_2})
+  string(REPLACE "*" "[^\n]+" name ${name})
+  if(NOT tests MATCHES ": ${name}\n")
+    message(SEND_ERROR "${LIST}: no test has the name ${CMAKE_MATCH_2}")
+  endif()
+endforeach()
