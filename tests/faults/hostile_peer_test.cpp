@@ -307,8 +307,12 @@ TEST_F(Hostile, AThousandConnectionsOfEachSocketLeaveOthersServed) {
   EXPECT_EQ(waitpid(bystander, nullptr, WNOHANG), 0) << "another process lost a connection";
   kill(bystander, SIGKILL);
   waitpid(bystander, nullptr, 0);
+  const bool publishes = lab::read_file(l.switchd.log).find("reads are not answered from memory") == std::string::npos;
   for (size_t at = 0; at < kServiceCount; ++at) {
     const service_name &service = kServiceNames[at];
+    if (service.service == kServicePublished && !publishes) {
+      continue;  // it has no such socket
+    }
     SCOPED_TRACE(service.socket_file);
     printf("%s: %lu connected, %lu ended by the switch, %lu open, %lu requests\n", service.socket_file,
            of[at].connected, of[at].ended, of[at].open, of[at].asked);

@@ -61,34 +61,16 @@ lab::options agent_of_all_users() {
   return how;
 }
 
-std::string rows_of(sqlite3 *store, const char *query) {
-  sqlite3_stmt *statement = nullptr;
-  if (sqlite3_prepare_v2(store, query, -1, &statement, nullptr) != SQLITE_OK) {
-    throw std::runtime_error(sqlite3_errmsg(store));
-  }
-  std::string out;
-  while (sqlite3_step(statement) == SQLITE_ROW) {
-    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-      const unsigned char *text = sqlite3_column_text(statement, i);
-      out.append(i == 0 ? "" : "|").append(reinterpret_cast<const char *>(text));
-    }
-    out += "\n";
-  }
-  sqlite3_finalize(statement);
-  return out;
-}
-
-std::string store_text(sqlite3 *store) {
-  return rows_of(store,
-                 "SELECT 'vsan ' || id, name, media_type, mtu, admin_state, load_balancing, interop, inorder,"
-                 " drop_latency FROM vsan ORDER BY id") +
-         rows_of(store, "SELECT 'interface ' || ifindex, vsan, up, is_static FROM interface ORDER BY ifindex") +
-         rows_of(store, "SELECT 'timer ' || vsan, key, value FROM timer ORDER BY vsan, key") +
-         rows_of(store, "SELECT 'kept out ' || vsan FROM kept_out ORDER BY vsan") +
-         rows_of(store, "SELECT 'network_latency', value FROM setting WHERE name = 'network_latency'") +
-         rows_of(store, "SELECT 'switch_latency', value FROM setting WHERE name = 'switch_latency'") +
-         rows_of(store, "SELECT 'inorder', value FROM setting WHERE name = 'inorder'");
-}
+// In the order of the model's own text.
+constexpr char kStoreRows[] =
+    "SELECT 'vsan ' || id, name, media_type, mtu, admin_state, load_balancing, interop, inorder, drop_latency FROM vsan"
+    " ORDER BY id;"
+    "SELECT 'interface ' || ifindex, vsan, up, is_static FROM interface ORDER BY ifindex;"
+    "SELECT 'timer ' || vsan, key, value FROM timer ORDER BY vsan, key;"
+    "SELECT 'kept out ' || vsan FROM kept_out ORDER BY vsan;"
+    "SELECT 'network_latency', value FROM setting WHERE name = 'network_latency';"
+    "SELECT 'switch_latency', value FROM setting WHERE name = 'switch_latency';"
+    "SELECT 'inorder', value FROM setting WHERE name = 'inorder';";
 
 std::string text_of(const std::vector<varbind> &walked) {
   std::ostringstream out;
@@ -194,16 +176,11 @@ const std::vector<user> &users() {
   return all;
 }
 
-pair::~pair() {
-  sqlite3_close(store);
-}
-
 void start(pair &p) {
   lab::start(p.l, agent_of_all_users());
   p.model.switch_side = small_switch();
-  const std::string path = p.l.dir + "/switch.db";
-  if (sqlite3_open_v2(path.c_str(), &p.store, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK ||
-      platform_set_run_dir((p.l.dir + "/run").c_str()) != 0) {
+  store_reader::start(p.store, p.l.dir + "/switch.db");
+  if (platform_set_run_dir((p.l.dir + "/run").c_str()) != 0) {
     throw std::runtime_error("the switch of " + p.l.dir + " is out of reach");
   }
   for (const char *vsan : {"10", "20"}) {
@@ -249,7 +226,7 @@ std::string compare_set(pair &p, const user &who, const std::vector<varbind> &pd
     return "no answer\n";
   }
   std::string out = difference("answer", text_of(model::outcome{answer.status, answer.index}), text_of(expected));
-  out += difference("store", store_text(p.store), model::text_of(p.model.switch_side));
+  out += difference("store", store_reader::rows(p.store, kStoreRows), model::text_of(p.model.switch_side));
   out += difference("lists", lists_text(*p.clients[0]), model::lists_of(p.model));
   if (p.model.switch_side.vsan_changes != changes) {
     p.changed = true;

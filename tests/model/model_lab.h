@@ -2,8 +2,6 @@
 #ifndef TESTS_MODEL_MODEL_LAB_H
 #define TESTS_MODEL_MODEL_LAB_H
 
-#include <sqlite3.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
@@ -12,6 +10,7 @@
 #include "lab.h"
 #include "pdu_model.h"
 #include "snmp_client.h"
+#include "store_reader.h"
 
 namespace model_lab {
 
@@ -26,7 +25,7 @@ const std::vector<user> &users();
 struct pair {
   lab::lab l;
   model::agent_model model;
-  sqlite3 *store = nullptr;
+  store_reader::reader store;
   std::vector<std::unique_ptr<snmp::client>> clients;  // by user
   mib::varbind changed_last;                           // the time of the last change, as the operator saw it last
   bool changed = false;                                // whether a VSAN changed since
@@ -37,7 +36,6 @@ struct pair {
   pair() = default;
   pair(const pair &) = delete;
   pair &operator=(const pair &) = delete;
-  ~pair();
 };
 
 // Starts the switch of the lab with an agent that has all users, and the model of it.
