@@ -173,9 +173,14 @@ std::string store_program() {
 }
 
 std::string preloaded(const std::string &file) {
-  const std::string first = LAB_PRELOAD[0] == '\0' ? "" : std::string(LAB_PRELOAD) + ":";
-  const std::string own = std::string(LAB_LIB_DIR) + "/" + file, started = library(file);
-  return first + own + (started == own ? "" : ":" + started);
+  std::string list = LAB_PRELOAD[0] == '\0' ? "" : std::string(LAB_PRELOAD) + ":";
+  list += std::string(LAB_LIB_DIR) + "/" + file;
+  for (const std::string &folder : {named("LAB_LIBRARIES", LAB_LIB_DIR), named("LAB_SWITCH_LIBRARIES", LAB_LIB_DIR)}) {
+    if (folder != LAB_LIB_DIR) {
+      list += ":" + folder + "/" + file;
+    }
+  }
+  return list;
 }
 
 // Starts a command with its output in `log` (appended); `preload` is for the sanitizers' runtime inside a stock

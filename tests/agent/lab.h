@@ -47,7 +47,7 @@ struct lab {
 // What labs start and load: this build's own and the machine's snmpd, unless the environment names those of another
 // build, or of another processor: LAB_LIBRARIES and LAB_PROGRAMS are folders, LAB_SNMPD is a program. LAB_PAGE_READER
 // is a vsanctl of the agent's byte order, for an agent whose switch has the other one; LAB_SQLITE3 a sqlite3 of the
-// switch's.
+// switch's, LAB_SWITCH_LIBRARIES a folder for what is preloaded into the switch.
 std::string library(const std::string &file);
 std::string program(const std::string &name);
 std::string agent_program();

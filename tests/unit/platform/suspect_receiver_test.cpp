@@ -79,7 +79,7 @@ TEST(SuspectReceiver, SuspicionIsOfOneReceiverOnly) {
   fake_manager other(dir.path, kServicePortManager);
   hung.add_fault({fault_kind::hang, -1, -1, 0});
   EXPECT_EQ(call("a").why, ETIMEDOUT);
-  EXPECT_EQ(call("b", {.service = kServicePortManager}).payload, "b");
+  EXPECT_EQ(call("b", {.service = kServicePortManager, .timeout = 5}).payload, "b");
   EXPECT_EQ(call("c").why, ETIMEDOUT);
 }
 
