@@ -18,7 +18,8 @@
 
 namespace {
 
-constexpr int64_t kSayAgainAfter = 30;  // seconds: switchd closes a connection that is idle for a minute
+constexpr int64_t kSayAgainAfter = 30;  // seconds
+static_assert(kSayAgainAfter * 2 <= kMessageIdleMax);
 constexpr int kAnswersReadAtOnce = 16;
 
 struct telling {
@@ -90,8 +91,7 @@ void send_request() {
   current.said_at = monotonic_seconds();
 }
 
-// A refusal is an answer, too: a switchd that does not know the request is asked again when it says so no more, by a
-// connection that ends.
+// A refusal is an answer, too: switchd is asked again when it is time to say it again.
 void read_answers() {
   uint8_t head[kMessageHeaderSize];
   message_header header;

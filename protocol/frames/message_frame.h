@@ -13,6 +13,7 @@ enum {
   kMessageVersion = 1,
   kMessageHeaderSize = 36,
   kMessageMax = 64 * 1024,  // bytes of a frame, the header included
+  kMessageIdleMax = 60,     // seconds, after which a server closes a connection
 };
 
 // Flags of a frame.

@@ -1,5 +1,6 @@
 // An agent that does not share switchd's page: its run directory has the sockets only, or a page of the other byte
 // order.
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,6 +51,17 @@ TEST_F(UnsharedPage, LevelsAreSwitchedInThePageThatIsNamed) {
                           {{"level", 102}, {"recorded", true}, {"printed", false}}}));
   EXPECT_DONE(set({name(20, "renamed")}));
   EXPECT_EQ(ctl({"history", "--page", own, "--level", "101"}).find("renamed"), std::string::npos);
+}
+
+// The agent as it was started first, in switchd's own directory.
+TEST_F(UnsharedPage, TheSwitchsOwnIsSharedUnlessItWasMadeOnAHostOfTheOtherByteOrder) {
+  if (getenv("LAB_PAGE_READER") != nullptr) {
+    expect_told("it was made on a host of the other byte order");
+  } else {
+    lab::wait_until([] { return false; }, 2);  // the agent looks once a second
+    without_page(0);
+    EXPECT_EQ(log_lines("cannot be used"), 0U) << agent_log();
+  }
 }
 
 // A directory that had a switch of its own, and then another's sockets.

@@ -56,10 +56,11 @@ TEST_F(ForwardedSockets, EveryValueIsTheOneThatIsServedWithoutThem) {
 
 TEST_F(ForwardedSockets, ReadsAreExchanges) {
   restart_agent();
-  get(vsan_cell(kName, 20));
   const unsigned before = asked_of("vsan-manager");
-  EXPECT_EQ(get(vsan_cell(kName, 20)).octets, "twenty");
-  EXPECT_GT(asked_of("vsan-manager"), before);
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_EQ(get(vsan_cell(kName, 20)).octets, "twenty");
+  }
+  EXPECT_GE(asked_of("vsan-manager"), before + 10);
 }
 
 TEST_F(ForwardedSockets, ACreationThatFailsLeavesNoHalfVsan) {
@@ -89,8 +90,12 @@ TEST_F(ForwardedSockets, EachMembershipThatChangesIsTrappedOnceThoughTheForwarde
   const std::vector<trap_lab::move> moves = {{kFc1, 10}, {kFc2, 20}};
   EXPECT_DONE(set({move(kFc1, 10)}));
   EXPECT_TRUE(lab::wait_until([&] { return trap_lab::moves_of(traps.entries()).size() == 1; }));
-  forwarder.clear();
-  forward();
+  for (const auto &each : forwarder) {
+    each->leave();
+  }
+  for (const auto &each : forwarder) {
+    each->plan(0, relay::breakage::none);
+  }
   EXPECT_TRUE(lab::wait_until([&] { return get(if_vsan(kFc2)) == integer(if_vsan(kFc2), 10); }));
   EXPECT_DONE(set({move(kFc2, 20)}));
   EXPECT_TRUE(lab::wait_until([&] { return trap_lab::moves_of(traps.entries()).size() >= 2; }));

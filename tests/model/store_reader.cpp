@@ -19,16 +19,21 @@ constexpr char kEnd[] = "END";
   dup2(out[1], 1);
   dup2(out[1], 2);
   const std::string program = lab::store_program();
-  execlp(program.c_str(), program.c_str(), "-readonly", "-batch", path.c_str(), nullptr);
+  signal(SIGPIPE, SIG_DFL);
+  execlp(program.c_str(), program.c_str(), "-init", "/dev/null", "-readonly", "-batch", path.c_str(), nullptr);
   _exit(127);
 }
 
 }  // namespace
 
 reader::~reader() {
-  if (pid != 0) {
+  if (to != nullptr) {
     fclose(to);
+  }
+  if (from != nullptr) {
     fclose(from);
+  }
+  if (pid > 0) {
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
   }
@@ -39,6 +44,7 @@ void start(reader &r, const std::string &path) {
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe");
   }
+  signal(SIGPIPE, SIG_IGN);  // a program that has ended is said to have
   r.pid = fork();
   if (r.pid == 0) {
     run(path, in, out);
@@ -47,6 +53,9 @@ void start(reader &r, const std::string &path) {
   close(out[1]);
   r.to = fdopen(in[1], "w");
   r.from = fdopen(out[0], "r");
+  if (r.pid < 0 || r.to == nullptr || r.from == nullptr) {
+    throw std::runtime_error("sqlite3 is not started");
+  }
   rows(r, "PRAGMA schema_version;");
 }
 

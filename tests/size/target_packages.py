@@ -130,8 +130,8 @@ class TargetPackages(unittest.TestCase):
         port = free_udp_port()
         agent = self.start(given.prefix / "sbin/snmpd", "-f", "-C", "-c", work / "snmpd.conf", "-I", "-smux", "-Lf",
                            work / "log", f"--persistentDir={work}/agent", f"udp:127.0.0.1:{port}")  # fmt: skip
-        agent = f"127.0.0.1:{port}"
-        get = ("snmpget", "-v2c", "-c", "public", "-m", "", "-t", "1", "-r", "0", "-Oqv", agent, VSAN_NAME)
+        address = f"127.0.0.1:{port}"
+        get = ("snmpget", "-v2c", "-c", "public", "-m", "", "-t", "1", "-r", "0", "-Oqv", address, VSAN_NAME)
         said = []
 
         def answered():

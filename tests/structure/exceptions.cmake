@@ -1,6 +1,9 @@
 # Each test that other processors' runs leave out is there: a name that is gone would leave out nothing, or hide that a
-# new name needs a cause. BUILD is the build directory, LIST the list.
-execute_process(COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${BUILD} -N
+# new name needs a cause. BUILD is the build directory, LIST the list, FOLDER a folder of this test's own: ctest writes a
+# log where it is told to list, and would overwrite that of the run.
+file(MAKE_DIRECTORY ${FOLDER})
+file(WRITE ${FOLDER}/CTestTestfile.cmake "subdirs(\"${BUILD}\")\n")
+execute_process(COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${FOLDER} -N
   OUTPUT_VARIABLE tests RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "ctest does not list the tests of ${BUILD}")
@@ -10,7 +13,7 @@ if(NOT lines)
   message(FATAL_ERROR "${LIST} names no test")
 endif()
 foreach(line IN LISTS lines)
-  if(NOT line MATCHES "^(agent|switch|one|s390x) ([A-Za-z_.]+[*]?)$")
+  if(NOT line MATCHES "^(agent|switch|s390x|apart) ([A-Za-z_.]+[*]?)$")
     message(SEND_ERROR "${LIST}: which part, and which test? ${line}")
     continue()
   endif()

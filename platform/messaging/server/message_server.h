@@ -17,6 +17,8 @@
 #include <string_view>
 #include <vector>
 
+#include "message_frame.h"
+
 struct event_base;
 
 // One request as it arrived. The views are valid until the handler returns.
@@ -59,7 +61,8 @@ void message_server_on_end(message_server *server, connection_ended ended);
 
 // How long a connection may be idle, in milliseconds: nothing is asked on it and nothing to be answered.
 struct message_limits {
-  int64_t idle = 60'000;  // then it is closed: whoever has nothing to ask for a minute can connect again
+  // Then it is closed: whoever has nothing to ask for a minute can connect again.
+  int64_t idle = int64_t{kMessageIdleMax} * 1000;
   // Then it makes room for a new peer that holds no more. While a client waits for an answer it does so only when its
   // process or user holds most of all places.
   int64_t gives_way = 5'000;

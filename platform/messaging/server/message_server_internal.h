@@ -31,7 +31,7 @@ struct server_connection {
   int fd;
   uid_t uid;
   pid_t pid;
-  uint64_t number;
+  uint64_t number = 0;  // counted from 1
   event_ptr readable;
   event_ptr writable;
   int64_t used = 0;                // when it last carried a frame; monotonic milliseconds
