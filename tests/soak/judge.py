@@ -285,6 +285,10 @@ class Judge:
         """The service is to be back a second after `since`."""
         self.awaited = (kind, since, {"GET", "SET"})
 
+    def is_missing(self, what):
+        """Whether GET or SET is still to come; neither is once both came, a SET before the GET that is waited for."""
+        return self.awaited is not None and what in self.awaited[2]
+
     def _is_back(self, what, start, end):
         if self.awaited is None or start < self.awaited[1] or what not in self.awaited[2]:
             return

@@ -191,6 +191,13 @@ class Restarts(Run):
         self.assertEqual([(what, round(seconds, 2)) for _, what, seconds in self.judged.backs],
                          [("GET", 0.71), ("SET", 0.81)])  # fmt: skip
 
+    def test_a_set_that_is_back_before_the_get_that_is_waited_for(self):
+        self.judged.await_service("start", SECOND)
+        self.set_at(1.2, 0, "a")
+        self.assertTrue(self.judged.is_missing("GET"))
+        self.get_at(1.3)
+        self.assertFalse(self.judged.is_missing("GET"))
+
     def test_back_late(self):
         self.judged.await_service("kill-agent", SECOND)
         self.get_at(1.5)

@@ -145,7 +145,7 @@ class Conductor:
         """Until a restarted agent answers a GET rightly: writers and walks wait so long."""
         with self.changed:
             self.judged.await_service(kind, since)
-            self.changed.wait_for(lambda: "GET" not in self.judged.awaited[2], PATIENCE)
+            self.changed.wait_for(lambda: not self.judged.is_missing("GET"), PATIENCE)
 
     def stop(self, kind, low, high):
         name = kind.removeprefix("stop-")
