@@ -92,6 +92,7 @@ void occupy_streams() {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only fail() could, where it writes the text of another one
 int main(int argc, char **argv) {
   occupy_streams();
   setlocale(LC_CTYPE, "");  // names are shown as the terminal can show them

@@ -7,16 +7,16 @@
 
 namespace {
 
-using json = nlohmann::ordered_json;
+using nlohmann::ordered_json;
 
 struct json_state {
-  json document = json::object();
+  ordered_json document = ordered_json::object();
   std::string table;
   std::vector<std::string> columns;
 };
 
-json value_of(const cell &cell) {
-  return std::visit([](const auto &each) { return json(each); }, cell.value);
+ordered_json value_of(const cell &cell) {
+  return std::visit([](const auto &each) { return ordered_json(each); }, cell.value);
 }
 
 writer_state *json_open() {
@@ -27,12 +27,12 @@ void json_table(writer_state *opaque, const char *name, const std::vector<const 
   auto *state = static_cast<json_state *>(opaque);
   state->table = name;
   state->columns.assign(columns.begin(), columns.end());
-  state->document[name] = json::array();
+  state->document[name] = ordered_json::array();
 }
 
 void json_row(writer_state *opaque, const std::vector<cell> &cells) {
   auto *state = static_cast<json_state *>(opaque);
-  json row = json::object();
+  ordered_json row = ordered_json::object();
   for (size_t i = 0; i < cells.size(); ++i) {
     row[state->columns[i]] = value_of(cells[i]);
   }
@@ -46,7 +46,7 @@ void json_field(writer_state *opaque, const char *name, const cell &value) {
 void json_close(writer_state *opaque) {
   auto *state = static_cast<json_state *>(opaque);
   // A name may hold octets that are no UTF-8; JSON cannot.
-  printf("%s\n", state->document.dump(2, ' ', false, json::error_handler_t::replace).c_str());
+  printf("%s\n", state->document.dump(2, ' ', false, ordered_json::error_handler_t::replace).c_str());
   delete state;
 }
 
