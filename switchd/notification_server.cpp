@@ -191,12 +191,6 @@ bool is_gone(const subscriber *connection) {
   return poll(&look, 1, 0) > 0 && (look.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
-// A process may give up its own subscription for a new one. Where process ids cannot be told, as between containers,
-// they are 0.
-bool is_same_process(const subscriber *a, const subscriber *b) {
-  return a->pid == b->pid && a->uid == b->uid && a->pid != 0;
-}
-
 // Tells the peer who has the subscription, and ends its connection. It will ask again: the log is told once.
 void refuse_subscription(subscriber *connection, const subscriber *holder) {
   const std::string why = holder_text(holder);
@@ -217,7 +211,8 @@ void refuse_subscription(subscriber *connection, const subscriber *holder) {
   drop_connection(connection);
 }
 
-// Makes way for the connection's subscription. Returns whether it may be.
+// Makes way for the connection's subscription. Returns whether it may be. One of the same process has to wait, too:
+// agents behind one forwarder are one process here. An agent that subscribes anew has closed the connection before.
 bool replace_holder(subscriber *connection) {
   auto &connections = connection->server->connections;
   const auto found =
@@ -226,7 +221,7 @@ bool replace_holder(subscriber *connection) {
     return true;
   }
   subscriber *holder = &*found;
-  if (!is_same_process(holder, connection) && !is_gone(holder)) {
+  if (!is_gone(holder)) {
     refuse_subscription(connection, holder);
     return false;
   }

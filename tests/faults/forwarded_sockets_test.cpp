@@ -119,6 +119,26 @@ TEST_F(ForwardedSockets, OfTwoAgentsBehindOneForwarderBothAreShownUntilTheyEnd) 
   without_page(0);
 }
 
+TEST_F(ForwardedSockets, OfTwoAgentsBehindOneForwarderTheFirstTrapsAndTheSecondOnceItHasEnded) {
+  restart_agent();
+  lab::process first = l.snmpd;
+  trap_lab::sink of_second;
+  l.snmpd = {};
+  l.snmp_port = lab::free_udp_port();
+  std::string &lines = l.how.agent_lines;
+  lines.replace(lines.find(std::to_string(traps.port)), std::to_string(traps.port).size(),
+                std::to_string(of_second.port));
+  restart_agent("switchOwnPage " + l.dir + "/agent/second.page\n");
+  EXPECT_TRUE(lab::wait_until([&] { return log_lines("has the subscription to notifications") == 1; }));
+  EXPECT_DONE(set({move(kFc1, 10)}));
+  EXPECT_TRUE(lab::wait_until([&] { return trap_lab::moves_of(traps.entries()).size() == 1; }));
+  lab::stop(first);
+  EXPECT_DONE(set({move(kFc2, 20)}));
+  EXPECT_TRUE(lab::wait_until([&] { return trap_lab::moves_of(of_second.entries()).size() == 1; }));
+  EXPECT_TRUE(trap_lab::wait_until_taken(l));
+  EXPECT_EQ(trap_lab::moves_of(traps.entries()).size(), 1U);
+}
+
 TEST_F(ForwardedSockets, APageThatIsThereIsNotBelievedSinceNobodyKnowsWhoAnswers) {
   fs::create_hard_link(l.dir + "/run/switch.page", links + "/switch.page");
   lab::stop(l.snmpd);

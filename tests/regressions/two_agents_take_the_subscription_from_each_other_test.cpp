@@ -84,12 +84,17 @@ TEST_F(TwoAgents, TheSecondTakesOverWhenTheFirstIsGoneEvenIfItsEndWasNotReadYet)
   EXPECT_EQ(answer_to_second(), "2 open");
 }
 
-TEST_F(TwoAgents, OneProcessReplacesItsOwnSubscription) {
+TEST_F(TwoAgents, BehindOneForwarderTheyAreOneProcessAndTheFirstKeepsItUntilItEnds) {
   EXPECT_EQ(answer_to_second(), " open");
-  EXPECT_EQ(answer_to_second(), " open");
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_NE(answer_to_second().find("has the subscription to notifications closed"), std::string::npos);
+  }
   uint8_t byte;
-  EXPECT_EQ(recv(sockets[0], &byte, 1, 0), 0);
-  EXPECT_EQ(refusals_in_log(), 0U);
+  EXPECT_EQ(recv(sockets[0], &byte, 1, MSG_DONTWAIT), -1);
+  EXPECT_EQ(refusals_in_log(), 1U);
+  ::close(sockets[0]);
+  sockets.erase(sockets.begin());
+  EXPECT_EQ(answer_to_second(), " open");
 }
 
 }  // namespace
