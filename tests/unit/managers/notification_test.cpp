@@ -200,10 +200,11 @@ TEST_F(Subscription, AWindowIsUnderWayAndNoMoreUntilItIsAcknowledged) {
   EXPECT_EQ(arrived(fd), from_to(33, 42));
 }
 
-TEST_F(Subscription, ANewSubscriptionResumesAfterTheNumberTakenAndReplacesTheOldOne) {
+TEST_F(Subscription, ANewSubscriptionResumesAfterTheNumberTakenWhenTheOldOneEnded) {
   flap(3);
   const int first = subscribe(0);
   EXPECT_EQ(arrived(first), from_to(1, 6));
+  EXPECT_EQ(shutdown(first, SHUT_WR), 0);
   const int second = subscribe(4);
   EXPECT_EQ(arrived(second), from_to(5, 6));
   EXPECT_TRUE(closed_by_server(first));
