@@ -128,12 +128,27 @@ headers() {
   done
 }
 
+the_agents() {
+  stage openssl openssl
+  stage agent agent
+}
+
+everybodys() {
+  stage sqlite sqlite
+  stage libevent events
+  stage libsmartcols tables
+  stage googletest googletest
+}
+
 stage fetch fetch
-stage openssl openssl
-stage agent agent
-stage sqlite sqlite
-stage libevent events
-stage libsmartcols tables
-stage googletest googletest
+# Beside each other: most of the time a configure runs, which is one process.
+the_agents &
+first=$!
+everybodys &
+second=$!
+failed=0
+wait $first || failed=1
+wait $second || failed=1
+[ $failed = 0 ] || exit 1
 stage headers headers
 find "$WORK" -mindepth 1 -maxdepth 1 ! -name sources -exec rm -rf {} +
