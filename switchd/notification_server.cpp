@@ -225,7 +225,7 @@ bool replace_holder(subscriber *connection) {
     refuse_subscription(connection, holder);
     return false;
   }
-  log_info("a new subscription to notifications replaces the one before");
+  log_info("a new subscription to notifications takes the place of one that has ended");
   drop_connection(holder);
   return true;
 }

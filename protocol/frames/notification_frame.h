@@ -8,10 +8,9 @@
 //    of the same store that it has taken already, and acknowledges them again.
 // 4. All integers are big-endian. One message of the socket is one frame. A frame that cannot be read ends the
 //    connection.
-// 5. There is one subscriber. A new subscription of the same process replaces the one before, and the server closes the
-//    older connection. While another process has it, the server answers the subscribe frame with a refused frame, whose
-//    payload is a text that names that process, and closes the connection. The subscriber may try again, and gets the
-//    subscription when the other is gone.
+// 5. There is one subscriber. While another connection has the subscription, the server answers the subscribe frame
+//    with a refused frame, whose payload is a text that names the process behind that one, and closes the connection.
+//    The subscriber may try again, and gets the subscription when the other connection has ended.
 #ifndef PROTOCOL_FRAMES_NOTIFICATION_FRAME_H
 #define PROTOCOL_FRAMES_NOTIFICATION_FRAME_H
 
