@@ -30,7 +30,7 @@ class Switch:
         self.name, self.wwn = f"s{number}", wwn_of(number)
         self.dir, self.bin = directory / self.name, build / "bin"
         self.endpoints, self.options = endpoints, options
-        self.process = None
+        self.process, self.outside_fabric = None, False
         (self.dir / "run").mkdir(parents=True)
         (self.dir / "topology.toml").write_text(topology(self.name, self.wwn))
         self.log, self.clock = self.dir / "switchd.log", self.dir / "clock"
@@ -41,10 +41,10 @@ class Switch:
         environment = {}
         if self.preload:
             environment = {"LD_PRELOAD": self.preload, "STEPPED_CLOCK": str(self.clock)}
+        fabric = [] if self.outside_fabric else ["--fabric", FABRIC, "--fabric-endpoints", ",".join(self.endpoints)]
         self.process = cluster.start_process(
             [self.bin / "switchd", "--run-dir", self.dir / "run", "--state", self.dir / "switch.db",
-             "--topology", self.dir / "topology.toml", "--fabric", FABRIC,
-             "--fabric-endpoints", ",".join(self.endpoints), *self.options], self.log, **environment)  # fmt: skip
+             "--topology", self.dir / "topology.toml", *fabric, *self.options], self.log, **environment)  # fmt: skip
 
     def step_clock(self, seconds):
         """The wall clock of this switch, beside the machine's. The file is never empty."""
