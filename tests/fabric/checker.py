@@ -17,6 +17,8 @@ from history import (COMMITS, HELD_ELSEWHERE, LOCK, SECOND, SWITCHES, VALUES, ce
                      read_lines)  # fmt: skip
 
 KEPT_COMMITS = 64
+JOINED = "(join)"  # who commits the values that a switch brings into a fabric
+NOTHING = {"is": "etcd", "revision": 0, "value": {"commit": 0, "timers": []}}  # before the first commit
 OVERLAP = 50  # reads of one switch that may be under way at once, at most
 SETTLE = SECOND  # how long after a disturbance its effects may still be met
 OF_FABRIC = 0x40F00406, 0x40F00407, 0x40F00408, 0x40F00409
@@ -41,7 +43,6 @@ class Etcd:
             self.by_revision[line["revision"]].append(line)
         self.holes()
         self.values = {}  # revision -> its line
-        self.held = []  # [line of the lock, revision at which it was gone or None]
         self.lock = None
         self.records = {}  # commit -> line
         self.shown = {}  # key of a switch -> line
@@ -73,31 +74,31 @@ class Etcd:
 
     def take_lock(self, line):
         if line["value"] is None:
-            if self.held and self.lock is not None:
-                self.held[-1][1] = line["revision"]
             self.lock = None
             return
-        if self.lock is not None or line["version"] != 1:
-            self.report("one holder", "the lock was taken while another held it", *filter(None, (self.lock, line)))
+        # A holder may write its own again: under another lease, or so that an older transaction of it fails.
+        if self.lock is not None:
+            if any(self.lock["value"][name] != line["value"][name] for name in ("wwn", "session")):
+                self.report("one holder", "the lock was taken while another held it", self.lock, line)
         self.lock = line
-        self.held.append([line, None])
 
     def take_values(self, line, changed, holder):
         if line["value"] is None:
             return self.report("never lost", "the committed values are gone", line)
-        before = self.values[max(self.values)] if self.values else None
+        before = self.values[max(self.values)] if self.values else NOTHING
         self.values[line["revision"]] = line
-        if before is None:
-            return None
         now, old = line["value"], before["value"]
         if now["commit"] != old["commit"] + 1:
             self.report("one order", f"commit {now['commit']} follows commit {old['commit']}", before, line)
+        if now["user"] == JOINED:
+            if holder is not None:
+                self.report("one holder", "a switch gave its values while another held the lock", holder, line)
+            return None
         if holder is None or any(holder["value"][name] != now[name] for name in ("wwn", "session")):
             self.report("one holder", "values were committed without the lock", *filter(None, (holder, line)))
         if LOCK not in changed or changed[LOCK]["value"] is not None:
             self.report("one holder", "a commit did not give the lock back in its own transaction", line)
-        self.check_record(changed.get(record_name(now["commit"])), line, old)
-        return None
+        return self.check_record(changed.get(record_name(now["commit"])), line, old)
 
     def check_record(self, record, line, old):
         now = line["value"]
@@ -119,7 +120,7 @@ class Etcd:
 
     def take_trim(self, line):
         number = int(line["key"].rsplit("/", 1)[1])
-        newest = max((each["value"]["commit"] for each in self.values.values() if each["value"]), default=0)
+        newest = max((each["value"]["commit"] for each in self.values.values()), default=0)
         if number > newest - KEPT_COMMITS:
             self.report("never lost", f"the record of commit {number} is gone, the last one is {newest}", line)
 
@@ -135,9 +136,9 @@ class Etcd:
         self.shown[name] = line
 
     def at(self, revision):
-        """The values in force in etcd at this revision; None when there were none."""
+        """The values in force in etcd at this revision."""
         place = bisect.bisect_right(self.revisions, revision)
-        return self.values[self.revisions[place - 1]] if place else None
+        return self.values[self.revisions[place - 1]] if place else NOTHING
 
 
 def tail(key):
@@ -197,9 +198,8 @@ class Checker:
         first = self.run["first"]
         self.states[frozenset(first.items())].append(0)
         for revision in self.etcd.revisions:
-            line = self.etcd.values[revision]
-            if line["value"] is not None:
-                self.states[frozenset(in_force(line["value"]["timers"], first).items())].append(revision)
+            timers = self.etcd.values[revision]["value"]["timers"]
+            self.states[frozenset(in_force(timers, first).items())].append(revision)
 
     # Operations beside etcd's commits.
 
@@ -214,7 +214,7 @@ class Checker:
         self.committed_by = {}  # revision -> switch
         for number, record in self.etcd.records.items():
             line = self.etcd.by_commit.get(number)
-            if line is None or line["revision"] == self.etcd.revisions[0]:
+            if line is None or line["value"]["user"] == JOINED:
                 continue
             switch = names.get(record["value"]["wwn"], "?")
             self.committed_by[line["revision"]] = switch
@@ -300,8 +300,8 @@ class Checker:
         for op in self.ops:
             if op["do"] == "commit" and self.outcome(op) != "refused" and id(op) not in known:
                 doubtful[op["switch"]].append(op)
-        for revision in self.etcd.revisions[1:]:
-            if revision in self.acknowledged:
+        for revision in self.etcd.revisions:
+            if revision in self.acknowledged or self.etcd.values[revision]["value"]["user"] == JOINED:
                 continue
             switch = self.committed_by.get(revision, "?")
             since = self.latest_set(switch, revision)
@@ -358,7 +358,7 @@ class Checker:
 
     def check_one_applied(self, line, names):
         had = self.etcd.values.get(line["revision"])
-        if had is None or had["value"] is None:
+        if had is None:
             return self.report("one order", f"{line['switch']} applied revision {line['revision']}, at which etcd has "
                                "no values", line)  # fmt: skip
         value = had["value"]
@@ -426,7 +426,7 @@ class Checker:
             for switch in self.run["switches"]:
                 if switch not in reads:
                     self.report("all agree", f"{switch} showed nothing at the quiet point", quiet)
-                elif had is not None:
+                else:
                     self.check_agrees(switch, reads[switch], had, quiet)
             if quiet["end"] - quiet["begin"] > quiet["bound_us"]:
                 self.report("all agree", f"that took {(quiet['end'] - quiet['begin']) / SECOND:.1f} s", quiet)

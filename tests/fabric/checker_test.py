@@ -119,6 +119,24 @@ class Doubt(unittest.TestCase):
         self.made.commit("s1", self.session)
         self.assertEqual(self.told(), [])
 
+    def test_a_holder_may_write_its_lock_again(self):
+        self.made.set("s1", self.session)
+        self.made.etcd({history.LOCK: self.made.lock})
+        self.made.commit("s1", self.session)
+        self.assertEqual(self.told(), [])
+
+    def test_the_first_values_may_be_those_of_a_switch_that_joined(self):
+        self.made.number = 1
+        self.made.etcd({history.VALUES: {"commit": 1, "wwn": self.made.wwns["s1"], "switch": "s1", "at": 1,
+                                         "user": checker.JOINED, "session": "0", "timers": [[0, 7, 1500]]}})
+        self.made.timers, self.made.revisions[1] = {"0/7": 1500}, self.made.revision
+        self.made.states[1] = dict(self.made.timers)
+        for name in self.made.wwns:
+            self.made.apply(name)
+        self.made.set("s1", self.session)
+        self.made.commit("s1", self.session)
+        self.assertEqual(self.told(), [])
+
     def test_an_abort_drops_what_was_pending(self):
         self.commit_before()
         self.made.set("s1", self.session)
@@ -176,10 +194,11 @@ class Recorded(unittest.TestCase):
 
 class Words(unittest.TestCase):
     def test_outcomes(self):
+        self.assertEqual(history.outcome({"do": "set", "exit": 1, "status": history.OUTCOME_UNKNOWN}), "refused")
         for exit_code, status, wanted in ((0, 0, "done"), (1, history.UNREACHABLE, "refused"), (3, 0, "unknown"),
                                           (1, history.OUTCOME_UNKNOWN, "unknown"), (None, None, "unknown"),
                                           (1, 0, "unknown")):  # fmt: skip
-            self.assertEqual(history.outcome({"exit": exit_code, "status": status}), wanted)
+            self.assertEqual(history.outcome({"do": "commit", "exit": exit_code, "status": status}), wanted)
 
     def test_a_vsan_without_a_value_has_that_of_the_switch(self):
         first = {"0/7": 1, "10/7": 1, "20/7": 2, "20/8": 3}

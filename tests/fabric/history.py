@@ -42,7 +42,8 @@ def outcome(op):
     """done, refused (nothing was changed) or unknown."""
     if op["exit"] == 0:
         return "done"
-    if op["exit"] == REFUSED_EXIT and op["status"] not in (0, None, OUTCOME_UNKNOWN):
+    doubtful = op["do"] == "commit" and op["status"] == OUTCOME_UNKNOWN
+    if op["exit"] == REFUSED_EXIT and op["status"] and not doubtful:
         return "refused"
     return "unknown"
 

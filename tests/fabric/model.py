@@ -7,8 +7,8 @@ and pass commits over, reads at any time, quiet points.
 import json
 import random
 
-from history import HELD_ELSEWHERE, OUTCOME_UNKNOWN, SECOND, VALUES, LOCK, SWITCHES, in_force
 from checker import record_name
+from history import HELD_ELSEWHERE, LOCK, OUTCOME_UNKNOWN, SECOND, SWITCHES, VALUES, in_force
 
 CELLS = ("0/7", "0/9", "10/7", "10/8", "20/7", "20/9")
 FIRST = {"0/7": 2000, "0/9": 5000, "10/7": 2000, "10/8": 10000, "20/7": 2000, "20/9": 5000}
@@ -28,9 +28,6 @@ class Model:
         self.away = set()
         self.states = {0: {}}  # commit -> timers
         self.revisions = {0: 0}
-        self.etcd({VALUES: {"commit": 0, "wwn": self.wwns["s1"], "switch": "s1", "user": "root", "session": "first",
-                            "at": 1, "timers": []}})  # fmt: skip
-        self.revisions[0] = self.revision
 
     def step(self, most=20_000):
         self.now += self.random.randrange(100, most)
@@ -110,6 +107,8 @@ class Model:
         session = {"name": f"x{self.sessions}", "pending": {}}
         for _ in range(self.random.randrange(1, 4)):
             self.set(switch, session)
+            if self.random.random() < 0.1:
+                self.etcd({LOCK: self.lock})  # its holder writes it again
             if self.random.random() < 0.5:
                 self.set(self.random.choice([name for name in self.wwns if name != switch]), None)
         how = self.random.random()

@@ -43,7 +43,7 @@ UNREACHED = (OSError, http.client.HTTPException, ValueError, KeyError, RuntimeEr
 LOG_LINES = (
     ("opened", re.compile(r"fabric: session (?P<session>\S+) opened at revision (?P<revision>\d+)")),
     ("lost", re.compile(r"fabric: session (?P<session>\S+) lost: (?P<why>.*)")),
-    ("back", re.compile(r"fabric: session (?P<session>\S+) given back: (?P<why>.*)")),
+    ("back", re.compile(r"fabric: session (?P<session>\S+) given back(?:: (?P<why>.*))?")),
     ("applied", re.compile(r"fabric: applied commit (?P<commit>\d+) of (?P<of>\S+) at revision (?P<revision>\d+), "
                            r"session (?P<session>\S+)")),
 )  # fmt: skip
@@ -228,20 +228,19 @@ class Conductor:
         self.disturbed("kill in a commit", [name], begin)
 
     def look(self, name, quiet=None):
-        """What a switch shows, if nothing was applied in between: a look is many questions."""
+        """What a switch shows, if nothing was applied in between: a look is many questions. The store says up to which
+        revision it has applied; nobody else would while etcd is away."""
+        each = self.there[name]
         for _ in range(5):
-            invoke = now_us()
-            before = self.there[name].show("fabric")
-            timers = self.there[name].timers()
-            after = self.there[name].show("fabric")
+            invoke, before, timers = now_us(), each.applied_revision(), each.timers()
+            after = each.applied_revision()
             if None in (before, timers, after):
-                return None
-            if before["revision"] == after["revision"]:
+                return
+            if before == after:
                 more = {} if quiet is None else {"quiet": quiet}
-                self.record.write(**{"is": "read"}, switch=name, invoke=invoke, timers=timers,
-                                  revision=after["revision"], commit=after["commit"], **{"return": now_us()}, **more)
-                return after
-        return None
+                self.record.write(**{"is": "read"}, switch=name, invoke=invoke, timers=timers, revision=after,
+                                  **{"return": now_us()}, **more)
+                return
 
     # What disturbs.
 

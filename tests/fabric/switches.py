@@ -1,8 +1,10 @@
 """Switches of one fabric on loopback, each a switchd with a directory of its own, and vsanctl for them."""
 
+import contextlib
 import json
 import os
 import pathlib
+import sqlite3
 import subprocess
 import time
 
@@ -71,6 +73,15 @@ class Switch:
         if shown is None:
             return None
         return {f"{row['vsan']}/{key}": row[word] for row in shown["timers"] for word, (key, _, _) in TIMERS.items()}
+
+    def applied_revision(self):
+        """Of the last commit that is in its store; None when the store cannot be read."""
+        try:
+            with contextlib.closing(sqlite3.connect(f"file:{self.dir}/switch.db?mode=ro", uri=True)) as opened:
+                found = opened.execute("SELECT value FROM setting WHERE name = 'fabric_revision'").fetchone()
+        except sqlite3.Error:
+            return None
+        return int(found[0]) if found else 0
 
     def await_state(self, wanted, seconds=20):
         end, shown = time.monotonic() + seconds, None
