@@ -44,15 +44,19 @@ def free_udp_port():
     raise RuntimeError("no free UDP port")
 
 
-def start_agent(build, directory, run_dir, port):
-    """Of a switch whose run directory is given; the process."""
+def start_agent(build, directory, run_dir, port, preload=""):
+    """Of a switch whose run directory is given; the process. `preload`: a sanitizer's runtime."""
+    more = {}
+    if preload:
+        more = {"LD_PRELOAD": preload, "ASAN_OPTIONS": "detect_leaks=0:abort_on_error=1:quarantine_size_mb=8",
+                "UBSAN_OPTIONS": "print_stacktrace=1:halt_on_error=1"}  # fmt: skip
     (directory / "agent").mkdir(exist_ok=True)
     conf = directory / "snmpd.conf"
     conf.write_text(AGENT_CONF.format(lib=build.resolve() / "lib", run=run_dir))
     off = "smux,interface,ifTable,ifXTable,system_mib"
     return cluster.start_process(["snmpd", "-f", "-C", "-c", conf, "-I", "-" + off,
                                   f"--persistentDir={directory / 'agent'}", "-Lf", directory / "agent.log",
-                                  f"udp:127.0.0.1:{port}"], directory / "agent.out", MIBS="")  # fmt: skip
+                                  f"udp:127.0.0.1:{port}"], directory / "agent.out", MIBS="", **more)  # fmt: skip
 
 
 def tlv(tag, content):

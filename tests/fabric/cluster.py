@@ -59,8 +59,9 @@ def end_process(process):
 class Cluster:
     """Used as a context: no member is left running."""
 
-    def __init__(self, directory, members=3):
-        self.directory = directory
+    def __init__(self, directory, members=3, heartbeat=HEARTBEAT_MS, election=ELECTION_MS, options=()):
+        self.directory, self.options = directory, options
+        self.timings = ["--heartbeat-interval", heartbeat, "--election-timeout", election]
         ports = free_tcp_ports(2 * members)
         self.names = [f"e{number + 1}" for number in range(members)]
         self.client = dict(zip(self.names, ports[:members]))
@@ -81,12 +82,12 @@ class Cluster:
 
     def start(self, name):
         peers = ",".join(f"{each}=http://127.0.0.1:{port}" for each, port in self.peer.items())
-        mine, others = f"http://127.0.0.1:{self.client[name]}", f"http://127.0.0.1:{self.peer[name]}"
+        mine, others = self.urls(self.names.index(name))[0], f"http://127.0.0.1:{self.peer[name]}"
         self.processes[name] = start_process(
             ["etcd", "--name", name, "--data-dir", self.directory / name, "--listen-client-urls", mine,
              "--advertise-client-urls", mine, "--listen-peer-urls", others, "--initial-advertise-peer-urls", others,
              "--initial-cluster", peers, "--initial-cluster-token", str(self.directory), "--logger", "zap",
-             "--log-outputs", "stderr", "--heartbeat-interval", HEARTBEAT_MS, "--election-timeout", ELECTION_MS],
+             "--log-outputs", "stderr", *self.timings, *self.options],
             self.directory / f"{name}.log")  # fmt: skip
 
     def start_all(self, seconds=30):

@@ -17,8 +17,8 @@ FABRIC = "rounds"
 PATIENCE = 30  # seconds of one vsanctl, at most
 
 
-def topology(name, wwn):
-    lines = [f'[switch]\nname = "{name}"\nwwn = "{wwn}"\n[distribution]\nenabled = true\n']
+def topology(name, wwn, more=""):
+    lines = [f'[switch]\nname = "{name}"\nwwn = "{wwn}"\n[distribution]\nenabled = true\n{more}\n']
     lines += [f'[[vsan]]\nid = {vsan}\nname = "v{vsan}"\n' for vsan in VSANS]
     return "".join(lines)
 
@@ -28,13 +28,13 @@ def wwn_of(number):
 
 
 class Switch:
-    def __init__(self, directory, build, number, endpoints, preload="", options=()):
+    def __init__(self, directory, build, number, endpoints, preload="", options=(), more=""):
         self.name, self.wwn = f"s{number}", wwn_of(number)
         self.dir, self.bin = directory / self.name, build / "bin"
         self.endpoints, self.options = endpoints, options
         self.process, self.outside_fabric = None, False
         (self.dir / "run").mkdir(parents=True)
-        (self.dir / "topology.toml").write_text(topology(self.name, self.wwn))
+        (self.dir / "topology.toml").write_text(topology(self.name, self.wwn, more))
         self.log, self.clock = self.dir / "switchd.log", self.dir / "clock"
         self.preload = preload
         self.step_clock(0)
