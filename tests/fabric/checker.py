@@ -20,6 +20,7 @@ KEPT_COMMITS = 64
 JOINED = "(join)"  # who commits the values that a switch brings into a fabric
 NOTHING = {"is": "etcd", "revision": 0, "value": {"commit": 0, "timers": []}}  # before the first commit
 OVERLAP = 50  # reads of one switch that may be under way at once, at most
+NEAR = SECOND // 5  # how long after a line of a log it is seen, and may be met
 SETTLE = SECOND  # how long after a disturbance its effects may still be met
 OF_FABRIC = 0x40F00406, 0x40F00407, 0x40F00408, 0x40F00409
 
@@ -36,8 +37,8 @@ class Problem:
 class Etcd:
     """Its changes by revision: every state of the values, and who held the lock at which revision."""
 
-    def __init__(self, lines, report):
-        self.report = report
+    def __init__(self, lines, first, report):
+        self.first, self.report = first, report
         self.by_revision = collections.defaultdict(list)
         for line in lines:
             self.by_revision[line["revision"]].append(line)
@@ -108,7 +109,10 @@ class Etcd:
         if any(said.get(name) != now.get(name) for name in ("commit", "wwn", "session")):
             self.report("one order", "a commit and its record differ", line, record)
         wanted = cells(old["timers"]) | cells(said["changed"])
-        if cells(now["timers"]) != wanted:
+        given = cells(now["timers"])
+        if old["commit"] == 0:  # upon it stands what every switch had
+            wanted, given = (in_force(each["changed" if each is said else "timers"], self.first) for each in (said, now))
+        if given != wanted:
             self.report("whole commits", "a commit is not what was in force with its changes", record, line)
         return None
 
@@ -165,7 +169,7 @@ class Checker:
         self.problems.append(Problem(promise, text, *lines))
 
     def check(self):
-        self.etcd = Etcd(self.of["etcd"], self.report)
+        self.etcd = Etcd(self.of["etcd"], self.run["first"], self.report)
         self.check_recorded()
         self.find_states()
         self.match_commits()
@@ -451,7 +455,15 @@ class Checker:
                     took = (op["return"] - op["invoke"]) / SECOND
                     self.report("refused in time", f"a refusal took {took:.1f} s", op)
             if op["status"] == HELD_ELSEWHERE and not any(name in op["text"] for name in others - {op["switch"]}):
-                self.report("the holder is named", "the refusal names no switch", op)
+                self.check_unnamed(op)
+
+    def check_unnamed(self, op):
+        """Who holds the lock is asked once more for the text, and may have given it back."""
+        ended = [line for line in (*self.of["session"], *self.of["applied"])
+                 if line.get("what") != "opened" and op["invoke"] - NEAR < line["seen"] < op["return"] + NEAR]  # fmt: skip
+        self.counts["refusals that name nobody: the lock came free"] += bool(ended)
+        if not ended:
+            self.report("the holder is named", "the refusal names no switch", op)
 
 
 def main():

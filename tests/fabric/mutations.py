@@ -317,8 +317,12 @@ def refusal_takes_too_long(history):
 
 
 def refusal_names_nobody(history):
-    op = history.choose([op for op in history.of("op") if op["status"] == 0x40190028])
+    places = [op for op in history.of("op") if op["status"] == 0x40190028]
+    op = history.choose(places)
     op["text"] = "another switch"
+    ended = [line for line in history.of("applied") if op["invoke"] - SETTLE < line["seen"] < op["return"] + SETTLE]
+    for line in (*ended, *history.of("session")):
+        history.drop(line)  # nobody gave the lock back just then
 
 
 MUTATIONS = {

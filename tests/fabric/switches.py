@@ -85,7 +85,7 @@ class Switch:
 
     def await_state(self, wanted, seconds=20):
         end, shown = time.monotonic() + seconds, None
-        while time.monotonic() < end:
+        while time.monotonic() < end and self.process.poll() is None:
             shown = self.show("fabric")
             if shown is not None and shown["state"] == wanted:
                 return shown
