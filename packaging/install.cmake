@@ -48,7 +48,7 @@ if(VSANMIB_ONLY)
 endif()
 
 # Every module beside its platform; the agent's optional ones too, where they are built.
-foreach(library switchagent switchplatform switchinterfaces)
+foreach(library switchagent switchplatform switchinterfaces switchhttp)
   if(TARGET ${library})
     install(TARGETS ${library} LIBRARY DESTINATION ${VSANMIB_LIBRARY_DIR})
     set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "rules/fabric_rules.h"
 #include "statuses.h"
 #include "vsan_values.h"
 
@@ -44,6 +45,25 @@ timer_map timer_changes(const timer_map &present, const timer_map &wanted) {
   return changes;
 }
 
+// In a fabric the timers that take part are the fabric's and not a file's.
+timer_map wanted_timers(const switch_state &state, const switch_change &wanted) {
+  if (!is_in_fabric(state)) {
+    return wanted.timers;
+  }
+  const auto takes_part = [&](uint32_t vsan) {
+    return vsan == 0 || (!wanted.kept_out.contains(vsan) &&
+                         std::ranges::find(wanted.vsans, vsan, &vsan_record::id) != wanted.vsans.end());
+  };
+  timer_map timers = wanted.timers;
+  std::erase_if(timers, [&](const auto &timer) { return takes_part(timer.first.first); });
+  for (const auto &[key, value] : state.fabric_timers.empty() ? distributed_timers(state) : state.fabric_timers) {
+    if (takes_part(key.first)) {
+      timers[key] = value;
+    }
+  }
+  return timers;
+}
+
 std::map<uint32_t, bool> kept_out_changes(const std::set<uint32_t> &present, const std::map<uint32_t, bool> &wanted) {
   std::map<uint32_t, bool> changes;
   for (const auto &[vsan, out] : wanted) {
@@ -80,10 +100,13 @@ std::string counted(size_t count, const char *what) {
 switch_change configuration_change(const switch_state &state, const switch_change &wanted) {
   switch_change change = change_begin(state);
   take_settings(wanted.settings, change.settings);
+  if (is_in_fabric(state)) {
+    change.settings.distribution.enabled = 1;
+  }
   compare_rows(state.vsans, wanted.vsans, &vsan_record::id, change.vsans, change.vsans_removed);
   compare_rows(state.interfaces, wanted.interfaces, &interface_record::index, change.interfaces,
                change.interfaces_removed);
-  change.timers = timer_changes(state.timers, wanted.timers);
+  change.timers = timer_changes(state.timers, wanted_timers(state, wanted));
   change.kept_out = kept_out_changes(state.kept_out, wanted.kept_out);
   return change;
 }

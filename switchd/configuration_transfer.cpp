@@ -1,4 +1,5 @@
 #include "configuration_transfer.h"
+#include "rules/fabric_rules.h"
 
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -101,6 +102,9 @@ int take_file(switch_managers &managers, const switch_change &wanted, bool apply
   std::string extent = configuration_extent(managers.state, configuration_change(managers.state, wanted));
   if (!apply && managers.state.settings.distribution.open != 0) {
     extent += "; not now: a distribution session is open, commit or abort it first";
+  }
+  if (is_in_fabric(managers.state)) {
+    extent += "; distributed timers stay the fabric's";
   }
   answer = {{"problems", ""}, {"extent", extent}};
   return apply ? configuration_apply(managers, wanted) : 0;

@@ -241,6 +241,14 @@ int set_agent_page(switch_host &host, const message_request &request, message_re
   return agent_pages_keep(host.unshared, request.connection, request.peer_pid, object_of(request));
 }
 
+int get_fabric(switch_host &host, const message_request &request, message_reply &reply) {
+  return fabric_host_show(&host.fabric, request, reply);
+}
+
+int set_fabric(switch_host &host, const message_request &request, message_reply &reply) {
+  return fabric_host_command(&host.fabric, request, reply);
+}
+
 struct control_row {
   int opcode;
   int msg_type;
@@ -256,6 +264,8 @@ constexpr control_row kOpcodes[] = {
     {kOpConfiguration, kMsgSet, set_configuration},
     {kOpConfiguration, kMsgDelete, reset_configuration},
     {kOpAgentPage, kMsgSet, set_agent_page},
+    {kOpFabric, kMsgGet, get_fabric},
+    {kOpFabric, kMsgSet, set_fabric},
 };
 
 }  // namespace

@@ -168,14 +168,23 @@ host_result host_open(switch_host &host, const std::string &run_dir, const std::
                       const std::string &topology_file, std::string &error) {
   host.run_dir = run_dir;
   host.topology_file = topology_file;
-  host.managers.engine = single_switch_engine(&host.managers.fabric);
+  host.fabric.base = host.base;
+  host.fabric.managers = &host.managers;
+  host.managers.engine = fabric_host_engine(&host.fabric);
   host.managers.served = on_served;
   host.managers.changed = on_changed;
   host.managers.log = on_log;
   host.managers.context = &host;
   switch_change topology = default_topology();
-  if (!topology_file.empty() && read_topology(topology_file, topology, error) != 0) {
+  fabric_options fabric;
+  if (!topology_file.empty() && read_topology(topology_file, topology, error, &fabric) != 0) {
     return kHostTopology;
+  }
+  fabric_options_overlay(fabric, host.fabric.options);
+  host.fabric.options = fabric;
+  error = fabric_options_problem(fabric);
+  if (!error.empty()) {
+    return kHostUsage;
   }
   host_result result = open_run_dir(host, error);
   if (result == kHostOk) {
@@ -259,7 +268,7 @@ host_result host_listen(switch_host &host, std::string &error) {
     message_server_on_end(host.servers[i], hosted.ended);
   }
   host_publish_answers(host);
-  return kHostOk;
+  return fabric_host_open(&host.fabric, error) ? kHostOk : kHostFailed;
 }
 
 void host_publish_answers(switch_host &host) {
@@ -274,6 +283,7 @@ void host_publish_answers(switch_host &host) {
 }
 
 void host_close(switch_host &host) {
+  fabric_host_close(&host.fabric);
   host.page_timer.reset();
   host.managers.published = nullptr;
   published_server_close(host.published);

@@ -11,6 +11,7 @@
 #include "agent_pages.h"
 #include "configuration_transfer.h"
 #include "event_ptr.h"
+#include "fabric_host.h"
 #include "managers.h"
 #include "message_server.h"
 #include "monotonic_clock.h"
@@ -35,6 +36,7 @@ struct switch_host {
   std::string topology_file;  // what a new store is filled from; empty: nothing
   configuration_transfers transfers = {};
   agent_pages unshared = {};  // agents that do not share the page
+  fabric_host fabric = {};    // its options are the caller's to fill, before the switch is opened
   event_base *base = nullptr;
   std::array<message_server *, 5> servers{};  // in the order of kHostedServices
   notification_server *notifications = nullptr;
@@ -58,7 +60,8 @@ enum host_result {
 };
 
 // Makes the run directory if needed, locks it, opens the store, applies the topology (an empty path: none) when the
-// store is new, and maps the shared page. Nobody can connect yet. On failure `error` tells why; `host_close` is due in
+// store is new, and maps the shared page. The fabric of the topology file counts where `host.fabric.options` says
+// nothing. Nobody can connect yet. On failure `error` tells why; `host_close` is due in
 // any case.
 host_result host_open(switch_host &host, const std::string &run_dir, const std::string &state_file,
                       const std::string &topology_file, std::string &error);

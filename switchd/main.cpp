@@ -37,6 +37,7 @@ struct options {
   std::string log_level = "info";
   std::string log_file;
   std::string group;
+  fabric_options fabric;
   bool check = false;
 };
 
@@ -113,6 +114,7 @@ int run(const options &chosen) {
   switch_host host;
   host.base = event_base_new();
   host.group = chosen.group.empty() ? -1 : group_id(chosen.group);
+  host.fabric.options = chosen.fabric;
   host_result result = host_open(host, chosen.run_dir, chosen.state_file, chosen.topology_file, error);
   if (result == kHostOk) {
     result = host_listen(host, error);
@@ -137,6 +139,20 @@ int check_topology(const std::string &file) {
   return kHostOk;
 }
 
+void add_fabric_options(CLI::App &app, fabric_options &fabric) {
+  add_text(app, "--fabric", fabric.name, "NAME", "the fabric of switches to be in; timers are distributed in it")
+      ->check(fabric_name_problem);
+  app.add_option("--fabric-endpoints", fabric.endpoints, "the etcd members that keep the fabric")
+      ->type_name("URL,...")
+      ->delimiter(',')
+      ->check(fabric_endpoint_problem);
+  add_text(app, "--fabric-ca", fabric.ca, "FILE", "certificates that the members' certificates are signed by");
+  add_text(app, "--fabric-cert", fabric.cert, "FILE", "this switch's certificate, for members that ask for one");
+  add_text(app, "--fabric-key", fabric.key, "FILE", "its key");
+  add_text(app, "--fabric-user", fabric.user, "USER", "the user of etcd to be");
+  add_text(app, "--fabric-password-file", fabric.password_file, "FILE", "the user's password, in the first line");
+}
+
 int parse_and_run(int argc, char **argv) {
   options chosen;
   CLI::App app("The managers of one switch: VSANs, interfaces, timers, distribution, notifications.", "switchd");
@@ -154,6 +170,7 @@ int parse_and_run(int argc, char **argv) {
            "the group, by name or number, whose members may connect besides root and this user; this process's own "
            "unless said otherwise")
       ->check(group_problem);
+  add_fabric_options(app, chosen.fabric);
   app.footer(kFooter);
   try {
     app.parse(argc, argv);

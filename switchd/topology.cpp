@@ -186,7 +186,7 @@ void read_interface(topology_reader &reader, const toml::table &table, seen_valu
 }
 
 void check_sections(topology_reader &reader, const toml::table &root) {
-  static constexpr std::string_view kSections[] = {"switch", "timers", "distribution", "vsan", "interface"};
+  static constexpr std::string_view kSections[] = {"switch", "timers", "distribution", "vsan", "interface", "fabric"};
   for (const auto &[key, node] : root) {
     if (std::ranges::find(kSections, key.str()) == std::end(kSections)) {
       complain(reader, node, std::string(key.str()), "unknown section");
@@ -232,11 +232,12 @@ switch_change default_topology() {
 
 namespace {
 
-void read_root(topology_reader &reader, const toml::table &root, switch_change &change) {
+void read_root(topology_reader &reader, const toml::table &root, switch_change &change, fabric_options &fabric) {
   check_sections(reader, root);
   read_section<switch_settings>(reader, root, "switch", kSwitchKeys, change.settings);
   read_section<timer_map>(reader, root, "timers", kTimerKeys, change.timers);
   read_section<switch_change>(reader, root, "distribution", kDistributionKeys, change);
+  read_section<fabric_options>(reader, root, "fabric", kFabricKeys, fabric);
   seen_values vsans;
   read_array(reader, root, "vsan", [&](const toml::table &table) { read_vsan(reader, table, vsans, change); });
   add_default_vsan(change, vsans.ids);
@@ -252,7 +253,8 @@ void read_root(topology_reader &reader, const toml::table &root, switch_change &
 
 }  // namespace
 
-int parse_topology(const std::string &text, const std::string &name, switch_change &change, std::string &error) {
+int parse_topology(const std::string &text, const std::string &name, switch_change &change, std::string &error,
+                   fabric_options *fabric) {
   toml::parse_result parsed = toml::parse(text, name);
   if (!parsed) {
     error = name + ":" + std::to_string(parsed.error().source().begin.line) + ": " +
@@ -261,16 +263,20 @@ int parse_topology(const std::string &text, const std::string &name, switch_chan
   }
   topology_reader reader{name, {}};
   switch_change read = fresh_change();
-  read_root(reader, parsed.table(), read);
+  fabric_options of_file;
+  read_root(reader, parsed.table(), read, of_file);
   if (!reader.problems.empty()) {
     error = told(reader);
     return -1;
   }
   change = std::move(read);
+  if (fabric != nullptr) {
+    *fabric = std::move(of_file);
+  }
   return 0;
 }
 
-int read_topology(const std::string &path, switch_change &change, std::string &error) {
+int read_topology(const std::string &path, switch_change &change, std::string &error, fabric_options *fabric) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   std::string text;
   char part[65536];
@@ -290,5 +296,5 @@ int read_topology(const std::string &path, switch_change &change, std::string &e
     error = path + ": more than " + std::to_string(kConfigurationMax) + " bytes";
     return -1;
   }
-  return parse_topology(text, path, change, error);
+  return parse_topology(text, path, change, error, fabric);
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "fabric_options.h"
 #include "plain_text.h"
 #include "state/switch_state.h"
 #include "toml_library.h"
@@ -192,6 +193,46 @@ inline constexpr key_row<switch_change> kDistributionKeys[] = {
      },
      [](const switch_change &c) { return give_bool(c.settings.distribution.show_running != 0); }},
     {"kept_out", take_kept_out, give_kept_out},
+};
+
+inline std::string take_fabric_name(const toml::node &node, std::string &name) {
+  const std::string problem = take_text(node, name);
+  return problem.empty() ? fabric_name_problem(name) : problem;
+}
+
+inline std::string take_endpoints(const toml::node &node, std::vector<std::string> &endpoints) {
+  const toml::array *urls = node.as_array();
+  if (urls == nullptr || urls->empty()) {
+    return "a list of URLs is wanted";
+  }
+  for (const toml::node &each : *urls) {
+    endpoints.emplace_back();
+    std::string problem = take_text(each, endpoints.back());
+    problem = problem.empty() ? fabric_endpoint_problem(endpoints.back()) : problem;
+    if (!problem.empty()) {
+      return problem;
+    }
+  }
+  return "";
+}
+
+// Never written: an exported configuration is of one switch.
+template <std::string fabric_options::*Text>
+inline constexpr auto kTakeFabricText =
+    [](const toml::node &node, fabric_options &o) { return take_text(node, o.*Text); };
+inline std::string give_nothing(const fabric_options &) {
+  return "";
+}
+
+inline constexpr key_row<fabric_options> kFabricKeys[] = {
+    {"name", [](const toml::node &node, fabric_options &o) { return take_fabric_name(node, o.name); }, give_nothing},
+    {"endpoints", [](const toml::node &node, fabric_options &o) { return take_endpoints(node, o.endpoints); },
+     give_nothing},
+    {"ca", kTakeFabricText<&fabric_options::ca>, give_nothing},
+    {"cert", kTakeFabricText<&fabric_options::cert>, give_nothing},
+    {"key", kTakeFabricText<&fabric_options::key>, give_nothing},
+    {"user", kTakeFabricText<&fabric_options::user>, give_nothing},
+    {"password_file", kTakeFabricText<&fabric_options::password_file>, give_nothing},
 };
 
 struct vsan_section {

@@ -17,6 +17,7 @@ void add_timer_commands(CLI::App &app);
 void add_switch_commands(CLI::App &app);
 void add_configuration_commands(CLI::App &app, const common_options &common);
 void add_kdx_commands(CLI::App &app);
+void add_fabric_commands(CLI::App &app);
 void add_history_commands(CLI::App &app, const common_options &common);
 void add_debug_commands(CLI::App &app);
 void add_fault_commands(CLI::App &app, const common_options &common);

@@ -35,6 +35,7 @@ void add_commands(CLI::App &app, const common_options &common) {
   add_switch_commands(app);
   add_configuration_commands(app, common);
   add_kdx_commands(app);
+  add_fabric_commands(app);
   add_history_commands(app, common);
   add_debug_commands(app);
   add_fault_commands(app, common);

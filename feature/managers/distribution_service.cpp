@@ -14,7 +14,8 @@
 namespace {
 
 int plan_enable(switch_managers &managers, uint32_t on, switch_change &change) {
-  return distribution_enable(managers.state.settings.distribution, on != 0, change.settings.distribution);
+  return distribution_enable(managers.engine, managers.state.settings.distribution, on != 0,
+                             change.settings.distribution);
 }
 
 int plan_show_running(switch_managers &, uint32_t on, switch_change &change) {
@@ -27,7 +28,11 @@ int plan_commit(switch_managers &managers, uint32_t, switch_change &change) {
 }
 
 int plan_abort(switch_managers &managers, uint32_t, switch_change &change) {
-  return plan_distribution_abort(managers.state, change);
+  return plan_distribution_abort(managers.state, managers.engine, change);
+}
+
+int plan_resume(switch_managers &managers, uint32_t, switch_change &change) {
+  return plan_distribution_resume(managers.state, managers.engine, change);
 }
 
 int plan_keep_out(switch_managers &managers, uint32_t vsan, switch_change &change) {
@@ -59,7 +64,7 @@ constexpr command_row kCommands[] = {
     {kDistributionEnable, plan_enable},          {kDistributionShowRunning, plan_show_running},
     {kDistributionCommit, plan_commit},          {kDistributionAbort, plan_abort},
     {kDistributionKeepOut, plan_keep_out},       {kDistributionTakeIn, plan_take_in},
-    {kDistributionRemoteLock, plan_remote_lock},
+    {kDistributionRemoteLock, plan_remote_lock}, {kDistributionResume, plan_resume},
 };
 
 int handle_command(switch_managers &managers, const message_request &request, message_reply &) {
@@ -89,6 +94,13 @@ int handle_state(switch_managers &managers, const message_request &, message_rep
   return 0;
 }
 
+int handle_lock(switch_managers &managers, const message_request &, message_reply &reply) {
+  distribution_lock lock = {.lost = static_cast<uint32_t>(managers.state.settings.distribution.lost), .holder = {}};
+  managers.engine.remote_holder(managers.engine.context, kFcTimerApplication).copy(lock.holder, sizeof lock.holder - 1);
+  reply.payload = record_bytes(lock);
+  return 0;
+}
+
 int handle_next_pending(switch_managers &managers, const message_request &request, message_reply &reply) {
   const auto after = record_read<pending_timer>(request.payload.data());
   const auto next = managers.state.pending.upper_bound({after.vsan, after.key});
@@ -111,6 +123,7 @@ int handle_next_kept_out(switch_managers &managers, const message_request &reque
 constexpr opcode_row kOpcodes[] = {
     {kOpDistribution, kMsgGet, 0, handle_state},
     {kOpDistribution, kMsgSet, sizeof(distribution_order), handle_command},
+    {kOpDistributionLock, kMsgGet, 0, handle_lock},
     {kOpPendingTimer, kMsgGetNext, sizeof(pending_timer), handle_next_pending},
     {kOpKeptOut, kMsgGetNext, sizeof(kept_out_vsan), handle_next_kept_out},
 };

@@ -8,6 +8,7 @@
 #include "plain_text.h"
 #include "platform/syserr.h"
 #include "published/published_rows.h"
+#include "rules/fabric_rules.h"
 #include "state/change_effects.h"
 #include "statuses.h"
 #include "vsan_values.h"
@@ -17,7 +18,8 @@ namespace {
 bool changes_nothing(const switch_state &state, const switch_change &change) {
   return change.vsans.empty() && change.vsans_removed.empty() && change.interfaces.empty() &&
          change.interfaces_removed.empty() && change.timers.empty() && change.pending.empty() &&
-         change.kept_out.empty() && change.taken == 0 && change.settings == state.settings;
+         change.fabric_timers.empty() && change.kept_out.empty() && change.taken == 0 &&
+         change.settings == state.settings;
 }
 
 void log_line(const switch_managers &managers, const std::string &line) {
@@ -51,6 +53,7 @@ int managers_commit(switch_managers &managers, switch_change &change) {
   if (changes_nothing(managers.state, change)) {
     return 0;
   }
+  follow_fabric(managers.state, change);
   // First, so that what was acknowledged neither fills the queue nor counts as dropped.
   change.taken = std::max(change.taken, managers.acknowledged);
   const uint64_t not_dropped = std::min(managers.dropped_yet_taken, change.settings.dropped_notifications);

@@ -7,6 +7,7 @@
 #include "distribution.h"
 #include "log_limit.h"
 #include "message_server.h"
+#include "parked_requests.h"
 #include "rows/dropped_vsans.h"
 #include "rows/row_merge.h"
 #include "state/switch_state.h"
@@ -36,6 +37,7 @@ struct switch_managers {
   std::map<uint32_t, row_writers> writers;  // by VSAN; empty after a start
   dropped_vsans dropped;                    // VSANs that were deleted a moment ago
   uint64_t sessions_closed = 0;             // distribution sessions, since the start
+  std::vector<parked_request> parked;       // that wait for the distribution engine
 };
 
 // Completes the change, writes it to the store and makes it true. Returns 0, or kStatusStoreFailed with nothing

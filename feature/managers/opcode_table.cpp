@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "parked_requests.h"
 #include "statuses.h"
 
 namespace {
@@ -39,6 +40,9 @@ void answer_by_table(std::span<const opcode_row> rows, switch_managers &managers
                      message_reply &reply) {
   std::string what;
   reply.status = answer(rows, managers, request, reply, what);
+  if (reply.status == kDistributionAgain || reply.status == kDistributionOutcome) {
+    return park_request(managers, rows, request, reply);
+  }
   if (reply.status != 0) {
     reply.payload.clear();
   }

@@ -16,6 +16,8 @@ struct distribution_session {
   uint64_t enabled = 0;       // 1: values are collected in a session and committed
   uint64_t show_running = 0;  // 1: readers want the running values and not the pending ones
   uint64_t open = 0;          // 1: a session is open, and this switch holds the lock
+  uint64_t lost = 0;          // 1: it is open, but its lock is gone; the values are kept until it is opened again
+  uint64_t number = 0;        // tells the session from all others of a fabric; 0: it needs no telling
   std::string owner;          // the user whose session it is; empty when none is open
   bool operator==(const distribution_session &) const = default;
 };
@@ -25,17 +27,31 @@ struct distribution_value {
   uint32_t vsan;
   uint32_t key;
   uint32_t value;
+  bool operator==(const distribution_value &) const = default;
 };
 
-// How this switch reaches the others. Each call returns 0 or a status; a call that fails has changed nothing.
+// What an engine answers when others have to be asked first. No client ever gets one of these as its status.
+enum {
+  kDistributionAgain = -2,    // the request is to be handled again when the engine tells that it is done
+  kDistributionOutcome = -3,  // the request's status is the one that the engine tells then
+};
+
+// How this switch reaches the others. Each call returns 0, a status or one of the above; a call that fails has changed
+// nothing.
 struct distribution_engine {
   void *context;
   // The switch that holds the lock of the application, if it is not this one; else an empty text.
   std::string (*remote_holder)(void *context, const char *application);
-  int (*lock)(void *context, const char *application);
+  // Takes the lock for `session.owner`, or makes sure that it is held still. Fills the session's number.
+  int (*lock)(void *context, const char *application, distribution_session &session);
   void (*unlock)(void *context, const char *application);
-  // Hands the values to every switch, which is to take all of them or none.
-  int (*spread)(void *context, const char *application, const std::vector<distribution_value> &values);
+  // Hands the values to every switch, which is to take all of them or none: those that changed, and all of them as they
+  // will be.
+  int (*spread)(void *context, const char *application, const std::vector<distribution_value> &changed,
+                const std::vector<distribution_value> &all);
+  // 0, or the status for which distribution may not be turned off now, or the open session not be dropped.
+  int (*may_disable)(void *context);
+  int (*may_abort)(void *context);
 };
 
 // A fabric of one switch. The lock of another switch can be played, so that people can see what a remote lock does.
@@ -44,22 +60,25 @@ struct single_switch_fabric {
 };
 distribution_engine single_switch_engine(single_switch_fabric *fabric);
 
-// Turns distribution on or off. An open session keeps it on (kStatusSessionOpen).
-int distribution_enable(const distribution_session &now, bool enabled, distribution_session &next);
+// Turns distribution on or off. An open session keeps it on (kStatusSessionOpen), and so may the engine.
+int distribution_enable(const distribution_engine &engine, const distribution_session &now, bool enabled,
+                        distribution_session &next);
 
-// Opens a session for `user`, or goes on with the one that the user has. Refused while distribution is off
-// (kStatusDistributionOff), another user has a session (kStatusSessionOther), or another switch holds the lock.
+// Opens a session for `user`, or goes on with the one that the user has; one whose lock was lost is opened anew, its
+// values kept. Refused while distribution is off (kStatusDistributionOff), another user has a session
+// (kStatusSessionOther), or another switch holds the lock.
 int distribution_open(const distribution_engine &engine, const distribution_session &now, const std::string &user,
                       distribution_session &next);
 
 // Commits the values of the open session, handing them to the other switches, and closes it. Anyone who may administer
 // the switch may: the session of somebody who went home must not block everyone else. Refused when there is none
-// (kStatusNoSession).
+// (kStatusNoSession), and when its lock was lost (kStatusSessionLost): others may have changed the values since.
 int distribution_commit(const distribution_engine &engine, const distribution_session &now,
-                        const std::vector<distribution_value> &values, distribution_session &next);
+                        const std::vector<distribution_value> &changed, const std::vector<distribution_value> &all,
+                        distribution_session &next);
 
-// Closes the open session; its values are to be dropped. Refused when there is none.
-int distribution_abort(const distribution_session &now, distribution_session &next);
+// Closes the open session; its values are to be dropped. Refused when there is none, and when the engine has reason to.
+int distribution_abort(const distribution_engine &engine, const distribution_session &now, distribution_session &next);
 
 // Gives the lock back after the closed session was stored, or after an opened one could not be.
 void distribution_release(const distribution_engine &engine);

@@ -68,6 +68,12 @@ constexpr status_text kStatusTexts[] = {
     {kStatusNoSession, "no distribution session is open"},
     {kStatusSessionOpen, "a distribution session is open: commit or abort it first"},
     {kStatusSessionOther, "another user's distribution session is open"},
+    {kStatusFabricAway, "the fabric does not answer; nothing was changed"},
+    {kStatusCommitUnknown, "the fabric did not answer the commit: it is applied everywhere or nowhere"},
+    {kStatusSessionLost, "the session's lock was lost; resume it to keep its values, or abort it to drop them"},
+    {kStatusNotJoined, "the switch is not in the fabric: join it first"},
+    {kStatusInFabric, "the switch is in a fabric: leave it first"},
+    {kStatusNoFabric, "switchd was started without a fabric"},
 
     {kStatusInterfaceDenied, "the user's role does not hold the interface"},
     {kStatusUnknownFault, "unknown kind of fault"},

@@ -17,6 +17,13 @@ struct distribution_status {
 };
 static_assert(sizeof(distribution_status) == 84);
 
+// kOpDistributionLock, GET: no payload asks, this answers.
+struct distribution_lock {
+  uint32_t lost;                    // 1: the lock of the open session is gone, and its values are kept
+  char holder[kSwitchNameMax + 1];  // the switch that holds the lock, if it is another one; else empty
+};
+static_assert(sizeof(distribution_lock) == 260);
+
 // kOpDistribution, SET: answers no payload.
 struct distribution_order {
   uint32_t command;  // a distribution_command
@@ -30,6 +37,7 @@ enum distribution_command : uint32_t {
   kDistributionKeepOut = 5,     // argument: a VSAN
   kDistributionTakeIn = 6,      // argument: a VSAN
   kDistributionRemoteLock = 7,  // argument: 1 play another switch that holds the lock, 0 stop playing
+  kDistributionResume = 8,      // the session whose lock was lost is opened anew
 };
 
 // kOpPendingTimer, GETNEXT: answers the next pending value after the VSAN (0: the whole switch) and timer.

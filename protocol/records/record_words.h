@@ -91,6 +91,9 @@ inline constexpr std::array kRecordWords<distribution_status>{
 };
 
 template <>
+inline constexpr std::array kRecordWords<distribution_lock>{offsetof(distribution_lock, lost)};
+
+template <>
 inline constexpr std::array kRecordWords<distribution_order>{
     offsetof(distribution_order, command),
     offsetof(distribution_order, argument),
@@ -127,6 +130,7 @@ static_assert(is_complete<active_membership>(4));  // is_static and zeros
 static_assert(is_complete<switch_interface>(sizeof(switch_interface::name)));
 static_assert(is_complete<interface_definition>(sizeof(interface_definition::name)));
 static_assert(is_complete<distribution_status>(sizeof(distribution_status::owner)));
+static_assert(is_complete<distribution_lock>(sizeof(distribution_lock::holder)));
 static_assert(is_complete<distribution_order>(0));
 static_assert(is_complete<pending_timer>(0));
 static_assert(is_complete<kept_out_vsan>(0));

@@ -41,7 +41,7 @@ enum { kOpSwitchWwn = 1282, kOpSwitchName = 9301, kOpSwitchWwnChange = 9302 };
 enum { kOpActiveMembership = 9001, kOpInterface = 9002, kOpInterfaceRow = 9003, kOpInterfaceName = 9004 };
 
 // Of distribution; payloads in distribution_records.h.
-enum { kOpDistribution = 9101, kOpPendingTimer = 9102, kOpKeptOut = 9103 };
+enum { kOpDistribution = 9101, kOpPendingTimer = 9102, kOpKeptOut = 9103, kOpDistributionLock = 9104 };
 
 // Of switchd itself. Payloads are JSON texts, without a NUL; a SET's request is an object, a GET asks with no payload
 // and answers an object.
@@ -66,6 +66,11 @@ enum {
   // nowhere, "why": TEXT}, each of up to kAgentPageTextMax bytes. It holds until the same connection says otherwise or
   // ends.
   kOpAgentPage = 9205,
+  // The fabric of switches. GET: its name, this switch's state in it (none, left, joining, member, conflict,
+  // unreachable) and why, the member that is asked, the revision and number of the commit applied last, who holds the
+  // lock, and as far as the fabric answers "switches" and "commits", the last ones. SET: {"command": "join", "take":
+  // "theirs", "ours" or ""}, or {"command": "leave"}.
+  kOpFabric = 9206,
 };
 
 enum { kAgentPageTextMax = 512 };

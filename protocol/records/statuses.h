@@ -64,8 +64,14 @@ enum {
   // Distribution.
   kStatusDistributionOff = 0x40F00402,
   kStatusNoSession = 0x40F00403,
-  kStatusSessionOpen = 0x40F00404,   // a session must be committed or aborted first
-  kStatusSessionOther = 0x40F00405,  // another user's session is open
+  kStatusSessionOpen = 0x40F00404,    // a session must be committed or aborted first
+  kStatusSessionOther = 0x40F00405,   // another user's session is open
+  kStatusFabricAway = 0x40F00406,     // the fabric does not answer in time; nothing was changed
+  kStatusCommitUnknown = 0x40F00407,  // the fabric did not answer a commit: it is applied everywhere or nowhere
+  kStatusSessionLost = 0x40F00408,    // the session's lock is gone; its values are kept
+  kStatusNotJoined = 0x40F00409,      // this switch has values of its own and is not in the fabric yet
+  kStatusInFabric = 0x40F0040A,       // distribution cannot be turned off in a fabric
+  kStatusNoFabric = 0x40F0040B,       // switchd was started without a fabric
 
   // Roles and control.
   kStatusInterfaceDenied = 0x40F00501,  // the user's role does not hold the interface

@@ -56,6 +56,7 @@ inline constexpr char kFcTimerApplication[] = "fctimer";
 
 inline constexpr uint32_t kInterfaceNameMax = 31;    // characters
 inline constexpr uint32_t kSwitchNameMax = 255;      // octets
+inline constexpr uint32_t kFabricNameMax = 64;       // octets of a fabric's name
 inline constexpr uint32_t kSessionOwnerMax = 63;     // octets of a distribution session's owner
 inline constexpr uint32_t kInterfacesMax = 4096;     // of one switch
 inline constexpr uint32_t kNotificationsMax = 1024;  // kept until they are taken

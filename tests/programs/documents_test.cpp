@@ -51,7 +51,7 @@ TEST_F(Documents, TheSchemaIsWhatIsPrinted) {
   }
   for (const char *command :
        {"show vsan", "show interface", "show membership", "show timers", "show timers --pending", "show switch",
-        "show kdx", "show errors", "show notifications", "show levels", "show status", "fault list"}) {
+        "show kdx", "show fabric", "show errors", "show notifications", "show levels", "show status", "fault list"}) {
     std::vector<std::string> words = split(command, ' ');
     words.emplace_back("--json");
     expect_schema(command, run(words).out);
@@ -127,7 +127,8 @@ struct ExamplesWork : Documents {
     std::string script = "set -e; cd " + directory.path + "; vsanctl reset --yes; vsanctl export >switch.toml\n";
     for (const std::string &line : split(examples, '\n')) {
       // A session to be ended; and a reader that goes on until it is stopped.
-      script += line == "kdx commit" || line == "kdx abort" ? "vsanctl timer set e_d_tov 1500\n" : "";
+      script +=
+          line == "kdx commit" || line == "kdx abort" || line == "kdx resume" ? "vsanctl timer set e_d_tov 1500\n" : "";
       script += line.find("--follow") != std::string::npos ? "timeout 1 vsanctl " + line + " || [ $? = 124 ]\n"
                                                            : "vsanctl " + line + "\n";
     }
@@ -156,7 +157,9 @@ TEST_F(ExamplesWork, OfTheHelpOfEachCommand) {
   }
   // Those of a group, one after the other.
   for (const std::string &group : split(run_program(VSANCTL, {"--complete", ""}).out, '\n')) {
-    expect_work(lines_with(run({group, "--help"}).out, "  vsanctl "));
+    if (group != "fabric") {  // needs one: see the tests of a fabric
+      expect_work(lines_with(run({group, "--help"}).out, "  vsanctl "));
+    }
   }
 }
 

@@ -106,7 +106,7 @@ TEST_F(UnsoundStore, AKillAtAnyMomentLeavesNoStoreOrASoundOne) {
     ASSERT_EQ(sqlite3_prepare_v2(db, "SELECT count(*) FROM sqlite_master WHERE type = 'table'", -1, &tables, nullptr),
               SQLITE_OK);
     ASSERT_EQ(sqlite3_step(tables), SQLITE_ROW);
-    ASSERT_EQ(sqlite3_column_int(tables, 0), 7) << "round " << round;
+    ASSERT_EQ(sqlite3_column_int(tables, 0), 8) << "round " << round;
     sqlite3_finalize(tables);
     sqlite3_close(db);
     ASSERT_EQ(refusal(), "");

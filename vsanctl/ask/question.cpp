@@ -9,9 +9,11 @@
 
 #include "ask/no_switch.h"
 #include "ask/user_name.h"
+#include "distribution_records.h"
 #include "output/failure.h"
 #include "platform/cmi.h"
 #include "platform/syserr.h"
+#include "record_words.h"
 #include "requests.h"
 #include "statuses.h"
 #include "switchplatform/run_dir.h"
@@ -40,6 +42,7 @@ constexpr status_field kStatusFields[] = {
     {kStatusInorderRange, "inorder"},
     {kStatusLatencyRange, "drop-latency"},
     {kStatusNoSession, "", "; \"vsanctl kdx enable\", and then a timer that is set, opens one"},
+    {kStatusSessionLost, "", "; \"vsanctl kdx resume\" or \"vsanctl kdx abort\""},
     {kStatusTimerType, "timer"},
     {kStatusTimerRange, "value"},
     {kStatusTimerMustForce, "vsan", "; --force sets it all the same"},
@@ -85,6 +88,21 @@ int ask_switch(const question &asked, std::vector<uint8_t> &answer) {
   return status;
 }
 
+namespace {
+
+// The switch that holds the lock, for people; empty when that cannot be told.
+std::string lock_holder() {
+  std::vector<uint8_t> answer;
+  const question asked = {kServiceDistribution, kOpDistributionLock, kMsgGet, {}, sizeof(distribution_lock)};
+  if (ask_switch(asked, answer) != 0) {
+    return "";
+  }
+  const auto lock = record_read<distribution_lock>(answer.data());
+  return lock.holder[0] == '\0' ? "" : ": " + std::string(lock.holder, strnlen(lock.holder, sizeof lock.holder));
+}
+
+}  // namespace
+
 void fail_refused(const std::string &what, int status, const std::vector<named_value> &values) {
   std::string text = what + ": ";
   const auto about =
@@ -95,7 +113,8 @@ void fail_refused(const std::string &what, int status, const std::vector<named_v
     }
   }
   const char *remedy = about == std::end(kStatusFields) ? "" : about->remedy;
-  fail(kExitRefused, text + syserr_format(status) + remedy, status);
+  const std::string holder = status == kStatusRemoteLock ? lock_holder() : "";
+  fail(kExitRefused, text + syserr_format(status) + holder + remedy, status);
 }
 
 std::vector<uint8_t> ask_or_fail(const std::string &what, const question &asked,

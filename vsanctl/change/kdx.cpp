@@ -23,6 +23,8 @@ constexpr kdx_row kCommands[] = {
     {"show-running", "whether reads show running values while a session is open", kDistributionShowRunning,
      kdx_argument::on_off, 0},
     {"commit", "bring the session's values into force", kDistributionCommit, kdx_argument::none, 0},
+    {"resume", "open the session whose lock was lost anew, its values kept", kDistributionResume, kdx_argument::none,
+     0},
     {"abort", "drop the session's values", kDistributionAbort, kdx_argument::none, 0},
     {"keep-out", "keep a VSAN out of distribution", kDistributionKeepOut, kdx_argument::vsan, 0},
     {"take-in", "let a VSAN take part again", kDistributionTakeIn, kdx_argument::vsan, 0},

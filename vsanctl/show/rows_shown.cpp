@@ -159,11 +159,16 @@ void show_kdx(const writer &to, const show_options &) {
   const auto bytes =
       ask_or_fail("distribution", {kServiceDistribution, kOpDistribution, kMsgGet, {}, sizeof(distribution_status)});
   const auto state = record_read<distribution_status>(bytes.data());
+  const auto lock_bytes =
+      ask_or_fail("distribution", {kServiceDistribution, kOpDistributionLock, kMsgGet, {}, sizeof(distribution_lock)});
+  const auto lock = record_read<distribution_lock>(lock_bytes.data());
   write_field(to, "enabled", flag_cell(state.enabled != 0));
   write_field(to, "show_running", flag_cell(state.show_running != 0));
   write_field(to, "session", flag_cell(state.open != 0));
   write_field(to, "owner", text_cell({state.owner, strnlen(state.owner, sizeof state.owner)}));
+  write_field(to, "lost", flag_cell(lock.lost != 0));
   write_field(to, "remote_lock", flag_cell(state.remote_lock != 0));
+  write_field(to, "holder", text_cell({lock.holder, strnlen(lock.holder, sizeof lock.holder)}));
   write_pending(to);
   write_kept_out(to);
 }

@@ -24,6 +24,7 @@ constexpr show_row kShows[] = {
     {"timers", "the timers in force, in milliseconds", show_timers, true},
     {"switch", "what applies to the whole switch: name, latencies, in-order delivery", show_switch},
     {"kdx", "distribution of the timers: session, pending values, VSANs kept out", show_kdx},
+    {"fabric", "the fabric of switches: who is in it, who holds the lock, the last commits", show_fabric},
     {"errors", "why SETs failed: the last errors of SNMP users, newest first", show_errors, false, true},
     {"notifications", "the notification queue and its counters", show_notifications},
     {"levels", "which levels of debug lines are recorded in the history, and which are printed", show_levels, false,

@@ -17,6 +17,7 @@ void show_interface(const writer &to, const show_options &options);
 void show_membership(const writer &to, const show_options &options);
 void show_timers(const writer &to, const show_options &options);
 void show_kdx(const writer &to, const show_options &options);
+void show_fabric(const writer &to, const show_options &options);
 void show_switch(const writer &to, const show_options &options);
 void show_levels(const writer &to, const show_options &options);
 void show_errors(const writer &to, const show_options &options);

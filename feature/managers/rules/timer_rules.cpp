@@ -1,4 +1,6 @@
 #include "rules/timer_rules.h"
+
+#include "rules/fabric_rules.h"
 #include "statuses.h"
 #include "vsan_records.h"
 #include "vsan_values.h"
@@ -51,22 +53,15 @@ int plan_timer_set(const switch_state &state, const distribution_engine &engine,
   return 0;
 }
 
-namespace {
-
 void drop_pending(const switch_state &state, switch_change &change) {
   for (const auto &[key, value] : state.pending) {
     change.pending[key] = 0;
   }
 }
 
-}  // namespace
-
 int plan_distribution_commit(const switch_state &state, const distribution_engine &engine, switch_change &change) {
-  std::vector<distribution_value> values;
-  for (const auto &[key, value] : state.pending) {
-    values.push_back({key.first, key.second, value});
-  }
-  const int status = distribution_commit(engine, state.settings.distribution, values, change.settings.distribution);
+  const int status = distribution_commit(engine, state.settings.distribution, listed_values(state.pending),
+                                         listed_values(values_after_commit(state)), change.settings.distribution);
   if (status != 0) {
     return status;
   }
@@ -75,12 +70,20 @@ int plan_distribution_commit(const switch_state &state, const distribution_engin
   return 0;
 }
 
-int plan_distribution_abort(const switch_state &state, switch_change &change) {
-  const int status = distribution_abort(state.settings.distribution, change.settings.distribution);
+int plan_distribution_abort(const switch_state &state, const distribution_engine &engine, switch_change &change) {
+  const int status = distribution_abort(engine, state.settings.distribution, change.settings.distribution);
   if (status == 0) {
     drop_pending(state, change);
   }
   return status;
+}
+
+int plan_distribution_resume(const switch_state &state, const distribution_engine &engine, switch_change &change) {
+  const distribution_session &session = state.settings.distribution;
+  if (session.open == 0) {
+    return kStatusNoSession;
+  }
+  return distribution_open(engine, session, session.owner, change.settings.distribution);
 }
 
 int plan_distribution_keep_out(const switch_state &state, uint32_t vsan, bool out, switch_change &change) {

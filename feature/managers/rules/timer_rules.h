@@ -21,7 +21,13 @@ int plan_timer_set(const switch_state &state, const distribution_engine &engine,
 
 // The administrator's commands for a distribution session: its pending values come into force, or are dropped.
 int plan_distribution_commit(const switch_state &state, const distribution_engine &engine, switch_change &change);
-int plan_distribution_abort(const switch_state &state, switch_change &change);
+int plan_distribution_abort(const switch_state &state, const distribution_engine &engine, switch_change &change);
+
+// Opens the session whose lock was lost anew, for the user whose it is; its values are kept.
+int plan_distribution_resume(const switch_state &state, const distribution_engine &engine, switch_change &change);
+
+// The pending values leave the session.
+void drop_pending(const switch_state &state, switch_change &change);
 
 // Keeps a VSAN out of distribution, or takes it in again. Pending values of the VSAN are dropped when it is kept out.
 int plan_distribution_keep_out(const switch_state &state, uint32_t vsan, bool out, switch_change &change);

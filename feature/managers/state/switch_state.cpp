@@ -105,6 +105,7 @@ void state_apply(switch_state &state, const switch_change &change) {
   }
   put_timers(state.timers, change.timers);
   put_timers(state.pending, change.pending);
+  put_timers(state.fabric_timers, change.fabric_timers);
   for (const auto &[vsan, out] : change.kept_out) {
     if (out) {
       state.kept_out.insert(vsan);

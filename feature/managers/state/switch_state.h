@@ -65,6 +65,12 @@ struct switch_settings {
   uint64_t last_notification = 0;  // the number given out last
   uint64_t dropped_notifications = 0;
   distribution_session distribution;
+  // The fabric that this switch is in, and how far it is there.
+  std::string fabric;            // its name; empty: none
+  std::string fabric_id;         // tells it from one of the same name that was made anew
+  uint64_t fabric_revision = 0;  // of the commit that was applied last
+  uint64_t fabric_commit = 0;    // its number
+  uint64_t fabric_left = 0;      // 1: an operator took the switch out
   bool operator==(const switch_settings &) const = default;
 };
 
@@ -74,6 +80,7 @@ struct switch_state {
   timer_map timers;             // values in force that somebody set; the switch-wide ones are always there
   timer_map pending;            // values of the open distribution session
   std::set<uint32_t> kept_out;  // VSANs kept out of distribution
+  timer_map fabric_timers;      // the fabric's values as of its last commit, of VSANs that are not here too
   switch_settings settings;
   std::deque<notification_record> notifications;  // oldest first
 
@@ -93,6 +100,7 @@ struct switch_change {
   std::vector<uint32_t> interfaces_removed;
   timer_map timers;                   // put; a value of 0 removes
   timer_map pending;                  // likewise
+  timer_map fabric_timers;            // likewise
   std::map<uint32_t, bool> kept_out;  // put or removed
   switch_settings settings;           // as they are to be
   std::vector<notification_record> raised;

@@ -29,6 +29,8 @@ constexpr const char *kSchemaSteps[] = {
     "CREATE TABLE notification (number INTEGER PRIMARY KEY, id INTEGER NOT NULL, payload BLOB NOT NULL);",
     // A digest of 0 is not known: of rows that were written before there was one, or by hand.
     "INSERT INTO setting VALUES ('digest', 0);",
+    "CREATE TABLE fabric_timer (vsan INTEGER, key INTEGER, value INTEGER NOT NULL, PRIMARY KEY (vsan, key))"
+    " WITHOUT ROWID;",
 };
 
 }  // namespace
@@ -49,6 +51,8 @@ constexpr const char *kStatements[kStatementCount] = {
     "DELETE FROM timer WHERE vsan = ? AND key = ?",
     "INSERT OR REPLACE INTO pending_timer VALUES (?,?,?)",
     "DELETE FROM pending_timer WHERE vsan = ? AND key = ?",
+    "INSERT OR REPLACE INTO fabric_timer VALUES (?,?,?)",
+    "DELETE FROM fabric_timer WHERE vsan = ? AND key = ?",
     "INSERT OR REPLACE INTO kept_out VALUES (?)",
     "DELETE FROM kept_out WHERE vsan = ?",
     "INSERT OR REPLACE INTO setting VALUES (?,?)",

@@ -24,6 +24,8 @@ enum store_statement : unsigned {
   kDeleteTimer,
   kPutPending,
   kDeletePending,
+  kPutFabricTimer,
+  kDeleteFabricTimer,
   kPutKeptOut,
   kDeleteKeptOut,
   kPutSetting,
@@ -39,7 +41,7 @@ struct table_shape {
   int key_columns;
 };
 inline constexpr table_shape kVsanTable{'v', 1}, kInterfaceTable{'i', 1}, kTimerTable{'t', 2}, kPendingTable{'p', 2},
-    kKeptOutTable{'k', 1}, kSettingTable{'s', 1}, kNotificationTable{'n', 1};
+    kFabricTimerTable{'f', 2}, kKeptOutTable{'k', 1}, kSettingTable{'s', 1}, kNotificationTable{'n', 1};
 
 struct store {
   std::string path;
@@ -53,16 +55,19 @@ struct store {
   std::array<sqlite3_stmt *, kStatementCount> statements{};
 };
 
-// Settings by the name under which they are stored, with the range of the numbers and the size of the texts.
+// Settings by the name under which they are stored, with the range of the numbers and the size of the texts. Those that
+// came later may be absent: then they are what they are in a switch of its own.
 struct number_setting {
   const char *name;
   uint64_t &(*field)(switch_settings &settings);
   uint64_t low, high;
+  bool may_be_absent = false;
 };
 struct text_setting {
   const char *name;
   std::string &(*field)(switch_settings &settings);
   size_t longest;  // octets
+  bool may_be_absent = false;
 };
 inline constexpr number_setting kNumberSettings[] = {
     {"wwn", [](switch_settings &s) -> uint64_t & { return s.wwn; }, 0, UINT64_MAX},
@@ -79,10 +84,17 @@ inline constexpr number_setting kNumberSettings[] = {
     {"kdx_enabled", [](switch_settings &s) -> uint64_t & { return s.distribution.enabled; }, 0, 1},
     {"kdx_show_running", [](switch_settings &s) -> uint64_t & { return s.distribution.show_running; }, 0, 1},
     {"kdx_session_open", [](switch_settings &s) -> uint64_t & { return s.distribution.open; }, 0, 1},
+    {"kdx_session_lost", [](switch_settings &s) -> uint64_t & { return s.distribution.lost; }, 0, 1, true},
+    {"kdx_session_number", [](switch_settings &s) -> uint64_t & { return s.distribution.number; }, 0, UINT64_MAX, true},
+    {"fabric_revision", [](switch_settings &s) -> uint64_t & { return s.fabric_revision; }, 0, INT64_MAX, true},
+    {"fabric_commit", [](switch_settings &s) -> uint64_t & { return s.fabric_commit; }, 0, INT64_MAX, true},
+    {"fabric_left", [](switch_settings &s) -> uint64_t & { return s.fabric_left; }, 0, 1, true},
 };
 inline constexpr text_setting kTextSettings[] = {
     {"switch_name", [](switch_settings &s) -> std::string & { return s.name; }, kSwitchNameMax},
     {"kdx_session_owner", [](switch_settings &s) -> std::string & { return s.distribution.owner; }, kSessionOwnerMax},
+    {"fabric", [](switch_settings &s) -> std::string & { return s.fabric; }, kFabricNameMax, true},
+    {"fabric_id", [](switch_settings &s) -> std::string & { return s.fabric_id; }, kFabricNameMax, true},
 };
 
 // Commits the upgrade of a store whose rows were found sound, and makes it ready for writing: its log is there, empty,

@@ -79,6 +79,10 @@ std::string load_pending(sqlite3_stmt *row, store_rows &found) {
   return load_timer_into(row, found.all.pending);
 }
 
+std::string load_fabric_timer(sqlite3_stmt *row, store_rows &found) {
+  return load_timer_into(row, found.all.fabric_timers);
+}
+
 std::string load_kept_out(sqlite3_stmt *row, store_rows &found) {
   found.all.kept_out[column_word(row, 0)] = true;
   return "";
@@ -153,6 +157,7 @@ constexpr table_loader kLoaders[] = {
     {"SELECT ifindex, name, vsan, up, is_static FROM interface", load_interface, kInterfaceTable},
     {"SELECT vsan, key, value FROM timer", load_timer, kTimerTable},
     {"SELECT vsan, key, value FROM pending_timer", load_pending, kPendingTable},
+    {"SELECT vsan, key, value FROM fabric_timer", load_fabric_timer, kFabricTimerTable},
     {"SELECT vsan FROM kept_out", load_kept_out, kKeptOutTable},
     {"SELECT name, value FROM setting WHERE name <> 'digest'", load_setting, kSettingTable},
     {"SELECT number, id, payload FROM notification ORDER BY number", load_notification, kNotificationTable},
@@ -240,14 +245,15 @@ std::string references_problem(const switch_state &state) {
 // A store has them all from its first configuration on.
 std::string settings_problem(const store_rows &found) {
   std::string missing;
-  const auto look_for = [&](const char *name) {
-    missing = missing.empty() && !found.settings.contains(name) ? name : missing;
+  const auto look_for = [&](const auto &setting) {
+    const bool lacks = !setting.may_be_absent && !found.settings.contains(setting.name);
+    missing = missing.empty() && lacks ? setting.name : missing;
   };
   for (const number_setting &setting : kNumberSettings) {
-    look_for(setting.name);
+    look_for(setting);
   }
   for (const text_setting &setting : kTextSettings) {
-    look_for(setting.name);
+    look_for(setting);
   }
   return missing.empty() ? "" : "the setting " + missing + " is missing";
 }

@@ -133,24 +133,26 @@ bool write_distribution(store *opened, const switch_change &change) {
     }
   }
   return write_timers(opened, change.timers, kTimerTable, kPutTimer, kDeleteTimer) &&
-         write_timers(opened, change.pending, kPendingTable, kPutPending, kDeletePending);
+         write_timers(opened, change.pending, kPendingTable, kPutPending, kDeletePending) &&
+         write_timers(opened, change.fabric_timers, kFabricTimerTable, kPutFabricTimer, kDeleteFabricTimer);
 }
 
-// Only what differs is written; all of it the first time, so that later defaults leave an older store alone.
+// Only what differs is written; all of it the first time, so that later defaults leave an older store alone. What may
+// be absent is written when it is something.
 bool write_settings(store *opened, const switch_state &state, const switch_change &change) {
   const bool all = state.vsans.empty();
   switch_settings before = state.settings;
   switch_settings after = change.settings;
   for (const number_setting &setting : kNumberSettings) {
     const uint64_t value = setting.field(after);
-    if ((all || value != setting.field(before)) &&
+    if (((all && !setting.may_be_absent) || value != setting.field(before)) &&
         !put(opened, kPutSetting, kSettingTable, std::string(setting.name), value)) {
       return false;
     }
   }
   for (const text_setting &setting : kTextSettings) {
     const std::string &value = setting.field(after);
-    if ((all || value != setting.field(before)) &&
+    if (((all && !setting.may_be_absent) || value != setting.field(before)) &&
         !put(opened, kPutSetting, kSettingTable, std::string(setting.name), value)) {
       return false;
     }

@@ -1,6 +1,6 @@
 // The receiving side of the messaging library: one listening socket a service, inside a libevent loop.
 //
-// 1. All calls are made on the loop's thread. A handler answers before it returns.
+// 1. All calls are made on the loop's thread. A handler answers before it returns, or says that the answer comes later.
 // 2. A malformed message is answered with a status of ours, counted and logged; the connection stays, unless the frame
 //    itself cannot be read.
 // 3. Peers are checked with SO_PEERCRED: root, the server's own user, and members of the server's group may connect.
@@ -20,6 +20,7 @@
 #include "message_frame.h"
 
 struct event_base;
+struct message_server;
 
 // One request as it arrived. The views are valid until the handler returns.
 struct message_request {
@@ -31,23 +32,30 @@ struct message_request {
   bool wants_payload;        // the client has room for an answer's payload
   uid_t peer_uid;
   pid_t peer_pid;
-  uint64_t connection;  // that it came on: counted from 1, no number is given twice
+  uint64_t connection;               // that it came on: counted from 1, no number is given twice
+  message_server *server = nullptr;  // that it came to
+  uint64_t number = 0;               // of the request there: counted from 1
 };
 
 // What a handler answers. `payload` is sent when the client wants one.
 struct message_reply {
   int status = 0;
   std::vector<uint8_t> payload;
+  bool later = false;  // nothing is sent now; message_server_answer is due
 };
 
 using message_handler = void (*)(void *context, const message_request &request, message_reply &reply);
-
-struct message_server;
 
 // Serves `service` in the run directory: an AF_UNIX SOCK_SEQPACKET socket of mode 0660. A socket file left over by a
 // dead server is replaced. Returns null with `errno` on failure (EADDRINUSE: another server answers there).
 message_server *message_server_open(event_base *base, const char *run_dir, int service, message_handler handler,
                                     void *context);
+
+// Answers a request whose handler said that the answer comes later. A client that has gone in the meantime gets none.
+void message_server_answer(message_server *server, uint64_t connection, uint64_t number, const message_reply &reply);
+
+// Whether the client of such a request still waits for its answer.
+bool message_server_is_awaited(const message_server *server, uint64_t connection, uint64_t number);
 
 // Where malformed requests and refused peers are reported, one line of text each; `context` is that of the handler.
 // Peers cause twenty lines at once and one a second; the next line says how many were left out.
@@ -99,7 +107,7 @@ struct message_fault {
 // Faults are tried in the order they were added; the first that matches a request is applied to it.
 // A request that gets a fault's status is not handled. A delayed answer is sent later without blocking the loop; a hang
 // never answers, nor does a drop, which closes the connection. A request that is hung or dropped is not handled; one
-// that is delayed or cut short is.
+// that is delayed or cut short is. An answer that its handler gives later is neither delayed nor cut.
 void message_server_add_fault(message_server *server, const message_fault &fault);
 void message_server_clear_faults(message_server *server);
 // Those that are still on.

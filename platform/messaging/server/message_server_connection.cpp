@@ -14,10 +14,10 @@
 
 namespace {
 
-constexpr size_t kAnswersHeldMax = 64;  // unsent and delayed ones, before the connection is no longer read from
+constexpr size_t kAnswersHeldMax = 64;  // unsent, delayed and awaited ones, before nothing more is read
 
 size_t answers_held(const server_connection *connection) {
-  return connection->output.size() + connection->delayed.size();
+  return connection->output.size() + connection->delayed.size() + connection->awaited.size();
 }
 
 frame_bytes build_answer(const message_header &request, const message_reply &reply) {
@@ -111,7 +111,9 @@ message_request request_view(const server_connection *connection, const message_
           (header.flags & kMessageWantsPayload) != 0,
           connection->uid,
           connection->pid,
-          connection->number};
+          connection->number,
+          connection->server,
+          connection->server->counters.requests};
 }
 
 // A probe asks whether the loop turns; it is no request. A switch that is told to hang answers none.
@@ -138,6 +140,10 @@ bool serve(server_connection *connection, const message_header &header, const ui
     reply.status = fault->value;
   } else {
     server->handler(server->context, request_view(connection, header, frame), reply);
+  }
+  if (reply.later) {
+    connection->awaited.push_back({server->counters.requests, header});
+    return true;
   }
   if (fault && fault->kind == fault_kind::short_answer) {
     reply.payload.resize(std::min(reply.payload.size(), static_cast<size_t>(std::max(fault->value, 0))));
@@ -241,6 +247,40 @@ bool server_connection_retire(server_connection *connection) {
   }
   server_connection_close(connection);
   return true;
+}
+
+namespace {
+
+const server_connection *awaiting(const message_server *server, uint64_t connection, uint64_t number) {
+  for (const server_connection &each : server->connections) {
+    if (each.number == connection && std::ranges::count(each.awaited, number, &awaited_answer::number) > 0) {
+      return &each;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool message_server_is_awaited(const message_server *server, uint64_t connection, uint64_t number) {
+  return awaiting(server, connection, number) != nullptr;
+}
+
+void message_server_answer(message_server *server, uint64_t connection, uint64_t number, const message_reply &reply) {
+  auto *waits = const_cast<server_connection *>(awaiting(server, connection, number));
+  if (waits == nullptr) {
+    return;
+  }
+  if (reply.status != 0) {
+    ++server->counters.refused;
+  }
+  const auto request = std::ranges::find(waits->awaited, number, &awaited_answer::number);
+  frame_bytes frame = build_answer(request->request, reply);
+  waits->awaited.erase(request);
+  if (!send_answer(waits, std::move(frame))) {
+    return server_connection_close(waits);
+  }
+  watch_requests(waits);
 }
 
 void server_connection_close(server_connection *connection) {

@@ -26,6 +26,12 @@ struct delayed_answer {
   event_ptr timer;
 };
 
+// A request that its handler answers later.
+struct awaited_answer {
+  uint64_t number;
+  message_header request;
+};
+
 struct server_connection {
   message_server *server;
   int fd;
@@ -38,6 +44,7 @@ struct server_connection {
   bool leaving = false;            // it is read to its end and then closed
   std::deque<frame_bytes> output;  // answers that the socket had no room for
   std::list<delayed_answer> delayed;
+  std::vector<awaited_answer> awaited;
 };
 
 struct message_server {

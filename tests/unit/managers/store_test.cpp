@@ -147,7 +147,7 @@ TEST_F(Store, RowsThatWereChangedByHandAreRefusedUnlessItIsSaid) {
 TEST_F(Store, AStoreOfTheFirstSchemaIsTakenAndItsRowsAreCountedFromThenOn) {
   const switch_state before = managers.state;
   close();
-  edit_store("DELETE FROM setting WHERE name = 'digest'; PRAGMA user_version = 1");
+  edit_store("DELETE FROM setting WHERE name = 'digest'; DROP TABLE fabric_timer; PRAGMA user_version = 1");
   open();
   EXPECT_TRUE(managers.state == before);
   close();
@@ -170,9 +170,11 @@ TEST_F(Store, ARefusedStoreInRollbackModeStaysInIt) {
 TEST_F(Store, ARefusedStoreOfTheFirstSchemaStaysOfIt) {
   for (const char *mode : {"WAL", "DELETE"}) {
     close();
-    edit_store("DELETE FROM setting WHERE name = 'digest'; PRAGMA user_version = 1; PRAGMA journal_mode = " +
-                   std::string(mode) + "; UPDATE vsan SET mtu = 9 WHERE id = 20",
-               false);
+    edit_store(
+        "DELETE FROM setting WHERE name = 'digest'; DROP TABLE fabric_timer; PRAGMA user_version = 1; "
+        "PRAGMA journal_mode = " +
+            std::string(mode) + "; UPDATE vsan SET mtu = 9 WHERE id = 20",
+        false);
     expect_refusal_leaves_everything();
     edit_store("UPDATE vsan SET mtu = 2112 WHERE id = 20", false);
     open();

@@ -1,6 +1,6 @@
 // Events of libevent with an owner.
-#ifndef PLATFORM_MESSAGING_SERVER_EVENT_PTR_H
-#define PLATFORM_MESSAGING_SERVER_EVENT_PTR_H
+#ifndef PLATFORM_EVENTS_EVENT_PTR_H
+#define PLATFORM_EVENTS_EVENT_PTR_H
 
 #include <event2/event.h>
 

@@ -1,0 +1,37 @@
+// The switch's part in a fabric: the link to the other switches, and what it does to the managers.
+#ifndef SWITCHD_FABRIC_HOST_H
+#define SWITCHD_FABRIC_HOST_H
+
+#include <string>
+
+#include "distribution.h"
+#include "event_ptr.h"
+#include "fabric_link.h"
+#include "fabric_options.h"
+#include "message_server.h"
+
+struct event_base;
+struct switch_managers;
+
+// Owned by whoever hosts the switch.
+struct fabric_host {
+  fabric_options options;
+  event_base *base = nullptr;
+  switch_managers *managers = nullptr;
+  fabric_link *link = nullptr;  // null: by itself, or taken out by an operator
+  event_ptr closing = {};       // closes the link when nothing of it is under way
+};
+
+// The managers' way to the other switches. A lock that is played (single_switch_fabric) counts first.
+distribution_engine fabric_host_engine(fabric_host *host);
+
+// Begins to join, when there is a fabric and no operator has taken the switch out of it. Returns false with `error`
+// filled when its library or the file of the password cannot be used.
+bool fabric_host_open(fabric_host *host, std::string &error);
+void fabric_host_close(fabric_host *host);
+
+// The commands of an operator; the answers are JSON texts. kOpFabric in requests.h tells of what.
+int fabric_host_show(fabric_host *host, const message_request &request, message_reply &reply);
+int fabric_host_command(fabric_host *host, const message_request &request, message_reply &reply);
+
+#endif
