@@ -171,7 +171,7 @@ class Cluster:
                     raise RuntimeError(f"etcd does not tell its changes from {first}: {said}")
                 found += [change_line(event) for event in said.get("events", ())]
                 if found and found[-1]["revision"] >= last:
-                    return found
+                    return [line for line in found if line["revision"] <= last]
         raise RuntimeError(f"etcd told its changes from {first} to {found[-1:]} only, not to {last}")
 
 

@@ -436,6 +436,7 @@ class Conductor:
         problems += self.end_sessions(end + SERVED_US)
         problems += self.probe(now_us() + SERVED_US)
         revision = self.agree(now_us() + BOUND_US)
+        problems += self.listed(revision, now_us() + BOUND_US)
         self.quiets += 1
         self.agreed_after.append((end - begin) / SECOND)
         self.drain()
@@ -444,6 +445,17 @@ class Conductor:
         self.record.write(**{"is": "quiet"}, number=self.quiets, begin=begin, end=end, revision=self.drained,
                           bound_us=BOUND_US, problems=problems)  # fmt: skip
         self.failures += self.died()
+
+    def listed(self, revision, end):
+        """Each switch tells of all others that they live and have applied this revision."""
+        wanted, shown = {(name, True, revision) for name in self.names}, None
+        each = self.there[self.random.choice(self.names)]
+        while now_us() < end:
+            shown = (each.show("fabric") or {}).get("switches", ())
+            if {(said["name"], said["alive"], said["revision"]) for said in shown} == wanted:
+                return []
+            time.sleep(0.1)
+        return [f"{each.name} lists other switches than there are at revision {revision}: {shown}"]
 
     def states(self):
         shown = {name: each.show("fabric") for name, each in self.there.items()}
