@@ -26,7 +26,8 @@ PRELOAD = os.environ.get("VSANMIB_PRELOAD", "")
 PREFIX = f"/switch/{switches.FABRIC}/"
 VALUES, LOCK = PREFIX + history.VALUES, PREFIX + history.LOCK
 GEN_ERROR, NO_SUCH_INSTANCE = 5, 0x81
-NO_VALUE = 0x40190002
+REFUSED_SECONDS = 4.5  # what is refused after three, on a busy machine; vsanctl itself waits for five
+GET_MS = 1500  # no GET waits for etcd, which costs three seconds
 E, D = "e_d_tov", "d_s_tov"
 
 
@@ -323,7 +324,7 @@ class NoQuorum(FabricTest):
     def refused_in_time(self, *words):
         begin = time.monotonic()
         self.refused(self.here, history.UNREACHABLE, *words)
-        self.assertLess(time.monotonic() - begin, 3.5)
+        self.assertLess(time.monotonic() - begin, REFUSED_SECONDS)
 
     def longest_get(self, count=200):
         """Milliseconds."""
@@ -340,14 +341,14 @@ class NoQuorum(FabricTest):
             begin = time.monotonic()
             started = subprocess.Popen(self.here.command("timer", "set", E, 2500, "--vsan", 10),
                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)  # fmt: skip
-            self.assertLess(self.longest_get(), 500, "milliseconds, while a change waits for etcd")
+            self.assertLess(self.longest_get(), GET_MS, "while a change waits for etcd")
             code, _, status, text = switches.answer_of(started)
             self.assertEqual((code, f"{status:#x}"), (1, f"{history.UNREACHABLE:#x}"), text)
-            self.assertLess(time.monotonic() - begin, 3.5)
+            self.assertLess(time.monotonic() - begin, REFUSED_SECONDS)
             self.refused_in_time("timer", "set", E, 2500, "--vsan", 10)
             self.assertEqual(self.here.show("kdx")["pending"], [], "nothing was changed")
             self.assertEqual(self.at_here.set(agents.edtov(10), 2500), GEN_ERROR)
-            self.assertLess(self.longest_get(), 500)
+            self.assertLess(self.longest_get(), GET_MS)
             self.here.await_state("unreachable")
             self.done(self.here, "switch", "set", "--switch-latency", 600)
         finally:
@@ -475,21 +476,15 @@ class Secured(FabricTest):
         self.done(here, "kdx", "commit")
         self.all_show((here, there), 2500)
 
-    def test_one_of_another_authority_is_not_in_it(self):
-        self.stays_out(3, self.options(client="other"))
-
-    def test_nor_is_one_with_a_wrong_password(self):
-        self.stays_out(4, self.options(password="wrong"))
-
-    def test_nor_one_that_takes_the_member_for_a_strangers(self):
-        words = list(self.options())
-        words[1] = self.dir / "stranger.pem"
-        self.stays_out(5, words)
-
-    def stays_out(self, number, options):
-        each = self.switch(number, "unreachable", options=options)
-        self.refused(each, history.UNREACHABLE, "timer", "set", E, 2700, "--vsan", 10)
-        self.assertNotEqual(each.show("fabric")["why"], "")
+    def test_one_of_another_authority_or_with_a_wrong_password_or_that_does_not_know_the_member_is_not_in_it(self):
+        believer = list(self.options())
+        believer[1] = self.dir / "stranger.pem"
+        kinds = self.options(client="other"), self.options(password="wrong"), believer
+        there = [self.switch(number, None, options=options) for number, options in enumerate(kinds, 3)]
+        for each in there:
+            shown = each.await_state("unreachable")
+            self.assertNotEqual(shown["why"], "")
+            self.refused(each, history.UNREACHABLE, "timer", "set", E, 2700, "--vsan", 10)
 
 
 class SecuredEtcd(cluster.Cluster):

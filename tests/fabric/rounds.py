@@ -127,6 +127,7 @@ class Values:
 class Conductor:
     def __init__(self, given, directory, seed):
         self.given, self.dir, self.random = given, directory, random.Random(seed)
+        self.bound, self.served, self.refusal = (each * given.slowness for each in (BOUND_US, SERVED_US, REFUSAL_US))
         self.record = Recorder(given.out / "history.jsonl")
         self.etcd = cluster.Cluster(directory)
         preload = switches.preload_of(given.build, given.preload)
@@ -154,7 +155,7 @@ class Conductor:
             each.await_state("member")
         first = self.there["s1"].timers()
         self.record.write(**{"is": "run"}, switches={each.name: each.wwn for each in self.there.values()},
-                          refusal_us=REFUSAL_US, first=first, rounds=self.given.rounds)  # fmt: skip
+                          refusal_us=self.refusal, first=first, rounds=self.given.rounds)  # fmt: skip
         self.reader.thread.start()
 
     def end(self):
@@ -430,20 +431,20 @@ class Conductor:
         for each in self.troubles:
             each.join(60)
         begin = now_us()
-        revision = self.agree(begin + 4 * BOUND_US)
+        revision = self.agree(begin + 4 * self.bound)
         end = now_us()
         problems = [] if revision is not None else ["the switches do not agree: " + self.states()]
-        problems += self.end_sessions(end + SERVED_US)
-        problems += self.probe(now_us() + SERVED_US)
-        revision = self.agree(now_us() + BOUND_US)
-        problems += self.listed(revision, now_us() + BOUND_US)
+        problems += self.end_sessions(end + self.served)
+        problems += self.probe(now_us() + self.served)
+        revision = self.agree(now_us() + self.bound)
+        problems += self.listed(revision, now_us() + self.bound)
         self.quiets += 1
         self.agreed_after.append((end - begin) / SECOND)
         self.drain()
         for name in self.names:
             self.look(name, self.quiets)
         self.record.write(**{"is": "quiet"}, number=self.quiets, begin=begin, end=end, revision=self.drained,
-                          bound_us=BOUND_US, problems=problems)  # fmt: skip
+                          bound_us=self.bound, problems=problems)  # fmt: skip
         self.failures += self.died()
 
     def listed(self, revision, end):
@@ -533,6 +534,7 @@ def arguments():
     parser.add_argument("--rounds", type=int, default=1000)
     parser.add_argument("--switches", type=int, default=5)
     parser.add_argument("--seed", type=int)
+    parser.add_argument("--slowness", type=int, default=1, help="how much more time than usual everything may take")
     parser.add_argument("--preload", default="", help="a sanitizer's runtime, in front of what is preloaded")
     return parser.parse_args()
 
