@@ -74,6 +74,9 @@ void stay_out(fabric_link *link, const std::string &why) {
 
 // From here on the switch is in the fabric and follows it.
 void enter(fabric_link *link, const fabric_found &found) {
+  if (link->phase == fabric_phase::unreachable) {
+    fabric_log(link, false, "reached again at revision " + std::to_string(found.revision));
+  }
   link->id = found.id;
   link->phase = fabric_phase::member;
   link->why.clear();

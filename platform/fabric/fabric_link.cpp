@@ -43,6 +43,8 @@ fabric_view fabric_link_view(const fabric_link *link) {
 void fabric_link_join(fabric_link *link, fabric_take take) {
   link->take = take;
   if (link->phase != fabric_phase::member) {
+    link->phase = fabric_phase::joining;
+    link->why = "it is being read";
     fabric_sync(link);
   }
 }

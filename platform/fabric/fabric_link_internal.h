@@ -14,6 +14,7 @@ struct fabric_pending {
   std::string user;
   int64_t ends = 0;           // monotonic milliseconds
   bool calling = false;       // etcd is being asked; its answer comes in any case
+  int64_t lock = 0;           // revision of the lock that a commit compares with
   uint64_t await = 0;         // the lock is ours; the commit of this revision has to be applied before it counts
   fabric_commit commit = {};  // that is tried
   std::vector<distribution_value> changed = {};  // by it
@@ -47,6 +48,7 @@ struct fabric_link {
   bool following = false;  // the watch tells everything from here on
   bool compacted = false;  // what happened since the applied commit is gone: the values are taken whole
   uint64_t applied = 0;    // revision
+  uint64_t applied_session = 0;
   uint64_t caught_up = 0;  // revision from which on a lock that is missing is a lock that is lost
   int64_t applied_at = 0;  // milliseconds since the epoch
   fabric_lock lock = {};

@@ -58,13 +58,17 @@ bool take_rows(const json &rows, std::vector<distribution_value> &values) {
         !row[2].is_number_unsigned()) {
       return false;
     }
-    const auto vsan = row[0].get<uint32_t>();
-    const auto key = row[1].get<uint32_t>();
-    const auto value = row[2].get<uint32_t>();
-    if (vsan > kVsanLast || !is_timer(key) || value < range_of_timer(key).low || value > range_of_timer(key).high) {
+    const auto vsan = row[0].get<uint64_t>();
+    const auto key = row[1].get<uint64_t>();
+    const auto value = row[2].get<uint64_t>();
+    if (vsan > kVsanLast || key > UINT32_MAX || !is_timer(static_cast<uint32_t>(key))) {
       return false;
     }
-    values.push_back({vsan, key, value});
+    const timer_range &range = range_of_timer(static_cast<uint32_t>(key));
+    if (value < range.low || value > range.high) {
+      return false;
+    }
+    values.push_back({static_cast<uint32_t>(vsan), static_cast<uint32_t>(key), static_cast<uint32_t>(value)});
   }
   return rows.is_array();
 }

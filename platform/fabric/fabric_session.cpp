@@ -216,17 +216,21 @@ uint64_t commit_revision(const fabric_link *link, const etcd_answer &answer, uin
 
 void commit_not_answered(fabric_link *link, const std::string &error) {
   link->unresolved = true;
-  link->unresolved_lock = link->lock.modified;
+  link->unresolved_lock = link->pending.lock;
   link->unresolved_number = link->pending.commit.number;
   link->unresolved_session = link->pending.session;
   fabric_log(link, true, "session " + fabric_session_text(link->pending.session) + ": its commit was not answered");
-  fabric_away(link, error);
+  link->following = false;
   fabric_finish(link, kStatusCommitUnknown);
+  fabric_away(link, error);
 }
 
 void on_commit(void *context, const etcd_answer &answer) {
   auto *link = static_cast<fabric_link *>(context);
-  link->pending.calling = false;
+  // The watch may have told of it already.
+  if (answer.end == etcd_end::silent && link->applied_session == link->pending.session) {
+    return fabric_finish(link, 0);
+  }
   if (answer.end == etcd_end::silent) {
     return commit_not_answered(link, answer.error);
   }
@@ -243,7 +247,8 @@ void on_commit(void *context, const etcd_answer &answer) {
     commit.revision = commit_revision(link, answer, commit.number, commit.session);
     fabric_see_lock(link, fabric_lock_in(etcd_find(etcd_values_of(answer.body), link->keys.lock)), revision);
   }
-  fabric_finish(link, commit.revision == 0 ? int{kStatusSessionLost} : fabric_apply(link, commit));
+  const int status = commit.revision == 0 ? int{kStatusSessionLost} : fabric_apply(link, commit);
+  fabric_finish(link, status);
 }
 
 }  // namespace
@@ -275,6 +280,7 @@ int fabric_link_commit(fabric_link *link, const std::vector<distribution_value> 
                    .user = commit.user,
                    .ends = monotonic_ms() + link->timings.request,
                    .calling = true,
+                   .lock = link->lock.modified,
                    .commit = std::move(commit)};
   etcd_call(link->client, "/v3/kv/txn", transaction, link->timings.request, on_commit, link);
   return kDistributionOutcome;

@@ -38,6 +38,7 @@ int fabric_apply(fabric_link *link, const fabric_commit &commit) {
     return status;
   }
   link->applied = commit.revision;
+  link->applied_session = commit.session;
   link->applied_at = fabric_now_ms();
   fabric_log(link, false,
              "applied commit " + std::to_string(commit.number) + " of " + commit.switch_name + " at revision " +
