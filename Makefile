@@ -6,7 +6,8 @@ DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-powerpc package-test test bench bench-micro \
   bench-instructions bench-instructions-both target sizes flame-graph check fuzz model model-defects broken-exchanges \
-  monitoring monitoring-test soak soak_programs chaos coverage mutate long bigendian powerpc-test clean
+  monitoring monitoring-test soak soak_programs chaos fabric-rounds fabric-figures fabric_programs demo-fabric coverage \
+  mutate long bigendian powerpc-test clean
 
 all: build
 
@@ -50,6 +51,11 @@ package-test: package
 demo: build
 	$(DEPS) demo
 	demo/demo.sh $(BUILD)
+
+# Three switches of one fabric: pending here and running there, refused elsewhere, committed everywhere.
+demo-fabric: build
+	$(DEPS) demo fabric
+	demo/fabric.sh $(BUILD)
 
 run: build
 	$(DEPS) demo
@@ -243,6 +249,20 @@ soak: soak_programs
 
 chaos: soak_programs
 	python3 -B tests/soak/soak.py chaos --rounds $(ROUNDS) $(SOAK_ARGS)
+
+# A fabric of five switches over an etcd of three members, for ROUNDS of operators who compete and of what goes wrong;
+# the history is in build/fabric-rounds/, and what the checker finds ends it with an error.
+fabric-rounds: fabric_programs
+	python3 -B tests/fabric/rounds.py --rounds $(ROUNDS) $(SOAK_ARGS)
+
+# How soon a commit is in force on 100 switches, and what a fabric costs an agent's answers.
+fabric-figures: fabric_programs
+	python3 -B tests/fabric/figures.py --build $(BUILD) --out build/$@
+
+fabric_programs:
+	$(DEPS) build demo test fabric bench
+	cmake --preset release -DVSANMIB_TESTS=ON >/dev/null
+	cmake --build --preset release --target product fabric_programs
 
 soak_programs:
 	$(DEPS) build demo test bench

@@ -69,10 +69,17 @@ void on_registered(void *context, const etcd_answer &answer) {
     return fabric_sync(link);
   }
   if (answer.end != etcd_end::ok) {
-    fabric_register_soon(link, false);
+    return fabric_register_soon(link, false);
   }
+  if (json_at(answer.body, "succeeded") == true) {
+    link->registered = etcd_revision_of(answer.body);
+    return;
+  }
+  link->registered = etcd_find(etcd_values_of(answer.body), link->keys.switches + link->wwn).modified;
+  fabric_register_soon(link, false);
 }
 
+// Upon what it wrote last: a request whose answer was lost may come to etcd late, behind one that tells more.
 void on_register(evutil_socket_t, short, void *context) {
   auto *link = static_cast<fabric_link *>(context);
   if (link->phase != fabric_phase::member || link->lease == 0) {
@@ -97,9 +104,12 @@ void on_register(evutil_socket_t, short, void *context) {
     operations.push_back(etcd_delete(link->keys.switches + link->wwn));
     operations.push_back(etcd_delete(link->keys.members + link->wwn));
     link->wwn = self.wwn;
+    link->registered = 0;
   }
-  etcd_call(link->client, "/v3/kv/txn", etcd_transaction({}, operations, {}), link->timings.request, on_registered,
-            link);
+  const std::string key = link->keys.switches + self.wwn;
+  const etcd_list compare = {etcd_compare_modified(key, link->registered)};
+  etcd_call(link->client, "/v3/kv/txn", etcd_transaction(compare, operations, {etcd_get(key)}), link->timings.request,
+            on_registered, link);
 }
 
 }  // namespace

@@ -29,8 +29,8 @@ constexpr const char *kSchemaSteps[] = {
     "CREATE TABLE notification (number INTEGER PRIMARY KEY, id INTEGER NOT NULL, payload BLOB NOT NULL);",
     // A digest of 0 is not known: of rows that were written before there was one, or by hand.
     "INSERT INTO setting VALUES ('digest', 0);",
-    "CREATE TABLE fabric_timer (vsan INTEGER, key INTEGER, value INTEGER NOT NULL, PRIMARY KEY (vsan, key))"
-    " WITHOUT ROWID;",
+    ("CREATE TABLE fabric_timer (vsan INTEGER, key INTEGER, value INTEGER NOT NULL, PRIMARY KEY (vsan, key))"
+     " WITHOUT ROWID;"),
 };
 
 }  // namespace
