@@ -250,9 +250,11 @@ std::string resolved(const description_reader &reader, const std::string &path) 
 
 void read_fleet_section(description_reader &reader, const toml::table &root, fleet_section &section) {
   const auto tables = tables_of(reader, root, "fleet", false);
+  const size_t before = reader.problems.size();
   if (!tables.empty()) {
     take_keys<fleet_section>(reader, *tables[0], "fleet", kFleetKeys, section);
   }
+  const bool refused = reader.problems.size() != before;
   const toml::table &blamed = tables.empty() ? root : *tables[0];
   for (const char *key : {"name", "directory", "topology"}) {
     if (blamed.get(key) == nullptr || tables.empty()) {
@@ -264,7 +266,7 @@ void read_fleet_section(description_reader &reader, const toml::table &root, fle
     complain(reader, blamed, "fleet.fabric", "fabric and fabric_endpoints go together");
   }
   fleet.directory = resolved(reader, fleet.directory);
-  if (!all_of(fleet.directory, "/._-")) {
+  if (!all_of(fleet.directory, "/._-") && !refused) {
     complain(reader, blamed, "fleet.directory", fleet.directory + " has others than letters, digits and / . _ -");
   }
 }
@@ -290,6 +292,7 @@ void add_switch(description_reader &reader, const toml::table &where, const std:
 void read_group(description_reader &reader, const toml::table &table, const fleet_section &section,
                 std::set<std::string> &names) {
   group_section group;
+  const size_t before = reader.problems.size();
   take_keys<group_section>(reader, table, "group", kGroupKeys, group);
   if (table.get("name") == nullptr) {
     complain(reader, table, "group.name", "is missing");
@@ -299,6 +302,8 @@ void read_group(description_reader &reader, const toml::table &table, const flee
   }
   if (section.fleet->switches.size() + group.count + group.names.size() > UINT16_MAX) {
     complain(reader, table, "group.count", "a fleet has 65535 switches at most");
+  }
+  if (reader.problems.size() != before) {
     return;
   }
   for (uint32_t i = 1; i <= group.count; ++i) {
@@ -338,6 +343,7 @@ void place_switches(description_reader &reader, const toml::node &where, fleet_d
   }
 }
 
+// The keys of a place go together. Called where each of them is sound.
 void check_place(description_reader &reader, const toml::node &where, const std::string &section,
                  const agent_place &place) {
   uint32_t address = 0;
@@ -356,9 +362,12 @@ std::vector<host_section> read_hosts(description_reader &reader, const toml::tab
   for (const toml::table *table : tables_of(reader, root, "host", true)) {
     host_section &host = hosts.emplace_back();
     host.where = table;
+    const size_t before = reader.problems.size();
     take_keys<host_section>(reader, *table, "host", kHostKeys, host);
     host.place.port = host.place.port == 0 ? usual.port : host.place.port;
-    check_place(reader, *table, "host", host.place);
+    if (reader.problems.size() == before) {
+      check_place(reader, *table, "host", host.place);
+    }
     if (host.name.empty() && table->get("name") == nullptr) {
       complain(reader, *table, "host.name", "is missing");
     } else if (!names.insert(host.name).second) {
@@ -420,8 +429,11 @@ void read_root(description_reader &reader, const toml::table &root, fleet_descri
   read_fleet_section(reader, root, section);
   snmp_section snmp{&fleet, {"", "", "", 1161}};
   for (const toml::table *table : tables_of(reader, root, "snmp", false)) {
+    const size_t before = reader.problems.size();
     take_keys<snmp_section>(reader, *table, "snmp", kSnmpKeys, snmp);
-    check_place(reader, *table, "snmp", snmp.place);
+    if (reader.problems.size() == before) {
+      check_place(reader, *table, "snmp", snmp.place);
+    }
   }
   read_groups(reader, root, section);
   const std::vector<host_section> hosts = read_hosts(reader, root, snmp.place);

@@ -1,5 +1,6 @@
 // vsanfleet: many virtual switches from one description.
 #include <errno.h>
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -170,6 +171,7 @@ int parse_and_run(int argc, char **argv) {
 }  // namespace
 
 int main(int argc, char **argv) {
+  signal(SIGPIPE, SIG_IGN);  // what was begun is done to its end although nobody reads any more
   try {
     const int code = parse_and_run(argc, argv);
     if (fflush(stdout) != 0 || ferror(stdout) != 0) {
