@@ -1,4 +1,5 @@
 #include <stdio.h>
+#include <sys/resource.h>
 
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -32,6 +33,15 @@ void print_result(const fleet_switch &each, const child_result &result, bool as_
   }
 }
 
+// Each program that runs has two pipes here; where many run at a time that is more than the usual limit of 1,024 files.
+void allow_many_files() {
+  rlimit files = {};
+  if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+  }
+}
+
 }  // namespace
 
 int run_for_each(const fleet_description &fleet, const std::vector<std::string> &words, uint32_t at_once,
@@ -43,6 +53,7 @@ int run_for_each(const fleet_description &fleet, const std::vector<std::string> 
     return kFleetSupervisor;
   }
   pass_signals_on();
+  allow_many_files();
   std::mutex lock;
   size_t failed = 0;
   const size_t count = fleet.switches.size();
