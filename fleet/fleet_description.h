@@ -48,8 +48,8 @@ int read_fleet(const std::string &file, fleet_description &fleet, std::string &p
 int keep_host(fleet_description &fleet, const std::string &host, std::string &problem);
 
 // Leaves those switches that `list` names: numbers, ranges of them, names, names of groups, with commas between; and
-// of these a share in percent, 1 to 100, spread evenly, at least one. An empty list is all. Returns 0, or -1 with `problem`
-// filled when a word of the list is no switch of the fleet.
+// of these a share in percent, 1 to 100, spread evenly, at least one. An empty list is all. Returns 0, or -1 with
+// `problem` filled when a word of the list is no switch of the fleet.
 int keep_switches(fleet_description &fleet, const std::string &list, uint32_t percent, std::string &problem);
 
 // The address of the agent `number`, from 1, of the network A.B.0.0, given in host order: A.B.0.1 to A.B.0.254, then

@@ -70,8 +70,17 @@ def processes(folder):
     return kinds
 
 
+def handed_out(pid):
+    """KiB of memory without a name that the process holds open, which is in nobody's map: what a switch publishes."""
+    blocks = 0
+    for entry in pathlib.Path(f"/proc/{pid}/fd").iterdir():
+        if os.readlink(entry).startswith("/memfd:"):
+            blocks += os.stat(entry).st_blocks
+    return blocks // 2
+
+
 def memory(kinds):
-    """KiB a process of each kind: proportional, and its own anonymous memory."""
+    """KiB a process of each kind: proportional, its own anonymous memory, page tables, and memory without a name."""
     result = {}
     for kind, pids in kinds.items():
         rollups = [fields(f"/proc/{pid}/smaps_rollup") for pid in pids]
@@ -79,6 +88,10 @@ def memory(kinds):
         result[kind] = {"processes": len(pids)} | {
             f"{name.lower()}_kib_each": round(value / len(pids), 1) for name, value in total.items()
         }
+        tables = sum(fields(f"/proc/{pid}/status")["VmPTE"] for pid in pids)
+        result[kind]["page_tables_kib_each"] = round(tables / len(pids), 1)
+    published = [handed_out(pid) for pid in kinds["switchd"]]
+    result["switchd"]["published_kib_each"] = round(sum(published) / len(published), 1)
     return result
 
 

@@ -2,28 +2,31 @@
 
 import subprocess
 
-COLOURS = {"switchd": "#0b6e4f", "snmpd": "#d98324", "supervisor": "#999999", "rest": "#4477aa"}
+COLOURS = {
+    "switchd": "#0b6e4f",
+    "snmpd": "#d98324",
+    "supervisor": "#999999",
+    "published": "#4477aa",
+    "tables": "#b3394a",
+}
+KINDS = ("switchd", "snmpd", "supervisor")
 WIDTH = 0.7
 
 
 def memory_rows(figures):
-    """MiB a switch of the three kinds, and what else the machine gave for it: shared memory, the kernel's own."""
+    """MiB a switch: the memory that is each kind's own, what switches publish, and page tables."""
     rows = []
     for size in figures:
-        count = size["switches"]
-        kinds = [
-            size["memory"][kind]["pss_anon_kib_each"] * size["memory"][kind]["processes"] / count / 1024
-            for kind in ("switchd", "snmpd", "supervisor")
-        ]
-        rows.append([count, *kinds, max(0, size["machine_mib"] / count - sum(kinds))])
+        memory = size["memory"]
+        each = {kind: memory[kind]["processes"] / size["switches"] / 1024 for kind in KINDS}
+        own = [memory[kind]["pss_anon_kib_each"] * each[kind] for kind in KINDS]
+        tables = sum(memory[kind]["page_tables_kib_each"] * each[kind] for kind in KINDS)
+        rows.append([size["switches"], *own, memory["switchd"]["published_kib_each"] * each["switchd"], tables])
     return rows
 
 
 def idle_rows(figures):
-    return [
-        [size["switches"], *(size["idle"]["percent_of_one_cpu"][kind] for kind in ("switchd", "snmpd", "supervisor"))]
-        for size in figures
-    ]
+    return [[size["switches"], *(size["idle"]["percent_of_one_cpu"][kind] for kind in KINDS)] for size in figures]
 
 
 def time_rows(figures):
@@ -55,7 +58,8 @@ def draw(path, figures, folder):
     memory = write(folder / "memory.dat", memory_rows(figures))
     idle = write(folder / "idle.dat", idle_rows(figures))
     times = write(folder / "times.dat", time_rows(figures))
-    three = [("switchd", "switchd"), ("snmpd", "snmpd"), ("supervisor", "supervisor")]
+    three = [(kind, kind) for kind in KINDS]
+    parts = [*three, ("published", "published page"), ("tables", "page tables")]
     lines = [
         'set terminal svg size 1200,460 font "sans-serif,13" noenhanced background rgb "white"',
         f'set output "{path}"',
@@ -67,7 +71,7 @@ def draw(path, figures, folder):
         "set xrange [-0.6:*]",
         "set yrange [0:*]",
         "set title 'Memory, MiB a switch'",
-        stacked(memory, [*three, ("rest", "shared memory, kernel")]),
+        stacked(memory, parts),
         "set title 'Idle, percent of one CPU'",
         stacked(idle, three),
         "set title 'Seconds'",
