@@ -68,7 +68,7 @@ def draw(path, figures, folder):
         "set key below Left reverse noenhanced",
         "set xlabel 'switches in the fleet'",
         "set multiplot layout 1,3",
-        "set xrange [-0.6:*]",
+        f"set xrange [-0.6:{len(figures) - 0.4}]",
         "set yrange [0:*]",
         "set title 'Memory, MiB a switch'",
         stacked(memory, parts),
