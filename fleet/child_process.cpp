@@ -20,6 +20,7 @@ namespace {
 std::mutex running_lock;
 std::set<pid_t> running;
 bool passing_on;  // set before there are threads
+bool broken_off;  // a signal came; under the lock
 
 std::vector<char *> pointers_to(std::vector<std::string> &words) {
   std::vector<char *> pointers;
@@ -110,7 +111,8 @@ child_result run_child(const std::vector<std::string> &words) {
   pid_t child = -1;
   {
     const std::lock_guard<std::mutex> guard(running_lock);
-    child = spawn_piped(words, out[1], err[1], result.err);
+    child = broken_off ? -1 : spawn_piped(words, out[1], err[1], result.err);
+    result.err = broken_off ? words[0] + " was not started any more" : result.err;
     running.insert(child);
   }
   close(out[1]);
@@ -171,6 +173,7 @@ void pass_signals_on() {
   std::thread([taken] {
     for (int number = 0; sigwait(&taken, &number) == 0;) {
       const std::lock_guard<std::mutex> guard(running_lock);
+      broken_off = true;
       for (const pid_t each : running) {
         if (each > 0) {
           kill(each, SIGTERM);

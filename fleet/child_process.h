@@ -27,7 +27,7 @@ int start_daemon(const std::vector<std::string> &words, const std::string &log, 
 void for_each_at_once(size_t count, size_t at_once, const std::function<void(size_t)> &work);
 
 // From now on SIGINT and SIGTERM do not end this program but reach, as SIGTERM, what run_child is running: it ends by
-// its own rules. Called before there are threads.
+// its own rules, and nothing more is started. Called before there are threads.
 void pass_signals_on();
 
 #endif
