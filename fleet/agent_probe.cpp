@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr int kAskAgain = 100;  // milliseconds
+constexpr int kAskAgain = 100;     // milliseconds
+constexpr long kNap = 25'000'000;  // nanoseconds
 
 // A BER value of less than 128 octets.
 std::string ber(char tag, const std::string &content) {
@@ -52,7 +53,7 @@ bool agent_answers(const std::string &address, uint16_t port, const std::string 
     const bool came = sent && poll(&polled, 1, kAskAgain) > 0;
     answered = came && recv(fd, answer, sizeof answer, 0) > 0;
     if (!answered && (!sent || came)) {  // nobody listens there yet, and the kernel says so at once
-      const timespec nap = {0, kAskAgain / 4 * 1000000};
+      const timespec nap = {0, kNap};
       nanosleep(&nap, nullptr);
     }
   }

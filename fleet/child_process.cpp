@@ -24,6 +24,7 @@ bool broken_off;  // a signal came; under the lock
 
 std::vector<char *> pointers_to(std::vector<std::string> &words) {
   std::vector<char *> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string &word : words) {
     pointers.push_back(word.data());
   }
