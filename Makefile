@@ -5,15 +5,15 @@ BUILD := build/release
 DEPS := packaging/install-deps.sh
 
 .PHONY: all deps build demo run install package package-powerpc package-test test bench bench-micro \
-  bench-instructions bench-instructions-both target sizes flame-graph check fuzz model model-defects broken-exchanges \
-  monitoring monitoring-test soak soak_programs chaos fabric-rounds fabric-figures fabric_programs demo-fabric coverage \
-  mutate long bigendian powerpc-test clean
+  bench-instructions bench-instructions-both fleet-figures target sizes flame-graph check fuzz model model-defects \
+  broken-exchanges monitoring monitoring-test soak soak_programs chaos fabric-rounds fabric-figures fabric_programs \
+  demo-fabric coverage mutate long bigendian powerpc-test clean
 
 all: build
 
 # Everything that any target needs.
 deps:
-	$(DEPS) build demo test clients check bench instructions flame-graph package monitoring
+	$(DEPS) build demo fleet test clients check bench instructions flame-graph package monitoring
 
 # What ships: the module, the libraries beside it, switchd and vsanctl.
 build:
@@ -63,7 +63,7 @@ run: build
 
 # Every test, under the sanitizers as clang builds it, and then as it ships, by g++. Most tests wait most of the time.
 test:
-	$(DEPS) build demo test clients bench
+	$(DEPS) build demo fleet test clients bench
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan
 	ctest --test-dir build/asan --output-on-failure -j 6
@@ -156,6 +156,15 @@ sizes: target
 	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
 	cmake --build --preset release --target product bench_driver
 	python3 -B bench/sizes.py --build $(BUILD) --target $(TARGET) --out build/sizes
+
+# What fleets of SIZES switches cost: memory, start, idle CPU, a poller's walk over all. Writes docs/fleet.json and
+# docs/fleet.svg; a quarter of an hour of a machine that does nothing else. See docs/fleet.md.
+FLEET_SIZES := $(or $(SIZES),10 100 1000)
+fleet-figures:
+	$(DEPS) build demo bench fleet
+	cmake --preset release -DVSANMIB_BENCH=ON >/dev/null
+	cmake --build --preset release --target product fleet_walk
+	python3 -B bench/fleet/fleet_figures.py --build $(BUILD) --out docs --sizes "$(FLEET_SIZES)"
 
 # Pictures of where the agent spends its time, build/bench/flame-*.svg.
 flame-graph:

@@ -55,7 +55,8 @@ foreach(library switchagent switchplatform switchinterfaces switchhttp)
   endif()
 endforeach()
 
-foreach(program_and_folder switchd:${CMAKE_INSTALL_FULL_SBINDIR} vsanctl:${CMAKE_INSTALL_FULL_BINDIR})
+foreach(program_and_folder switchd:${CMAKE_INSTALL_FULL_SBINDIR} vsanctl:${CMAKE_INSTALL_FULL_BINDIR}
+    vsanfleet:${CMAKE_INSTALL_FULL_BINDIR})
   string(REGEX MATCH "^([^:]+):(.+)$" matched ${program_and_folder})
   set(program ${CMAKE_MATCH_1})
   set(folder ${CMAKE_MATCH_2})
@@ -65,7 +66,7 @@ foreach(program_and_folder switchd:${CMAKE_INSTALL_FULL_SBINDIR} vsanctl:${CMAKE
 endforeach()
 
 file(READ packaging/units/hardening.conf HARDENING)
-foreach(unit switchd.service switchd@.service)
+foreach(unit switchd.service switchd@.service vsanfleet@.service vsanfleet-host@.service)
   configure_file(packaging/units/${unit}.in ${PROJECT_BINARY_DIR}/packaging/${unit} @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/packaging/${unit} DESTINATION ${VSANMIB_UNITS})
 endforeach()
@@ -78,7 +79,9 @@ install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd
 install(DIRECTORY examples/scenarios DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
 install(DIRECTORY packaging/monitoring DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd
   FILES_MATCHING PATTERN *.yml PATTERN *.json)
-foreach(page install.md operating.md agent-configuration.md monitoring.md testing-an-nms.md vsanctl.schema.json)
+install(FILES packaging/fleet/statefulset.yaml DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
+foreach(page install.md operating.md agent-configuration.md monitoring.md testing-an-nms.md fleet.md fleet.svg
+    vsanctl.schema.json)
   install(FILES docs/${page} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd)
 endforeach()
 foreach(section 1 5 8)

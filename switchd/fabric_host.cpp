@@ -252,28 +252,25 @@ json known_of(const fabric_host &host) {
   return shown;
 }
 
-// A client that waits.
-struct waiting_client {
-  fabric_host *host;
-  message_server *server;
-  uint64_t connection;
-  uint64_t number;
-};
+waiting_client *wait_as(fabric_host *host, const message_request &request) {
+  host->waiting.push_back({host, request.server, request.connection, request.number});
+  return &host->waiting.back();
+}
 
-waiting_client *client_of(fabric_host *host, const message_request &request) {
-  return new waiting_client{host, request.server, request.connection, request.number};
+void answer_waiting(void *caller, const message_reply &reply) {
+  const waiting_client client = *static_cast<waiting_client *>(caller);
+  client.host->waiting.remove_if([caller](const waiting_client &each) { return &each == caller; });
+  message_server_answer(client.server, client.connection, client.number, reply);
 }
 
 void on_shown(void *caller, const json &lists) {
-  const auto *client = static_cast<waiting_client *>(caller);
-  json shown = known_of(*client->host);
+  json shown = known_of(*static_cast<waiting_client *>(caller)->host);
   if (lists.is_object()) {
     shown.update(lists);
   }
   message_reply reply;
   answer_json(shown, reply);
-  message_server_answer(client->server, client->connection, client->number, reply);
-  delete client;
+  answer_waiting(caller, reply);
 }
 
 void on_close_due(evutil_socket_t, short, void *context) {
@@ -298,8 +295,7 @@ int leave_now(fabric_host *host) {
 }
 
 void on_left(void *caller, bool done) {
-  const auto *client = static_cast<waiting_client *>(caller);
-  fabric_host *host = client->host;
+  fabric_host *host = static_cast<waiting_client *>(caller)->host;
   message_reply reply;
   reply.status = leave_now(host);
   if (reply.status == 0) {
@@ -307,8 +303,7 @@ void on_left(void *caller, bool done) {
              (done ? "" : ", which did not answer and lists it still as one that is not alive"));
     close_link_soon(host);
   }
-  message_server_answer(client->server, client->connection, client->number, reply);
-  delete client;
+  answer_waiting(caller, reply);
 }
 
 int join(fabric_host *host, const std::string &take_word) {
@@ -337,7 +332,7 @@ int leave(fabric_host *host, const message_request &request, message_reply &repl
     return kStatusBusy;
   }
   reply.later = true;
-  fabric_link_leave(host->link, on_left, client_of(host, request));
+  fabric_link_leave(host->link, on_left, wait_as(host, request));
   return 0;
 }
 
@@ -349,7 +344,7 @@ int fabric_host_show(fabric_host *host, const message_request &request, message_
     return 0;
   }
   reply.later = true;
-  fabric_link_show(host->link, on_shown, client_of(host, request));
+  fabric_link_show(host->link, on_shown, wait_as(host, request));
   return 0;
 }
 

@@ -2,6 +2,7 @@
 #ifndef SWITCHD_FABRIC_HOST_H
 #define SWITCHD_FABRIC_HOST_H
 
+#include <list>
 #include <string>
 
 #include "distribution.h"
@@ -13,6 +14,16 @@
 struct event_base;
 struct switch_managers;
 
+struct fabric_host;
+
+// A client whose answer comes later.
+struct waiting_client {
+  fabric_host *host;
+  message_server *server;
+  uint64_t connection;
+  uint64_t number;
+};
+
 // Owned by whoever hosts the switch.
 struct fabric_host {
   fabric_options options;
@@ -20,6 +31,7 @@ struct fabric_host {
   switch_managers *managers = nullptr;
   fabric_link *link = nullptr;  // null: by itself, or taken out by an operator
   event_ptr closing = {};       // closes the link when nothing of it is under way
+  std::list<waiting_client> waiting = {};
 };
 
 // The managers' way to the other switches. A lock that is played (single_switch_fabric) counts first.

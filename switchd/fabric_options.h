@@ -6,13 +6,13 @@
 #include <vector>
 
 struct fabric_options {
-  std::string name;  // empty: a switch by itself
-  std::vector<std::string> endpoints;
-  std::string ca;  // files
-  std::string cert;
-  std::string key;
-  std::string user;
-  std::string password_file;
+  std::string name = {};  // empty: a switch by itself
+  std::vector<std::string> endpoints = {};
+  std::string ca = {};  // files
+  std::string cert = {};
+  std::string key = {};
+  std::string user = {};
+  std::string password_file = {};
 };
 
 // What is wrong with a fabric's name, or with an endpoint; empty when nothing is.

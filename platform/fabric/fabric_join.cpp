@@ -21,15 +21,6 @@ std::string new_id() {
   return fabric_session_text(words[0]) + fabric_session_text(words[1]);
 }
 
-// What was read.
-struct fabric_found {
-  std::string id;
-  fabric_commit commit;  // number 0: nothing was committed yet
-  bool readable = true;
-  etcd_value lock;
-  int64_t revision = 0;
-};
-
 // Of the switch's own values, as the fabric's are written.
 fabric_commit own_commit(const fabric_link *link, const fabric_standing &standing, uint64_t number) {
   fabric_commit commit;
@@ -101,16 +92,8 @@ void take_theirs(fabric_link *link, const fabric_found &found) {
   enter(link, found);
 }
 
-// What is under way of a switch that gives its values to the fabric.
-struct given_values {
-  fabric_link *link;
-  fabric_found found;
-};
-
 void on_given(void *context, const etcd_answer &answer) {
-  const given_values given = std::move(*static_cast<given_values *>(context));
-  delete static_cast<given_values *>(context);
-  fabric_link *link = given.link;
+  auto *link = static_cast<fabric_link *>(context);
   if (answer.end != etcd_end::ok) {
     return fabric_away(link, answer.error);
   }
@@ -120,25 +103,25 @@ void on_given(void *context, const etcd_answer &answer) {
     }
     return fabric_sync(link);  // another switch was faster
   }
-  fabric_found found = given.found;
+  fabric_found found = std::move(link->given);
   found.revision = etcd_revision_of(answer.body);
   found.commit.revision = static_cast<uint64_t>(found.revision);
   take_theirs(link, found);
 }
 
 void give_ours(fabric_link *link, const fabric_standing &standing, const fabric_found &found) {
-  auto *given = new given_values{link, found};
-  given->found.commit = own_commit(link, standing, found.commit.number + 1);
+  link->given = found;
+  link->given.commit = own_commit(link, standing, found.commit.number + 1);
   const etcd_list compare = {
       etcd_compare_modified(link->keys.values, static_cast<int64_t>(found.commit.revision)),
       etcd_compare_created(link->keys.lock, 0),
   };
-  const fabric_commit &commit = given->found.commit;
+  const fabric_commit &commit = link->given.commit;
   const etcd_list success = {
       etcd_put(link->keys.values, fabric_commit_text(commit), 0),
       etcd_put(fabric_commit_key(link->keys, commit.number), fabric_commit_summary(commit, commit.timers), 0),
   };
-  etcd_call(link->client, "/v3/kv/txn", etcd_transaction(compare, success, {}), link->timings.request, on_given, given);
+  etcd_call(link->client, "/v3/kv/txn", etcd_transaction(compare, success, {}), link->timings.request, on_given, link);
 }
 
 // The switch and the fabric meet, or meet again after one of them was made anew.

@@ -51,12 +51,6 @@ void fabric_link_join(fabric_link *link, fabric_take take) {
 
 namespace {
 
-struct asked_lists {
-  fabric_link *link;
-  fabric_shown shown;
-  void *caller;
-};
-
 constexpr int64_t kShowTime = 1500;  // milliseconds; somebody waits for it
 
 json rows_changed(const std::vector<distribution_value> &values) {
@@ -104,15 +98,21 @@ json commit_rows(const fabric_keys &keys, const std::vector<etcd_value> &values)
   return rows;
 }
 
+// The asker, who waits no longer.
+fabric_asker take_asker(void *context) {
+  const fabric_asker asker = *static_cast<fabric_asker *>(context);
+  asker.link->askers.remove_if([context](const fabric_asker &each) { return &each == context; });
+  return asker;
+}
+
 void on_lists(void *context, const etcd_answer &answer) {
-  const auto *asked = static_cast<asked_lists *>(context);
+  const fabric_asker asker = take_asker(context);
   json lists;
   if (answer.end == etcd_end::ok) {
     const std::vector<etcd_value> values = etcd_values_of(answer.body);
-    lists = {{"switches", switch_rows(asked->link->keys, values)}, {"commits", commit_rows(asked->link->keys, values)}};
+    lists = {{"switches", switch_rows(asker.link->keys, values)}, {"commits", commit_rows(asker.link->keys, values)}};
   }
-  asked->shown(asked->caller, lists);
-  delete asked;
+  asker.shown(asker.caller, lists);
 }
 
 }  // namespace
@@ -121,21 +121,15 @@ void fabric_link_show(fabric_link *link, fabric_shown shown, void *caller) {
   const fabric_keys &keys = link->keys;
   const json all =
       etcd_transaction({}, {etcd_get_all(keys.members), etcd_get_all(keys.switches), etcd_get_all(keys.commits)}, {});
-  etcd_call(link->client, "/v3/kv/txn", all, kShowTime, on_lists, new asked_lists{link, shown, caller});
+  link->askers.push_back({link, shown, nullptr, caller});
+  etcd_call(link->client, "/v3/kv/txn", all, kShowTime, on_lists, &link->askers.back());
 }
 
 namespace {
 
-struct asked_leave {
-  fabric_link *link;
-  fabric_left left;
-  void *caller;
-};
-
 void on_left(void *context, const etcd_answer &answer) {
-  const asked_leave asked = *static_cast<asked_leave *>(context);
-  delete static_cast<asked_leave *>(context);
-  asked.left(asked.caller, answer.end == etcd_end::ok);
+  const fabric_asker asker = take_asker(context);
+  asker.left(asker.caller, answer.end == etcd_end::ok);
 }
 
 }  // namespace
@@ -147,6 +141,7 @@ void fabric_link_leave(fabric_link *link, fabric_left left, void *caller) {
   etcd_list with_lock = out;
   with_lock.push_back(etcd_delete(link->keys.lock));
   const etcd_list compare = {etcd_compare_modified(link->keys.lock, link->lock.modified)};
+  link->askers.push_back({link, nullptr, left, caller});
   etcd_call(link->client, "/v3/kv/txn", etcd_transaction(compare, holds ? with_lock : out, out), kShowTime, on_left,
-            new asked_leave{link, left, caller});
+            &link->askers.back());
 }

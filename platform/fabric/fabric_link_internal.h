@@ -2,6 +2,10 @@
 #ifndef PLATFORM_FABRIC_FABRIC_LINK_INTERNAL_H
 #define PLATFORM_FABRIC_FABRIC_LINK_INTERNAL_H
 
+#include <list>
+#include <string>
+#include <vector>
+
 #include "etcd_json.h"
 #include "event_ptr.h"
 #include "fabric_link.h"
@@ -20,6 +24,22 @@ struct fabric_pending {
   std::vector<distribution_value> changed = {};  // by it
 };
 
+// What was read of the fabric.
+struct fabric_found {
+  std::string id;
+  fabric_commit commit;  // number 0: nothing was committed yet
+  etcd_value lock;
+  int64_t revision = 0;
+};
+
+// Somebody who waits for an answer.
+struct fabric_asker {
+  fabric_link *link;
+  fabric_shown shown;  // of one who asks what there is
+  fabric_left left;    // of one who leaves
+  void *caller;
+};
+
 struct fabric_link {
   event_base *base;
   std::string name;
@@ -31,6 +51,8 @@ struct fabric_link {
   std::string why = "it was not reached yet";
   std::string id = {};
   fabric_take take = fabric_take::none;
+  fabric_found given = {};  // this switch's values, while they are given to the fabric
+  std::list<fabric_asker> askers = {};
 
   // The lease, and what tells that this switch lives.
   int64_t lease = 0;       // 0: none
@@ -39,7 +61,8 @@ struct fabric_link {
   std::string wwn = {};    // under which the switch is registered
   int64_t registered = 0;  // revision at which it wrote that last
   std::string shown_name = {};
-  event_ptr tick = {};  // the next sign of life, or try
+  void (*with_lease)(fabric_link *link) = nullptr;  // goes on when there is one
+  event_ptr tick = {};                              // the next sign of life, or try
   event_ptr register_soon = {};
   int64_t retry = 0;  // milliseconds until the next try
 

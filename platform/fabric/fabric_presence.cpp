@@ -10,23 +10,15 @@ using nlohmann::json;
 
 namespace {
 
-// One place at a time waits for a lease.
-struct asked_lease {
-  fabric_link *link;
-  void (*then)(fabric_link *link);
-};
-
 void on_lease(void *context, const etcd_answer &answer) {
-  const asked_lease asked = *static_cast<asked_lease *>(context);
-  delete static_cast<asked_lease *>(context);
-  fabric_link *link = asked.link;
+  auto *link = static_cast<fabric_link *>(context);
   const int64_t lease = json_number(answer.body, "ID");
   if (answer.end != etcd_end::ok || lease == 0) {
     return fabric_away(link, answer.error);
   }
   link->lease = lease;
   link->lease_ends = link->lease_sent + link->timings.lease;
-  asked.then(link);
+  link->with_lease(link);
 }
 
 void on_alive(void *context, const etcd_answer &answer) {
@@ -54,10 +46,10 @@ void fabric_take_lease(fabric_link *link, void (*then)(fabric_link *link)) {
   if (link->lease != 0) {
     return then(link);
   }
+  link->with_lease = then;
   link->lease_sent = monotonic_ms();
   const int64_t seconds = (link->timings.lease + 999) / 1000;
-  etcd_call(link->client, "/v3/lease/grant", {{"TTL", std::to_string(seconds)}}, link->timings.request, on_lease,
-            new asked_lease{link, then});
+  etcd_call(link->client, "/v3/lease/grant", {{"TTL", std::to_string(seconds)}}, link->timings.request, on_lease, link);
 }
 
 void fabric_keep_alive(fabric_link *link) {

@@ -254,7 +254,8 @@ TEST_F(History, ThatIsOverwrittenBeforeItIsReadIsWarnedOf) {
 }
 
 TEST(ManPages, AreSoundForTheirFormatter) {
-  for (const char *page : {"vsanctl.1", "switchd.8", "switchd.toml.5", "vsanmib.conf.5"}) {
+  for (const char *page :
+       {"vsanctl.1", "vsanfleet.1", "vsanfleet.toml.5", "switchd.8", "switchd.toml.5", "vsanmib.conf.5"}) {
     const program_result result =
         run_program("/usr/bin/mandoc", {"-T", "lint", "-W", "warning", std::string(SOURCE "/docs/man/") + page});
     EXPECT_EQ(result.code, 0) << result.out << result.err;

@@ -30,6 +30,26 @@ TEST_F(Topology, WithoutAFileThereIsTheDefaultVsanAlone) {
   EXPECT_EQ(standard.timers.size(), 4U);
 }
 
+TEST_F(Topology, TheFabricIsTakenWithAllItsKeysAndItsErrorsAreNamed) {
+  fabric_options fabric;
+  ASSERT_EQ(parse_topology("[fabric]\nname = \"lab\"\nendpoints = [\"http://a:1\", \"https://b\"]\nca = \"ca.pem\"\n"
+                           "cert = \"c.pem\"\nkey = \"k.pem\"\nuser = \"u\"\npassword_file = \"p\"\n",
+                           "t", change, error, &fabric),
+            0)
+      << error;
+  EXPECT_EQ(fabric.name, "lab");
+  EXPECT_EQ(fabric.endpoints, (std::vector<std::string>{"http://a:1", "https://b"}));
+  EXPECT_EQ(fabric.ca + fabric.cert + fabric.key + fabric.user + fabric.password_file, "ca.pemc.pemk.pemup");
+  for (const auto &[text, problem] :
+       {std::pair{"[fabric]\nname = \"a b\"\n", "t:2: fabric.name: \"a b\""},
+        std::pair{"[fabric]\nendpoints = \"http://a\"\n", "t:2: fabric.endpoints: a list"},
+        std::pair{"[fabric]\nendpoints = [\"a\"]\n", "t:2: fabric.endpoints: \"a\""},
+        std::pair{"[fabric]\nport = 1\n", "t:2: fabric.port: unknown key"}}) {
+    EXPECT_EQ(parse_topology(text, "t", change, error), -1);
+    EXPECT_EQ(error.find(problem), 0U) << error;
+  }
+}
+
 TEST_F(Topology, LettersOfAnyLanguageAreSoundInAText) {
   ASSERT_EQ(read("# \xD0\x9B\n[switch]\nname = \"\"\"\\\n  \xC3\xB6\xEF\xBA\xBF \\\n  \xD0\x9B\"\"\"\n"), 0) << error;
   EXPECT_EQ(change.settings.name, "\xC3\xB6\xEF\xBA\xBF \xD0\x9B");

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "client_call.h"
 #include "fake_manager.h"
@@ -29,6 +31,32 @@ TEST(MessageServer, SocketIsForOwnerAndGroupAndGoesWithTheServer) {
     EXPECT_TRUE(S_ISSOCK(found.st_mode));
   }
   EXPECT_NE(stat((dir.path + "/vsan-manager.sock").c_str(), &found), 0);
+}
+
+TEST(MessageServer, AnAnswerThatComesLaterHoldsNobodyElseUp) {
+  const private_dir dir;
+  fake_manager manager(dir.path);
+  std::atomic<uint64_t> connection = 0, number = 0;
+  manager.answer = [&](const message_request &request, message_reply &reply) {
+    reply.later = request.payload.size() == 5;  // "later"
+    if (reply.later) {
+      connection = request.connection;
+      number = request.number;
+    }
+  };
+  std::thread waits([] { EXPECT_EQ(call("later", {.opcode = 1}).status, 7); });
+  while (number == 0) {
+    usleep(1000);
+  }
+  manager.in_loop([&] {
+    EXPECT_TRUE(message_server_is_awaited(manager.server, connection, number));
+    EXPECT_FALSE(message_server_is_awaited(manager.server, connection, number + 1));
+    message_server_answer(manager.server, connection, number, {7, {}});
+    EXPECT_FALSE(message_server_is_awaited(manager.server, connection, number));
+    message_server_answer(manager.server, connection, number, {8, {}});  // nobody waits for it
+  });
+  waits.join();
+  EXPECT_EQ(manager.counters().refused, 1U);
 }
 
 TEST(MessageServer, SecondServerIsRefusedWhileTheFirstLives) {
