@@ -143,6 +143,12 @@ void decide(fabric_link *link, const fabric_found &found) {
   const fabric_standing standing = link->owner.standing(link->owner.context);
   const bool known = standing.fabric == link->name && standing.fabric_id == found.id &&
                      found.commit.revision >= standing.revision && standing.session.enabled != 0;
+  // A commit of this switch was under way when it read, and came in between: what it read was right before that.
+  const bool outrun = standing.fabric_id == found.id && found.commit.revision < standing.revision &&
+                      found.commit.revision >= link->sync_from;
+  if (outrun) {
+    return fabric_sync(link);
+  }
   if (!known) {
     return merge(link, standing, found);
   }
@@ -232,6 +238,7 @@ void fabric_sync(fabric_link *link) {
     return;
   }
   link->syncing = true;
+  link->sync_from = link->owner.standing(link->owner.context).revision;
   link->following = false;
   etcd_unwatch(link->client);
   const fabric_keys &keys = link->keys;

@@ -68,6 +68,7 @@ struct fabric_link {
 
   // What is read, and then watched.
   bool syncing = false;
+  uint64_t sync_from = 0;  // revision that was applied when it was asked
   bool following = false;  // the watch tells everything from here on
   bool compacted = false;  // what happened since the applied commit is gone: the values are taken whole
   uint64_t applied = 0;    // revision

@@ -311,6 +311,25 @@ TEST_F(Fabric, ACommitThatNeverArrivedLeavesTheSessionOpen) {
   EXPECT_EQ(one.standing.values[0].value, 2600U);
 }
 
+// What was read before the commit was done is answered behind it.
+TEST_F(Fabric, ACommitThatOvertakesTheReadingOfTheFabricIsNoConflict) {
+  join(one);
+  ASSERT_EQ(open(one), 0);
+  ASSERT_EQ(commit(one, {{0, 7, 2500}}), 0);
+  ASSERT_EQ(open(one), 0);
+  etcd.slow_write = 120;
+  etcd.slow_read = 180;
+  const values all = {{0, 7, 2600}, {0, 8, 10000}};
+  ASSERT_EQ(fabric_link_commit(one.link, {{0, 7, 2600}}, all), kDistributionOutcome);
+  ASSERT_TRUE(fake_end_watch(&etcd)) << "upon which it reads again";
+  ASSERT_TRUE(until([&] { return etcd.slow_read == 0; }));
+  ASSERT_EQ(one.applied.size(), 1U) << "it was read while the commit was on its way";
+  ASSERT_TRUE(until([&] { return one.applied.size() == 2; }));
+  turn_for(200);
+  EXPECT_EQ(phase(one), fabric_phase::member) << testing::PrintToString(one.log);
+  EXPECT_FALSE(said(one, "not joined")) << testing::PrintToString(one.log);
+}
+
 // The first attempt is still on its way when the switch has looked for it.
 TEST_F(Fabric, ACommitThatArrivesAfterItWasLookedForIsNotDone) {
   join(one);

@@ -3,6 +3,7 @@
 #include <event2/event.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "monotonic_clock.h"
 
@@ -224,7 +225,18 @@ void do_one(fake_etcd *etcd, uint64_t number) {
     request.silent = true;
     return;
   }
+  if (writes && etcd->slow_write > 0) {
+    request.done_at = monotonic_ms() + std::exchange(etcd->slow_write, 0);
+  }
+  if (request.done_at > monotonic_ms()) {
+    return;
+  }
   const json body = answer_of(etcd, request.url, request.body);
+  if (etcd->slow_read > 0 && request.body.find(base64_of("/switch/lab/id")) != std::string::npos) {
+    request.told_at = monotonic_ms() + std::exchange(etcd->slow_read, 0);
+    request.answer = {200, body.dump(), ""};
+    return;
+  }
   if (writes && etcd->lost_answers > 0) {
     --etcd->lost_answers;
     request.silent = true;
@@ -274,6 +286,10 @@ void on_turn(evutil_socket_t, short, void *context) {
       tell_watch(etcd, found->second);
     } else if (!is_watch(found->second) && found->second.silent && found->second.ends <= monotonic_ms()) {
       finish(etcd, number, {0, "", "timed out"});
+    } else if (found->second.told_at != 0) {
+      if (found->second.told_at <= monotonic_ms()) {
+        finish(etcd, number, http_outcome(found->second.answer));
+      }
     } else if (!is_watch(found->second) && !found->second.silent) {
       do_one(etcd, number);
     }
@@ -324,4 +340,13 @@ http_transport fake_etcd_transport(fake_etcd *etcd) {
     event_add(etcd->timer.get(), &kTurn);
   }
   return {new fake_port{etcd}, start, cancel, close_transport};
+}
+
+bool fake_end_watch(fake_etcd *etcd) {
+  const auto found = std::ranges::find_if(etcd->requests, [](const auto &each) { return is_watch(each.second); });
+  if (found == etcd->requests.end()) {
+    return false;
+  }
+  finish(etcd, found->first, {0, "", "the stream ended"});
+  return true;
 }

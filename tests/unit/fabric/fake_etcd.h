@@ -32,6 +32,9 @@ struct fake_request {
   http_done done = nullptr;
   void *caller = nullptr;
   bool silent = false;   // its answer is lost
+  int64_t done_at = 0;   // when it is done, if later than it came
+  int64_t told_at = 0;   // when its answer comes, if later than it was done
+  http_outcome answer = {};
   size_t told = 0;       // events that its watch has been told
   bool created = false;  // its watch said so
   std::string prefix;
@@ -53,6 +56,8 @@ struct fake_etcd {
   int lost_requests = 0;      // so many of the next transactions that write never arrive
   int lost_answers = 0;       // so many of the next ones that write are done, and not answered
   int64_t late = 0;           // for so many milliseconds the next one that writes is not done, nor answered
+  int64_t slow_write = 0;     // the next one that writes is done so many milliseconds later
+  int64_t slow_read = 0;      // the next look at the whole fabric is answered so many milliseconds later
   bool watch_stands = false;  // watches tell nothing
   std::string user = {};      // that is asked for
   std::string password = {};
@@ -69,5 +74,7 @@ http_transport fake_etcd_transport(fake_etcd *etcd);
 void fake_put(fake_etcd *etcd, const std::string &key, const std::string &value, int64_t lease = 0);
 void fake_delete(fake_etcd *etcd, const std::string &key);
 void fake_end_lease(fake_etcd *etcd, int64_t lease);
+// Ends one watch. Returns whether there was one.
+bool fake_end_watch(fake_etcd *etcd);
 
 #endif
