@@ -213,6 +213,16 @@ bool fabric_host_open(fabric_host *host, std::string &error) {
   return open_link(host, error);
 }
 
+void fabric_host_look(fabric_host *host) {
+  const switch_settings &settings = host->managers->state.settings;
+  if (host->link == nullptr || (host->name == settings.name && host->wwn == settings.wwn)) {
+    return;
+  }
+  host->name = settings.name;
+  host->wwn = settings.wwn;
+  fabric_link_look(host->link);
+}
+
 void fabric_host_close(fabric_host *host) {
   host->closing.reset();
   close_link(host);

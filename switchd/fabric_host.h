@@ -30,7 +30,9 @@ struct fabric_host {
   event_base *base = nullptr;
   switch_managers *managers = nullptr;
   fabric_link *link = nullptr;  // null: by itself, or taken out by an operator
-  event_ptr closing = {};       // closes the link when nothing of it is under way
+  std::string name = {};        // of the switch, as the link was told last, and its world wide name
+  uint64_t wwn = 0;
+  event_ptr closing = {};  // closes the link when nothing of it is under way
   std::list<waiting_client> waiting = {};
 };
 
@@ -41,6 +43,9 @@ distribution_engine fabric_host_engine(fabric_host *host);
 // filled when its library or the file of the password cannot be used.
 bool fabric_host_open(fabric_host *host, std::string &error);
 void fabric_host_close(fabric_host *host);
+
+// To be called after each change of the switch: its name or its world wide name may be another.
+void fabric_host_look(fabric_host *host);
 
 // The commands of an operator; the answers are JSON texts. kOpFabric in requests.h tells of what.
 int fabric_host_show(fabric_host *host, const message_request &request, message_reply &reply);

@@ -88,6 +88,7 @@ void on_changed(void *context) {
   if (told.enabled != session.enabled || told.show_running != session.show_running) {
     publish_distribution(host);
   }
+  fabric_host_look(&host.fabric);
   if (host.notifications != nullptr) {
     notification_server_pump(host.notifications);
   }

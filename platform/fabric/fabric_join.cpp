@@ -238,6 +238,9 @@ void fabric_sync(fabric_link *link) {
     return;
   }
   link->syncing = true;
+  if (link->registered == 0 && link->lock.modified == 0) {
+    link->wwn = link->owner.standing(link->owner.context).wwn;
+  }
   link->sync_from = link->owner.standing(link->owner.context).revision;
   link->following = false;
   etcd_unwatch(link->client);

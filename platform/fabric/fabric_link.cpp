@@ -135,7 +135,10 @@ void on_left(void *context, const etcd_answer &answer) {
 }  // namespace
 
 void fabric_link_leave(fabric_link *link, fabric_left left, void *caller) {
-  const etcd_list out = {etcd_delete(link->keys.switches + link->wwn), etcd_delete(link->keys.members + link->wwn)};
+  etcd_list out;
+  if (link->registered != 0) {  // else the name may be another's
+    out = {etcd_delete(link->keys.switches + link->wwn), etcd_delete(link->keys.members + link->wwn)};
+  }
   // The lock goes along, when it is ours.
   const bool holds = link->lock.modified != 0 && link->lock.wwn == link->wwn;
   etcd_list with_lock = out;

@@ -106,6 +106,8 @@ void fabric_take_lease(fabric_link *link, void (*then)(fabric_link *link));
 void fabric_keep_alive(fabric_link *link);
 // Writes what this switch is and has applied, a moment later: of many commits the last one is enough.
 void fabric_register_soon(fabric_link *link, bool at_once);
+// The switch has another world wide name: it leaves the lists under the old one and joins under the new one.
+void fabric_go_by(fabric_link *link, const std::string &wwn);
 
 // fabric_watch.cpp: follows from the revision on.
 void fabric_follow(fabric_link *link, uint64_t from);

@@ -88,9 +88,7 @@ void on_register(evutil_socket_t, short, void *context) {
   const fabric_standing standing = link->owner.standing(link->owner.context);
   fabric_switch self;
   self.name = standing.name;
-  // A lock is held under the name that it was taken with.
-  const bool holds = link->lock.modified != 0 && link->lock.wwn == link->wwn;
-  self.wwn = holds ? link->wwn : standing.wwn;
+  self.wwn = link->wwn;
   self.version = standing.version;
   self.pid = getpid();
   self.store = standing.store;
@@ -98,14 +96,8 @@ void on_register(evutil_socket_t, short, void *context) {
   self.commit = standing.commit;
   self.applied_at = link->applied_at;
   const std::string text = fabric_switch_text(self);
-  etcd_list operations = {etcd_put(link->keys.switches + self.wwn, text, link->lease),
-                          etcd_put(link->keys.members + self.wwn, text, 0)};
-  if (link->wwn != self.wwn) {
-    operations.push_back(etcd_delete(link->keys.switches + link->wwn));
-    operations.push_back(etcd_delete(link->keys.members + link->wwn));
-    link->wwn = self.wwn;
-    link->registered = 0;
-  }
+  const etcd_list operations = {etcd_put(link->keys.switches + self.wwn, text, link->lease),
+                                etcd_put(link->keys.members + self.wwn, text, 0)};
   const std::string key = link->keys.switches + self.wwn;
   const etcd_list compare = {etcd_compare_modified(key, link->registered)};
   etcd_call(link->client, "/v3/kv/txn", etcd_transaction(compare, operations, {etcd_get(key)}), link->timings.request,
@@ -113,6 +105,18 @@ void on_register(evutil_socket_t, short, void *context) {
 }
 
 }  // namespace
+
+void fabric_go_by(fabric_link *link, const std::string &wwn) {
+  if (link->registered != 0) {
+    const etcd_list gone = {etcd_delete(link->keys.switches + link->wwn), etcd_delete(link->keys.members + link->wwn)};
+    etcd_call(
+        link->client, "/v3/kv/txn", etcd_transaction({}, gone, {}), link->timings.request,
+        [](void *, const etcd_answer &) {}, link);
+  }
+  link->wwn = wwn;
+  link->registered = 0;
+  fabric_sync(link);
+}
 
 void fabric_register_soon(fabric_link *link, bool at_once) {
   if (!link->register_soon) {

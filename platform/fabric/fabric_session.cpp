@@ -167,6 +167,20 @@ void fabric_check_await(fabric_link *link) {
   }
 }
 
+namespace {
+
+// A lock that was lost while this switch stood still is found out by the SET that takes a new one.
+void tell_of_former(fabric_link *link) {
+  const distribution_session session = link->owner.standing(link->owner.context).session;
+  if (session.open != 0 && session.lost == 0 && session.number != link->granted) {
+    fabric_log(
+        link, true,
+        "session " + fabric_session_text(session.number) + " lost: its lock is gone; its values go on in the next one");
+  }
+}
+
+}  // namespace
+
 void fabric_finish(fabric_link *link, int status) {
   if (!link->pending.busy) {
     return;
@@ -180,6 +194,7 @@ void fabric_finish(fabric_link *link, int status) {
     link->granted = 0;
   }
   if (operation == fabric_operation::lock && status == 0) {
+    tell_of_former(link);
     fabric_log(
         link, false,
         "session " + fabric_session_text(link->granted) + " opened at revision " + std::to_string(link->lock.modified));
@@ -371,7 +386,8 @@ void fabric_reconcile(fabric_link *link) {
   if (link->unresolved) {
     return fence(link);
   }
-  const distribution_session session = link->owner.standing(link->owner.context).session;
+  const fabric_standing standing = link->owner.standing(link->owner.context);
+  const distribution_session &session = standing.session;
   const bool open = session.open != 0 && session.lost == 0;
   if (is_ours(link) && open && session.number == link->lock.session) {
     // Taken under the lease of the switch as it ran before.
@@ -385,7 +401,11 @@ void fabric_reconcile(fabric_link *link) {
     return change_lock(link, etcd_delete(link->keys.lock));
   }
   if (open) {
-    lose(link, session.number);
+    return lose(link, session.number);
+  }
+  // Not while it holds a lock, which is known by the name that it was taken with.
+  if (standing.wwn != link->wwn) {
+    fabric_go_by(link, standing.wwn);
   }
 }
 
@@ -401,7 +421,7 @@ void fabric_link_look(fabric_link *link) {
     return;
   }
   const fabric_standing standing = link->owner.standing(link->owner.context);
-  if (standing.name != link->shown_name || standing.wwn != link->wwn) {
+  if (standing.name != link->shown_name) {
     fabric_register_soon(link, true);
   }
   fabric_reconcile(link);

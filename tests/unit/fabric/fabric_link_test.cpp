@@ -3,6 +3,7 @@
 
 #include <event2/event.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <functional>
 #include <memory>
@@ -533,6 +534,45 @@ TEST_F(Fabric, ANamesakeIsNotLetIn) {
   start(two);
   ASSERT_TRUE(until([&] { return phase(two) == fabric_phase::conflict; }));
   EXPECT_NE(fabric_link_view(two.link).why.find("one lives under the same world wide name"), std::string::npos);
+}
+
+TEST_F(Fabric, AnotherWorldWideNameIsJoinedUnderAndTheOldOneGone) {
+  join(one);
+  const std::string before = one.standing.wwn;
+  ASSERT_TRUE(until([&] { return etcd.values.count("/switch/lab/switches/" + before) == 1; }));
+  turn_for(20);
+  ASSERT_EQ(open(one), 0);
+  one.standing.wwn = "20:00:00:00:00:00:00:09";
+  fabric_link_look(one.link);
+  turn_for(100);
+  EXPECT_EQ(commit(one, {{0, 7, 2500}}), 0) << "the lock is the old name's";
+  ASSERT_TRUE(until([&] { return etcd.values.count("/switch/lab/switches/" + one.standing.wwn) == 1; }));
+  EXPECT_TRUE(until([&] { return etcd.values.count("/switch/lab/members/" + before) == 0; }));
+  EXPECT_EQ(open(one), 0);
+}
+
+TEST_F(Fabric, ANameThatIsTakenKeepsTheSwitchOutAndItsOwnerIn) {
+  join(one);
+  join(two);
+  two.standing.wwn = one.standing.wwn;
+  fabric_link_look(two.link);
+  ASSERT_TRUE(until([&] { return phase(two) == fabric_phase::conflict; }));
+  bool left = false;
+  fabric_link_leave(
+      two.link, [](void *caller, bool done) { *static_cast<bool *>(caller) = done; }, &left);
+  ASSERT_TRUE(until([&] { return left; }));
+  EXPECT_EQ(fabric_switch_of(etcd.values["/switch/lab/switches/" + one.standing.wwn].value).name, "one");
+}
+
+TEST_F(Fabric, ASwitchThatStoodStillForLongerThanItsLeaseGoesOnInANewSessionAndSaysSo) {
+  join(one);
+  ASSERT_EQ(open(one), 0);
+  const uint64_t before = one.standing.session.number;
+  usleep(1200 * 1000);
+  etcd.watch_stands = true;  // nobody has told it yet
+  ASSERT_EQ(open(one), 0);
+  EXPECT_NE(one.standing.session.number, before);
+  EXPECT_TRUE(said(one, "its values go on in the next one"));
 }
 
 TEST_F(Fabric, ValuesThatSomebodyElseSpoiledChangeNothing) {
