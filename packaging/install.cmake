@@ -75,7 +75,7 @@ install(FILES ${PROJECT_BINARY_DIR}/packaging/vsanmib.conf
   DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/snmp/snmpd.conf.d)
 
 file(GLOB TOPOLOGIES packaging/topologies/*.toml)
-install(FILES ${TOPOLOGIES} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
+install(FILES ${TOPOLOGIES} packaging/units/fabric.conf DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
 install(DIRECTORY examples/scenarios DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd/examples)
 install(DIRECTORY packaging/monitoring DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/switchd
   FILES_MATCHING PATTERN *.yml PATTERN *.json)
