@@ -280,7 +280,7 @@ soak_programs:
 
 # All that takes long, one after the other: most of three hours, by what each took by itself.
 .NOTPARALLEL:
-long: package-test monitoring-test coverage mutate model model-defects broken-exchanges chaos soak fuzz
+long: package-test monitoring-test coverage mutate model model-defects broken-exchanges chaos soak fabric-rounds fuzz
 
 clean:
 	rm -rf build

@@ -1,6 +1,6 @@
 #!/bin/bash
-# A fabric in front of your eyes: three switches of one etcd, each with a stock snmpd and the module. A timer that is set
-# over SNMP at one is pending there and in force nowhere; a commit brings it into force everywhere.
+# A fabric in front of your eyes: three switches of one etcd, each with a stock snmpd and the module. A timer that is
+# set over SNMP at one is pending there and in force nowhere; a commit brings it into force everywhere.
 # Every step checks what it shows; the exit status is 0 only when all did what they say.
 set -euo pipefail
 HERE=$(cd "$(dirname "$0")" && pwd)

@@ -1,4 +1,4 @@
-"""Stock agents with the module, and SNMP v2c for them: one GET or SET of one value a call, over a socket that is kept."""
+"""Stock agents with the module, and SNMP v2c for them: one GET or SET of one value a call, over one socket."""
 
 import itertools
 import socket

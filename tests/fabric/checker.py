@@ -111,7 +111,7 @@ class Etcd:
         wanted = cells(old["timers"]) | cells(said["changed"])
         given = cells(now["timers"])
         if old["commit"] == 0:  # upon it stands what every switch had
-            wanted, given = (in_force(each["changed" if each is said else "timers"], self.first) for each in (said, now))
+            wanted, given = (in_force(timers, self.first) for timers in (said["changed"], now["timers"]))
         if given != wanted:
             self.report("whole commits", "a commit is not what was in force with its changes", record, line)
         return None
@@ -459,8 +459,8 @@ class Checker:
 
     def check_unnamed(self, op):
         """Who holds the lock is asked once more for the text, and may have given it back."""
-        ended = [line for line in (*self.of["session"], *self.of["applied"])
-                 if line.get("what") != "opened" and op["invoke"] - NEAR < line["seen"] < op["return"] + NEAR]  # fmt: skip
+        ends = [line for line in (*self.of["session"], *self.of["applied"]) if line.get("what") != "opened"]
+        ended = [line for line in ends if op["invoke"] - NEAR < line["seen"] < op["return"] + NEAR]
         self.counts["refusals that name nobody: the lock came free"] += bool(ended)
         if not ended:
             self.report("the holder is named", "the refusal names no switch", op)

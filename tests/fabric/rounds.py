@@ -464,9 +464,8 @@ class Conductor:
                            for name, said in shown.items()})  # fmt: skip
 
     def died(self):
-        there = [(name, each.process) for name, each in (*self.there.items(), *(
-            (name, type("", (), {"process": process})) for name, process in self.etcd.processes.items()))]  # fmt: skip
-        return [f"{name} ended by itself: {process.returncode}" for name, process in there
+        there = {name: each.process for name, each in self.there.items()} | self.etcd.processes
+        return [f"{name} ended by itself: {process.returncode}" for name, process in there.items()
                 if process.poll() is not None]  # fmt: skip
 
     def end_sessions(self, end):
