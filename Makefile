@@ -13,7 +13,7 @@ all: build
 
 # Everything that any target needs.
 deps:
-	$(DEPS) build demo fleet test clients check bench instructions flame-graph package monitoring
+	$(DEPS) build demo fleet fabric test clients check bench instructions flame-graph package monitoring
 
 # What ships: the module, the libraries beside it, switchd and vsanctl.
 build:
@@ -63,7 +63,7 @@ run: build
 
 # Every test, under the sanitizers as clang builds it, and then as it ships, by g++. Most tests wait most of the time.
 test:
-	$(DEPS) build demo fleet test clients bench
+	$(DEPS) build demo fleet fabric test clients bench
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan
 	ctest --test-dir build/asan --output-on-failure -j 6

@@ -349,7 +349,8 @@ int leave(fabric_host *host, const message_request &request, message_reply &repl
 }  // namespace
 
 int fabric_host_show(fabric_host *host, const message_request &request, message_reply &reply) {
-  if (host->link == nullptr) {
+  // One that did not answer a moment ago is not waited for.
+  if (host->link == nullptr || fabric_link_view(host->link).phase == fabric_phase::unreachable) {
     answer_json(known_of(*host), reply);
     return 0;
   }

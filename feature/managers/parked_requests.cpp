@@ -3,12 +3,24 @@
 #include <utility>
 
 #include "managers.h"
+#include "monotonic_clock.h"
 #include "opcode_table.h"
 #include "statuses.h"
 
 namespace {
 
 constexpr size_t kParkedMax = 64;
+constexpr int64_t kAskedTwiceWithin = 1500;  // milliseconds: a client waits for five seconds, and an engine takes three
+
+// What is put aside once more, after it waited for another one's operation. Returns whether it still may.
+bool may_wait_on(switch_managers &managers, int64_t since) {
+  if (monotonic_ms() - since > kAskedTwiceWithin) {
+    managers.parked.pop_back();
+    return false;
+  }
+  managers.parked.back().since = since;
+  return true;
+}
 
 }  // namespace
 
@@ -26,7 +38,8 @@ void park_request(switch_managers &managers, std::span<const opcode_row> rows, c
                              {request.payload.begin(), request.payload.end()},
                              std::string(request.user),
                              std::string(request.session),
-                             again});
+                             again,
+                             monotonic_ms()});
 }
 
 void answer_parked(switch_managers &managers, int status) {
@@ -42,6 +55,9 @@ void answer_parked(switch_managers &managers, int status) {
     reply.status = status;
     if (status == 0 && parked.handled_again) {
       answer_by_table(parked.rows, managers, request, reply);
+    }
+    if (reply.later && !may_wait_on(managers, parked.since)) {
+      reply = {kStatusFabricAway, {}};
     }
     if (!reply.later) {
       message_server_answer(request.server, request.connection, request.number, reply);

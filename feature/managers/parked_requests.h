@@ -21,6 +21,7 @@ struct parked_request {
   std::string user;
   std::string session;
   bool handled_again;  // else its status is what the engine ends with
+  int64_t since;       // monotonic milliseconds
 };
 
 // Keeps a request whose handler answered kDistributionAgain or kDistributionOutcome. One too many is answered

@@ -55,11 +55,12 @@ struct fabric_link {
   std::list<fabric_asker> askers = {};
 
   // The lease, and what tells that this switch lives.
-  int64_t lease = 0;       // 0: none
-  int64_t lease_sent = 0;  // when it was asked for last; monotonic milliseconds
-  int64_t lease_ends = 0;  // until then etcd keeps it for sure
-  std::string wwn = {};    // under which the switch is registered
-  int64_t registered = 0;  // revision at which it wrote that last
+  int64_t lease = 0;             // 0: none
+  int64_t lease_sent = 0;        // when it was asked for last; monotonic milliseconds
+  int64_t lease_ends = 0;        // until then etcd keeps it for sure
+  std::string wwn = {};          // under which the switch is registered
+  std::string registering = {};  // under which it wrote itself last
+  int64_t registered = 0;        // revision at which it wrote that last
   std::string shown_name = {};
   void (*with_lease)(fabric_link *link) = nullptr;  // goes on when there is one
   event_ptr tick = {};                              // the next sign of life, or try

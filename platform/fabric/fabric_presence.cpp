@@ -64,6 +64,9 @@ constexpr int kRegisterSpread = 400;  // milliseconds over which many switches s
 
 void on_registered(void *context, const etcd_answer &answer) {
   auto *link = static_cast<fabric_link *>(context);
+  if (link->registering != link->wwn) {
+    return;  // it goes by another name since
+  }
   if (answer.end == etcd_end::refused && answer.code == kEtcdNotFound) {
     link->lease = 0;
     return fabric_sync(link);
@@ -95,6 +98,8 @@ void on_register(evutil_socket_t, short, void *context) {
   self.revision = standing.revision;
   self.commit = standing.commit;
   self.applied_at = link->applied_at;
+  link->shown_name = standing.name;
+  link->registering = link->wwn;
   const std::string text = fabric_switch_text(self);
   const etcd_list operations = {etcd_put(link->keys.switches + self.wwn, text, link->lease),
                                 etcd_put(link->keys.members + self.wwn, text, 0)};
@@ -115,6 +120,7 @@ void fabric_go_by(fabric_link *link, const std::string &wwn) {
   }
   link->wwn = wwn;
   link->registered = 0;
+  link->lease = 0;  // what hangs on it, and may be on its way still, goes with it
   fabric_sync(link);
 }
 

@@ -80,8 +80,13 @@ void remove_stale(fabric_link *link, const fabric_lock &lock) {
 void on_lock(void *context, const etcd_answer &answer) {
   auto *link = static_cast<fabric_link *>(context);
   link->pending.calling = false;
+  // This switch was not heard of for too long: it asks again with a new lease.
+  if (answer.end == etcd_end::refused && answer.code == kEtcdNotFound) {
+    link->lease = 0;
+    wait_until(link, link->pending.ends);
+    return fabric_sync(link);
+  }
   if (answer.end != etcd_end::ok) {
-    link->lease = answer.end == etcd_end::refused && answer.code == kEtcdNotFound ? 0 : link->lease;
     fabric_away(link, answer.error);
     return fabric_finish(link, kStatusFabricAway);
   }
