@@ -31,9 +31,9 @@ struct fake_request {
   http_line line = nullptr;
   http_done done = nullptr;
   void *caller = nullptr;
-  bool silent = false;   // its answer is lost
-  int64_t done_at = 0;   // when it is done, if later than it came
-  int64_t told_at = 0;   // when its answer comes, if later than it was done
+  bool silent = false;  // its answer is lost
+  int64_t done_at = 0;  // when it is done, if later than it came
+  int64_t told_at = 0;  // when its answer comes, if later than it was done
   http_outcome answer = {};
   size_t told = 0;       // events that its watch has been told
   bool created = false;  // its watch said so
