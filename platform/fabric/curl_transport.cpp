@@ -75,10 +75,10 @@ void finish_all(curl_transport *transport) {
   int left = 0;
   while (const CURLMsg *message = curl_multi_info_read(transport->multi, &left)) {
     if (message->msg == CURLMSG_DONE) {
-      char *number = nullptr;
+      char *kept = nullptr;
       const CURLcode code = message->data.result;
-      curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &number);
-      finish(transport, static_cast<uint64_t>(reinterpret_cast<uintptr_t>(number)), code);
+      curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &kept);
+      finish(transport, reinterpret_cast<curl_request *>(kept)->number, code);
     }
   }
 }
@@ -183,7 +183,7 @@ void describe(curl_transport *transport, curl_request &kept, const http_request 
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, take_input);
   curl_easy_setopt(handle, CURLOPT_WRITEDATA, &kept);
   curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, kept.error);
-  curl_easy_setopt(handle, CURLOPT_PRIVATE, reinterpret_cast<void *>(static_cast<uintptr_t>(kept.number)));
+  curl_easy_setopt(handle, CURLOPT_PRIVATE, &kept);
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle, CURLOPT_PROXY, "");  // what the environment says is for people's programs
   curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, kConnectMax);

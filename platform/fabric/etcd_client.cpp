@@ -13,7 +13,9 @@ using nlohmann::json;
 
 namespace {
 
-constexpr int kPause = 100;  // milliseconds between two members that do not answer
+constexpr int kPause = 100;  // milliseconds before the next member is asked; twice as long each time
+
+}  // namespace
 
 struct etcd_request {
   etcd_client *client;
@@ -27,9 +29,8 @@ struct etcd_request {
   event_ptr pause = {};
   std::string error = {};  // of the last attempt
   bool authenticates = false;
+  int pauses = 0;
 };
-
-}  // namespace
 
 struct etcd_client {
   event_base *base;
@@ -62,7 +63,8 @@ void on_pause_over(evutil_socket_t, short, void *context) {
 }
 
 void attempt_after_pause(etcd_request &request) {
-  const timeval after = {0, kPause * 1000};
+  const int milliseconds = kPause << std::min(request.pauses++, 3);
+  const timeval after = {0, suseconds_t{milliseconds} * 1000};
   request.pause.reset(event_new(request.client->base, -1, 0, on_pause_over, &request));
   event_add(request.pause.get(), &after);
 }

@@ -21,7 +21,6 @@ struct fabric_pending {
   int64_t lock = 0;           // revision of the lock that a commit compares with
   uint64_t await = 0;         // the lock is ours; the commit of this revision has to be applied before it counts
   fabric_commit commit = {};  // that is tried
-  std::vector<distribution_value> changed = {};  // by it
 };
 
 // What was read of the fabric.

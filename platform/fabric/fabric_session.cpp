@@ -296,12 +296,12 @@ int fabric_link_commit(fabric_link *link, const std::vector<distribution_value> 
   const json transaction = commit_transaction(link, commit, changed);
   link->pending = {.busy = true,
                    .operation = fabric_operation::commit,
-                   .session = commit.session,
-                   .user = commit.user,
+                   .session = standing.session.number,
+                   .user = standing.session.owner,
                    .ends = monotonic_ms() + link->timings.request,
                    .calling = true,
-                   .lock = link->lock.modified,
-                   .commit = std::move(commit)};
+                   .lock = link->lock.modified};
+  link->pending.commit = std::move(commit);
   etcd_call(link->client, "/v3/kv/txn", transaction, link->timings.request, on_commit, link);
   return kDistributionOutcome;
 }
