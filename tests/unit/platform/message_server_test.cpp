@@ -36,16 +36,18 @@ TEST(MessageServer, SocketIsForOwnerAndGroupAndGoesWithTheServer) {
 TEST(MessageServer, AnAnswerThatComesLaterHoldsNobodyElseUp) {
   const private_dir dir;
   fake_manager manager(dir.path);
-  std::atomic<uint64_t> connection = 0, number = 0;
+  uint64_t connection = 0, number = 0;
+  std::atomic<bool> came = false;
   manager.answer = [&](const message_request &request, message_reply &reply) {
     reply.later = request.payload.size() == 5;  // "later"
     if (reply.later) {
       connection = request.connection;
       number = request.number;
+      came = true;
     }
   };
   std::thread waits([] { EXPECT_EQ(call("later", {.opcode = 1}).status, 7); });
-  while (number == 0) {
+  while (!came) {
     usleep(1000);
   }
   manager.in_loop([&] {
