@@ -386,7 +386,7 @@ TEST_F(Fabric, OneThatWasAwayAppliesEveryCommitInItsOrder) {
   }
   start(two);
   ASSERT_TRUE(until([&] { return two.applied.size() == 3; }));
-  for (uint64_t i = 0; i < 3; ++i) {
+  for (size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(two.applied[i].number, i + 1);
     EXPECT_EQ(two.applied[i].timers[0].value, 2100 + 100 * i);
   }
